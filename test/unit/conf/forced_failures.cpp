@@ -1,0 +1,72 @@
+#include "forced_failures.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+
+namespace {
+
+using keldo::test::Call;
+
+/// For each function, how many calls there are up to the one that fails; 0 for none.
+std::array<int, 5> callsToFailure;
+
+int& callsToFailureOf(Call call) {
+    return callsToFailure.at(static_cast<size_t>(call));
+}
+
+bool fails(Call call) {
+    int& calls = callsToFailureOf(call);
+    if (calls == 0 || --calls > 0) {
+        return false;
+    }
+    errno = ENOMEM;
+    return true;
+}
+
+std::vector<size_t> reallocSizes;
+
+} // namespace
+
+namespace keldo::test {
+
+void failCall(Call call, int number) {
+    callsToFailureOf(call) = number;
+}
+
+std::vector<size_t> reallocSizesIn(const std::function<void()>& action) {
+    reallocSizes.clear();
+    action();
+    return reallocSizes;
+}
+
+} // namespace keldo::test
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* memory, size_t size);
+char* __real_strdup(const char* text);
+int __real_vasprintf(char** text, const char* format, va_list args);
+
+void* __wrap_malloc(size_t size) {
+    return fails(Call::malloc) ? nullptr : __real_malloc(size);
+}
+
+void* __wrap_calloc(size_t count, size_t size) {
+    return fails(Call::calloc) ? nullptr : __real_calloc(count, size);
+}
+
+void* __wrap_realloc(void* memory, size_t size) {
+    reallocSizes.push_back(size);
+    return fails(Call::realloc) ? nullptr : __real_realloc(memory, size);
+}
+
+char* __wrap_strdup(const char* text) {
+    return fails(Call::strdup) ? nullptr : __real_strdup(text);
+}
+
+int __wrap_vasprintf(char** text, const char* format, va_list args) {
+    return fails(Call::vasprintf) ? -1 : __real_vasprintf(text, format, args);
+}
+}

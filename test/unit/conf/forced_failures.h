@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+namespace keldo::test {
+
+/// The C functions whose failure a test can order.
+enum class Call { malloc, calloc, realloc, strdup, vasprintf };
+
+/// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other.
+void failCall(Call call, int number = 1);
+
+/// The sizes in bytes that realloc() is asked for by `action`, also in vain.
+std::vector<size_t> reallocSizesIn(const std::function<void()>& action);
+
+} // namespace keldo::test

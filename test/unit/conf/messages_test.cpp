@@ -1,0 +1,470 @@
+#include "conf/messages.h"
+
+#include "forced_failures.h"
+#include "printed_text.h"
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <syslog.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+using keldo::test::Call;
+using keldo::test::failCall;
+using keldo::test::inFreshProcess;
+using keldo::test::onBothStreams;
+using keldo::test::printedBy;
+using keldo::test::PrintedText;
+using keldo::test::reallocSizesIn;
+using keldo::test::withOneStream;
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+using testing::IsEmpty;
+using testing::StrEq;
+
+namespace {
+
+/// The calls of the system log's functions, as text.
+std::vector<std::string> systemLog;
+
+/// The identity that openlog() was given, as the very pointer.
+const char* systemLogIdentity = nullptr;
+
+} // namespace
+
+extern "C" {
+void __wrap_openlog(const char* identity, int options, int facility);
+void __wrap_closelog();
+void __wrap_syslog(int priority, const char* format, ...);
+void __wrap_vsyslog(int priority, const char* format, va_list args);
+
+void __wrap_openlog(const char* identity, int options, int facility) {
+    systemLogIdentity = identity;
+    systemLog.push_back("openlog " + std::to_string(options) + " " + std::to_string(facility));
+}
+
+void __wrap_closelog() {
+    systemLog.push_back("closelog");
+}
+
+void __wrap_vsyslog(int priority, const char* format, va_list args) {
+    char text[100];
+    vsnprintf(text, sizeof(text), format, args);
+    systemLog.push_back("vsyslog " + std::to_string(priority) + " " + text);
+}
+
+void __wrap_syslog(int priority, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    char text[100];
+    vsnprintf(text, sizeof(text), format, args);
+    va_end(args);
+    systemLog.push_back("syslog " + std::to_string(priority) + " " + text);
+}
+}
+
+namespace {
+
+/// Puts the process-wide settings back after each test.
+class Messages : public testing::Test {
+protected:
+    void TearDown() override {
+        program_path = nullptr;
+        log_fn = log_console;
+        vlog_fn = log_vconsole;
+        log_level = 6;
+        log_to_console = 1;
+        log_facility = LOG_MAIL;
+        systemLog.clear();
+    }
+};
+
+using MessagesFormat = Messages;
+using MessagesReportError = Messages;
+using MessagesLog = Messages;
+using MessagesLogSetup = Messages;
+
+const std::string systemErrorTwo = "\nSystem error 2: No such file or directory";
+
+/// What report_error() prints for `message` with `error` in errno.
+std::vector<PrintedText> reported(int error, const std::string& message) {
+    return printedBy([&] {
+        errno = error;
+        report_error(0, 0, "%s", message.c_str());
+    });
+}
+
+[[gnu::format(printf, 2, 3)]] void callLogHookWithList(int priority, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    vlog_fn(priority, format, args);
+    va_end(args);
+}
+
+[[gnu::format(printf, 3, 4)]] void callReportVerror(int exit_status, int unused, const char* format,
+                                                    ...) {
+    va_list args;
+    va_start(args, format);
+    report_verror(exit_status, unused, format, args);
+    va_end(args);
+}
+
+} // namespace
+
+// The settings at the start.
+
+TEST(MessagesSettings, StartWithTheConsoleUpToLevelSix) {
+    inFreshProcess([] {
+        EXPECT_EQ(program_path, nullptr);
+        EXPECT_EQ(log_fn, &log_console);
+        EXPECT_EQ(vlog_fn, &log_vconsole);
+        EXPECT_EQ(log_level, 6);
+        EXPECT_EQ(log_to_console, 1);
+        EXPECT_EQ(log_facility, 16);
+    });
+}
+
+// msg_asprintf() and msg_vasprintf().
+
+TEST_F(MessagesFormat, MakesAStringForTheCallerToFree) {
+    const std::unique_ptr<char, decltype(&free)> text(msg_asprintf("%s-%03d", "a", 7), free);
+    EXPECT_STREQ(text.get(), "a-007");
+}
+
+TEST_F(MessagesFormat, HasNoLimitOfLength) {
+    const std::string long_text(100000, 'x');
+    const std::unique_ptr<char, decltype(&free)> text(msg_asprintf("%s", long_text.c_str()), free);
+    EXPECT_EQ(text.get(), long_text);
+}
+
+TEST_F(MessagesFormat, EndsTheProcessWithStatusOneWithoutMemory) {
+    const std::string message = "Cannot allocate memory: Cannot allocate memory\n"
+                                "System error 12: Cannot allocate memory\n";
+    EXPECT_EXIT(withOneStream([] {
+                    failCall(Call::vasprintf);
+                    static_cast<void>(msg_asprintf("text"));
+                }),
+                ExitedWithCode(1), StrEq(message + message));
+}
+
+// report_error() and report_verror(): the text.
+
+TEST_F(MessagesReportError, PrintsOnStandardErrorAndThenOnStandardOutputFlushed) {
+    EXPECT_EQ(reported(0, "text"), onBothStreams("text\n"));
+}
+
+TEST_F(MessagesReportError, FormatsItsArguments) {
+    EXPECT_EQ(printedBy([] {
+                  errno = 0;
+                  report_error(0, 0, "%s %d%%", "of", 5);
+              }),
+              onBothStreams("of 5%\n"));
+}
+
+TEST_F(MessagesReportError, TakesAnArgumentListAsWell) {
+    EXPECT_EQ(printedBy([] {
+                  errno = 2;
+                  callReportVerror(0, 0, "%s %d", "of", 5);
+              }),
+              onBothStreams("of 5" + systemErrorTwo + "\n"));
+}
+
+TEST_F(MessagesReportError, IsNotChangedByTheSecondArgument) {
+    for (const int unused : {0, 1, -1}) {
+        SCOPED_TRACE(unused);
+        EXPECT_EQ(printedBy([&] {
+                      errno = 0;
+                      report_error(0, unused, "text");
+                  }),
+                  onBothStreams("text\n"));
+    }
+}
+
+TEST_F(MessagesReportError, EndsEveryMessageInOneNewline) {
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"text", "text\n"}, {"text\n", "text\n"}, {"text\n\n", "text\n\n"},
+        {"a\nb", "a\nb\n"}, {"\n", "\n"},         {"", "\n"},
+    };
+    for (const auto& [message, printed] : rows) {
+        SCOPED_TRACE(message);
+        EXPECT_EQ(reported(0, message), onBothStreams(printed));
+    }
+}
+
+TEST_F(MessagesReportError, AddsTheSystemErrorAtEntry) {
+    EXPECT_EQ(reported(2, "text"), onBothStreams("text" + systemErrorTwo + "\n"));
+}
+
+TEST_F(MessagesReportError, KeepsTheMessagesNewlineBeforeTheSystemError) {
+    EXPECT_EQ(reported(2, "text\n"), onBothStreams("text\n" + systemErrorTwo + "\n"));
+}
+
+TEST_F(MessagesReportError, NamesAnErrorThatTheSystemDoesNotKnow) {
+    EXPECT_EQ(reported(9999, "text"),
+              onBothStreams("text\nSystem error 9999: Unknown error 9999\n"));
+}
+
+TEST_F(MessagesReportError, NamesTheErrorAtEntryWhenTheFormattingFailsWithAnother) {
+    // In the C locale there is no such character, which vsnprintf() tells by EILSEQ.
+    EXPECT_EQ(printedBy([] {
+                  errno = 2;
+                  report_error(0, 0, "%ls", L"\u20ac");
+              }),
+              onBothStreams(systemErrorTwo + "\n"));
+}
+
+TEST_F(MessagesReportError, NamesNoErrorThatOnlyTheFormattingMade) {
+    EXPECT_EQ(printedBy([] {
+                  errno = 0;
+                  report_error(0, 0, "%ls", L"\u20ac");
+              }),
+              onBothStreams("\n"));
+}
+
+TEST_F(MessagesReportError, WritesTheErrorNumberWithoutDigitGrouping) {
+    inFreshProcess([] {
+        setenv("LOCPATH", KELDO_TEST_LOCALES "/utf8", 1);
+        ASSERT_NE(setlocale(LC_NUMERIC, "de_DE"), nullptr);
+        EXPECT_EQ(reported(9999, "text"),
+                  onBothStreams("text\nSystem error 9999: Unknown error 9999\n"));
+    });
+}
+
+TEST_F(MessagesReportError, PrefixesTheBaseNameOfTheProgramsPath) {
+    for (const char* path : {"/usr/local/kvr/admin/sbin/keldoctl", "./keldoctl", "keldoctl"}) {
+        SCOPED_TRACE(path);
+        program_path = path;
+        EXPECT_EQ(reported(0, "text"), onBothStreams("keldoctl: text\n"));
+    }
+}
+
+TEST_F(MessagesReportError, PrefixesOnlyTheFirstLine) {
+    program_path = "/sbin/keldoctl";
+    EXPECT_EQ(reported(2, "a\nb"), onBothStreams("keldoctl: a\nb" + systemErrorTwo + "\n"));
+}
+
+// The buffer of 4096 bytes.
+
+TEST_F(MessagesReportError, AddsTheSystemErrorUpToTheBuffersLastByte) {
+    const std::string message(4095 - systemErrorTwo.size(), 'x');
+    EXPECT_EQ(reported(2, message), onBothStreams(message + systemErrorTwo + "\n"));
+}
+
+TEST_F(MessagesReportError, LeavesOutASystemErrorThatIsOneByteTooLong) {
+    const std::string message(4096 - systemErrorTwo.size(), 'x');
+    EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
+}
+
+TEST_F(MessagesReportError, PrintsLongMessagesWholeWithoutTheSystemError) {
+    for (const size_t length : {4090U, 4094U, 4095U, 4096U, 4097U, 5000U}) {
+        SCOPED_TRACE(length);
+        const std::string message(length, 'x');
+        EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
+        EXPECT_EQ(reported(0, message), onBothStreams(message + "\n"));
+    }
+}
+
+TEST_F(MessagesReportError, EnlargesTheBufferToTheMessageAndByOneByteForWhatDoesNotFit) {
+    const size_t suffix = systemErrorTwo.size();
+    struct Row {
+        int error;
+        size_t length;
+        std::vector<size_t> sizes;
+    };
+    for (const Row& row : std::vector<Row>{
+             {0, 4095, {}},
+             {0, 4096, {4097}},
+             {0, 5000, {5001}},
+             {2, 4095 - suffix, {}},
+             {2, 4096 - suffix, {4097}},
+             {2, 4095, {4097}},
+             {2, 4096, {4097, 4098}},
+             {2, 5000, {5001, 5002}},
+         }) {
+        SCOPED_TRACE(std::to_string(row.error) + " " + std::to_string(row.length));
+        EXPECT_EQ(reallocSizesIn([&] { reported(row.error, std::string(row.length, 'x')); }),
+                  row.sizes);
+    }
+}
+
+TEST_F(MessagesReportError, CutsAMessageThatTheBufferCannotGrowTo) {
+    for (const int error : {0, 2}) {
+        SCOPED_TRACE(error);
+        failCall(Call::realloc);
+        EXPECT_EQ(reported(error, std::string(4095, 'x') + std::string(905, 'y')),
+                  onBothStreams(std::string(4095, 'x') + "\n"));
+    }
+}
+
+TEST_F(MessagesReportError, PrintsTheMessageAloneWhenTheExtraByteIsRefused) {
+    const std::string message(4080, 'x');
+    failCall(Call::realloc);
+    EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
+}
+
+TEST_F(MessagesReportError, SaysThatThereIsNoMemoryInPlaceOfTheMessage) {
+    program_path = "/sbin/keldoctl";
+    const std::vector<PrintedText> printed = printedBy([] {
+        failCall(Call::malloc);
+        report_error(0, 0, "text");
+    });
+    EXPECT_EQ(printed, onBothStreams("keldoctl: Can't allocate memory for error message\n"));
+}
+
+// The exit status.
+
+TEST_F(MessagesReportError, EndsTheProcessWithItsExitStatusAfterPrinting) {
+    EXPECT_EXIT(withOneStream([] {
+                    errno = 0;
+                    report_error(3, 0, "text");
+                }),
+                ExitedWithCode(3), StrEq("text\ntext\n"));
+}
+
+TEST_F(MessagesReportError, EndsTheProcessByExitAndNotAtOnce) {
+    EXPECT_EXIT(
+        {
+            atexit([] { static_cast<void>(write(STDERR_FILENO, "handler\n", 8)); });
+            withOneStream([] {
+                errno = 0;
+                report_error(1, 0, "text");
+            });
+        },
+        ExitedWithCode(1), StrEq("text\ntext\nhandler\n"));
+}
+
+TEST_F(MessagesReportError, KeepsTheCallersExitStatusWithoutMemory) {
+    EXPECT_EXIT(withOneStream([] {
+                    failCall(Call::malloc);
+                    report_error(4, 0, "text");
+                }),
+                ExitedWithCode(4),
+                StrEq("Can't allocate memory for error message\n"
+                      "Can't allocate memory for error message\n"));
+}
+
+// The log hook and the console writers.
+
+TEST_F(MessagesLog, PrintsOnBothStreamsFlushed) {
+    EXPECT_EQ(printedBy([] { log_fn(6, "%s %d", "text", 1); }), onBothStreams("text 1\n"));
+    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "%s %d", "text", 2); }),
+              onBothStreams("text 2\n"));
+}
+
+TEST_F(MessagesLog, AddsANewlineAlsoAfterANewline) {
+    EXPECT_EQ(printedBy([] { log_fn(6, "text\n"); }), onBothStreams("text\n\n"));
+    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "text\n"); }), onBothStreams("text\n\n"));
+}
+
+TEST_F(MessagesLog, DoesNotPrintTheReadersPriorityAtTheStart) {
+    EXPECT_THAT(printedBy([] { log_fn(12, "text"); }), IsEmpty());
+    EXPECT_THAT(printedBy([] { callLogHookWithList(12, "text"); }), IsEmpty());
+}
+
+TEST_F(MessagesLog, PrintsPrioritiesUpToTheLevel) {
+    struct Row {
+        int level;
+        int priority;
+        bool printed;
+    };
+    for (const Row row :
+         {Row{6, 0, true}, Row{6, 6, true}, Row{6, 7, false}, Row{6, -1, true}, Row{11, 12, false},
+          Row{12, 12, true}, Row{0, 0, true}, Row{0, 1, false}, Row{-1, 0, false}}) {
+        SCOPED_TRACE(std::to_string(row.level) + " " + std::to_string(row.priority));
+        log_level = row.level;
+        const std::vector<PrintedText> expected =
+            row.printed ? onBothStreams("text\n") : std::vector<PrintedText>{};
+        EXPECT_EQ(printedBy([&] { log_fn(row.priority, "text"); }), expected);
+        EXPECT_EQ(printedBy([&] { callLogHookWithList(row.priority, "text"); }), expected);
+    }
+}
+
+TEST_F(MessagesLog, DoesNotLookAtTheConsoleFlag) {
+    log_to_console = 0;
+    EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onBothStreams("text\n"));
+}
+
+TEST_F(MessagesLog, HasNoProgramPrefixAndNoSystemError) {
+    program_path = "/sbin/keldoctl";
+    EXPECT_EQ(printedBy([] {
+                  errno = 2;
+                  log_fn(6, "text");
+              }),
+              onBothStreams("text\n"));
+}
+
+// log_setup().
+
+TEST_F(MessagesLogSetup, RecordsFacilityAndLevel) {
+    struct Row {
+        int level;
+        int log_level;
+        int log_to_console;
+    };
+    for (const Row row :
+         {Row{5, 5, 1}, Row{1, 1, 1}, Row{0, 0, 0}, Row{-3, 0, 0}, Row{12, 12, 1}}) {
+        SCOPED_TRACE(row.level);
+        for (const char* destination : {"console", static_cast<const char*>(nullptr)}) {
+            log_setup(destination, row.level, LOG_DAEMON, 0, "identity");
+            EXPECT_EQ(log_facility, LOG_DAEMON);
+            EXPECT_EQ(log_level, row.log_level);
+            EXPECT_EQ(log_to_console, row.log_to_console);
+        }
+    }
+}
+
+TEST_F(MessagesLogSetup, FlagsTheConsoleByTheFirstSevenCharactersInAnyCase) {
+    const std::vector<std::pair<const char*, int>> rows = {
+        {"console", 1}, {"CONSOLE", 1},  {"ConSole", 1}, {"console-2", 1}, {"consol", 0},
+        {"", 0},        {"xconsole", 0}, {"file", 0},    {" console", 0},
+    };
+    for (const auto& [destination, flag] : rows) {
+        SCOPED_TRACE(destination);
+        log_setup(destination, 5, LOG_DAEMON, 0, "identity");
+        EXPECT_EQ(log_to_console, flag);
+    }
+}
+
+TEST_F(MessagesLogSetup, InstallsTheConsoleWritersForAnyDestination) {
+    for (const char* destination : {"console", "file", ""}) {
+        SCOPED_TRACE(destination);
+        log_setup(nullptr, 5, LOG_DAEMON, 0, "identity");
+        systemLog.clear();
+        log_setup(destination, 5, LOG_DAEMON, 0, "identity");
+        EXPECT_EQ(printedBy([] { log_fn(5, "text"); }), onBothStreams("text\n"));
+        EXPECT_EQ(printedBy([] { callLogHookWithList(5, "text"); }), onBothStreams("text\n"));
+        EXPECT_THAT(systemLog, IsEmpty());
+    }
+}
+
+TEST_F(MessagesLogSetup, ReopensTheSystemLogForNoDestination) {
+    const char* const identity = "identity";
+    log_setup(nullptr, 5, LOG_DAEMON, LOG_NDELAY, identity);
+    log_setup(nullptr, 5, LOG_LOCAL3, 0, identity);
+    EXPECT_THAT(
+        systemLog,
+        ElementsAre(
+            "closelog",
+            "openlog " + std::to_string(LOG_NDELAY | LOG_PID) + " " + std::to_string(LOG_DAEMON),
+            "closelog", "openlog " + std::to_string(LOG_PID) + " " + std::to_string(LOG_LOCAL3)));
+    EXPECT_EQ(systemLogIdentity, identity);
+}
+
+TEST_F(MessagesLogSetup, SendsTheHooksToTheSystemLogForNoDestination) {
+    log_setup(nullptr, 5, LOG_DAEMON, 0, "identity");
+    systemLog.clear();
+    EXPECT_THAT(printedBy([] {
+                    log_fn(12, "%s %d", "text", 1);
+                    callLogHookWithList(12, "%s %d", "text", 2);
+                }),
+                IsEmpty());
+    EXPECT_THAT(systemLog, ElementsAre("syslog 12 text 1", "vsyslog 12 text 2"));
+}
