@@ -1,0 +1,7 @@
+#include "exec/program_name.h"
+
+namespace keldo {
+
+std::string programName;
+
+} // namespace keldo

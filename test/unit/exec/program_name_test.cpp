@@ -1,0 +1,7 @@
+#include "exec/program_name.h"
+
+#include <gtest/gtest.h>
+
+TEST(ProgramName, IsEmptyUntilSet) {
+    EXPECT_EQ(keldo::programName, "");
+}
