@@ -1,0 +1,25 @@
+#pragma once
+
+#include "report/problem_model.h"
+
+#include <string>
+
+namespace keldo {
+
+/// The report that the panel reads: an XML document in UTF-8, indented by two spaces a level and
+/// ended by a newline. The root element "keldoctl" holds the problems and then the actions, each
+/// in the order of their ids:
+///
+///     <problem id=""><message xml:lang=""/><severity/><solutions><action id="" default="true"/>
+///     <action id=""><message xml:lang=""/><status/><log/>
+///
+/// What a problem or an action lacks has no element; one with an empty id is left out. Texts are
+/// the content argument of libxml2's xmlNewChild, so an entity reference in them is one in the
+/// report; ids and languages are values of xmlNewProp. Empty where libxml2 could not serialise it.
+std::string reportDocument(const ProblemModel& model);
+
+/// Writes the document of the run's own model to standard output. An interrupted or short write is
+/// continued; where writing fails, what was written stays.
+void printReport();
+
+} // namespace keldo

@@ -1,0 +1,198 @@
+#include "report/problem_model.h"
+
+#include "report/print_message.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace keldo {
+namespace {
+
+using testing::ElementsAre;
+
+Message english(const std::string& text) {
+    return {text, "en-US"};
+}
+
+Solution restart(const std::string& service, const std::string& description = "Restart it.") {
+    return {"restart-service:" + service, english(description), "stop\nstart"};
+}
+
+/// Everything that a solution holds, in one value that can be compared.
+std::vector<std::string> fields(const Solution& solution) {
+    return {solution.id, solution.message.text, solution.message.lang, solution.commands};
+}
+
+template <typename Map> std::vector<std::string> keys(const Map& map) {
+    std::vector<std::string> result;
+    for (const auto& [key, value] : map) {
+        result.push_back(key);
+    }
+    return result;
+}
+
+TEST(Severity, HasThreeNamedValues) {
+    EXPECT_EQ(0, minor);
+    EXPECT_EQ(1, major);
+    EXPECT_EQ(2, critical);
+    EXPECT_EQ(4U, sizeof(Severity));
+}
+
+TEST(Problem, HoldsWhatItIsConstructedFrom) {
+    const Problem problem("service-down:web", english("It is off."), critical,
+                          {restart("web"), restart("dns")}, 1);
+    EXPECT_EQ("service-down:web", problem.id);
+    EXPECT_EQ(english("It is off."), problem.message);
+    EXPECT_EQ(critical, problem.severity);
+    ASSERT_EQ(2U, problem.solutions.size());
+    EXPECT_EQ(fields(restart("web")), fields(problem.solutions[0]));
+    EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[1]));
+    EXPECT_EQ(1U, problem.defaultSolution);
+}
+
+TEST(Problem, HasNoDefaultUnlessOneIsGiven) {
+    EXPECT_EQ(std::nullopt, Problem("x", english(""), major, {restart("web")}).defaultSolution);
+}
+
+TEST(Problem, WithoutSolutionsHasNoDefaultWhateverIsGiven) {
+    EXPECT_EQ(std::nullopt, Problem("x", english(""), major, {}, 0).defaultSolution);
+}
+
+TEST(Problem, CopyHasTheDefaultAtTheSamePositionOfItsOwnList) {
+    Problem original("x", english(""), major, {restart("web"), restart("dns")}, 1);
+    Problem copy = original;
+    Problem assigned;
+    assigned = original;
+    original.solutions[1].id = "changed";
+    for (const Problem& other : {copy, assigned}) {
+        ASSERT_EQ(1U, other.defaultSolution);
+        EXPECT_EQ("restart-service:dns", other.solutions[*other.defaultSolution].id);
+    }
+}
+
+TEST(AddDefaultSolution, AppendsOneThatIsNew) {
+    Problem problem("x", english(""), major, {restart("web")});
+    problem.addDefaultSolution(restart("dns"));
+    ASSERT_EQ(2U, problem.solutions.size());
+    EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[1]));
+    EXPECT_EQ(1U, problem.defaultSolution);
+}
+
+TEST(AddDefaultSolution, KeepsTheDescriptionOfAnIdThatIsThere) {
+    Problem problem("x", english(""), major, {restart("web", "First."), restart("dns")}, 1);
+    problem.addDefaultSolution(restart("web", "Second."));
+    ASSERT_EQ(2U, problem.solutions.size());
+    EXPECT_EQ("First.", problem.solutions[0].message.text);
+    EXPECT_EQ(0U, problem.defaultSolution);
+}
+
+TEST(AddDefaultSolution, TakesTheFirstOfSeveralWithTheId) {
+    Problem problem("x", english(""), major, {restart("a"), restart("b"), restart("b")});
+    problem.addDefaultSolution(restart("b"));
+    EXPECT_EQ(3U, problem.solutions.size());
+    EXPECT_EQ(1U, problem.defaultSolution);
+}
+
+TEST(AddDefaultSolution, ComparesNothingButTheId) {
+    Problem problem("x", english(""), major, {restart("web")});
+    problem.addDefaultSolution({"Restart-service:web", restart("web").message, "stop\nstart"});
+    EXPECT_EQ(2U, problem.solutions.size());
+    EXPECT_EQ(1U, problem.defaultSolution);
+}
+
+TEST(ProblemModel, IsEmptyAtStart) {
+    const ProblemModel model;
+    EXPECT_TRUE(model.problems().empty());
+    EXPECT_TRUE(model.actions().empty());
+    EXPECT_TRUE(model.actionResults().empty());
+}
+
+TEST(ProblemModel, OfTheRunIsEmptyAtStart) {
+    EXPECT_TRUE(problemModel.problems().empty());
+    EXPECT_TRUE(problemModel.actions().empty());
+    EXPECT_TRUE(problemModel.actionResults().empty());
+}
+
+TEST(AddProblem, KeepsTheLastOfAnIdAndTheActionsOfAll) {
+    ProblemModel model;
+    model.addProblem({"x", english("First."), minor, {restart("web")}, 0});
+    model.addProblem({"x", english("Second."), critical, {restart("dns")}});
+    ASSERT_THAT(keys(model.problems()), ElementsAre("x"));
+    const Problem& problem = model.problems().at("x");
+    EXPECT_EQ(english("Second."), problem.message);
+    EXPECT_EQ(critical, problem.severity);
+    ASSERT_EQ(1U, problem.solutions.size());
+    EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[0]));
+    EXPECT_EQ(std::nullopt, problem.defaultSolution);
+    EXPECT_THAT(keys(model.actions()), ElementsAre("restart-service:dns", "restart-service:web"));
+}
+
+TEST(AddProblem, RegistersEachSolutionUnlessItsIdIsThere) {
+    ProblemModel model;
+    model.addProblem({"a", english(""), major, {restart("web", "First."), restart("dns")}});
+    model.addProblem({"b", english(""), major, {restart("web", "Second.")}});
+    EXPECT_THAT(keys(model.actions()), ElementsAre("restart-service:dns", "restart-service:web"));
+    EXPECT_EQ(fields(restart("web", "First.")), fields(model.actions().at("restart-service:web")));
+}
+
+TEST(ProblemModel, IteratesInByteOrderOfTheIds) {
+    ProblemModel model;
+    for (const char* id :
+         {"upgrade", "service-down:named", "Z", "service-down:apache", "\xc3\xa4"}) {
+        model.addProblem({id, english(""), minor, {{id, english(""), ""}}});
+        model.setActionResult(id, {0, ""});
+    }
+    const auto inOrder =
+        ElementsAre("Z", "service-down:apache", "service-down:named", "upgrade", "\xc3\xa4");
+    EXPECT_THAT(keys(model.problems()), inOrder);
+    EXPECT_THAT(keys(model.actions()), inOrder);
+    EXPECT_THAT(keys(model.actionResults()), inOrder);
+}
+
+TEST(RegisterAction, TakesACopyOfAllThatIsNewAndLeavesWhatIsThere) {
+    ProblemModel model;
+    Solution solution = {"a", {"Neu starten.", "de-DE"}, "one\ntwo"};
+    model.registerAction(solution);
+    solution = {"a", english("Other."), "three"};
+    model.registerAction(solution);
+    EXPECT_THAT(fields(model.actions().at("a")),
+                ElementsAre("a", "Neu starten.", "de-DE", "one\ntwo"));
+}
+
+TEST(StoreAction, InsertsAndOverwritesAllFields) {
+    ProblemModel model;
+    model.storeAction({"a", english("First."), "one"});
+    model.storeAction({"a", {"Zweite.", "de-DE"}, "two"});
+    ASSERT_THAT(keys(model.actions()), ElementsAre("a"));
+    EXPECT_THAT(fields(model.actions().at("a")), ElementsAre("a", "Zweite.", "de-DE", "two"));
+}
+
+TEST(StoreAction, WinsOverARegisteredActionAndIsNotUndoneByOne) {
+    ProblemModel model;
+    model.registerAction({"a", english("Registered."), "one"});
+    model.storeAction({"a", english("Stored."), "two"});
+    model.registerAction({"a", english("Registered again."), "three"});
+    EXPECT_THAT(fields(model.actions().at("a")), ElementsAre("a", "Stored.", "en-US", "two"));
+}
+
+TEST(SetActionResult, KeepsTheLastOfAnId) {
+    ProblemModel model;
+    model.setActionResult("a", {-1, "first"});
+    model.setActionResult("a", {0, "second"});
+    ASSERT_THAT(keys(model.actionResults()), ElementsAre("a"));
+    EXPECT_EQ(0, model.actionResults().at("a").status);
+    EXPECT_EQ("second", model.actionResults().at("a").log);
+}
+
+TEST(FindProblem, WantsTheVeryId) {
+    ProblemModel model;
+    model.addProblem({"upgrade", english(""), minor});
+    EXPECT_EQ(&model.problems().at("upgrade"), model.findProblem("upgrade"));
+    for (const char* id : {"Upgrade", "upgrad", "upgrade ", ""}) {
+        SCOPED_TRACE(id);
+        EXPECT_EQ(nullptr, model.findProblem(id));
+    }
+}
+
+} // namespace
+} // namespace keldo

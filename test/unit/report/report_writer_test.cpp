@@ -1,0 +1,380 @@
+#include "report/report_writer.h"
+
+#include <cerrno>
+#include <deque>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+/// What write() to standard output does, once for each answer, instead of writing there: takes at
+/// most that many bytes, or fails with the errno of a negative answer. Empty: it writes.
+std::deque<ssize_t> writeAnswers;
+std::string written;
+
+} // namespace
+
+extern "C" {
+ssize_t __real_write(int fd, const void* bytes, size_t size);
+ssize_t __wrap_write(int fd, const void* bytes, size_t size);
+}
+
+ssize_t __wrap_write(int fd, const void* bytes, size_t size) {
+    if (fd != STDOUT_FILENO || writeAnswers.empty()) {
+        return __real_write(fd, bytes, size);
+    }
+    const ssize_t answer = writeAnswers.front();
+    writeAnswers.pop_front();
+    if (answer < 0) {
+        errno = static_cast<int>(-answer);
+        return -1;
+    }
+    const size_t count = std::min(size, static_cast<size_t>(answer));
+    written.append(static_cast<const char*>(bytes), count);
+    return static_cast<ssize_t>(count);
+}
+
+namespace keldo {
+namespace {
+
+/// The document with those lines inside the root element.
+std::string document(const std::string& lines) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl>\n" + lines + "</keldoctl>\n";
+}
+
+std::string documentOf(const Problem& problem) {
+    ProblemModel model;
+    model.addProblem(problem);
+    return reportDocument(model);
+}
+
+TEST(ReportDocument, OfAnEmptyModelIsAnEmptyRoot) {
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl/>\n",
+              reportDocument(ProblemModel()));
+}
+
+TEST(ReportDocument, OfAnUpgradeHoldsThatAlone) {
+    EXPECT_EQ(document("  <problem id=\"upgrade\">\n"
+                       "    <message xml:lang=\"en-US\">Upgrade is in progress. Please wait."
+                       "</message>\n"
+                       "    <severity>minor</severity>\n"
+                       "  </problem>\n"),
+              documentOf({"upgrade", {"Upgrade is in progress. Please wait.", "en-US"}, minor}));
+}
+
+TEST(ReportDocument, OfARepairHoldsProblemsActionsAndResults) {
+    ProblemModel model;
+    model.storeAction({"restart-service:named", {"Restart the DNS service.", "en-US"}, "a\nb"});
+    model.setActionResult("restart-service:named", {7, "no such file"});
+    const Solution restart = {
+        "restart-service:apache", {"Den Dienst Web neu starten.", "de-DE"}, "stop\nstart"};
+    model.addProblem(
+        {"service-down:apache", {"Der Dienst Web läuft nicht.", "de-DE"}, major, {restart}, 0});
+    EXPECT_EQ(document("  <problem id=\"service-down:apache\">\n"
+                       "    <message xml:lang=\"de-DE\">Der Dienst Web läuft nicht.</message>\n"
+                       "    <severity>major</severity>\n"
+                       "    <solutions>\n"
+                       "      <action id=\"restart-service:apache\" default=\"true\"/>\n"
+                       "    </solutions>\n"
+                       "  </problem>\n"
+                       "  <action id=\"restart-service:apache\">\n"
+                       "    <message xml:lang=\"de-DE\">Den Dienst Web neu starten.</message>\n"
+                       "  </action>\n"
+                       "  <action id=\"restart-service:named\">\n"
+                       "    <message xml:lang=\"en-US\">Restart the DNS service.</message>\n"
+                       "    <status>error</status>\n"
+                       "    <log>no such file</log>\n"
+                       "  </action>\n"),
+              reportDocument(model));
+}
+
+TEST(ReportDocument, NamesTheThreeSeveritiesAndNoOther) {
+    const struct {
+        std::int32_t severity;
+        const char* line;
+    } rows[] = {
+        {0, "    <severity>minor</severity>\n"},
+        {1, "    <severity>major</severity>\n"},
+        {2, "    <severity>critical</severity>\n"},
+        {3, ""},
+        {7, ""},
+        {-1, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.severity);
+        EXPECT_EQ(document("  <problem id=\"x\">\n    <message xml:lang=\"en-US\">m</message>\n" +
+                           std::string(row.line) + "  </problem>\n"),
+                  documentOf({"x", {"m", "en-US"}, static_cast<Severity>(row.severity)}));
+    }
+}
+
+TEST(ReportDocument, LeavesAnEmptyMessageOutButNotTheSeverity) {
+    EXPECT_EQ(document("  <problem id=\"x\">\n    <severity>major</severity>\n  </problem>\n"),
+              documentOf({"x", {"", "de-DE"}, major}));
+}
+
+TEST(ReportDocument, OfAProblemWithNothingToSayIsAnEmptyElement) {
+    EXPECT_EQ(document("  <problem id=\"x\"/>\n"), documentOf({"x", {}, static_cast<Severity>(7)}));
+}
+
+TEST(ReportDocument, SkipsProblemsAndActionsWithoutAnId) {
+    ProblemModel model;
+    model.addProblem({"", {"m", "en-US"}, critical, {{"", {"n", "en-US"}, ""}}, 0});
+    model.setActionResult("", {0, "log"});
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl/>\n", reportDocument(model));
+}
+
+TEST(ReportDocument, OfAProblemWhoseOnlySolutionHasNoIdHasEmptySolutions) {
+    EXPECT_EQ(document("  <problem id=\"x\">\n"
+                       "    <severity>major</severity>\n"
+                       "    <solutions/>\n"
+                       "  </problem>\n"),
+              documentOf({"x", {}, major, {{"", {"undefined", "en-US"}, ""}}, 0}));
+}
+
+/// The lines of a problem "x" with the solutions "b", one without an id, and "a".
+std::string solutionsWithDefault(std::optional<std::size_t> position) {
+    const Solution b = {"b", {}, ""};
+    const Solution nameless = {"", {}, ""};
+    const Solution a = {"a", {}, ""};
+    return documentOf({"x", {}, static_cast<Severity>(7), {b, nameless, a}, position});
+}
+
+TEST(ReportDocument, ListsSolutionsInTheirOrderAndMarksTheDefaultAlone) {
+    const struct {
+        std::optional<std::size_t> position;
+        const char* lines;
+    } rows[] = {
+        {std::nullopt, "      <action id=\"b\"/>\n      <action id=\"a\"/>\n"},
+        {0, "      <action id=\"b\" default=\"true\"/>\n      <action id=\"a\"/>\n"},
+        {1, "      <action id=\"b\"/>\n      <action id=\"a\"/>\n"},
+        {2, "      <action id=\"b\"/>\n      <action id=\"a\" default=\"true\"/>\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.lines);
+        EXPECT_EQ(document("  <problem id=\"x\">\n    <solutions>\n" + std::string(row.lines) +
+                           "    </solutions>\n  </problem>\n"
+                           "  <action id=\"a\"/>\n  <action id=\"b\"/>\n"),
+                  solutionsWithDefault(row.position));
+    }
+}
+
+TEST(ReportDocument, MarksOneOfTwoSolutionsOfTheSameId) {
+    const Solution twin = {"a", {}, ""};
+    EXPECT_EQ(document("  <problem id=\"x\">\n"
+                       "    <solutions>\n"
+                       "      <action id=\"a\"/>\n"
+                       "      <action id=\"a\" default=\"true\"/>\n"
+                       "    </solutions>\n"
+                       "  </problem>\n"
+                       "  <action id=\"a\"/>\n"),
+              documentOf({"x", {}, static_cast<Severity>(7), {twin, twin}, 1}));
+}
+
+std::string documentOfResult(const ActionResult& result) {
+    ProblemModel model;
+    model.storeAction({"a", {}, "true"});
+    model.setActionResult("a", result);
+    return reportDocument(model);
+}
+
+TEST(ReportDocument, CallsEveryStatusButZeroAnError) {
+    const struct {
+        int status;
+        const char* word;
+    } rows[] = {{0, "ok"}, {1, "error"}, {255, "error"}, {-1, "error"}, {256, "error"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.status);
+        EXPECT_EQ(document("  <action id=\"a\">\n    <status>" + std::string(row.word) +
+                           "</status>\n    <log>text</log>\n  </action>\n"),
+                  documentOfResult({row.status, "text"}));
+    }
+}
+
+TEST(ReportDocument, ShowsAnEmptyLogAsAnEmptyElement) {
+    EXPECT_EQ(document("  <action id=\"a\">\n    <status>ok</status>\n    <log/>\n  </action>\n"),
+              documentOfResult({0, ""}));
+}
+
+TEST(ReportDocument, ShowsNoResultOfAnActionThatIsNotListed) {
+    ProblemModel model;
+    model.setActionResult("a", {0, "log"});
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl/>\n", reportDocument(model));
+}
+
+TEST(ReportDocument, ShowsNoCommands) {
+    ProblemModel model;
+    model.storeAction({"a", {}, "rm secret"});
+    EXPECT_EQ(document("  <action id=\"a\"/>\n"), reportDocument(model));
+}
+
+TEST(ReportDocument, OrdersProblemsAndActionsByIdAndPutsProblemsFirst) {
+    ProblemModel model;
+    for (const char* id : {"upgrade", "service-down:named", "service-down:apache"}) {
+        model.addProblem({id, {}, static_cast<Severity>(7), {{id, {}, ""}}});
+    }
+    const auto problem = [](const std::string& id) {
+        return "  <problem id=\"" + id + "\">\n    <solutions>\n      <action id=\"" + id +
+               "\"/>\n    </solutions>\n  </problem>\n";
+    };
+    EXPECT_EQ(document(problem("service-down:apache") + problem("service-down:named") +
+                       problem("upgrade") +
+                       "  <action id=\"service-down:apache\"/>\n"
+                       "  <action id=\"service-down:named\"/>\n"
+                       "  <action id=\"upgrade\"/>\n"),
+              reportDocument(model));
+}
+
+/// A text, how it comes out as the content of an element, and how as the value of an attribute.
+struct XmlRow {
+    const char* fact;
+    std::string text;
+    std::string content;
+    std::string value;
+};
+
+const XmlRow xmlRows[] = {
+    {"angle brackets", "<b>x</b>", "&lt;b&gt;x&lt;/b&gt;", "&lt;b&gt;x&lt;/b&gt;"},
+    {"quotes", "\"q\" 'a'", "\"q\" 'a'", "&quot;q&quot; 'a'"},
+    {"a carriage return", "a\rb\r\n", "a&#13;b&#13;\n", "a&#13;b&#13;&#10;"},
+    {"a newline and a tab", "a\nb\tc", "a\nb\tc", "a&#10;b&#9;c"},
+    {"UTF-8", "läuft €", "läuft €", "läuft €"},
+    {"the reference of the ampersand", "a &amp; b", "a &amp; b", "a &amp;amp; b"},
+    {"the references of the brackets", "&lt;&gt;", "&lt;&gt;", "&amp;lt;&amp;gt;"},
+    {"a character reference", "x&#10;y", "x\ny", "x&amp;#10;y"},
+    {"a character reference in hex", "x&#xe4;y", "xäy", "x&amp;#xe4;y"},
+    {"a reference to no entity", "a&unknown;b", "a&unknown;b", "a&amp;unknown;b"},
+    {"an ampersand with a semicolon later", "a && b; c", "a & b; c", "a &amp;&amp; b; c"},
+    {"the end of a CDATA section", "]]>", "]]&gt;", "]]&gt;"},
+    {"nothing but a blank", " ", " ", " "},
+};
+
+TEST(ReportDocument, TakesElementTextsAsContentWithReferences) {
+    for (const XmlRow& row : xmlRows) {
+        SCOPED_TRACE(row.fact);
+        EXPECT_EQ(document("  <problem id=\"x\">\n    <message xml:lang=\"en-US\">" + row.content +
+                           "</message>\n  </problem>\n"),
+                  documentOf({"x", {row.text, "en-US"}, static_cast<Severity>(7)}));
+        EXPECT_EQ(document("  <action id=\"a\">\n    <status>ok</status>\n    <log>" + row.content +
+                           "</log>\n  </action>\n"),
+                  documentOfResult({0, row.text}));
+    }
+}
+
+TEST(ReportDocument, EscapesAttributes) {
+    for (const XmlRow& row : xmlRows) {
+        SCOPED_TRACE(row.fact);
+        ProblemModel model;
+        const Solution solution = {row.text, {"m", row.text}, ""};
+        model.addProblem({row.text, {"m", row.text}, minor, {solution}});
+        EXPECT_EQ(document("  <problem id=\"" + row.value +
+                           "\">\n"
+                           "    <message xml:lang=\"" +
+                           row.value +
+                           "\">m</message>\n"
+                           "    <severity>minor</severity>\n"
+                           "    <solutions>\n"
+                           "      <action id=\"" +
+                           row.value +
+                           "\"/>\n"
+                           "    </solutions>\n"
+                           "  </problem>\n"
+                           "  <action id=\"" +
+                           row.value +
+                           "\">\n"
+                           "    <message xml:lang=\"" +
+                           row.value +
+                           "\">m</message>\n"
+                           "  </action>\n"),
+                  reportDocument(model));
+    }
+}
+
+// xmlNewChild gives up the whole content at an ampersand that begins no reference.
+TEST(ReportDocument, OfATextWithABareAmpersandHasTheElementWithoutContent) {
+    for (const char* text : {"a & b", "a &", "&", "cat file && true"}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(
+            document("  <problem id=\"x\">\n    <message xml:lang=\"en-US\"/>\n  </problem>\n"),
+            documentOf({"x", {text, "en-US"}, static_cast<Severity>(7)}));
+        EXPECT_EQ(
+            document("  <action id=\"a\">\n    <status>ok</status>\n    <log/>\n  </action>\n"),
+            documentOfResult({0, text}));
+    }
+}
+
+TEST(ReportDocument, EscapesABareAmpersandInAnAttribute) {
+    EXPECT_EQ(document("  <problem id=\"a &amp; b\"/>\n"),
+              documentOf({"a & b", {}, static_cast<Severity>(7)}));
+}
+
+TEST(ReportDocument, HoldsTenThousandProblems) {
+    ProblemModel model;
+    std::string problems;
+    std::string actions;
+    for (int i = 10000; i < 20000; ++i) {
+        const std::string id = std::to_string(i);
+        model.addProblem({id, {"It is off.", "en-US"}, major, {{"r" + id, {}, ""}}, 0});
+        problems += "  <problem id=\"" + id +
+                    "\">\n    <message xml:lang=\"en-US\">It is off.</message>\n"
+                    "    <severity>major</severity>\n    <solutions>\n      <action id=\"r" +
+                    id + "\" default=\"true\"/>\n    </solutions>\n  </problem>\n";
+        actions += "  <action id=\"r" + id + "\"/>\n";
+    }
+    EXPECT_EQ(document(problems + actions), reportDocument(model));
+}
+
+/// The run's own model with one problem in it, and write() answered by the test.
+class PrintReport : public testing::Test {
+protected:
+    PrintReport() {
+        problemModel = ProblemModel();
+        problemModel.addProblem({"x", {"m", "en-US"}, minor});
+        written.clear();
+    }
+    ~PrintReport() override {
+        writeAnswers.clear();
+        problemModel = ProblemModel();
+    }
+};
+
+constexpr ssize_t everything = 1000000;
+
+TEST_F(PrintReport, WritesTheDocumentOfTheRunsModelAtOnce) {
+    writeAnswers = {everything, -EIO};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel), written);
+    EXPECT_EQ(1U, writeAnswers.size());
+}
+
+TEST_F(PrintReport, IsWrittenAlsoWhenThereIsNothingToReport) {
+    problemModel = ProblemModel();
+    writeAnswers = {everything};
+    printReport();
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl/>\n", written);
+}
+
+TEST_F(PrintReport, ContinuesShortAndInterruptedWrites) {
+    writeAnswers = {1, -EINTR, 7, -EINTR, -EINTR, 20, everything};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel), written);
+    EXPECT_TRUE(writeAnswers.empty());
+}
+
+TEST_F(PrintReport, KeepsWhatWasWrittenWhenWritingFails) {
+    writeAnswers = {10, -EIO, everything};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel).substr(0, 10), written);
+    EXPECT_EQ(1U, writeAnswers.size());
+}
+
+TEST_F(PrintReport, EndsWhereNothingIsTakenAnyMore) {
+    writeAnswers = {10, -EINTR, 0, everything};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel).substr(0, 10), written);
+    EXPECT_EQ(1U, writeAnswers.size());
+}
+
+} // namespace
+} // namespace keldo

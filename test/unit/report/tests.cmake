@@ -1,0 +1,9 @@
+keldo_unit_test(report
+    SOURCES
+        catalogue.cpp
+        message_test.cpp
+        problem_model_test.cpp
+        report_writer_test.cpp
+        translation_test.cpp
+    WRAP write)
+target_compile_definitions(report_test PRIVATE KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}")
