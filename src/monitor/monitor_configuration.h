@@ -1,0 +1,32 @@
+#pragma once
+
+#include "monitor/service_definition.h"
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace keldo {
+
+/// Writes a control file for the monit program that checks this one service: a process check by
+/// the pid file, or without one a host check of the local address, followed by the tests of the
+/// unix sockets (process check only) and of the ports. The file is empty where there is neither a
+/// pid file nor a port.
+///
+/// Returns the path of a new file of mode 0600 in the "tmp" folder below PRODUCT_ROOT_D; the caller
+/// removes it. Failures do not show, but that the path may then name no file or the file may lack
+/// lines; without memory for the name, the path is empty.
+std::string writeMonitorConfig(const ServiceDefinition& definition);
+
+/// One test line, without indent and line end. Values stand as they are, unquoted; around a type
+/// that is not TCP there is a space on either side, whatever follows.
+std::string portTestLine(const PortCheck& port);
+std::string unixSocketTestLine(const std::string& path);
+
+/// Write the lines of the checks, in order, each after `indent`; the stream is flushed after each.
+void writePortTests(const std::vector<PortCheck>& ports, std::ostream& stream,
+                    const std::string& indent);
+void writeUnixSocketTests(const std::vector<UnixSocketCheck>& sockets, std::ostream& stream,
+                          const std::string& indent);
+
+} // namespace keldo

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "report/xml_handles.h"
+
+#include <libxml/xpath.h>
+#include <memory>
+#include <string>
+
+namespace keldo {
+
+struct XPathContextCloser {
+    void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
+};
+using XPathContext = std::unique_ptr<xmlXPathContext, XPathContextCloser>;
+
+struct XPathObjectCloser {
+    void operator()(xmlXPathObject* object) const noexcept { xmlXPathFreeObject(object); }
+};
+using XPathObject = std::unique_ptr<xmlXPathObject, XPathObjectCloser>;
+
+/// Evaluates an XPath expression. Null where libxml2 gives no result: a syntax error, an unknown
+/// prefix.
+XPathObject evaluateXPath(const std::string& expression, xmlXPathContext* context);
+
+/// The content of a node as xmlNodeGetContent gives it, untrimmed: of an element all text below
+/// it, of an attribute its value. Empty for a null node.
+std::string nodeContent(const xmlNode* node);
+
+/// The value of an XPath expression as text: of a node set the content of its first node, "true" or
+/// "false", a number with up to 16 significant digits, a string as it is. Empty for an empty node
+/// set, any other kind of value, and where there is no result.
+std::string xpathString(const std::string& expression, xmlXPathContext* context);
+
+} // namespace keldo
