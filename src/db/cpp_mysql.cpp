@@ -1,0 +1,192 @@
+#include "db/cpp_mysql.h"
+
+#include "conf/handles.h"
+#include "conf/messages.h"
+#include "db/panel_database.h"
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <utility>
+
+namespace keldo::mysql {
+
+namespace {
+
+std::string errorMessage(MYSQL* handle, const std::string& context) {
+    const unsigned int number = mysql_errno(handle);
+    const heap_text text(number != 0
+                             ? msg_asprintf("Mysql error %d: %s\n%s", static_cast<int>(number),
+                                            mysql_error(handle), context.c_str())
+                             : msg_asprintf("Unknown error\n%s", context.c_str()));
+    return text.get();
+}
+
+std::size_t lengthOf(const char* text, std::size_t length) {
+    return length != 0 ? length : std::strlen(text);
+}
+
+/// A value's bytes. Without a length from the library its text counts up to the first zero byte.
+Value toValue(const char* bytes, unsigned long length) {
+    if (bytes == nullptr) {
+        return {"", true};
+    }
+    return {std::string(bytes, lengthOf(bytes, length)), false};
+}
+
+} // namespace
+
+mError::mError(std::string message) : message_(std::move(message)) {}
+
+mError::mError(MYSQL* handle, const std::string& context)
+    : message_(errorMessage(handle, context)) {}
+
+Connection::Connection(bool connectAtOnce) {
+    if (connectAtOnce) {
+        handle();
+    }
+}
+
+Connection::~Connection() {
+    if (handle_ != nullptr) {
+        mysql_close(handle_);
+    }
+}
+
+MYSQL* Connection::handle() {
+    if (handle_ == nullptr) {
+        handle_ = kvrDbConnectOrReport();
+        if (handle_ == nullptr) {
+            throw mError("connection failed");
+        }
+    }
+    return handle_;
+}
+
+std::string Connection::escape_name(const char* text, std::size_t length) {
+    std::string escaped(text, lengthOf(text, length));
+    for (std::size_t at = escaped.find('`'); at != std::string::npos;
+         at = escaped.find('`', at + 2)) {
+        escaped.insert(at, 1, '`');
+    }
+    return escaped;
+}
+
+std::string Connection::escape(const char* text, std::size_t length) {
+    const std::size_t size = lengthOf(text, length);
+    const heap_text buffer(static_cast<char*>(std::malloc(2 * size + 1)));
+    if (!buffer) {
+        throw std::bad_alloc();
+    }
+    const unsigned long escaped = mysql_real_escape_string(handle(), buffer.get(), text, size);
+    if (escaped == static_cast<unsigned long>(-1)) { // the session's SQL mode forbids backslashes
+        throw mError(handle(), " escaping value");
+    }
+    return {buffer.get(), escaped};
+}
+
+Connection& Connection::operator<<(InsertionMode mode) {
+    mode_ = mode;
+    return *this;
+}
+
+Connection& Connection::operator<<(const std::string& text) {
+    switch (std::exchange(mode_, verbatim)) {
+    case name:
+        statement_ << escape_name(text.data(), text.size());
+        break;
+    case value:
+        statement_ << escape(text.data(), text.size());
+        break;
+    case verbatim:
+        statement_ << text;
+        break;
+    default:
+        break;
+    }
+    return *this;
+}
+
+Connection& Connection::operator<<(const char* text) {
+    return *this << std::string(text);
+}
+
+Connection& Connection::operator<<(int number) {
+    return *this << std::to_string(number);
+}
+
+Connection& Connection::operator<<(double number) {
+    constexpr int decimals = 6;
+    std::array<char, 320> buffer; // takes the largest double's 309 digits and the decimals
+    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
+                                            std::chars_format::fixed, decimals);
+    return *this << std::string(buffer.data(), end);
+}
+
+void Connection::execute() {
+    const std::string statement = statement_.str();
+    statement_.str("");
+    mode_ = verbatim;
+    MYSQL* const db = handle();
+    if (mysql_real_query(db, statement.data(), statement.size()) != 0) {
+        throw mError(db, " executing query");
+    }
+}
+
+#define SHOW(expression)                                                                           \
+    std::cerr << "static void keldo::mysql::Connection::test()"                                    \
+              << "(" << __FILE_NAME__ << ":" << __LINE__ << ")" << #expression << "="              \
+              << (expression) << std::endl
+
+void Connection::test() {
+    Connection conn(true);
+    SHOW(conn.escape_name("aaaa"));
+    SHOW(conn.escape_name("a`aaa"));
+    SHOW(conn.escape_name("a``aaa"));
+    SHOW(conn.escape_name("a``aa`a"));
+}
+
+#undef SHOW
+
+const Value& Row::operator[](const std::string& fieldName) const {
+    const auto found = values_.find(fieldName);
+    if (found == values_.end()) {
+        throw mError("No field named " + fieldName + " in result set");
+    }
+    return found->second;
+}
+
+Result::Result(Connection& connection) {
+    connection.execute();
+    result_ = mysql_store_result(connection.handle());
+    if (result_ == nullptr) {
+        throw mError(connection.handle(), " fetching result");
+    }
+    fields_ = mysql_fetch_fields(result_);
+}
+
+Result::~Result() {
+    mysql_free_result(result_);
+}
+
+bool Result::fetch(Row& row) {
+    MYSQL_ROW columns = mysql_fetch_row(result_);
+    if (columns == nullptr) {
+        return false;
+    }
+    const unsigned long* const lengths = mysql_fetch_lengths(result_);
+    const unsigned int count = mysql_num_fields(result_);
+    row.values_.clear();
+    for (unsigned int i = 0; i < count; ++i) {
+        const std::string fieldName = fields_[i].name;
+        if (!row.values_.try_emplace(fieldName, toValue(columns[i], lengths[i])).second) {
+            throw mError("duplicated field " + fieldName + " in query");
+        }
+    }
+    return true;
+}
+
+} // namespace keldo::mysql
