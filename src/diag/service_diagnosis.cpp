@@ -1,0 +1,49 @@
+#include "diag/service_diagnosis.h"
+
+#include "db/cpp_mysql.h"
+#include "diag/repair.h"
+#include "diag/services_to_check.h"
+#include "monitor/monitor_status.h"
+#include "report/problem_model.h"
+#include "report/translation.h"
+
+namespace keldo {
+
+namespace {
+
+constexpr const char* databaseService = "mysql";
+
+bool databaseAnswers() {
+    try {
+        const mysql::Connection connection(true);
+        return true;
+    } catch (...) { // Whatever went wrong, the panel cannot use its database.
+        return false;
+    }
+}
+
+bool isUp(const ServiceDefinition& service) {
+    return service.id == databaseService ? databaseAnswers() : isServiceRunning(service);
+}
+
+} // namespace
+
+void checkServices() {
+    for (const ServiceDefinition& service : servicesToCheck()) {
+        if (!isUp(service)) {
+            reportServiceDown(service);
+        }
+    }
+}
+
+void reportServiceDown(const ServiceDefinition& service) {
+    // Translators: <service_title> becomes the service's title, such as "Web Server".
+    const Message message = translateWith("The <service_title> service is switched off.",
+                                          Substitution{"<service_title>", service.title.text});
+    const Solution restart = solutionForAction(restartActionId(service.id));
+    Problem problem("service-down:" + service.id, message, major, {restart});
+    problem.addDefaultSolution(restart);
+    problemModel.addProblem(problem);
+}
+
+} // namespace keldo

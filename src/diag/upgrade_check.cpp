@@ -1,0 +1,29 @@
+#include "diag/upgrade_check.h"
+
+#include "conf/config_value.h"
+#include "exec/command_runner.h"
+#include "report/problem_model.h"
+#include "report/translation.h"
+
+namespace keldo {
+
+namespace {
+
+constexpr const char* upgradeProblem = "upgrade";
+constexpr int upgradeIsRunning = 1; // the tool's exit status
+
+} // namespace
+
+void checkUpgrade() {
+    const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
+    if (runCommand(tool, true).status == upgradeIsRunning) {
+        problemModel.addProblem(
+            {upgradeProblem, translate("Upgrade is in progress. Please wait."), minor});
+    }
+}
+
+bool noUpgradeInProgress() {
+    return problemModel.findProblem(upgradeProblem) == nullptr;
+}
+
+} // namespace keldo
