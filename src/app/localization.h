@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace keldo {
+
+/// Makes `code`, such as "de-DE", the language of the run: selects the locale of that name
+/// ("de_DE", without a codeset), binds the message catalogue of the domain "keldoctl" below
+/// PRODUCT_ROOT_D + "/share/locale", and sets currentLanguage. Translations come in the locale's
+/// own codeset. Returns false, with nothing changed, where the system has no such locale.
+bool setLanguage(const std::string& code);
+
+} // namespace keldo

@@ -1,0 +1,50 @@
+#include "app/run.h"
+
+#include "app/localization.h"
+#include "app/standard_streams.h"
+#include "diag/repair.h"
+#include "diag/service_diagnosis.h"
+#include "diag/upgrade_check.h"
+#include "report/message.h"
+#include "report/report_writer.h"
+
+#include <cstdlib>
+
+namespace keldo {
+
+namespace {
+
+void speak(const std::string& language) {
+    if (!setLanguage(language)) {
+        setLanguage(englishLanguage);
+    }
+}
+
+} // namespace
+
+int run(const CommandLine& commandLine) {
+    speak(commandLine.language);
+    if (commandLine.mode == Mode::printUsage) {
+        printUsage();
+        return EXIT_SUCCESS;
+    }
+    redirectStdout();
+    redirectStderr();
+    if (commandLine.mode == Mode::execAndDiagnose) {
+        repairActions(commandLine.repairIds);
+    }
+    diagnose();
+    restoreStderr();
+    restoreStdout();
+    printReport();
+    return EXIT_SUCCESS;
+}
+
+void diagnose() {
+    checkUpgrade();
+    if (noUpgradeInProgress()) {
+        checkServices();
+    }
+}
+
+} // namespace keldo

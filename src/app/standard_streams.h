@@ -1,0 +1,17 @@
+#pragma once
+
+namespace keldo {
+
+/// Silencing of the standard streams while a run works, so that nothing that it, its libraries or
+/// its children print can spoil the report: descriptors 1 and 2 become the null device, and the
+/// real ones are kept aside, where children do not inherit them. A daemon that a repair starts
+/// would otherwise keep the panel's pipe open.
+///
+/// Redirecting a stream that is silenced and restoring one that is not do nothing. Failures are
+/// ignored: a stream that cannot be silenced stays where it is.
+void redirectStdout();
+void redirectStderr();
+void restoreStdout();
+void restoreStderr();
+
+} // namespace keldo

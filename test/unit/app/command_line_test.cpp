@@ -1,0 +1,204 @@
+#include "app/command_line.h"
+
+#include "exec/program_name.h"
+#include "report/catalogue.h"
+
+#include <clocale>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <sstream>
+
+namespace keldo {
+namespace {
+
+using Words = std::vector<std::string>;
+
+class CommandLineTest : public testing::Test {
+protected:
+    CommandLineTest() { programName = "keldoctl"; }
+    ~CommandLineTest() override {
+        programName.clear();
+        std::setlocale(LC_ALL, "C");
+    }
+
+    /// What is said about a command line that is refused; empty for one that is not.
+    static std::string complaint(const Words& words) {
+        try {
+            parseCommandLine(words);
+            return "";
+        } catch (const CommandLineError& error) {
+            return error.what();
+        }
+    }
+};
+
+TEST_F(CommandLineTest, HasACommandPerhapsALanguageAndIds) {
+    const struct {
+        Words words;
+        Mode mode;
+        std::string language;
+        Words ids;
+    } rows[] = {
+        {{"--status"}, Mode::diagnose, "en-US", {}},
+        {{"--repair"}, Mode::execAndDiagnose, "en-US", {}},
+        {{"--help"}, Mode::printUsage, "en-US", {}},
+        {{"-h"}, Mode::printUsage, "en-US", {}},
+        {{"--status", "--language=de-DE"}, Mode::diagnose, "de-DE", {}},
+        {{"--help", "--language=de-DE"}, Mode::printUsage, "de-DE", {}},
+        {{"-h", "--language=xx-YY", "x"}, Mode::printUsage, "xx-YY", {"x"}},
+        {{"--status", "de-DE"}, Mode::diagnose, "en-US", {"de-DE"}},
+        {{"--status", "--help"}, Mode::diagnose, "en-US", {"--help"}},
+        {{"--repair", "--language=de-DE", "a", "b", "a"},
+         Mode::execAndDiagnose,
+         "de-DE",
+         {"a", "b", "a"}},
+        {{"--repair", "a", "--language=de-DE"},
+         Mode::execAndDiagnose,
+         "en-US",
+         {"a", "--language=de-DE"}},
+        {{"--repair", "--language=de-DE", "--language=fr-FR"},
+         Mode::execAndDiagnose,
+         "de-DE",
+         {"--language=fr-FR"}},
+        {{"--repair", "--language=de-DE", "--language=wrong", ""},
+         Mode::execAndDiagnose,
+         "de-DE",
+         {"--language=wrong", ""}},
+        {{"--repair", "--language", "de-DE"},
+         Mode::execAndDiagnose,
+         "en-US",
+         {"--language", "de-DE"}},
+        {{"--repair", "--Language=xx"}, Mode::execAndDiagnose, "en-US", {"--Language=xx"}},
+        {{"--repair", " --language=de-DE"}, Mode::execAndDiagnose, "en-US", {" --language=de-DE"}},
+        {{"--repair", ""}, Mode::execAndDiagnose, "en-US", {""}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.words));
+        const CommandLine commandLine = parseCommandLine(row.words);
+        EXPECT_EQ(row.mode, commandLine.mode);
+        EXPECT_EQ(row.language, commandLine.language);
+        EXPECT_EQ(row.ids, commandLine.repairIds);
+    }
+}
+
+TEST_F(CommandLineTest, WithoutACommandIsRefusedWithAHint) {
+    EXPECT_EQ("keldoctl: missing command\nTry `keldoctl --help` for more information.\n",
+              complaint({}));
+}
+
+TEST_F(CommandLineTest, WithAnUnknownCommandIsRefusedWithAHint) {
+    for (const std::string command : {"--Status", "status", "-s", "--stat", "--status=1", "", " ",
+                                      "--language=de-DE", "-help", "--h", "-H", "%s\n"}) {
+        SCOPED_TRACE(command);
+        EXPECT_EQ("keldoctl: invalid command -- " + command +
+                      "\nTry `keldoctl --help` for more information.\n",
+                  complaint({command, "--language=wrong"}));
+    }
+}
+
+const char* const invalidCodes[] = {
+    "",
+    "en-us",
+    "english",
+    "de",
+    "de_DE",
+    "DE-de",
+    "De-DE",
+    "dE-DE",
+    "de-De",
+    "de-dE",
+    "de-D",
+    "d-DE",
+    "de-DEU",
+    "deu-DE",
+    "de-DE ",
+    " de-DE",
+    "d1-DE",
+    "de-D1",
+    "de--D",
+    "`e-DE",
+    "{e-DE",
+    "de-@E",
+    "de-[E",
+    "dé-DE",
+    "\xe4"
+    "e-DE",
+    "de-\xc4"
+    "E",
+    "xx",
+};
+
+TEST_F(CommandLineTest, WithAnInvalidLanguageCodeIsRefusedWithoutAHint) {
+    for (const std::string code : invalidCodes) {
+        SCOPED_TRACE(code);
+        for (const char* command : {"--status", "--repair", "--help", "-h"}) {
+            EXPECT_EQ("keldoctl: invalid locale code -- " + code + "\n",
+                      complaint({command, "--language=" + code, "more"}));
+        }
+    }
+}
+
+TEST_F(CommandLineTest, HasALanguageOfAnyTwoLettersAndTwoLetters) {
+    for (const std::string code : {"aa-AA", "zz-ZZ", "az-ZA", "xx-YY"}) {
+        SCOPED_TRACE(code);
+        EXPECT_EQ(code, parseCommandLine({"--status", "--language=" + code}).language);
+    }
+}
+
+TEST_F(CommandLineTest, HasTheSameLanguagesInEveryLocale) {
+    test::selectLocale("latin1", "de_DE");
+    EXPECT_NE("", complaint({"--status", "--language=\xe4"
+                                         "e-DE"}));
+    EXPECT_NE("", complaint({"--status", "--language=de-\xc4"
+                                         "E"}));
+    EXPECT_EQ("", complaint({"--status", "--language=de-DE"}));
+}
+
+TEST_F(CommandLineTest, IsRefusedUnderTheProgramsOwnName) {
+    programName = "other name";
+    EXPECT_EQ("other name: missing command\nTry `other name --help` for more information.\n",
+              complaint({}));
+}
+
+TEST_F(CommandLineTest, HintNamesTheProgramBetweenBackquotes) {
+    EXPECT_EQ("Try `keldoctl --help` for more information.", tryHelpLine());
+    programName.clear();
+    EXPECT_EQ("Try ` --help` for more information.", tryHelpLine());
+}
+
+TEST_F(CommandLineTest, UsageIsTwoLinesOnStandardOutput) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    printUsage();
+    EXPECT_EQ("Usage: keldoctl --status [--language=LANG_CODE]\n"
+              "   or: keldoctl --repair [--language=LANG_CODE] ID...\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+}
+
+/// Keeps what it held at each flush.
+class FlushRecorder : public std::stringbuf {
+public:
+    std::vector<std::string> flushes;
+
+private:
+    int sync() override {
+        flushes.push_back(str());
+        return 0;
+    }
+};
+
+TEST_F(CommandLineTest, UsageIsFlushedAfterEachLine) {
+    FlushRecorder buffer;
+    std::streambuf* const kept = std::cout.rdbuf(&buffer);
+    printUsage();
+    std::cout.rdbuf(kept);
+    const std::string first = "Usage: keldoctl --status [--language=LANG_CODE]\n";
+    EXPECT_THAT(buffer.flushes,
+                testing::ElementsAre(
+                    first, first + "   or: keldoctl --repair [--language=LANG_CODE] ID...\n"));
+}
+
+} // namespace
+} // namespace keldo

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "report/catalogue.h"
+
+namespace keldo::test {
+
+/// The German catalogue of every panel in these tests: gettext does not read a path again.
+inline const Translations germanTexts = {
+    {"Upgrade is in progress. Please wait.", "Eine Aktualisierung läuft."},
+    {"The <service_title> service is switched off.", "Der Dienst »<service_title>« läuft nicht."},
+};
+
+} // namespace keldo::test

@@ -1,0 +1,217 @@
+#include "app/standard_streams.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool nullDeviceFails = false;
+int nullDeviceFlags = -1;
+
+} // namespace
+
+extern "C" {
+int __real_open64(const char* path, int flags, ...);
+int __wrap_open64(const char* path, int flags, ...);
+}
+
+int __wrap_open64(const char* path, int flags, ...) {
+    if (std::string_view(path) == "/dev/null") {
+        nullDeviceFlags = flags;
+        if (nullDeviceFails) {
+            errno = ENOENT;
+            return -1;
+        }
+        return __real_open64(path, flags);
+    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    return __real_open64(path, flags, mode);
+}
+
+namespace keldo {
+namespace {
+
+/// The open descriptors and the files that they lead to.
+using Descriptors = std::map<int, std::string>;
+
+Descriptors descriptors() {
+    Descriptors result;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone; // the directory's own descriptor is closed by then
+        const auto target = std::filesystem::read_symlink(entry.path(), gone);
+        if (!target.string().starts_with("/proc/")) {
+            result[std::stoi(entry.path().filename())] = target.string();
+        }
+    }
+    return result;
+}
+
+/// The tests of one stream and its two functions. Nothing is expected before the stream is back,
+/// since the test framework writes to it.
+struct Stream {
+    int number;
+    void (*redirect)();
+    void (*restore)();
+};
+
+// The name of the stream, in the names of the tests.
+void PrintTo(const Stream& stream, std::ostream* out) {
+    *out << (stream.number == STDOUT_FILENO ? "Output" : "Error");
+}
+
+class StandardStream : public testing::TestWithParam<Stream> {
+protected:
+    StandardStream() : kept(fcntl(stream, F_DUPFD_CLOEXEC, 100)) {}
+    ~StandardStream() override {
+        nullDeviceFails = false;
+        GetParam().restore();
+        dup2(kept, stream);
+        close(kept);
+    }
+
+    static void redirect() { GetParam().redirect(); }
+    static void restore() { GetParam().restore(); }
+
+    const int stream = GetParam().number;
+    const int kept;
+};
+
+TEST_P(StandardStream, LeadsToTheNullDeviceWhileTheRealOneIsKept) {
+    const Descriptors before = descriptors();
+    redirect();
+    const Descriptors during = descriptors();
+    restore();
+    ASSERT_EQ(before.size() + 1, during.size());
+    Descriptors expected = before;
+    expected[stream] = "/dev/null";
+    int saved = -1;
+    for (const auto& [fd, target] : during) {
+        if (before.count(fd) == 0) {
+            saved = fd;
+        }
+    }
+    expected[saved] = before.at(stream);
+    EXPECT_EQ(expected, during);
+}
+
+TEST_P(StandardStream, IsBackAfterwardsAndNothingElseIsLeft) {
+    const Descriptors before = descriptors();
+    redirect();
+    restore();
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, IsInheritedByChildrenAndTheRealOneIsNot) {
+    const Descriptors before = descriptors();
+    redirect();
+    const int silencedFlags = fcntl(stream, F_GETFD);
+    int savedFlags = -1;
+    for (const auto& [fd, target] : descriptors()) {
+        if (before.count(fd) == 0) {
+            savedFlags = fcntl(fd, F_GETFD);
+        }
+    }
+    restore();
+    EXPECT_EQ(0, silencedFlags);
+    EXPECT_EQ(FD_CLOEXEC, savedFlags);
+    EXPECT_EQ(0, fcntl(stream, F_GETFD));
+}
+
+TEST_P(StandardStream, IsOpenedForWritingOnly) {
+    redirect();
+    restore();
+    EXPECT_EQ(O_WRONLY, nullDeviceFlags & ~O_LARGEFILE);
+}
+
+TEST_P(StandardStream, IsNotRedirectedTwice) {
+    const Descriptors before = descriptors();
+    redirect();
+    const Descriptors once = descriptors();
+    redirect();
+    const Descriptors twice = descriptors();
+    restore();
+    EXPECT_EQ(once, twice);
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, IsNotRestoredTwice) {
+    const Descriptors before = descriptors();
+    restore();
+    EXPECT_EQ(before, descriptors());
+    redirect();
+    restore();
+    restore();
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, CanBeRedirectedAgain) {
+    const Descriptors before = descriptors();
+    redirect();
+    const Descriptors first = descriptors();
+    restore();
+    redirect();
+    const Descriptors second = descriptors();
+    restore();
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, StaysWhereItIsWithoutANullDevice) {
+    const Descriptors before = descriptors();
+    nullDeviceFails = true;
+    redirect();
+    const Descriptors during = descriptors();
+    restore();
+    EXPECT_EQ(before.size() + 1, during.size());
+    EXPECT_EQ(before.at(stream), during.at(stream));
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, TakesTheNullDevicesOwnDescriptorWhereThatIsItsNumber) {
+    const Descriptors before = descriptors();
+    close(stream);
+    redirect();
+    const Descriptors during = descriptors();
+    restore();
+    const Descriptors after = descriptors();
+    dup2(kept, stream);
+    Descriptors expected = before;
+    expected[stream] = "/dev/null"; // there was no real one to come back to
+    EXPECT_EQ(expected, during);
+    EXPECT_EQ(expected, after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, StandardStream,
+                         testing::Values(Stream{STDOUT_FILENO, redirectStdout, restoreStdout},
+                                         Stream{STDERR_FILENO, redirectStderr, restoreStderr}),
+                         [](const auto& param) { return testing::PrintToString(param.param); });
+
+TEST(StandardStreams, AreRedirectedAndRestoredEachOnItsOwn) {
+    const Descriptors before = descriptors();
+    redirectStdout();
+    redirectStderr();
+    const Descriptors both = descriptors();
+    restoreStderr();
+    const Descriptors outputOnly = descriptors();
+    restoreStdout();
+    EXPECT_EQ("/dev/null", both.at(1));
+    EXPECT_EQ("/dev/null", both.at(2));
+    EXPECT_EQ(before.size() + 2, both.size());
+    EXPECT_EQ("/dev/null", outputOnly.at(1));
+    EXPECT_EQ(before.at(2), outputOnly.at(2));
+    EXPECT_EQ(before, descriptors());
+}
+
+} // namespace
+} // namespace keldo
