@@ -1,0 +1,14 @@
+# shellcheck shell=bash disable=SC2154 # $project and $host are common.sh's
+# Lays the panel out below a root directory: host/root as it stands, and what was built.
+
+lay_out_panel() {
+    local target=$1 built=${KELDO_BUILD:-$project/build/release}
+    local kvr=$target/usr/local/kvr
+    # With the times of the files: Postfix waits for seconds when its configuration is fresh.
+    cp -r --preserve=timestamps "$host"/root/. "$target/"
+    chmod 0600 "$target/etc/kvr/.kvr.shadow"
+    mkdir -p "$kvr/tmp" "$kvr/var" "$kvr/share"
+    cp "$built/keldoctl" "$kvr/admin/sbin/keldoctl"
+    cp "$built/libexec/monit-check-status" "$kvr/admin/sbin/monit"
+    cp -r "$built/share/locale" "$kvr/share/"
+}

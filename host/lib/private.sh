@@ -1,0 +1,47 @@
+# shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
+# The usual way: a host in namespaces of its own, over a layer that holds the daemons.
+
+readonly serves_as_host=namespaces
+
+# Each command has a host of its own: there is none to wait for.
+claim_host() {
+    :
+}
+
+# A process namespace ends with its first process, and that with `unshare`: whatever happens to
+# host/run, no process stays behind, and with the last process the mounts and files go too.
+readonly private_namespaces=(unshare --mount --pid --uts --ipc --fork --kill-child=KILL)
+
+make_layer() {
+    local new=$work/layer.new
+    echo "$program: installing the daemons of the private host" >&2
+    rm -rf "$new"
+    mkdir -p "$new"
+    run_in_namespaces "$host/lib/make-layer-root" "$new"
+    if ((status != 0)); then
+        rm -rf "$new"
+        return 1
+    fi
+    layer_key >"$new/key"
+    rm -rf "$layer"
+    mv "$new" "$layer"
+}
+
+run_in_host() {
+    run_in_namespaces --net "$host/lib/private-root" "$panel" "$PWD" "$@" {layer_lock}>&-
+}
+
+# Takes further options for `unshare`, then the first process's program and its arguments. That
+# finds the standard error stream as descriptor 3: `unshare` complains, wrongly, on its own when it
+# is to pass on that the first process was killed.
+run_in_namespaces() {
+    run_interruptibly end_namespaces "${private_namespaces[@]}" "$@" 3>&2 2>/dev/null
+}
+
+# Kills the first process of the namespaces that `unshare`, process $1, has made; `unshare` ends
+# when all their processes have.
+end_namespaces() {
+    local first=
+    read -r first <"/proc/$1/task/$1/children"
+    kill -KILL "${first:-$1}"
+}

@@ -1,0 +1,84 @@
+# shellcheck shell=bash disable=SC2154 # names of common.sh
+# Puts together the file tree of a private host, in a mount namespace of its own.
+
+# A tmpfs with everything that one host writes; seen in its own mount namespace only.
+readonly private=$work/private
+readonly root=$private/root
+
+# The directories that packages write to. Each is an overlay of its own over the layer and the
+# machine's, since an overlay refuses layers of which one lies inside the other, as the layer does
+# in "/"; and so each may also be a file system of its own on the machine.
+package_directories() {
+    local directory
+    for directory in bin etc lib lib64 sbin usr var; do
+        [[ -d /$directory && ! -L /$directory ]] && echo "$directory"
+    done
+}
+
+# What an overlay takes as the machine's /DIRECTORY. One that holds the project, and so the layer,
+# is taken through an overlay of itself alone, which makes it another file system.
+machine_directory() {
+    local directory=$1
+    if [[ $project != "/$directory"/* ]]; then
+        echo "/$directory"
+        return
+    fi
+    mkdir -p "machine/$directory" empty
+    mount -t overlay overlay -o "lowerdir=empty:/$directory" "machine/$directory"
+    echo "machine/$directory"
+}
+
+# Mounts one overlay: the name its changes are kept under, its lower directories, where it goes.
+# The working directory is $private, so that no path in the options needs quoting.
+mount_overlay() {
+    local name=$1 lower=$2 target=$3
+    mkdir "upper/$name" "work/$name"
+    mount -t overlay overlay -o "lowerdir=$lower,upperdir=upper/$name,workdir=work/$name" "$target"
+}
+
+# Assembles the tree at $root, with the given layer in it, or none if that is empty.
+assemble_root() {
+    local with_layer=$1 directory lower
+    mkdir -p "$private"
+    mount -t tmpfs -o mode=0755 keldo-host "$private"
+    cd "$private" || return
+    mkdir layer root upper work
+    [[ -z $with_layer ]] || mount --bind "$with_layer" layer
+    mount_overlay all / root
+    for directory in $(package_directories); do
+        lower=$(machine_directory "$directory")
+        [[ ! -d layer/$directory ]] || lower=layer/$directory:$lower
+        mount_overlay "$directory" "$lower" "root/$directory"
+    done
+    mount_kernel_file_systems
+    mount_scratch
+    mkdir -p "$root$project"
+    mount --bind "$project" "$root$project"
+}
+
+mount_kernel_file_systems() {
+    mount -t proc -o nosuid,nodev,noexec proc "$root/proc"
+    mount -t sysfs -o ro,nosuid,nodev,noexec sysfs "$root/sys"
+    mount_devices
+}
+
+# A /dev of its own: daemons put sockets there, and shared memory belongs to one host.
+mount_devices() {
+    mount -t tmpfs -o mode=0755,nosuid devices "$root/dev"
+    cp -a /dev/null /dev/zero /dev/full /dev/random /dev/urandom /dev/tty "$root/dev/"
+    mkdir "$root/dev/pts" "$root/dev/shm"
+    # The machine's terminals, or a shell could not control the one that it is typed at.
+    mount --bind /dev/pts "$root/dev/pts"
+    mount -t tmpfs -o mode=1777,nosuid,nodev shared-memory "$root/dev/shm"
+    ln -s pts/ptmx "$root/dev/ptmx"
+    ln -s /proc/self/fd "$root/dev/fd"
+    ln -s fd/0 "$root/dev/stdin"
+    ln -s fd/1 "$root/dev/stdout"
+    ln -s fd/2 "$root/dev/stderr"
+}
+
+mount_scratch() {
+    mount -t tmpfs -o mode=0755,nosuid,nodev run "$root/run"
+    mkdir -m 1777 "$root/run/lock"
+    mount -t tmpfs -o mode=1777,nosuid,nodev tmp "$root/tmp"
+}

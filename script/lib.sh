@@ -1,0 +1,42 @@
+# shellcheck shell=bash
+# What the scripts share. Sourced with $program, the script's name for messages, set.
+
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+cd "$project" || exit
+export DEBIAN_FRONTEND=noninteractive
+
+die() {
+    printf '%s: %s\n' "${program:?}" "$*" >&2
+    exit 1
+}
+
+# Tells what comes next, where the output of other programs passes by.
+announce() {
+    printf '\n== %s\n' "$*"
+}
+
+need_root() {
+    ((EUID == 0)) || die "needs root"
+}
+
+# Installs what debian/control asks for, unless all of it is there.
+install_build_dependencies() {
+    local plan
+    if plan=$(apt-get --simulate --no-install-recommends build-dep ./ 2>&1) &&
+        ! grep -q '^Inst ' <<<"$plan"; then
+        return
+    fi
+    announce "Installing the build tools and libraries that debian/control lists"
+    apt-get update || die "the package lists could not be fetched"
+    apt-get --yes --no-install-recommends build-dep ./ ||
+        die "the build dependencies could not be installed"
+}
+
+# Builds one preset: all of it, or the targets given after its name.
+build() {
+    local preset=$1
+    shift
+    announce "Building build/$preset"
+    cmake --preset "$preset" >/dev/null || die "the build could not be configured"
+    cmake --build --preset "$preset" ${1+--target "$@"} || die "the build failed"
+}
