@@ -1,0 +1,717 @@
+"""monit-check-status, run against the real stock monit.
+
+Everything here needs a host of its own: it starts a monit like the machine's own one, hides
+/usr/bin/monit for a moment, and looks at what lies in /run and at every process.
+"""
+
+import collections
+import ctypes
+import itertools
+import os
+import pathlib
+import pwd
+import select
+import shutil
+import signal
+import socket
+import stat
+import struct
+import subprocess
+import tempfile
+import threading
+import unittest
+import xml.etree.ElementTree as ElementTree
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+ADAPTER = os.environ.get('MONIT_CHECK_STATUS',
+                         str(PROJECT / 'build/release/libexec/monit-check-status'))
+STOCK_MONIT = '/usr/bin/monit'
+PREFIX = 'monit-check-status.'
+EMPTY_DOCUMENT = b'<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n</monit>\n'
+
+# A test that would wait for ever fails after this many seconds instead.
+PATIENCE = 30
+
+PR_SET_CHILD_SUBREAPER = 36
+
+
+def command(path):
+    return [ADAPTER, '-c', str(path), '-x', 'check-status']
+
+
+class Ended(subprocess.Popen):
+    """A process that is ended, not waited for, when the block fails that works with it."""
+
+    def __exit__(self, failure, *more):
+        if failure is not None:
+            self.terminate()
+        super().__exit__(failure, *more)
+
+
+def start(path, **options):
+    options = {'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, **options}
+    return Ended(command(path), **options)
+
+
+def run(path, **options):
+    return subprocess.run(command(path), capture_output=True, timeout=PATIENCE, **options)
+
+
+def statuses(document):
+    """The (name, status) pairs in a document, in its order."""
+    root = ElementTree.fromstring(document)
+    assert root.tag == 'monit', root.tag
+    return [(service.findtext('name'), service.findtext('status')) for service in root]
+
+
+def private_directories():
+    return [os.path.join(base, name) for base in ('/run', '/tmp') for name in os.listdir(base)
+            if name.startswith(PREFIX)]
+
+
+def private_monits():
+    """The ids of all processes that have a private directory in their command line."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir('/proc')):
+        try:
+            if PREFIX.encode() in pathlib.Path('/proc', pid, 'cmdline').read_bytes():
+                found.append(int(pid))
+        except (FileNotFoundError, ProcessLookupError):
+            pass
+    return found
+
+
+def system_calls(path):
+    """What a call asks of the kernel once it has made its private directory: pairs of a system
+    call's name and how many of that name there were up to then."""
+    result = subprocess.run(['strace', '-qq', *command(path)], stdout=subprocess.DEVNULL,
+                            stderr=subprocess.PIPE, text=True, timeout=PATIENCE)
+    calls = []
+    counts = collections.Counter()
+    for line in result.stderr.splitlines():
+        name = line.partition('(')[0]
+        counts[name] += 1
+        if calls or PREFIX in line:
+            calls.append((name, counts[name]))
+    return calls[:-1]  # the last one is its end
+
+
+def read_until_stopped(trace):
+    """Reads a trace up to where the process is stopped, as the trace was told to do to it."""
+    for line in trace:
+        if b'stopped by SIGSTOP' in line:
+            return
+    raise AssertionError('the process does not come to where it is to be stopped')
+
+
+def children(pid):
+    return [int(child) for child in
+            pathlib.Path(f'/proc/{pid}/task/{pid}/children').read_text().split()]
+
+
+def only_child(pid):
+    child, = children(pid)
+    return child
+
+
+def wait_for_end(pidfd):
+    """Returns once the process has ended, reaped or not."""
+    poll = select.poll()
+    poll.register(pidfd, select.POLLIN)
+    assert poll.poll(PATIENCE * 1000), 'the process does not end'
+
+
+class AdapterTest(unittest.TestCase):
+    """A folder of the test's own, and at its end no trace of any call."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp())
+        self.folder.chmod(0o755)
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.addCleanup(self.assert_nothing_left)
+
+    def assert_nothing_left(self):
+        self.assertEqual(private_directories(), [])
+        self.assertEqual(private_monits(), [])
+
+    def control_file(self, text, name='control'):
+        path = self.folder / name
+        path.write_bytes(text if isinstance(text, bytes) else text.encode())
+        return path
+
+    def pid_file(self, pid, name='pid'):
+        path = self.folder / name
+        path.write_text(f'{pid}\n')
+        return path
+
+    def check(self, text):
+        """The statuses that a call reports for a control file with `text`."""
+        result = run(self.control_file(text))
+        self.assertEqual((result.returncode, result.stderr), (0, b''))
+        return statuses(result.stdout)
+
+    def process_check(self, name, *tests):
+        """A block of a control file for this very process, which lives."""
+        lines = [f'check process {name}', f'with pidfile "{self.pid_file(os.getpid(), name)}"']
+        return '\n\t'.join([*lines, *tests]) + '\n'
+
+    def listener(self):
+        """A server on the loopback address that nobody serves yet; gives it and its port."""
+        server = socket.create_server(('127.0.0.1', 0))
+        server.settimeout(PATIENCE)
+        self.addCleanup(server.close)
+        return server, server.getsockname()[1]
+
+
+def host_check(name, *tests):
+    return '\n\t'.join([f'check host {name}', 'with address 127.0.0.1', *tests]) + '\n'
+
+
+def port_test(port, more=''):
+    return f'if failed port {port}{more} then alert'
+
+
+def free_port():
+    with socket.create_server(('127.0.0.1', 0)) as server:
+        return server.getsockname()[1]
+
+
+class StatusTest(AdapterTest):
+    def test_running_process_with_open_port_and_socket_is_0(self):
+        _, port = self.listener()
+        path = self.folder / 'socket'
+        with socket.socket(socket.AF_UNIX) as server:
+            server.bind(str(path))
+            server.listen()
+            text = self.process_check('web', f'if failed unixsocket {path} then alert',
+                                      port_test(port))
+            self.assertEqual(self.check(text), [('web', '0')])
+
+    def test_missing_pid_file_is_512(self):
+        self.assertEqual(self.check('check process web\n\twith pidfile "/run/missing"\n'),
+                         [('web', '512')])
+
+    def test_empty_pid_file_is_512(self):
+        path = self.control_file('', 'pid')
+        self.assertEqual(self.check(f'check process web\n\twith pidfile "{path}"\n'),
+                         [('web', '512')])
+
+    def test_pid_of_no_process_is_512(self):
+        path = self.pid_file(int(pathlib.Path('/proc/sys/kernel/pid_max').read_text()) + 1)
+        self.assertEqual(self.check(f'check process web\n\twith pidfile "{path}"\n'),
+                         [('web', '512')])
+
+    def test_zombie_is_2048(self):
+        child = subprocess.Popen(['true'])
+        os.waitid(os.P_PID, child.pid, os.WEXITED | os.WNOWAIT)
+        path = self.pid_file(child.pid)
+        self.assertEqual(self.check(f'check process web\n\twith pidfile "{path}"\n'),
+                         [('web', '2048')])
+        child.wait()
+
+    def test_refused_port_is_32(self):
+        for more in ('', ' protocol smtp', ' type TCPSSL ', ' type UDP '):
+            with self.subTest(more=more):
+                text = host_check('web', port_test(free_port(), more))
+                self.assertEqual(self.check(text), [('web', '32')])
+
+    def test_missing_unix_socket_is_32(self):
+        text = self.process_check('web', 'if failed unixsocket /run/missing then alert')
+        self.assertEqual(self.check(text), [('web', '32')])
+
+    def test_wrong_protocol_is_32(self):
+        server, port = self.listener()
+
+        def answer():
+            connection, _ = server.accept()
+            with connection:
+                connection.sendall(b'554 not today\r\n')
+
+        thread = threading.Thread(target=answer, daemon=True)
+        thread.start()
+        self.assertEqual(self.check(host_check('mail', port_test(port, ' protocol smtp'))),
+                         [('mail', '32')])
+        thread.join()
+
+    def test_services_come_in_the_order_of_the_file(self):
+        names = [f'service{i}' for i in range(1000, 0, -1)]
+        text = ''.join(f'check process {name}\n\twith pidfile "/run/missing"\n' for name in names)
+        self.assertEqual(self.check(text), [(name, '512') for name in names])
+
+    def test_a_test_that_hangs_then_fails_is_waited_for(self):
+        # Until the server hangs up, monit's own document says status 0 for this service.
+        server, port = self.listener()
+        path = self.control_file(host_check('web', port_test(port, ' protocol http')))
+        with start(path) as call:
+            connection, _ = server.accept()
+            self.assertIsNone(call.poll())
+            connection.close()
+            output, errors = call.communicate(timeout=PATIENCE)
+        self.assertEqual((statuses(output), errors), ([('web', '32')], b''))
+
+
+class HangingTest(AdapterTest):
+    """Tests that cost seconds; they are started together and hang side by side."""
+
+    def test_what_hangs(self):
+        silent, silent_port = self.listener()
+        dripping, dripping_port = self.listener()
+        fifo = self.folder / 'fifo'
+        os.mkfifo(fifo)
+        over = threading.Event()
+
+        def drip():
+            # Monit waits for up to five seconds for each piece of a line that never ends.
+            connection, _ = dripping.accept()
+            with connection:
+                while not over.wait(1):
+                    try:
+                        connection.send(b'2')
+                    except OSError:
+                        return
+
+        thread = threading.Thread(target=drip, daemon=True)
+        thread.start()
+        self.addCleanup(thread.join, PATIENCE)
+        self.addCleanup(over.set)
+        texts = {
+            'time-out': host_check('a', port_test(silent_port, ' protocol http')) +
+            host_check('b', port_test(free_port())) + self.process_check('c'),
+            'deadline': self.process_check('a') +
+            host_check('b', port_test(dripping_port, ' protocol smtp')) + self.process_check('c'),
+            'no answer': f'include {fifo}\nCHECK PROCESS a WITH PIDFILE "/run/missing"\n'
+                         "check host 'b c' with address 127.0.0.1 # check host d\n"
+        }
+        calls = {name: start(self.control_file(text, name)) for name, text in texts.items()}
+        for call in calls.values():
+            self.addCleanup(call.terminate)
+        results = {name: call.communicate(timeout=PATIENCE) for name, call in calls.items()}
+        for name, expected in {
+                'time-out': [('a', '32'), ('b', '32'), ('c', '0')],
+                'deadline': [('a', '0'), ('b', '1'), ('c', '1')],
+                'no answer': [('a', '1'), ('b c', '1')]}.items():
+            with self.subTest(name):
+                output, errors = results[name]
+                self.assertEqual((statuses(output), errors), (expected, b''))
+                self.assertEqual(calls[name].returncode, 0)
+
+
+class NameTest(AdapterTest):
+    def test_names_come_back_as_they_are(self):
+        names = ['w&b', 'a<b>c', 'a]]>b', 'a</name><status>0', 'Größe', '日本', '😀', 'a=b', 'a#b',
+                 'a\\b', 'if', 'check', 'x' * 2000]
+        text = ''.join(f'check process {name}\n\twith pidfile "/run/missing"\n' for name in names)
+        self.assertEqual(self.check(text), [(name, '512') for name in names])
+
+    def test_bytes_that_xml_does_not_allow_become_replacement_characters(self):
+        rows = {b'a\xffb': 'a\N{REPLACEMENT CHARACTER}b',
+                b'end\xc3': 'end\N{REPLACEMENT CHARACTER}',
+                b'over\xc0\xaflong': 'over' + 2 * '\N{REPLACEMENT CHARACTER}' + 'long',
+                b'surrogate\xed\xa0\x80': 'surrogate' + 3 * '\N{REPLACEMENT CHARACTER}',
+                b'large\xf4\x90\x80\x80': 'large' + 4 * '\N{REPLACEMENT CHARACTER}',
+                b'none\xef\xbf\xbf': 'none' + 3 * '\N{REPLACEMENT CHARACTER}'}
+        text = b''.join(b'check process %b\n\twith pidfile "/run/missing"\n' % name
+                        for name in rows)
+        self.assertEqual(self.check(text), [(name, '512') for name in rows.values()])
+
+    def test_service_named_like_the_host_is_a_service(self):
+        name = socket.gethostname()
+        self.assertEqual(self.check(f'check process {name}\n\twith pidfile "/run/missing"\n'),
+                         [(name, '512')])
+
+    def test_odd_unix_socket_path_does_not_spoil_the_document(self):
+        text = self.process_check('web', 'if failed unixsocket /run/<&</monit> then alert')
+        self.assertEqual(self.check(text), [('web', '32')])
+
+    def test_document_to_the_byte(self):
+        result = run(self.control_file('check process w&b\n\twith pidfile "/run/missing"\n'))
+        self.assertEqual(result.stdout, b'<?xml version="1.0" encoding="UTF-8"?>\n'
+                                        b'<monit>\n'
+                                        b'  <service>\n'
+                                        b'    <name>w&amp;b</name>\n'
+                                        b'    <status>512</status>\n'
+                                        b'  </service>\n'
+                                        b'</monit>\n')
+
+
+class ControlFileTest(AdapterTest):
+    TEXT = 'check process web\n\twith pidfile "/run/missing"\n'
+
+    def hide_monit(self):
+        os.rename(STOCK_MONIT, STOCK_MONIT + '.hidden')
+        self.addCleanup(os.rename, STOCK_MONIT + '.hidden', STOCK_MONIT)
+
+    def test_empty_file_needs_no_monit(self):
+        self.hide_monit()
+        for text in ('', '\n', ' \t\r\n\n', '# check process web\n', '\n  # no end of line'):
+            with self.subTest(text=text):
+                result = run(self.control_file(text))
+                self.assertEqual((result.returncode, result.stdout, result.stderr),
+                                 (0, EMPTY_DOCUMENT, b''))
+
+    def test_missing_monit_is_an_error(self):
+        self.hide_monit()
+        result = run(self.control_file(self.TEXT))
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (1, b'', b'monit-check-status: cannot run the monitor -- /usr/bin/monit'
+                                  b' -- No such file or directory\n'))
+
+    def test_refused_file_gives_monits_words_and_no_document(self):
+        rows = {'check blah host\n': "{}:1: syntax error 'host'",
+                'check process web\n\twith pidfile "/a"b"\n': "{}:2: syntax error 'b'",
+                'check process web\n\twith pidfile "/a\n': "{}:2: unbalanced quotes '\"'",
+                host_check('web', port_test(1, ' protocol x')): "{}:3: syntax error 'x'",
+                2 * self.TEXT:
+                "{}:4: Service name conflict, web already defined '\"/run/missing\"'"}
+        for text, words in rows.items():
+            with self.subTest(text=text):
+                path = self.control_file(text)
+                result = run(path)
+                lines = result.stderr.decode().splitlines()
+                self.assertEqual((result.returncode, result.stdout), (1, b''))
+                self.assertIn(words.format(path), lines)
+                self.assertEqual(lines[-1], 'monit-check-status: the monitor ended before it had'
+                                            f' checked -- {path}')
+                self.assertNotIn(PREFIX.encode() + b'.', result.stderr)
+
+    def test_unreadable_file_is_an_error(self):
+        for path, reason in {self.folder / 'missing': 'No such file or directory',
+                             self.folder: 'Is a directory'}.items():
+            with self.subTest(path=path):
+                result = run(path)
+                self.assertEqual(
+                    (result.returncode, result.stdout, result.stderr.decode()),
+                    (1, b'', f'monit-check-status: cannot read a file -- {path} -- {reason}\n'))
+
+    def test_mode_and_path_of_the_file_do_not_matter(self):
+        path = self.control_file(self.TEXT, name='a "b" *[c]\'\n{d}')
+        for mode in (0o400, 0o666):
+            path.chmod(mode)
+            self.assertEqual(statuses(run(path).stdout), [('web', '512')])
+
+    def test_file_without_final_newline(self):
+        self.assertEqual(self.check(self.TEXT + '# the end'), [('web', '512')])
+
+    def test_wrong_usage_is_an_error(self):
+        path = str(self.control_file(self.TEXT))
+        for arguments in ([], ['-c', path], ['-x', 'check-status'], ['-c', path, '-x'],
+                          ['-c', path, '-x', 'status'], ['-c', '-x', 'check-status'],
+                          ['-c', path, '-x', 'check-status', 'web'], ['summary'],
+                          ['-v', '-c', path, '-x', 'check-status']):
+            with self.subTest(arguments=arguments):
+                result = subprocess.run([ADAPTER, *arguments], capture_output=True,
+                                        timeout=PATIENCE)
+                self.assertEqual((result.returncode, result.stdout, result.stderr),
+                                 (1, b'', b'monit-check-status: usage: monit-check-status -c FILE'
+                                          b' -x check-status\n'))
+
+    def test_works_under_the_name_monit_and_first_in_the_path(self):
+        shutil.copy(ADAPTER, self.folder / 'monit')
+        result = subprocess.run(['monit', '-c', self.control_file(self.TEXT), '-x',
+                                 'check-status'], capture_output=True, timeout=PATIENCE,
+                                env={**os.environ, 'PATH': f'{self.folder}:{os.environ["PATH"]}'})
+        self.assertEqual((result.returncode, statuses(result.stdout)), (0, [('web', '512')]))
+
+    def test_works_for_a_user_who_may_not_write_to_run(self):
+        nobody = pwd.getpwnam('nobody')
+        shutil.copy(ADAPTER, self.folder / 'adapter')
+        result = subprocess.run([self.folder / 'adapter', '-c', self.control_file(self.TEXT), '-x',
+                                 'check-status'], capture_output=True, timeout=PATIENCE,
+                                user=nobody.pw_uid, group=nobody.pw_gid, extra_groups=[])
+        self.assertEqual((result.returncode, statuses(result.stdout)), (0, [('web', '512')]))
+
+
+class StandardDescriptorTest(AdapterTest):
+    TEXT = ControlFileTest.TEXT
+
+    def test_closed_descriptors(self):
+        path = self.control_file(self.TEXT)
+        for closed, status in (('<&-', 0), ('2>&-', 0), ('<&- 2>&-', 0), ('>&-', 1),
+                               ('<&- >&- 2>&-', 1)):
+            with self.subTest(closed=closed):
+                result = subprocess.run(['sh', '-c', f'exec "$@" {closed}', 'sh', *command(path)],
+                                        capture_output=True, timeout=PATIENCE)
+                self.assertEqual(result.returncode, status)
+                if status == 0:
+                    self.assertEqual(statuses(result.stdout), [('web', '512')])
+                else:
+                    self.assertEqual(result.stdout, b'')
+
+    def test_broken_pipe_leaves_nothing(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        with start(self.control_file(self.TEXT), stdout=writer) as call:
+            os.close(writer)
+            call.communicate(timeout=PATIENCE)
+        self.assertEqual(call.returncode, -signal.SIGPIPE)
+
+    def test_full_device_is_an_error(self):
+        with open('/dev/full', 'w') as full, start(self.control_file(self.TEXT),
+                                                   stdout=full) as call:
+            _, errors = call.communicate(timeout=PATIENCE)
+        self.assertEqual((call.returncode, errors),
+                         (1, b'monit-check-status: cannot write the document -- No space left on'
+                             b' device\n'))
+
+
+class HangingCall:
+    """A call whose monit is in the middle of a test, held there until the end of the block."""
+
+    def __init__(self, test, name='web', **options):
+        path = test.folder / f'{name}.socket'
+        self.server = socket.socket(socket.AF_UNIX)
+        self.server.bind(str(path))
+        self.server.listen()
+        self.server.settimeout(PATIENCE)
+        text = test.process_check(name, f'if failed unixsocket {path} protocol http then alert')
+        self.call = start(test.control_file(text, f'{name}.control'), **options)
+        self.connection, _ = self.server.accept()
+        peer = self.connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED,
+                                          struct.calcsize('3i'))
+        self.monit = struct.unpack('3i', peer)[0]
+        self.monit_end = os.pidfd_open(self.monit)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.call.terminate()
+        self.call.communicate(timeout=PATIENCE)
+        wait_for_end(self.monit_end)
+        os.close(self.monit_end)
+        self.connection.close()
+        self.server.close()
+
+    def hang_up(self):
+        """Lets the test fail; gives what the call reports."""
+        self.connection.close()
+        output, _ = self.call.communicate(timeout=PATIENCE)
+        return statuses(output)
+
+    def of_monit(self, name):
+        return pathlib.Path('/proc', str(self.monit), name)
+
+    def directory(self):
+        """Monit's private directory."""
+        return pathlib.Path(self.of_monit('environ').read_text().rstrip('\0')
+                            .removeprefix('HOME='))
+
+
+class SurroundingsTest(AdapterTest):
+    """What the private monit has of its own, looked at while it works."""
+
+    def test_files(self):
+        with HangingCall(self) as hanging:
+            directory = hanging.directory()
+            self.assertEqual(private_directories(), [str(directory)])
+            self.assertEqual(stat.S_IMODE(directory.stat().st_mode), 0o700)
+            # Monit may be at its first test before it has opened its socket.
+            self.assertEqual({path.name for path in directory.iterdir()} | {'socket'},
+                             {'monitrc', 'words', 'pid', 'id', 'state', 'socket'})
+            self.assertEqual(stat.S_IMODE((directory / 'monitrc').stat().st_mode), 0o600)
+            self.assertEqual((directory / 'pid').read_text().strip(), str(hanging.monit))
+
+    def test_environment_is_only_its_home(self):
+        with HangingCall(self, env={**os.environ, 'LD_BIND_NOW': '1', 'HOME': '/root'}) as hanging:
+            self.assertEqual(hanging.of_monit('environ').read_text(),
+                             f'HOME={hanging.directory()}\0')
+
+    def test_few_descriptors_are_possible(self):
+        with HangingCall(self) as hanging:
+            limits = hanging.of_monit('limits').read_text().splitlines()
+            line = next(line for line in limits if line.startswith('Max open files'))
+            self.assertEqual(line.split()[3:5], ['64', '64'])
+
+    def test_no_descriptor_of_the_callers_gets_to_it(self):
+        # One of them has a number above those that monit itself closes.
+        reader, writer = os.pipe()
+        high = os.dup2(writer, 100)
+        with HangingCall(self, stdin=reader, pass_fds=[writer, high]) as hanging:
+            files = {int(path.name): os.readlink(path)
+                     for path in hanging.of_monit('fd').iterdir()}
+            self.assertEqual([files[0], files[1], files[2]],
+                             ['/dev/null'] + 2 * [f'{hanging.directory()}/words'])
+            self.assertEqual([file for file in files.values() if file.startswith('pipe:')], [])
+        for descriptor in (reader, writer, high):
+            os.close(descriptor)
+
+    def test_process_group_of_its_own(self):
+        with HangingCall(self) as hanging:
+            self.assertEqual(os.getpgid(hanging.monit), hanging.monit)
+
+    def test_blocked_signals_are_not_handed_on(self):
+        with HangingCall(self) as hanging:
+            fields = dict(line.split(':\t') for line in
+                          hanging.of_monit('status').read_text().splitlines())
+            blocked = int(fields['SigBlk'], 16)
+            self.assertEqual(blocked & (1 << (signal.SIGTERM - 1)), 0)
+
+
+class HostsMonitTest(AdapterTest):
+    def test_the_machines_own_monit_is_neither_woken_nor_ended(self):
+        home = self.folder / 'home'
+        home.mkdir()
+        control = self.control_file(f'set daemon 3600\nset idfile {home}/id\n'
+                                    f'set statefile {home}/state\ncheck system its-host\n', 'host')
+        control.chmod(0o600)
+        trace = self.folder / 'trace'
+        environment = {**os.environ, 'HOME': str(home)}
+        # The trace shows every signal that it gets, also one that it would not mention.
+        with Ended(['strace', '-f', '-qq', '-e', 'trace=none', '-e', 'signal=all', '-o',
+                               trace, STOCK_MONIT, '-I', '-c', control], env=environment,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as strace:
+            for line in strace.stdout:
+                if line.endswith(b'started\n'):
+                    break
+            pid_files = [path for path in (home / '.monit.pid', pathlib.Path('/run/monit.pid'))
+                         if path.exists()]
+            self.assertEqual(len(pid_files), 1, 'where its pid file is')
+            pid = int(pid_files[0].read_text())
+            end = os.pidfd_open(pid)
+            before = pid_files[0].read_bytes()
+            for text in (ControlFileTest.TEXT,
+                         f'set pidfile {pid_files[0]}\nset daemon 1\n' + ControlFileTest.TEXT):
+                result = run(self.control_file(text), env=environment)
+                self.assertEqual(statuses(result.stdout), [('web', '512')])
+            self.assertEqual(pid_files[0].read_bytes(), before)
+            self.assertEqual(list(home.glob('.monit*')), [path for path in pid_files
+                                                          if path.parent == home])
+            self.assertFalse(select.select([end], [], [], 0)[0], 'ended')
+            os.close(end)
+            os.kill(pid, signal.SIGTERM)
+            strace.communicate(timeout=PATIENCE)
+        signals = [line.split()[2] for line in trace.read_text().splitlines() if '--- SIG' in line]
+        self.assertEqual(signals, ['SIGTERM'])
+
+
+class EndTest(AdapterTest):
+    def test_a_signal_ends_it_and_leaves_nothing(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number), HangingCall(self, number.name) as hanging:
+                hanging.call.send_signal(number)
+                output, errors = hanging.call.communicate(timeout=PATIENCE)
+                self.assertEqual((hanging.call.returncode, output, errors), (-number, b'', b''))
+                self.assertNotIn(hanging.monit, private_monits())
+                self.assertEqual(private_directories(), [])
+
+    def test_an_ignored_signal_stays_ignored(self):
+        with HangingCall(self, preexec_fn=lambda: signal.signal(
+                signal.SIGINT, signal.SIG_IGN)) as hanging:
+            hanging.call.send_signal(signal.SIGINT)
+            self.assertEqual(hanging.hang_up(), [('web', '32')])
+
+    def test_killed_it_takes_monit_along_and_the_next_call_clears_up(self):
+        with HangingCall(self) as hanging:
+            directory = hanging.directory()
+            hanging.call.kill()
+            wait_for_end(hanging.monit_end)
+            self.assertEqual(private_directories(), [str(directory)])
+        self.assertEqual(self.check(ControlFileTest.TEXT), [('web', '512')])
+        self.assertEqual(private_directories(), [])
+
+    def test_killed_at_any_moment_it_leaves_no_monit(self):
+        # What the call leaves behind becomes a child of this process, which so can wait for it.
+        libc = ctypes.CDLL(None, use_errno=True)
+        self.assertEqual(libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0)
+        self.addCleanup(libc.prctl, PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0)
+        path = self.control_file(ControlFileTest.TEXT)
+        killed = 0
+        for name, count in system_calls(path):
+            with self.subTest(name, count=count):
+                result = subprocess.run(
+                    ['strace', '-qq', '-o', '/dev/null', '-e',
+                     f'inject={name}:signal=KILL:when={count}', *command(path)],
+                    capture_output=True, timeout=PATIENCE)
+                killed += result.returncode == -signal.SIGKILL
+                self.reap_orphans()
+        self.assertEqual(private_monits(), [])
+        self.assertGreater(killed, 50)
+        self.check(ControlFileTest.TEXT)
+
+    def test_killed_before_its_child_could_tie_itself_to_it(self):
+        # Both are stopped at a call that the C library makes in each new process, the child
+        # before it has asked for its parent's death to end it.
+        path = self.control_file(ControlFileTest.TEXT)
+        with Ended(['strace', '-f', '-qq', '-e', 'inject=set_robust_list:signal=STOP:when=1',
+                    *command(path)], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as strace:
+            read_until_stopped(strace.stderr)
+            call = only_child(strace.pid)
+            os.kill(call, signal.SIGCONT)
+            read_until_stopped(strace.stderr)
+            child = only_child(call)
+            end = os.pidfd_open(call)
+            os.kill(call, signal.SIGKILL)
+            wait_for_end(end)
+            os.close(end)
+            os.kill(child, signal.SIGCONT)
+            output, trace = strace.communicate(timeout=PATIENCE)
+        self.assertEqual(output, b'')
+        self.assertNotIn(b'execve("/usr/bin/monit"', trace)
+        self.check(ControlFileTest.TEXT)
+
+    @staticmethod
+    def reap_orphans():
+        for pid in children(os.getpid()):
+            end = os.pidfd_open(pid)
+            wait_for_end(end)
+            os.close(end)
+            os.waitpid(pid, 0)
+
+
+class SweepTest(AdapterTest):
+    def test_only_abandoned_directories_of_its_own_user_are_removed(self):
+        base = pathlib.Path('/run')
+        abandoned = base / f'{PREFIX}aban01'
+        foreign = base / f'{PREFIX}forein'
+        link = base / f'{PREFIX}link01'
+        file = base / f'{PREFIX}file01'
+        target = self.folder / 'target'
+        for directory in (abandoned, foreign, target):
+            directory.mkdir()
+            (directory / 'monitrc').write_text('text')
+        os.chown(foreign, pwd.getpwnam('nobody').pw_uid, -1)
+        link.symlink_to(target)
+        file.write_text('text')
+        self.check(ControlFileTest.TEXT)
+        self.assertEqual(sorted(private_directories()), sorted(map(str, (foreign, link, file))))
+        self.assertTrue((target / 'monitrc').exists())
+        self.assertTrue((foreign / 'monitrc').exists())
+        shutil.rmtree(foreign)
+        link.unlink()
+        file.unlink()
+
+    def test_directory_of_a_call_at_work_is_kept(self):
+        with HangingCall(self) as hanging:
+            self.check(ControlFileTest.TEXT)
+            self.assertTrue((hanging.directory() / 'monitrc').exists())
+            self.assertEqual(hanging.hang_up(), [('web', '32')])
+
+    def test_a_call_whose_new_directory_is_swept_makes_another(self):
+        # One call is stopped between the making of its directory and its lock; another sweeps it.
+        path = self.control_file(ControlFileTest.TEXT)
+        moments = list(itertools.takewhile(lambda moment: moment[0] != 'flock',
+                                           system_calls(path)))
+        self.assertGreater(len(moments), 1)
+        for name, count in moments:
+            with self.subTest(name), Ended(
+                    ['strace', '-qq', '-e', f'inject={name}:signal=STOP:when={count}',
+                     *command(path)], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as strace:
+                read_until_stopped(strace.stderr)
+                newborn, = private_directories()
+                self.check(ControlFileTest.TEXT)
+                self.assertFalse(os.path.exists(newborn))
+                os.kill(only_child(strace.pid), signal.SIGCONT)
+                output, _ = strace.communicate(timeout=PATIENCE)
+                self.assertEqual(statuses(output), [('web', '512')])
+
+    def test_calls_side_by_side(self):
+        path = self.control_file(ControlFileTest.TEXT)
+        for _ in range(5):
+            calls = [start(path) for _ in range(8)]
+            for call in calls:
+                output, errors = call.communicate(timeout=PATIENCE)
+                self.assertEqual((statuses(output), errors), ([('web', '512')], b''))
+
+
+if __name__ == '__main__':
+    unittest.main()

@@ -1,0 +1,71 @@
+"""The panel configuration file as a whole run sees it."""
+
+import os
+import shutil
+import unittest
+
+from panel import CONFIGURATION, Panel, down_report
+from trace import own, traced
+
+
+class ConfigurationTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel(root="/opt/kvr")
+
+    def configuration_opens(self):
+        # A directory without locales: what selects the language looks for its catalogue only when
+        # the locale is there.
+        _, calls = traced(self.panel, "openat", "--status", env={"LOCPATH": "/tmp"})
+        return [call.result for call in own(calls) if "/etc/kvr/kvr.conf" in call.arguments]
+
+    def test_the_product_root_comes_from_the_file(self):
+        self.panel.run("--status")
+        self.assertEqual(self.panel.checked_services(), ["keldo", "smtp", "web", "dns", "mail"])
+        arguments = self.panel.calls()[0].arguments
+        self.assertEqual([arguments[0], *arguments[2:]], ["-c", "-x", "check-status"])
+        self.assertRegex(arguments[1], r"^/opt/kvr/tmp/monitrc[A-Za-z0-9]{6}$")
+
+    def test_the_file_is_read_once(self):
+        self.assertEqual(len(self.configuration_opens()), 1)
+
+    def test_a_missing_file_is_tried_again_at_each_look_up(self):
+        (CONFIGURATION / "kvr.conf").unlink()
+        opens = self.configuration_opens()
+        # The upgrade tool's path, and a control file's and the monitor's for each of five services.
+        self.assertEqual(len(opens), 1 + 2 * 5)
+        self.assertTrue(all(result.startswith("-1 ENOENT") for result in opens), opens)
+
+    def test_without_a_file_the_default_root_holds(self):
+        panel = Panel()
+        (CONFIGURATION / "kvr.conf").unlink()
+        panel.run("--status")
+        self.assertEqual(len(panel.calls()), 5)
+
+    def test_values_follow_the_rules_of_the_format(self):
+        for line in ("PRODUCT_ROOT_D /opt/kvr\n", "  PRODUCT_ROOT_D\t/opt/kvr # here\n",
+                     "PRODUCT_ROOT_D /old\nPRODUCT_ROOT_D /opt/kvr", "A=b\nPRODUCT_ROOT_D /opt/kvr",
+                     "PRODUCT_ROOT_D \t /opt/kvr#note\nproduct_root_d /old\n",
+                     "PRODUCT_ROOT_D /opt/kvr\0/more\n"):
+            with self.subTest(line):
+                self.panel.configure(line)
+                self.panel.forget_calls()
+                self.panel.run("--status")
+                self.assertEqual(len(self.panel.calls()), 5)
+
+    def test_a_value_that_keeps_its_trailing_white_space_names_another_directory(self):
+        self.panel.configure("PRODUCT_ROOT_D /opt/kvr \n")
+        done = self.panel.run("--status")
+        self.assertEqual(done.stdout, down_report("mysql"))
+        self.assertEqual(self.panel.calls(), [])
+
+    def test_a_service_directory_in_the_file_is_not_looked_at(self):
+        os.mkdir("/tmp/etc")
+        shutil.move("/service", "/tmp/etc/service")
+        self.panel.configure("PRODUCT_ETC_D /tmp/etc\nPRODUCT_ROOT_D /opt/kvr\n")
+        self.assertNotIn(b"problem", self.panel.run("--status").stdout)
+        shutil.move("/tmp/etc/service", "/service")
+        self.assertEqual(self.panel.run("--status").stdout, down_report("mysql"))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,172 @@
+"""The language of a report: which text, and as what it is tagged."""
+
+import os
+import unittest
+
+from panel import Action, Panel, Problem, report
+
+HEADER = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n'
+DOWN = ('msgid "The <service_title> service is switched off."\n'
+        'msgstr "Der Dienst <service_title> läuft nicht."\n\n')
+RESTART = ('msgid "Restart the <service_title> service."\n'
+           'msgstr "Den Dienst <service_title> neu starten."\n\n')
+UPGRADE = ('msgid "Upgrade is in progress. Please wait."\n'
+           'msgstr "Eine Aktualisierung läuft. Bitte warten."\n\n')
+FRENCH = DOWN.replace("Der Dienst <service_title> läuft nicht", "<service_title> est en panne")
+
+
+def web_down(message, language, action, action_language):
+    return report(
+        [Problem("service-down:web", message, actions=("restart-service:web",),
+                 default="restart-service:web", language=language)],
+        [Action("restart-service:web", action, language=action_language)])
+
+
+GERMAN = web_down("Der Dienst Web-Server läuft nicht.", "de-DE",
+                  "Den Dienst Web-Server neu starten.", "de-DE")
+ENGLISH = web_down("The Web Server service is switched off.", "en-US",
+                   "Restart the Web Server service.", "en-US")
+
+
+class LanguageTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+        for service in ("mysql", "keldo", "smtp", "dns", "mail"):
+            self.panel.write_definition(service, None)
+        self.panel.write_service("web", "Web Server", titles={"de-DE": "Web-Server"})
+        self.panel.fake_monitor({"web": 32})
+
+    def status(self, language, **environment):
+        done = self.panel.run("--status", f"--language={language}", env=environment)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout
+
+    def test_a_german_run(self):
+        self.panel.catalogue(HEADER + DOWN + RESTART)
+        self.assertEqual(self.status("de-DE"), GERMAN)
+
+    def test_each_text_is_tagged_with_the_language_that_it_is_in(self):
+        self.panel.catalogue(HEADER + DOWN)
+        self.assertEqual(
+            self.status("de-DE"),
+            web_down("Der Dienst Web-Server läuft nicht.", "de-DE",
+                     "Restart the Web-Server service.", "en-US"))
+
+    def test_without_a_catalogue_a_german_run_is_tagged_english(self):
+        self.assertEqual(
+            self.status("de-DE"),
+            web_down("The Web-Server service is switched off.", "en-US",
+                     "Restart the Web-Server service.", "en-US"))
+
+    def test_a_translation_that_is_the_english_text_is_none(self):
+        self.panel.catalogue(HEADER + DOWN.replace("Der Dienst", "The")
+                             .replace("läuft nicht", "service is switched off"))
+        self.assertIn(b'xml:lang="en-US">The Web-Server service is', self.status("de-DE"))
+
+    def test_a_locale_that_is_not_installed_leaves_the_run_english(self):
+        self.panel.catalogue(HEADER + FRENCH, locale="fr")
+        self.panel.write_service("web", "Web Server", titles={"fr-FR": "Serveur"})
+        self.assertEqual(self.status("fr-FR"), ENGLISH)
+
+    def test_a_locale_that_is_not_installed_falls_back_to_the_english_one(self):
+        self.panel.catalogue(HEADER + DOWN.replace("läuft nicht", "has stopped")
+                             .replace("Der Dienst", "Service"), locale="en")
+        self.assertIn(b'<message xml:lang="en-US">Service Web Server has stopped.</message>',
+                      self.status("fr-FR", LOCPATH=os.environ["LOCPATH_UTF8"]))
+
+    def test_a_bare_language_code_chooses_no_language(self):
+        self.panel.catalogue(HEADER + DOWN + RESTART)
+        self.assertEqual(self.panel.run("--status", "de-DE").stdout, ENGLISH)
+
+    def test_an_untranslated_upgrade_message_is_tagged_english(self):
+        self.panel.upgrade_tool(1)
+        self.assertEqual(
+            self.status("de-DE"),
+            report([Problem("upgrade", "Upgrade is in progress. Please wait.", "minor")]))
+
+    def test_british_english_tags_untranslated_texts_as_its_own(self):
+        message = web_down("The Web Server service is switched off.", "en-GB",
+                           "Restart the Web Server service.", "en-GB")
+        self.assertEqual(self.status("en-GB", LOCPATH=os.environ["LOCPATH_UTF8"]), message)
+
+    def test_the_upgrade_problem_is_translated(self):
+        self.panel.catalogue(HEADER + UPGRADE)
+        self.panel.upgrade_tool(1)
+        self.assertEqual(
+            self.status("de-DE"),
+            report([Problem("upgrade", "Eine Aktualisierung läuft. Bitte warten.", "minor",
+                            language="de-DE")]))
+
+    def test_the_environment_does_not_choose_the_language(self):
+        self.panel.catalogue(HEADER + DOWN + RESTART)
+        self.panel.catalogue(HEADER + FRENCH, locale="fr")
+        for name, value in (("LANGUAGE", "fr"), ("LANGUAGE", "fr:de"), ("LC_ALL", "C"),
+                            ("LANG", "fr_FR"), ("LC_MESSAGES", "C"), ("OUTPUT_CHARSET", "LATIN1")):
+            with self.subTest(name=name, value=value):
+                self.assertEqual(self.status("de-DE", **{name: value}), GERMAN)
+
+    def test_the_environment_does_not_make_an_english_run_speak_german(self):
+        self.panel.catalogue(HEADER + DOWN + RESTART)
+        for extra in ({}, {"LOCPATH": os.environ["LOCPATH_UTF8"]}):
+            with self.subTest(extra):
+                self.assertEqual(self.status("en-US", LANGUAGE="de", **extra), ENGLISH)
+
+    def test_children_keep_the_language_variable(self):
+        self.panel.catalogue(HEADER + DOWN + RESTART)
+        self.panel.write_service("web", start='echo "$LANGUAGE"', titles={"de-DE": "Web-Server"})
+        done = self.panel.run("--repair", "--language=de-DE", "restart-service:web",
+                              "restart-service:web", env={"LANGUAGE": "fr"})
+        self.assertIn(b"<log>fr\n</log>", done.stdout)
+
+    def test_a_translation_comes_in_the_codeset_of_the_locale(self):
+        # The title stays as the definition has it; the two together are no UTF-8 then, which is
+        # why a panel installs UTF-8 locales. Without an umlaut in the text all is well.
+        self.panel.catalogue(HEADER + DOWN.replace("läuft nicht", "steht") + RESTART)
+        self.assertEqual(
+            self.status("de-DE", LOCPATH=os.environ["LOCPATH_LATIN1"]),
+            web_down("Der Dienst Web-Server steht.", "de-DE",
+                     "Den Dienst Web-Server neu starten.", "de-DE"))
+
+    def test_a_definition_without_a_title_reads_with_nothing_in_its_place(self):
+        self.panel.write_service("web", titles={"de-de": "klein"}, title="")
+        self.assertEqual(
+            self.status("de-DE"),
+            web_down("The  service is switched off.", "en-US", "Restart the  service.", "en-US"))
+
+    def test_a_title_that_holds_the_placeholder_is_not_filled_again(self):
+        self.panel.write_service("web", "<service_title>")
+        self.assertEqual(
+            self.status("en-US"),
+            web_down("The <service_title> service is switched off.", "en-US",
+                     "Restart the <service_title> service.", "en-US"))
+
+
+class LocaleTest(unittest.TestCase):
+    """Decimal commas, digit grouping and 8-bit letters of a locale change no number and no name."""
+
+    def test_numbers_and_configuration_are_read_the_same_in_every_locale(self):
+        panel = Panel(root="/opt/kvr")
+        panel.configure("A\xe4 x\nPRODUCT_ROOT_D /opt/kvr\n".encode("latin-1").decode("latin-1"))
+        ports = [(80, {}), (65535, {"type": "UDP"}), (1234567, {"protocol": "http"})]
+        panel.write_service("web", ports=ports, pid_file="")
+        for variable in ("LOCPATH_UTF8", "LOCPATH_LATIN1"):
+            with self.subTest(variable):
+                panel.forget_calls()
+                panel.run("--status", "--language=de-DE",
+                          env={"LOCPATH": os.environ[variable]})
+                controls = [call.control_file for call in panel.calls()]
+                self.assertIn("check host web\n\twith address 127.0.0.1\n"
+                              "\tif failed port 80 then alert\n"
+                              "\tif failed port 65535 type UDP  then alert\n"
+                              "\tif failed port 1234567 protocol http then alert\n", controls)
+
+    def test_letters_of_the_locale_are_no_letters_of_a_variable_name(self):
+        panel = Panel()
+        with open("/etc/kvr/kvr.conf", "wb") as file:
+            file.write(b"PRODUCT_ROOT_D /usr/local/kvr\nPRODUCT_ROOT_D\xa0/x y\n")
+        panel.run("--status", "--language=de-DE", env={"LOCPATH": os.environ["LOCPATH_LATIN1"]})
+        self.assertEqual(len(panel.calls()), 5)
+
+
+if __name__ == "__main__":
+    unittest.main()

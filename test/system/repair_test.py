@@ -1,0 +1,102 @@
+"""Repairs: which ids are carried out, how, and what the report says of them."""
+
+import unittest
+
+from panel import Panel, down_report, report, restart, service_down
+
+
+class RepairTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+
+    def repair(self, *ids):
+        done = self.panel.run("--repair", *ids)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout
+
+    def test_the_stop_action_runs_before_the_start_action(self):
+        self.panel.write_service("smtp", stop="echo stop", start="echo start")
+        self.assertEqual(self.repair("restart-service:smtp"), report(
+            [service_down("mysql")],
+            [restart("mysql"), restart("smtp", status="ok", log="stop\nstart\n")]))
+
+    def test_the_last_commands_status_decides(self):
+        self.panel.write_service("smtp", stop="false", start="true")
+        self.panel.write_service("web", stop="true", start="echo no >&2; exit 3")
+        self.assertEqual(self.repair("restart-service:web", "restart-service:smtp"), report(
+            [service_down("mysql")],
+            [restart("mysql"), restart("smtp", status="ok"),
+             restart("web", status="error", log="no\n")]))
+
+    def test_a_service_without_a_stop_action_is_just_started(self):
+        self.panel.write_service("smtp", start="echo start")
+        self.assertEqual(self.repair("restart-service:smtp"), report(
+            [service_down("mysql")],
+            [restart("mysql"), restart("smtp", status="ok", log="start\n")]))
+
+    def test_a_service_without_any_action_is_a_success(self):
+        self.panel.write_service("smtp")
+        self.assertEqual(self.repair("restart-service:smtp"), report(
+            [service_down("mysql")], [restart("mysql"), restart("smtp", status="ok")]))
+
+    def test_ids_that_name_no_action_are_skipped_without_a_word(self):
+        for action in ("", "restart-service:", "restart-service", "service-down:smtp",
+                       "Restart-Service:smtp", " restart-service:smtp", "smtp",
+                       "restart-service:nowhere"):
+            with self.subTest(action):
+                self.panel.write_service("smtp", start="touch /tmp/started")
+                self.assertEqual(self.repair(action), down_report("mysql"))
+                with self.assertRaises(FileNotFoundError):
+                    open("/tmp/started", encoding="utf-8").close()
+
+    def test_no_ids_go_on_to_the_checks(self):
+        self.assertEqual(self.repair(), down_report("mysql"))
+
+    def test_repairs_run_in_the_order_of_the_command_line(self):
+        for service in ("smtp", "web"):
+            self.panel.write_service(service, start=f"echo {service} >> /tmp/order")
+        self.repair("restart-service:web", "restart-service:smtp", "restart-service:web")
+        with open("/tmp/order", encoding="utf-8") as order:
+            self.assertEqual(order.read(), "web\nsmtp\nweb\n")
+
+    def test_of_an_id_given_twice_the_second_result_stays(self):
+        self.panel.write_service("web", start="echo x >> /tmp/n; wc -l < /tmp/n; test ! -e /tmp/m",
+                                 stop="test ! -e /tmp/n || touch /tmp/m")
+        self.assertEqual(self.repair("restart-service:web", "restart-service:web"), report(
+            [service_down("mysql")],
+            [restart("mysql"), restart("web", status="error", log="2\n")]))
+
+    def test_the_checks_show_the_state_after_the_repair(self):
+        self.panel.fake_monitor(script="#!/bin/sh\ntest -e /tmp/web || echo '<monit><service>"
+                                       "<name>web</name><status>1</status></service></monit>'\n")
+        self.panel.write_service("web", start="touch /tmp/web")
+        self.assertEqual(self.panel.run("--status").stdout, down_report("mysql", "web"))
+        self.assertEqual(self.repair("restart-service:web"), report(
+            [service_down("mysql")], [restart("mysql"), restart("web", status="ok")]))
+
+    def test_a_repair_that_did_not_help_is_reported_with_the_problem(self):
+        self.panel.fake_monitor({"web": 512})
+        self.panel.write_service("web", start="echo trying; exit 1")
+        self.assertEqual(self.repair("restart-service:web"), report(
+            [service_down("mysql"), service_down("web")],
+            [restart("mysql"), restart("web", status="error", log="trying\n")]))
+
+    def test_a_service_outside_the_core_can_be_repaired(self):
+        self.panel.write_service("tomcat", start="echo up")
+        self.assertEqual(self.repair("restart-service:tomcat"), report(
+            [service_down("mysql")],
+            [restart("mysql"), restart("tomcat", status="ok", log="up\n")]))
+
+    def test_a_definition_is_read_once_in_a_run(self):
+        self.panel.write_service("web", start="rm /service/web.xml; echo gone")
+        self.panel.fake_monitor({"web": 1})
+        self.assertEqual(self.repair("restart-service:web", "restart-service:web"), report(
+            [service_down("mysql"), service_down("web")],
+            [restart("mysql"),
+             restart("web", status="ok",
+                     log="rm: cannot remove '/service/web.xml': No such file or directory\n"
+                         "gone\n")]))
+
+
+if __name__ == "__main__":
+    unittest.main()

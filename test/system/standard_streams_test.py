@@ -1,0 +1,154 @@
+"""What reaches standard output and standard error, and what children inherit."""
+
+import json
+import os
+import resource
+import subprocess
+import unittest
+
+from panel import KELDOCTL, Panel, down_report, report, restart, service_down
+from trace import own, traced
+
+
+class SilenceTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+
+    def test_nothing_that_children_print_reaches_the_streams(self):
+        self.panel.upgrade_tool(0, commands="echo tool; echo tool >&2")
+        self.panel.fake_monitor(script="#!/bin/sh\necho noise >&2\necho no XML\n")
+        done = self.panel.run("--status")
+        self.assertEqual((done.stdout, done.stderr), (down_report("mysql"), b""))
+
+    def test_the_streams_are_silenced_and_restored_in_order(self):
+        _, calls = traced(self.panel, "dup,dup2,openat,close,write", "--status")
+        calls = own(calls)
+        first = next(i for i, call in enumerate(calls) if call.name == "dup")
+        begin = [f"{call.name}({call.arguments}) = {call.result}" for call in calls[first:first + 8]]
+        null = 'openat(AT_FDCWD, "/dev/null", O_WRONLY) = '
+        self.assertEqual(begin, [
+            "dup(1) = 3", null + "4", "dup2(4, 1) = 1", "close(4) = 0",
+            "dup(2) = 4", null + "5", "dup2(5, 2) = 2", "close(5) = 0"])
+        last = [f"{call.name}({call.arguments})" for call in calls
+                if call.name != "openat"][-5:]
+        self.assertEqual(last[:4], ["dup2(4, 2)", "close(4)", "dup2(3, 1)", "close(3)"])
+        self.assertTrue(last[4].startswith("write(1, "))
+
+    def test_the_report_is_written_once_and_whole(self):
+        done, calls = traced(self.panel, "write", "--status")
+        writes = [call for call in own(calls) if call.arguments.startswith("1, \"<?xml")]
+        self.assertEqual([call.result for call in writes], [str(len(done.stdout))])
+
+    def test_the_unknown_service_directory_is_told_to_both_silenced_streams_each_time(self):
+        message = "1, \"variable 'PRODUCT_ETC_D' isn't found neither in /etc/kvr/kvr.conf"
+        done, calls = traced(self.panel, "write", "--status")
+        for stream in ("1", "2"):
+            told = [call for call in own(calls)
+                    if call.arguments.startswith(stream + message[1:])]
+            self.assertEqual(len(told), 6, stream)  # once for each definition that is read
+        self.assertEqual((done.stdout, done.stderr), (down_report("mysql"), b""))
+
+    def test_libxml2_complaints_are_silenced(self):
+        self.panel.write_definition("web", "<service")
+        self.panel.write_definition("dns", None)
+        done = self.panel.run("--status")
+        self.assertEqual((done.stdout, done.stderr), (down_report("mysql"), b""))
+
+
+# A program that notes the descriptors it was started with and what each of them is.
+LIST = """#!/usr/bin/python3 -IS
+import json, os
+found = {}
+for number in range(64):
+    try:
+        found[number] = os.readlink(f"/proc/self/fd/{number}").partition(":")[0]
+    except OSError:
+        pass
+with open("/tmp/descriptors", "w") as file:
+    json.dump(found, file)
+"""
+
+
+class InheritanceTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+        with open("/tmp/list", "w", encoding="utf-8") as file:
+            file.write(LIST)
+        os.chmod("/tmp/list", 0o755)
+
+    def check(self, expected):
+        with open("/tmp/descriptors", encoding="utf-8") as file:
+            self.assertEqual(json.load(file), expected)
+
+    def test_the_monitor_inherits_the_null_device_and_its_pipe_alone(self):
+        self.panel.fake_monitor(script=LIST)
+        self.panel.run("--status")
+        self.check({"0": "/dev/null", "1": "pipe", "2": "/dev/null"})
+
+    def test_the_upgrade_tool_has_both_streams_on_the_pipe(self):
+        self.panel.upgrade_tool(0, commands="exec /tmp/list")
+        self.panel.run("--status")
+        self.check({"0": "/dev/null", "1": "pipe", "2": "pipe"})
+
+    def test_a_repair_has_both_streams_on_the_pipe(self):
+        self.panel.write_service("web", stop="/tmp/list")
+        self.panel.run("--repair", "restart-service:web")
+        self.check({"0": "/dev/null", "1": "pipe", "2": "pipe"})
+
+    def test_standard_input_is_inherited(self):
+        self.panel.upgrade_tool(0, commands="cat > /tmp/from-stdin")
+        self.panel.run("--status", stdin=None, input=b"given to the tool")
+        with open("/tmp/from-stdin", "rb") as file:
+            self.assertEqual(file.read(), b"given to the tool")
+
+    def test_a_daemon_that_a_repair_starts_does_not_hold_the_panels_pipe(self):
+        # The daemon reads a fifo until its writer has come and gone, which is after both pipes have
+        # ended. A daemon that held one of them would hold this test.
+        os.mkfifo("/tmp/leash")
+        start = "setsid sh -c 'exec >/dev/null 2>&1; exec cat /tmp/leash' &"
+        self.panel.write_service("web", start=start)
+        run = subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"],
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
+        stdout, stderr = run.communicate()  # returns at the end of both pipes
+        with open("/tmp/leash", "w", encoding="utf-8"):
+            pass
+        self.assertEqual(stdout, report([service_down("mysql")],
+                                        [restart("mysql"), restart("web", status="ok")]))
+        self.assertEqual(stderr, b"")
+
+
+class FailedRunTest(unittest.TestCase):
+    """An exception that nobody expected ends a run."""
+
+    def setUp(self):
+        self.panel = Panel()
+
+    def test_a_status_that_is_no_number_leaves_no_report_and_no_control_file(self):
+        self.panel.fake_monitor(
+            script="#!/bin/sh\necho '<monit><service><name>keldo</name><status>ok</status>"
+                   "</service></monit>'\n")
+        done = self.panel.run("--status")
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (-6, b"", b""))
+        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+
+    def test_a_run_without_memory_for_the_monitors_output_does_so_too(self):
+        self.panel.fake_monitor(script="#!/bin/sh\nhead -c 1000000000 /dev/zero | tr '\\0' x\n")
+        limit = 1 << 28
+        done = self.panel.run("--status", preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_AS, (limit, limit)))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (-6, b"", b""))
+        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+
+    def test_repairs_that_were_carried_out_stay_unreported(self):
+        self.panel.write_service("web", start="touch /tmp/web-started")
+        self.panel.fake_monitor(
+            script="#!/bin/sh\necho '<monit><service><name>keldo</name><status> 0</status>"
+                   "</service></monit>'\n")
+        done = self.panel.run("--repair", "restart-service:web")
+        self.assertEqual((done.returncode, done.stdout), (-6, b""))
+        self.assertTrue(os.path.exists("/tmp/web-started"))
+
+
+if __name__ == "__main__":
+    unittest.main()
