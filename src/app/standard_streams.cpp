@@ -35,6 +35,14 @@ void restore(int stream, int& saved) {
 
 } // namespace
 
+void openClosedStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            open64("/dev/null", O_RDWR); // takes the lowest number that is free: this one
+        }
+    }
+}
+
 void redirectStdout() {
     redirect(STDOUT_FILENO, savedStdout);
 }

@@ -3,6 +3,7 @@
 import json
 import os
 import resource
+import signal
 import subprocess
 import unittest
 
@@ -64,21 +65,30 @@ for number in range(64):
         found[number] = os.readlink(f"/proc/self/fd/{number}").partition(":")[0]
     except OSError:
         pass
-with open("/tmp/descriptors", "w") as file:
+with open("/usr/local/kvr/descriptors", "w") as file:
     json.dump(found, file)
 """
+
+
+def install_list():
+    with open("/usr/local/kvr/list", "w", encoding="utf-8") as file:
+        file.write(LIST)
+    os.chmod("/usr/local/kvr/list", 0o755)
+
+
+def listed():
+    """The descriptors that the program has noted."""
+    with open("/usr/local/kvr/descriptors", encoding="utf-8") as file:
+        return json.load(file)
 
 
 class InheritanceTest(unittest.TestCase):
     def setUp(self):
         self.panel = Panel()
-        with open("/tmp/list", "w", encoding="utf-8") as file:
-            file.write(LIST)
-        os.chmod("/tmp/list", 0o755)
+        install_list()
 
     def check(self, expected):
-        with open("/tmp/descriptors", encoding="utf-8") as file:
-            self.assertEqual(json.load(file), expected)
+        self.assertEqual(listed(), expected)
 
     def test_the_monitor_inherits_the_null_device_and_its_pipe_alone(self):
         self.panel.fake_monitor(script=LIST)
@@ -86,36 +96,68 @@ class InheritanceTest(unittest.TestCase):
         self.check({"0": "/dev/null", "1": "pipe", "2": "/dev/null"})
 
     def test_the_upgrade_tool_has_both_streams_on_the_pipe(self):
-        self.panel.upgrade_tool(0, commands="exec /tmp/list")
+        self.panel.upgrade_tool(0, commands="exec /usr/local/kvr/list")
         self.panel.run("--status")
         self.check({"0": "/dev/null", "1": "pipe", "2": "pipe"})
 
     def test_a_repair_has_both_streams_on_the_pipe(self):
-        self.panel.write_service("web", stop="/tmp/list")
+        self.panel.write_service("web", stop="/usr/local/kvr/list")
         self.panel.run("--repair", "restart-service:web")
         self.check({"0": "/dev/null", "1": "pipe", "2": "pipe"})
 
     def test_standard_input_is_inherited(self):
-        self.panel.upgrade_tool(0, commands="cat > /tmp/from-stdin")
+        self.panel.upgrade_tool(0, commands="cat > /usr/local/kvr/from-stdin")
         self.panel.run("--status", stdin=None, input=b"given to the tool")
-        with open("/tmp/from-stdin", "rb") as file:
+        with open("/usr/local/kvr/from-stdin", "rb") as file:
             self.assertEqual(file.read(), b"given to the tool")
 
     def test_a_daemon_that_a_repair_starts_does_not_hold_the_panels_pipe(self):
         # The daemon reads a fifo until its writer has come and gone, which is after both pipes have
         # ended. A daemon that held one of them would hold this test.
-        os.mkfifo("/tmp/leash")
-        start = "setsid sh -c 'exec >/dev/null 2>&1; exec cat /tmp/leash' &"
+        os.mkfifo("/usr/local/kvr/leash")
+        start = "setsid sh -c 'exec >/dev/null 2>&1; exec cat /usr/local/kvr/leash' &"
         self.panel.write_service("web", start=start)
         run = subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"],
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE)
         stdout, stderr = run.communicate()  # returns at the end of both pipes
-        with open("/tmp/leash", "w", encoding="utf-8"):
+        with open("/usr/local/kvr/leash", "w", encoding="utf-8"):
             pass
         self.assertEqual(stdout, report([service_down("mysql")],
                                         [restart("mysql"), restart("web", status="ok")]))
         self.assertEqual(stderr, b"")
+
+
+class HostileCallerTest(unittest.TestCase):
+    """What a run inherits from a careless caller."""
+
+    def setUp(self):
+        self.panel = Panel()
+        self.panel.fake_monitor({"web": 1})
+        install_list()
+
+    def test_an_ignored_sigchld(self):
+        done = self.panel.run("--status", preexec_fn=lambda: signal.signal(signal.SIGCHLD,
+                                                                           signal.SIG_IGN))
+        self.assertEqual(done.stdout, down_report("mysql", "web"))
+
+    def test_closed_standard_descriptors_are_open_for_children(self):
+        self.panel.upgrade_tool(0, commands="exec /usr/local/kvr/list")
+        for closed in ((0,), (2,), (0, 2), (0, 1, 2)):
+            with self.subTest(closed):
+                self.panel.run("--status", preexec_fn=lambda: close(closed))
+                self.assertEqual(listed(), {"0": "/dev/null", "1": "pipe", "2": "pipe"})
+
+    def test_a_report_gets_through_with_the_other_streams_closed(self):
+        for closed in ((0,), (2,), (0, 2)):
+            with self.subTest(closed):
+                done = self.panel.run("--status", preexec_fn=lambda: close(closed))
+                self.assertEqual(done.stdout, down_report("mysql", "web"))
+
+
+def close(descriptors):
+    for descriptor in descriptors:
+        os.close(descriptor)
 
 
 class FailedRunTest(unittest.TestCase):
@@ -141,13 +183,13 @@ class FailedRunTest(unittest.TestCase):
         self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
 
     def test_repairs_that_were_carried_out_stay_unreported(self):
-        self.panel.write_service("web", start="touch /tmp/web-started")
+        self.panel.write_service("web", start="touch /usr/local/kvr/web-started")
         self.panel.fake_monitor(
             script="#!/bin/sh\necho '<monit><service><name>keldo</name><status> 0</status>"
                    "</service></monit>'\n")
         done = self.panel.run("--repair", "restart-service:web")
         self.assertEqual((done.returncode, done.stdout), (-6, b""))
-        self.assertTrue(os.path.exists("/tmp/web-started"))
+        self.assertTrue(os.path.exists("/usr/local/kvr/web-started"))
 
 
 if __name__ == "__main__":
