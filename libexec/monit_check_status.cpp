@@ -11,6 +11,8 @@
 // Nothing of monit's is shared with the machine's own monit: files, socket, HOME and environment
 // are in the private directory or made for the child. The manual page is doc/monit-check-status.8.
 
+#include "exec/unique_fd.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -51,6 +53,7 @@ extern "C" { // glibc 2.36, Debian 12's, forgets this in the header itself
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using keldo::UniqueFd;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -98,29 +101,6 @@ struct Interrupted : std::exception {
 Failure failureFromErrno(const std::string& what) {
     return Failure(what + " -- " + std::generic_category().message(errno));
 }
-
-/// Owns one file descriptor; -1 means none.
-class UniqueFd {
-public:
-    explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    UniqueFd& operator=(UniqueFd&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    UniqueFd(const UniqueFd&) = delete;
-    UniqueFd& operator=(const UniqueFd&) = delete;
-    ~UniqueFd() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    int get() const noexcept { return fd_; }
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-
-private:
-    int fd_;
-};
 
 // ---- Files ----
 
@@ -430,7 +410,7 @@ public:
 
     int endDescriptor() const { return child_.endDescriptor(); }
     /// What monit printed so far, with the control file's own path in place of its copy's.
-    std::string words() const;
+    std::string printed() const;
     /// Asks monit for its status, an XML document. Nothing comes back when it does not listen yet,
     /// when it ends, or when it has not answered at the deadline.
     std::optional<std::string> status(const Watch& watch, Clock::time_point deadline) const;
@@ -440,7 +420,7 @@ private:
     std::string settings() const;
     std::string copyPath() const { return directory_.file("monitrc"); }
     std::string socketPath() const { return directory_.file("socket"); }
-    std::string wordsPath() const { return directory_.file("words"); }
+    std::string printedPath() const { return directory_.file("printed"); }
 
     const PrivateDirectory& directory_;
     const ControlFile& control_;
@@ -497,7 +477,7 @@ pid_t Monit::start() const {
     // Not the given file itself: monit might dislike its mode or owner, and settings are added.
     std::string copy = copyPath();
     createFile(copy, control_.text + settings());
-    const UniqueFd output = createFile(wordsPath(), "");
+    const UniqueFd output = createFile(printedPath(), "");
     const UniqueFd input(open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (!input) {
         throw failureFromErrno("cannot open /dev/null");
@@ -522,8 +502,8 @@ pid_t Monit::start() const {
     _exit(execFailed);
 }
 
-std::string Monit::words() const {
-    std::string text = readFile(wordsPath());
+std::string Monit::printed() const {
+    std::string text = readFile(printedPath());
     const std::string copy = copyPath();
     for (size_t at = 0; (at = text.find(copy, at)) != std::string::npos;) {
         text.replace(at, copy.size(), control_.path);
@@ -649,7 +629,7 @@ std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
         const Clock::duration pause =
             std::clamp<Clock::duration>((now - begin) / 8, milliseconds(1), milliseconds(200));
         if (watch.wait(-1, std::min(now + pause, deadline)) == Wake::MonitEnded) {
-            throw MonitEnded(monit.words());
+            throw MonitEnded(monit.printed());
         }
         if (now >= deadline) {
             return services;

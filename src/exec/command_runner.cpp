@@ -8,21 +8,16 @@
 #include <cstdlib>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace keldo {
 
 namespace {
 
+constexpr int shellNotRun = 255;
+
 CommandResult failure(const char* reason) {
     return {-1, programName + reason};
-}
-
-int exitCode(int waitStatus) {
-    return (waitStatus >> 8) & 0xff;
-}
-
-bool endedOrStoppedBySignal(int waitStatus) {
-    return (waitStatus & 0x7f) != 0;
 }
 
 void writeToStderr(const std::string& text) {
@@ -44,10 +39,10 @@ void writeToStderr(const std::string& text) {
     const int waitStatus = system(command.c_str());
     if (waitStatus == -1) {
         writeToStderr(programName + ": failed to execute a command -- " + command);
-        _exit(-1);
+        _exit(shellNotRun);
     }
     // Of a shell that died by a signal the exit code's bits are 0, and so it counts as a success.
-    _exit(exitCode(waitStatus));
+    _exit(WEXITSTATUS(waitStatus));
 }
 
 /// Reads to the end of the output or to a failure. Returns all that was read until then.
@@ -100,8 +95,7 @@ CommandResult runCommand(const std::string& command, bool captureStderr) {
     if (waitFor(child, waitStatus) == -1) {
         return failure(": failed to suspends execution");
     }
-    const int status = endedOrStoppedBySignal(waitStatus) ? -1 : exitCode(waitStatus);
-    return {status, std::move(output)};
+    return {WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, std::move(output)};
 }
 
 } // namespace keldo

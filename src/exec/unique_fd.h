@@ -17,6 +17,7 @@ public:
     ~UniqueFd() { reset(); }
 
     int get() const noexcept { return fd_; }
+    explicit operator bool() const noexcept { return fd_ != -1; }
 
     /// Closes the descriptor and owns `fd` instead.
     void reset(int fd = -1) noexcept {

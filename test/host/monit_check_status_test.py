@@ -30,7 +30,7 @@ PREFIX = 'monit-check-status.'
 EMPTY_DOCUMENT = b'<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n</monit>\n'
 
 # A test that would wait for ever fails after this many seconds instead.
-PATIENCE = 30
+PATIENCE = 120
 
 PR_SET_CHILD_SUBREAPER = 36
 
@@ -234,7 +234,7 @@ class StatusTest(AdapterTest):
         thread.join()
 
     def test_services_come_in_the_order_of_the_file(self):
-        names = [f'service{i}' for i in range(1000, 0, -1)]
+        names = [f'service{i}' for i in range(50, 0, -1)]
         text = ''.join(f'check process {name}\n\twith pidfile "/run/missing"\n' for name in names)
         self.assertEqual(self.check(text), [(name, '512') for name in names])
 
@@ -507,7 +507,7 @@ class SurroundingsTest(AdapterTest):
             self.assertEqual(stat.S_IMODE(directory.stat().st_mode), 0o700)
             # Monit may be at its first test before it has opened its socket.
             self.assertEqual({path.name for path in directory.iterdir()} | {'socket'},
-                             {'monitrc', 'words', 'pid', 'id', 'state', 'socket'})
+                             {'monitrc', 'printed', 'pid', 'id', 'state', 'socket'})
             self.assertEqual(stat.S_IMODE((directory / 'monitrc').stat().st_mode), 0o600)
             self.assertEqual((directory / 'pid').read_text().strip(), str(hanging.monit))
 
@@ -530,7 +530,7 @@ class SurroundingsTest(AdapterTest):
             files = {int(path.name): os.readlink(path)
                      for path in hanging.of_monit('fd').iterdir()}
             self.assertEqual([files[0], files[1], files[2]],
-                             ['/dev/null'] + 2 * [f'{hanging.directory()}/words'])
+                             ['/dev/null'] + 2 * [f'{hanging.directory()}/printed'])
             self.assertEqual([file for file in files.values() if file.startswith('pipe:')], [])
         for descriptor in (reader, writer, high):
             os.close(descriptor)
@@ -666,6 +666,9 @@ class SweepTest(AdapterTest):
         link = base / f'{PREFIX}link01'
         file = base / f'{PREFIX}file01'
         target = self.folder / 'target'
+        self.addCleanup(file.unlink)
+        self.addCleanup(link.unlink)
+        self.addCleanup(shutil.rmtree, foreign)
         for directory in (abandoned, foreign, target):
             directory.mkdir()
             (directory / 'monitrc').write_text('text')
@@ -676,9 +679,6 @@ class SweepTest(AdapterTest):
         self.assertEqual(sorted(private_directories()), sorted(map(str, (foreign, link, file))))
         self.assertTrue((target / 'monitrc').exists())
         self.assertTrue((foreign / 'monitrc').exists())
-        shutil.rmtree(foreign)
-        link.unlink()
-        file.unlink()
 
     def test_directory_of_a_call_at_work_is_kept(self):
         with HangingCall(self) as hanging:
