@@ -37,11 +37,12 @@ void checkServices() {
 }
 
 void reportServiceDown(const ServiceDefinition& service) {
-    // Translators: <service_title> becomes the service's title, such as "Web Server".
+    // Translators: <service_title> becomes the service's title, such as "Web Server";
+    // keep it as it is.
     const Message message = translateWith("The <service_title> service is switched off.",
                                           Substitution{"<service_title>", service.title.text});
     const Solution restart = solutionForAction(restartActionId(service.id));
-    Problem problem("service-down:" + service.id, message, major, {restart});
+    Problem problem("service-down:" + service.id, message, Severity::major, {restart});
     problem.addDefaultSolution(restart);
     problemModel.addProblem(problem);
 }

@@ -11,7 +11,7 @@ namespace keldo {
 void checkServices();
 
 /// Adds the problem "service-down:" + id of a service, major, with the restart of the service as
-/// its only and default solution.
+/// its only and default solution: an empty one where the id has no definition of its own.
 void reportServiceDown(const ServiceDefinition& service);
 
 } // namespace keldo

@@ -17,8 +17,9 @@ constexpr int upgradeIsRunning = 1; // the tool's exit status
 void checkUpgrade() {
     const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
     if (runCommand(tool, true).status == upgradeIsRunning) {
-        problemModel.addProblem(
-            {upgradeProblem, translate("Upgrade is in progress. Please wait."), minor});
+        // Translators: the only problem reported while the panel itself is being upgraded.
+        const Message message = translate("Upgrade is in progress. Please wait.");
+        problemModel.addProblem({upgradeProblem, message, Severity::minor});
     }
 }
 

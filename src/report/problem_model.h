@@ -12,7 +12,7 @@
 namespace keldo {
 
 /// How bad a problem is. Other values are allowed; the report shows none for them.
-enum Severity : std::int32_t { minor = 0, major = 1, critical = 2 };
+enum class Severity : std::int32_t { minor = 0, major = 1, critical = 2 };
 
 /// An action that solves a problem.
 struct Solution {
@@ -35,7 +35,7 @@ struct Problem {
 
     std::string id;  ///< such as "service-down:web"; the report skips a problem without
     Message message; ///< the report leaves an empty text out
-    Severity severity = minor;
+    Severity severity = Severity::minor;
     std::vector<Solution> solutions;            ///< in the order in which they were added
     std::optional<std::size_t> defaultSolution; ///< position in solutions
 };

@@ -35,13 +35,13 @@ void addMessageElement(const Message& message, xmlNode* parent) {
 
 void addSeverityElement(Severity severity, xmlNode* parent) {
     switch (severity) {
-    case minor:
+    case Severity::minor:
         addElement(parent, "severity", "minor");
         break;
-    case major:
+    case Severity::major:
         addElement(parent, "severity", "major");
         break;
-    case critical:
+    case Severity::critical:
         addElement(parent, "severity", "critical");
         break;
     }

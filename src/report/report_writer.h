@@ -15,7 +15,8 @@ namespace keldo {
 ///
 /// What a problem or an action lacks has no element; one with an empty id is left out. Texts are
 /// the content argument of libxml2's xmlNewChild, so an entity reference in them is one in the
-/// report; ids and languages are values of xmlNewProp. Empty where libxml2 could not serialise it.
+/// report, and an ampersand that begins none loses the text or stands there as it is. Ids and
+/// languages are values of xmlNewProp. Empty where libxml2 could not serialise the document.
 std::string reportDocument(const ProblemModel& model);
 
 /// Writes the document of the run's own model to standard output. An interrupted or short write is

@@ -285,7 +285,7 @@ TEST_F(Run, PassesAnExceptionOnWithTheStreamsStillSilenced) {
 }
 
 TEST_F(Run, DiagnosisIsGatedByTheProblemNotByTheTool) {
-    problemModel.addProblem({"upgrade", {}, minor});
+    problemModel.addProblem({"upgrade", {}, Severity::minor});
     diagnose();
     EXPECT_EQ("upgrade-check\n", order());
 }

@@ -81,7 +81,7 @@ TEST_F(CheckServices, ReportsADownServiceWithItsRestart) {
     const Problem& problem = problemModel.problems().at("service-down:web");
     EXPECT_EQ("service-down:web", problem.id);
     EXPECT_EQ(Message("The T web service is switched off.", "en-US"), problem.message);
-    EXPECT_EQ(major, problem.severity);
+    EXPECT_EQ(Severity::major, problem.severity);
     ASSERT_EQ(1U, problem.solutions.size());
     EXPECT_EQ("restart-service:web", problem.solutions[0].id);
     EXPECT_EQ(Message("Restart the T web service.", "en-US"), problem.solutions[0].message);
@@ -222,10 +222,10 @@ TEST_F(ReportServiceDown, DoesNotExpandAPlaceholderInATitle) {
 
 TEST_F(ReportServiceDown, ReplacesAnEarlierProblemButNotItsAction) {
     define("web");
-    problemModel.addProblem({"service-down:web", {"old", "en-US"}, critical});
+    problemModel.addProblem({"service-down:web", {"old", "en-US"}, Severity::critical});
     problemModel.registerAction({"restart-service:web", {"Old.", "en-US"}, "old"});
     reportServiceDown(service("web", "Web"));
-    EXPECT_EQ(major, problemModel.problems().at("service-down:web").severity);
+    EXPECT_EQ(Severity::major, problemModel.problems().at("service-down:web").severity);
     EXPECT_EQ("Old.", problemModel.actions().at("restart-service:web").message.text);
 }
 

@@ -24,7 +24,7 @@ TEST_F(UpgradeCheck, RecordsAMinorProblemForStatusOne) {
     const Problem& problem = problemModel.problems().at("upgrade");
     EXPECT_EQ("upgrade", problem.id);
     EXPECT_EQ(Message(english, "en-US"), problem.message);
-    EXPECT_EQ(minor, problem.severity);
+    EXPECT_EQ(Severity::minor, problem.severity);
     EXPECT_TRUE(problem.solutions.empty());
     EXPECT_EQ(std::nullopt, problem.defaultSolution);
     EXPECT_TRUE(problemModel.actions().empty());
@@ -76,9 +76,9 @@ TEST_F(UpgradeCheck, SpeaksEnglishWhereItIsNot) {
 TEST_F(UpgradeCheck, GateLooksAtTheProblemsAndNotAtTheTool) {
     panel.installUpgradeCheck("exit 1");
     EXPECT_TRUE(noUpgradeInProgress());
-    problemModel.addProblem({"Upgrade", {}, minor});
+    problemModel.addProblem({"Upgrade", {}, Severity::minor});
     EXPECT_TRUE(noUpgradeInProgress());
-    problemModel.addProblem({"upgrade", {}, minor});
+    problemModel.addProblem({"upgrade", {}, Severity::minor});
     EXPECT_FALSE(noUpgradeInProgress());
 }
 

@@ -32,18 +32,18 @@ template <typename Map> std::vector<std::string> keys(const Map& map) {
 }
 
 TEST(Severity, HasThreeNamedValues) {
-    EXPECT_EQ(0, minor);
-    EXPECT_EQ(1, major);
-    EXPECT_EQ(2, critical);
+    EXPECT_EQ(0, static_cast<int>(Severity::minor));
+    EXPECT_EQ(1, static_cast<int>(Severity::major));
+    EXPECT_EQ(2, static_cast<int>(Severity::critical));
     EXPECT_EQ(4U, sizeof(Severity));
 }
 
 TEST(Problem, HoldsWhatItIsConstructedFrom) {
-    const Problem problem("service-down:web", english("It is off."), critical,
+    const Problem problem("service-down:web", english("It is off."), Severity::critical,
                           {restart("web"), restart("dns")}, 1);
     EXPECT_EQ("service-down:web", problem.id);
     EXPECT_EQ(english("It is off."), problem.message);
-    EXPECT_EQ(critical, problem.severity);
+    EXPECT_EQ(Severity::critical, problem.severity);
     ASSERT_EQ(2U, problem.solutions.size());
     EXPECT_EQ(fields(restart("web")), fields(problem.solutions[0]));
     EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[1]));
@@ -51,15 +51,16 @@ TEST(Problem, HoldsWhatItIsConstructedFrom) {
 }
 
 TEST(Problem, HasNoDefaultUnlessOneIsGiven) {
-    EXPECT_EQ(std::nullopt, Problem("x", english(""), major, {restart("web")}).defaultSolution);
+    EXPECT_EQ(std::nullopt,
+              Problem("x", english(""), Severity::major, {restart("web")}).defaultSolution);
 }
 
 TEST(Problem, WithoutSolutionsHasNoDefaultWhateverIsGiven) {
-    EXPECT_EQ(std::nullopt, Problem("x", english(""), major, {}, 0).defaultSolution);
+    EXPECT_EQ(std::nullopt, Problem("x", english(""), Severity::major, {}, 0).defaultSolution);
 }
 
 TEST(Problem, CopyHasTheDefaultAtTheSamePositionOfItsOwnList) {
-    Problem original("x", english(""), major, {restart("web"), restart("dns")}, 1);
+    Problem original("x", english(""), Severity::major, {restart("web"), restart("dns")}, 1);
     Problem copy = original;
     Problem assigned;
     assigned = original;
@@ -71,7 +72,7 @@ TEST(Problem, CopyHasTheDefaultAtTheSamePositionOfItsOwnList) {
 }
 
 TEST(AddDefaultSolution, AppendsOneThatIsNew) {
-    Problem problem("x", english(""), major, {restart("web")});
+    Problem problem("x", english(""), Severity::major, {restart("web")});
     problem.addDefaultSolution(restart("dns"));
     ASSERT_EQ(2U, problem.solutions.size());
     EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[1]));
@@ -79,7 +80,8 @@ TEST(AddDefaultSolution, AppendsOneThatIsNew) {
 }
 
 TEST(AddDefaultSolution, KeepsTheDescriptionOfAnIdThatIsThere) {
-    Problem problem("x", english(""), major, {restart("web", "First."), restart("dns")}, 1);
+    Problem problem("x", english(""), Severity::major, {restart("web", "First."), restart("dns")},
+                    1);
     problem.addDefaultSolution(restart("web", "Second."));
     ASSERT_EQ(2U, problem.solutions.size());
     EXPECT_EQ("First.", problem.solutions[0].message.text);
@@ -87,14 +89,14 @@ TEST(AddDefaultSolution, KeepsTheDescriptionOfAnIdThatIsThere) {
 }
 
 TEST(AddDefaultSolution, TakesTheFirstOfSeveralWithTheId) {
-    Problem problem("x", english(""), major, {restart("a"), restart("b"), restart("b")});
+    Problem problem("x", english(""), Severity::major, {restart("a"), restart("b"), restart("b")});
     problem.addDefaultSolution(restart("b"));
     EXPECT_EQ(3U, problem.solutions.size());
     EXPECT_EQ(1U, problem.defaultSolution);
 }
 
 TEST(AddDefaultSolution, ComparesNothingButTheId) {
-    Problem problem("x", english(""), major, {restart("web")});
+    Problem problem("x", english(""), Severity::major, {restart("web")});
     problem.addDefaultSolution({"Restart-service:web", restart("web").message, "stop\nstart"});
     EXPECT_EQ(2U, problem.solutions.size());
     EXPECT_EQ(1U, problem.defaultSolution);
@@ -115,12 +117,12 @@ TEST(ProblemModel, OfTheRunIsEmptyAtStart) {
 
 TEST(AddProblem, KeepsTheLastOfAnIdAndTheActionsOfAll) {
     ProblemModel model;
-    model.addProblem({"x", english("First."), minor, {restart("web")}, 0});
-    model.addProblem({"x", english("Second."), critical, {restart("dns")}});
+    model.addProblem({"x", english("First."), Severity::minor, {restart("web")}, 0});
+    model.addProblem({"x", english("Second."), Severity::critical, {restart("dns")}});
     ASSERT_THAT(keys(model.problems()), ElementsAre("x"));
     const Problem& problem = model.problems().at("x");
     EXPECT_EQ(english("Second."), problem.message);
-    EXPECT_EQ(critical, problem.severity);
+    EXPECT_EQ(Severity::critical, problem.severity);
     ASSERT_EQ(1U, problem.solutions.size());
     EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[0]));
     EXPECT_EQ(std::nullopt, problem.defaultSolution);
@@ -129,8 +131,9 @@ TEST(AddProblem, KeepsTheLastOfAnIdAndTheActionsOfAll) {
 
 TEST(AddProblem, RegistersEachSolutionUnlessItsIdIsThere) {
     ProblemModel model;
-    model.addProblem({"a", english(""), major, {restart("web", "First."), restart("dns")}});
-    model.addProblem({"b", english(""), major, {restart("web", "Second.")}});
+    model.addProblem(
+        {"a", english(""), Severity::major, {restart("web", "First."), restart("dns")}});
+    model.addProblem({"b", english(""), Severity::major, {restart("web", "Second.")}});
     EXPECT_THAT(keys(model.actions()), ElementsAre("restart-service:dns", "restart-service:web"));
     EXPECT_EQ(fields(restart("web", "First.")), fields(model.actions().at("restart-service:web")));
 }
@@ -139,7 +142,7 @@ TEST(ProblemModel, IteratesInByteOrderOfTheIds) {
     ProblemModel model;
     for (const char* id :
          {"upgrade", "service-down:named", "Z", "service-down:apache", "\xc3\xa4"}) {
-        model.addProblem({id, english(""), minor, {{id, english(""), ""}}});
+        model.addProblem({id, english(""), Severity::minor, {{id, english(""), ""}}});
         model.setActionResult(id, {0, ""});
     }
     const auto inOrder =
@@ -186,7 +189,7 @@ TEST(SetActionResult, KeepsTheLastOfAnId) {
 
 TEST(FindProblem, WantsTheVeryId) {
     ProblemModel model;
-    model.addProblem({"upgrade", english(""), minor});
+    model.addProblem({"upgrade", english(""), Severity::minor});
     EXPECT_EQ(&model.problems().at("upgrade"), model.findProblem("upgrade"));
     for (const char* id : {"Upgrade", "upgrad", "upgrade ", ""}) {
         SCOPED_TRACE(id);

@@ -60,7 +60,8 @@ TEST(ReportDocument, OfAnUpgradeHoldsThatAlone) {
                        "</message>\n"
                        "    <severity>minor</severity>\n"
                        "  </problem>\n"),
-              documentOf({"upgrade", {"Upgrade is in progress. Please wait.", "en-US"}, minor}));
+              documentOf(
+                  {"upgrade", {"Upgrade is in progress. Please wait.", "en-US"}, Severity::minor}));
 }
 
 TEST(ReportDocument, OfARepairHoldsProblemsActionsAndResults) {
@@ -69,8 +70,11 @@ TEST(ReportDocument, OfARepairHoldsProblemsActionsAndResults) {
     model.setActionResult("restart-service:named", {7, "no such file"});
     const Solution restart = {
         "restart-service:apache", {"Den Dienst Web neu starten.", "de-DE"}, "stop\nstart"};
-    model.addProblem(
-        {"service-down:apache", {"Der Dienst Web läuft nicht.", "de-DE"}, major, {restart}, 0});
+    model.addProblem({"service-down:apache",
+                      {"Der Dienst Web läuft nicht.", "de-DE"},
+                      Severity::major,
+                      {restart},
+                      0});
     EXPECT_EQ(document("  <problem id=\"service-down:apache\">\n"
                        "    <message xml:lang=\"de-DE\">Der Dienst Web läuft nicht.</message>\n"
                        "    <severity>major</severity>\n"
@@ -111,7 +115,7 @@ TEST(ReportDocument, NamesTheThreeSeveritiesAndNoOther) {
 
 TEST(ReportDocument, LeavesAnEmptyMessageOutButNotTheSeverity) {
     EXPECT_EQ(document("  <problem id=\"x\">\n    <severity>major</severity>\n  </problem>\n"),
-              documentOf({"x", {"", "de-DE"}, major}));
+              documentOf({"x", {"", "de-DE"}, Severity::major}));
 }
 
 TEST(ReportDocument, OfAProblemWithNothingToSayIsAnEmptyElement) {
@@ -120,7 +124,7 @@ TEST(ReportDocument, OfAProblemWithNothingToSayIsAnEmptyElement) {
 
 TEST(ReportDocument, SkipsProblemsAndActionsWithoutAnId) {
     ProblemModel model;
-    model.addProblem({"", {"m", "en-US"}, critical, {{"", {"n", "en-US"}, ""}}, 0});
+    model.addProblem({"", {"m", "en-US"}, Severity::critical, {{"", {"n", "en-US"}, ""}}, 0});
     model.setActionResult("", {0, "log"});
     EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<keldoctl/>\n", reportDocument(model));
 }
@@ -130,7 +134,7 @@ TEST(ReportDocument, OfAProblemWhoseOnlySolutionHasNoIdHasEmptySolutions) {
                        "    <severity>major</severity>\n"
                        "    <solutions/>\n"
                        "  </problem>\n"),
-              documentOf({"x", {}, major, {{"", {"undefined", "en-US"}, ""}}, 0}));
+              documentOf({"x", {}, Severity::major, {{"", {"undefined", "en-US"}, ""}}, 0}));
 }
 
 /// The lines of a problem "x" with the solutions "b", one without an id, and "a".
@@ -267,7 +271,7 @@ TEST(ReportDocument, EscapesAttributes) {
         SCOPED_TRACE(row.fact);
         ProblemModel model;
         const Solution solution = {row.text, {"m", row.text}, ""};
-        model.addProblem({row.text, {"m", row.text}, minor, {solution}});
+        model.addProblem({row.text, {"m", row.text}, Severity::minor, {solution}});
         EXPECT_EQ(document("  <problem id=\"" + row.value +
                            "\">\n"
                            "    <message xml:lang=\"" +
@@ -315,7 +319,7 @@ TEST(ReportDocument, HoldsTenThousandProblems) {
     std::string actions;
     for (int i = 10000; i < 20000; ++i) {
         const std::string id = std::to_string(i);
-        model.addProblem({id, {"It is off.", "en-US"}, major, {{"r" + id, {}, ""}}, 0});
+        model.addProblem({id, {"It is off.", "en-US"}, Severity::major, {{"r" + id, {}, ""}}, 0});
         problems += "  <problem id=\"" + id +
                     "\">\n    <message xml:lang=\"en-US\">It is off.</message>\n"
                     "    <severity>major</severity>\n    <solutions>\n      <action id=\"r" +
@@ -330,7 +334,7 @@ class PrintReport : public testing::Test {
 protected:
     PrintReport() {
         problemModel = ProblemModel();
-        problemModel.addProblem({"x", {"m", "en-US"}, minor});
+        problemModel.addProblem({"x", {"m", "en-US"}, Severity::minor});
         written.clear();
     }
     ~PrintReport() override {
