@@ -11,7 +11,8 @@
  * same time.
  *
  * Nothing is printed here. Problems go to the log hook (conf/messages.h) with the priority of a
- * user warning, 12. A null record, or one whose table is inconsistent, is an assertion failure. */
+ * user warning, 12, which the hook does not show unless log_setup() has raised its level. A null
+ * record, or one whose table is inconsistent, is an assertion failure. */
 
 /* One variable. Both strings are from strdup() and belong to the record. */
 struct conf_pair {

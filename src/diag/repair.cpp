@@ -21,7 +21,8 @@ Solution restartSolution(const std::string& serviceId) {
     if (service.id.empty()) {
         return unknownAction();
     }
-    // Translators: <service_title> becomes the service's title, such as "Web Server".
+    // Translators: <service_title> becomes the service's title, such as "Web Server";
+    // keep it as it is.
     const Message message = translateWith("Restart the <service_title> service.",
                                           Substitution{"<service_title>", service.title.text});
     return {restartActionId(serviceId), message, service.stopAction + "\n" + service.startAction};

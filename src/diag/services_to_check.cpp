@@ -22,16 +22,12 @@ constexpr const char* rememberStopAction =
     "SELECT @stop_action_id:=id FROM actions WHERE name='service_stop' LIMIT 1;";
 
 // One group for each service; max() picks the key of its latest entry, the zero-padded log id, a
-// dot and the action's id, and substring() cuts the action's id out of it again.
-constexpr const char* servicesLastStarted =
+// dot and the action's id, and substring() cuts the action's id out of it again. Ids of more than
+// eight digits are cut as well. To be completed with the variable that the action has to equal.
+constexpr const char* servicesByLatestAction =
     "SELECT c.old_value name FROM log_actions l left join log_components c on l.id=c.action_id "
     "WHERE l.action_id=@start_action_id or l.action_id=@stop_action_id GROUP BY c.old_value "
-    "HAVING substring(max(concat(lpad(l.id, 8, '0'), '.', l.action_id)), 10)=@start_action_id;";
-
-constexpr const char* servicesLastStopped =
-    "SELECT c.old_value name FROM log_actions l left join log_components c on l.id=c.action_id "
-    "WHERE l.action_id=@start_action_id or l.action_id=@stop_action_id GROUP BY c.old_value "
-    "HAVING substring(max(concat(lpad(l.id, 8, '0'), '.', l.action_id)), 10)=@stop_action_id;";
+    "HAVING substring(max(concat(lpad(l.id, 8, '0'), '.', l.action_id)), 10)=";
 
 constexpr const char* serviceName = "name";
 
@@ -45,7 +41,7 @@ void run(const char* statement, mysql::Connection& connection) {
 }
 
 void appendStarted(Services& services, mysql::Connection& connection) {
-    connection << servicesLastStarted;
+    connection << servicesByLatestAction << "@start_action_id;";
     mysql::Result result(connection);
     mysql::Row row;
     while (result.fetch(row)) {
@@ -54,7 +50,7 @@ void appendStarted(Services& services, mysql::Connection& connection) {
 }
 
 void removeStopped(Services& services, mysql::Connection& connection) {
-    connection << servicesLastStopped;
+    connection << servicesByLatestAction << "@stop_action_id;";
     mysql::Result result(connection);
     mysql::Row row;
     while (result.fetch(row)) {

@@ -10,6 +10,7 @@ namespace keldo {
 class FileRemover {
 public:
     explicit FileRemover(const std::string& path) noexcept : path_(&path) {}
+    explicit FileRemover(std::string&&) = delete;
     FileRemover(const FileRemover&) = delete;
     FileRemover& operator=(const FileRemover&) = delete;
     ~FileRemover() {

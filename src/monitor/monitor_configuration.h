@@ -23,7 +23,8 @@ std::string writeMonitorConfig(const ServiceDefinition& definition);
 std::string portTestLine(const PortCheck& port);
 std::string unixSocketTestLine(const std::string& path);
 
-/// Write the lines of the checks, in order, each after `indent`; the stream is flushed after each.
+/// Write the lines of the checks, in order, each after `indent`; the stream is flushed after each,
+/// so that of a file that could not be written whole the lines before are there.
 void writePortTests(const std::vector<PortCheck>& ports, std::ostream& stream,
                     const std::string& indent);
 void writeUnixSocketTests(const std::vector<UnixSocketCheck>& sockets, std::ostream& stream,

@@ -47,9 +47,10 @@ struct PortCheck {
 struct ServiceDefinition {
     ServiceDefinition() = default;
 
-    /// Reads the file of the service `requestedId`, `requestedId`.xml in the "service" folder below
-    /// PRODUCT_ETC_D. The id is used as it is, and the one in the file wins over it. Empty, with
-    /// an empty id, where the file is missing or is not well-formed. Throws boost::bad_lexical_cast
+    /// Reads the file of the service `requestedId`, /service/ID.xml: the "service" folder below
+    /// PRODUCT_ETC_D, which is no known variable and so reads as empty, whatever the configuration
+    /// file says. The id is used as it is, and the one in the file wins over it. Empty, with an
+    /// empty id, where the file is missing or is not well-formed. Throws boost::bad_lexical_cast
     /// where the checks cannot be counted.
     explicit ServiceDefinition(const std::string& requestedId);
 
