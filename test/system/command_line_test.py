@@ -60,20 +60,20 @@ class CommandLineTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
 
     def test_the_program_name_is_the_base_name_of_its_path(self):
-        for path in ("/tmp/other-name", "/tmp/a b"):
+        for path in ("/elsewhere/other-name", "/elsewhere/a b"):
             with self.subTest(path):
                 done = self.panel.run(executable=KELDOCTL, program=[path])
                 self.assertEqual(done.stderr.splitlines()[0],
-                                 path.removeprefix("/tmp/").encode() + b": missing command")
+                                 path.removeprefix("/elsewhere/").encode() + b": missing command")
 
     def test_argument_errors_come_before_anything_is_run(self):
-        self.panel.upgrade_tool(0, commands="touch /tmp/tool-was-run")
+        self.panel.upgrade_tool(0, commands="touch /usr/local/kvr/tool-was-run")
         self.panel.run("--status", "--language=x")
         self.panel.run("--state")
         self.panel.run("--help")
-        self.assertFalse(os.path.exists("/tmp/tool-was-run"))
+        self.assertFalse(os.path.exists("/usr/local/kvr/tool-was-run"))
         self.panel.run("--status")
-        self.assertTrue(os.path.exists("/tmp/tool-was-run"))
+        self.assertTrue(os.path.exists("/usr/local/kvr/tool-was-run"))
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ from trace import own, traced
 
 class ConfigurationTest(unittest.TestCase):
     def setUp(self):
-        self.panel = Panel(root="/opt/kvr")
+        self.panel = Panel(root="/usr/local/kvr/root")
 
     def configuration_opens(self):
         # A directory without locales: what selects the language looks for its catalogue only when
@@ -23,7 +23,7 @@ class ConfigurationTest(unittest.TestCase):
         self.assertEqual(self.panel.checked_services(), ["keldo", "smtp", "web", "dns", "mail"])
         arguments = self.panel.calls()[0].arguments
         self.assertEqual([arguments[0], *arguments[2:]], ["-c", "-x", "check-status"])
-        self.assertRegex(arguments[1], r"^/opt/kvr/tmp/monitrc[A-Za-z0-9]{6}$")
+        self.assertRegex(arguments[1], r"^/usr/local/kvr/root/tmp/monitrc[A-Za-z0-9]{6}$")
 
     def test_the_file_is_read_once(self):
         self.assertEqual(len(self.configuration_opens()), 1)
@@ -42,10 +42,10 @@ class ConfigurationTest(unittest.TestCase):
         self.assertEqual(len(panel.calls()), 5)
 
     def test_values_follow_the_rules_of_the_format(self):
-        for line in ("PRODUCT_ROOT_D /opt/kvr\n", "  PRODUCT_ROOT_D\t/opt/kvr # here\n",
-                     "PRODUCT_ROOT_D /old\nPRODUCT_ROOT_D /opt/kvr", "A=b\nPRODUCT_ROOT_D /opt/kvr",
-                     "PRODUCT_ROOT_D \t /opt/kvr#note\nproduct_root_d /old\n",
-                     "PRODUCT_ROOT_D /opt/kvr\0/more\n"):
+        for line in ("PRODUCT_ROOT_D /usr/local/kvr/root\n", "  PRODUCT_ROOT_D\t/usr/local/kvr/root # here\n",
+                     "PRODUCT_ROOT_D /old\nPRODUCT_ROOT_D /usr/local/kvr/root", "A=b\nPRODUCT_ROOT_D /usr/local/kvr/root",
+                     "PRODUCT_ROOT_D \t /usr/local/kvr/root#note\nproduct_root_d /old\n",
+                     "PRODUCT_ROOT_D /usr/local/kvr/root\0/more\n"):
             with self.subTest(line):
                 self.panel.configure(line)
                 self.panel.forget_calls()
@@ -53,17 +53,17 @@ class ConfigurationTest(unittest.TestCase):
                 self.assertEqual(len(self.panel.calls()), 5)
 
     def test_a_value_that_keeps_its_trailing_white_space_names_another_directory(self):
-        self.panel.configure("PRODUCT_ROOT_D /opt/kvr \n")
+        self.panel.configure("PRODUCT_ROOT_D /usr/local/kvr/root \n")
         done = self.panel.run("--status")
         self.assertEqual(done.stdout, down_report("mysql"))
         self.assertEqual(self.panel.calls(), [])
 
     def test_a_service_directory_in_the_file_is_not_looked_at(self):
-        os.mkdir("/tmp/etc")
-        shutil.move("/service", "/tmp/etc/service")
-        self.panel.configure("PRODUCT_ETC_D /tmp/etc\nPRODUCT_ROOT_D /opt/kvr\n")
+        os.mkdir("/usr/local/kvr/etc")
+        shutil.move("/service", "/usr/local/kvr/etc/service")
+        self.panel.configure("PRODUCT_ETC_D /usr/local/kvr/etc\nPRODUCT_ROOT_D /usr/local/kvr/root\n")
         self.assertNotIn(b"problem", self.panel.run("--status").stdout)
-        shutil.move("/tmp/etc/service", "/service")
+        shutil.move("/usr/local/kvr/etc/service", "/service")
         self.assertEqual(self.panel.run("--status").stdout, down_report("mysql"))
 
 

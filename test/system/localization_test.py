@@ -145,8 +145,8 @@ class LocaleTest(unittest.TestCase):
     """Decimal commas, digit grouping and 8-bit letters of a locale change no number and no name."""
 
     def test_numbers_and_configuration_are_read_the_same_in_every_locale(self):
-        panel = Panel(root="/opt/kvr")
-        panel.configure("A\xe4 x\nPRODUCT_ROOT_D /opt/kvr\n".encode("latin-1").decode("latin-1"))
+        panel = Panel(root="/usr/local/kvr/root")
+        panel.configure("A\xe4 x\nPRODUCT_ROOT_D /usr/local/kvr/root\n".encode("latin-1").decode("latin-1"))
         ports = [(80, {}), (65535, {"type": "UDP"}), (1234567, {"protocol": "http"})]
         panel.write_service("web", ports=ports, pid_file="")
         for variable in ("LOCPATH_UTF8", "LOCPATH_LATIN1"):

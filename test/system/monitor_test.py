@@ -8,7 +8,7 @@ from panel import Panel, down_report, report
 
 # A monitor that shows whether the control file was there, and its mode.
 SHOW_MODE = """#!/bin/sh
-stat -c %a "$2" >> /tmp/modes
+stat -c %a "$2" >> /usr/local/kvr/modes
 """
 
 
@@ -90,7 +90,7 @@ class ControlFileTest(OneServiceTest):
         self.panel.fake_monitor(script=SHOW_MODE)
         os.umask(0)
         self.panel.run("--status")
-        with open("/tmp/modes", encoding="utf-8") as modes:
+        with open("/usr/local/kvr/modes", encoding="utf-8") as modes:
             self.assertEqual(modes.read(), "600\n")
         self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
 

@@ -44,32 +44,32 @@ class RepairTest(unittest.TestCase):
                        "Restart-Service:smtp", " restart-service:smtp", "smtp",
                        "restart-service:nowhere"):
             with self.subTest(action):
-                self.panel.write_service("smtp", start="touch /tmp/started")
+                self.panel.write_service("smtp", start="touch /usr/local/kvr/started")
                 self.assertEqual(self.repair(action), down_report("mysql"))
                 with self.assertRaises(FileNotFoundError):
-                    open("/tmp/started", encoding="utf-8").close()
+                    open("/usr/local/kvr/started", encoding="utf-8").close()
 
     def test_no_ids_go_on_to_the_checks(self):
         self.assertEqual(self.repair(), down_report("mysql"))
 
     def test_repairs_run_in_the_order_of_the_command_line(self):
         for service in ("smtp", "web"):
-            self.panel.write_service(service, start=f"echo {service} >> /tmp/order")
+            self.panel.write_service(service, start=f"echo {service} >> /usr/local/kvr/order")
         self.repair("restart-service:web", "restart-service:smtp", "restart-service:web")
-        with open("/tmp/order", encoding="utf-8") as order:
+        with open("/usr/local/kvr/order", encoding="utf-8") as order:
             self.assertEqual(order.read(), "web\nsmtp\nweb\n")
 
     def test_of_an_id_given_twice_the_second_result_stays(self):
-        self.panel.write_service("web", start="echo x >> /tmp/n; wc -l < /tmp/n; test ! -e /tmp/m",
-                                 stop="test ! -e /tmp/n || touch /tmp/m")
+        self.panel.write_service("web", start="echo x >> /usr/local/kvr/n; wc -l < /usr/local/kvr/n; test ! -e /usr/local/kvr/m",
+                                 stop="test ! -e /usr/local/kvr/n || touch /usr/local/kvr/m")
         self.assertEqual(self.repair("restart-service:web", "restart-service:web"), report(
             [service_down("mysql")],
             [restart("mysql"), restart("web", status="error", log="2\n")]))
 
     def test_the_checks_show_the_state_after_the_repair(self):
-        self.panel.fake_monitor(script="#!/bin/sh\ntest -e /tmp/web || echo '<monit><service>"
+        self.panel.fake_monitor(script="#!/bin/sh\ntest -e /usr/local/kvr/web || echo '<monit><service>"
                                        "<name>web</name><status>1</status></service></monit>'\n")
-        self.panel.write_service("web", start="touch /tmp/web")
+        self.panel.write_service("web", start="touch /usr/local/kvr/web")
         self.assertEqual(self.panel.run("--status").stdout, down_report("mysql", "web"))
         self.assertEqual(self.repair("restart-service:web"), report(
             [service_down("mysql")], [restart("mysql"), restart("web", status="ok")]))

@@ -96,7 +96,7 @@ class OwnIdTest(unittest.TestCase):
     def test_a_file_without_an_id_is_an_unknown_service(self):
         self.panel.write_definition(
             "web", '<service xmlns="http://keldo.example/schemas/keldo/service/1">'
-                   '<action type="start">touch /tmp/started</action></service>')
+                   '<action type="start">touch /usr/local/kvr/started</action></service>')
         self.assertEqual(self.panel.run("--repair", "restart-service:web").stdout, report())
 
 

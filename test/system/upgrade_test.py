@@ -44,8 +44,8 @@ class UpgradeTest(unittest.TestCase):
                                              [restart("web", status="ok", log="started\n")]))
 
     def test_the_repair_comes_before_the_check(self):
-        self.panel.upgrade_tool(0, commands="test ! -e /tmp/upgrading || exit 1")
-        self.panel.write_service("web", start="touch /tmp/upgrading")
+        self.panel.upgrade_tool(0, commands="test ! -e /usr/local/kvr/upgrading || exit 1")
+        self.panel.write_service("web", start="touch /usr/local/kvr/upgrading")
         done = self.panel.run("--repair", "restart-service:web")
         self.assertEqual(done.stdout, report([IN_PROGRESS], [restart("web", status="ok")]))
 
