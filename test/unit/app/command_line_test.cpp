@@ -2,6 +2,7 @@
 
 #include "exec/program_name.h"
 #include "report/catalogue.h"
+#include "support/flush_recorder.h"
 
 #include <clocale>
 #include <gmock/gmock.h>
@@ -12,6 +13,7 @@
 namespace keldo {
 namespace {
 
+using test::FlushRecorder;
 using Words = std::vector<std::string>;
 
 class CommandLineTest : public testing::Test {
@@ -176,18 +178,6 @@ TEST_F(CommandLineTest, UsageIsTwoLinesOnStandardOutput) {
               testing::internal::GetCapturedStdout());
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
-
-/// Keeps what it held at each flush.
-class FlushRecorder : public std::stringbuf {
-public:
-    std::vector<std::string> flushes;
-
-private:
-    int sync() override {
-        flushes.push_back(str());
-        return 0;
-    }
-};
 
 TEST_F(CommandLineTest, UsageIsFlushedAfterEachLine) {
     FlushRecorder buffer;

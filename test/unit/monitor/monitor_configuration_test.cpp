@@ -3,6 +3,7 @@
 #include "monitor/fake_panel.h"
 #include "monitor/forced_failures.h"
 #include "report/catalogue.h"
+#include "support/flush_recorder.h"
 
 #include <algorithm>
 #include <clocale>
@@ -38,6 +39,7 @@ extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
 namespace keldo {
 namespace {
 
+using test::FlushRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -72,18 +74,6 @@ TEST(UnixSocketTestLine, HoldsThePathAsItIs) {
     EXPECT_EQ("if failed unixsocket /run/web.sock then alert", unixSocketTestLine("/run/web.sock"));
     EXPECT_EQ("if failed unixsocket a \"b\" then alert", unixSocketTestLine("a \"b\""));
 }
-
-/// Keeps what it held at each flush.
-class FlushRecorder : public std::stringbuf {
-public:
-    std::vector<std::string> flushes;
-
-private:
-    int sync() override {
-        flushes.push_back(str());
-        return 0;
-    }
-};
 
 TEST(WritePortTests, WritesAndFlushesALineForEach) {
     FlushRecorder buffer;

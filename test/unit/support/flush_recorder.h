@@ -1,0 +1,21 @@
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace keldo::test {
+
+/// A stream buffer that keeps what it held at each flush.
+class FlushRecorder : public std::stringbuf {
+public:
+    std::vector<std::string> flushes;
+
+private:
+    int sync() override {
+        flushes.push_back(str());
+        return 0;
+    }
+};
+
+} // namespace keldo::test
