@@ -21,9 +21,8 @@ CommandResult failure(const char* reason) {
 }
 
 void writeToStderr(const std::string& text) {
-    if (write(STDERR_FILENO, text.data(), text.size()) == -1) {
-        return; // There is nowhere left to say it.
-    }
+    // Where this fails there is nowhere left to say it.
+    [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
 }
 
 /// The child's whole life. Ends by _exit: the parent's exit handlers and unwritten stream buffers
