@@ -26,6 +26,11 @@ int db_names_utf8 = -1;
  * here so that it does not look lost. */
 MYSQL* utf8_mode_connection = nullptr;
 
+/* How long a server that does not answer is waited for, in seconds: for the connection, and for
+ * each answer after that. Half up, it may take connections and stay silent for ever. */
+const unsigned int connect_time_limit = 30;
+const unsigned int answer_time_limit = 60;
+
 struct free_result {
     void operator()(MYSQL_RES* result) const noexcept { mysql_free_result(result); }
 };
@@ -48,6 +53,13 @@ int read_password(char* password, char* error, size_t size) {
         password[length - 1] = '\0';
     }
     return 0;
+}
+
+/* A limit that the library does not take is let go: connecting works without. */
+void set_time_limits(MYSQL* db) {
+    mysql_options(db, MYSQL_OPT_CONNECT_TIMEOUT, &connect_time_limit);
+    mysql_options(db, MYSQL_OPT_READ_TIMEOUT, &answer_time_limit);
+    mysql_options(db, MYSQL_OPT_WRITE_TIMEOUT, &answer_time_limit);
 }
 
 /* Returns the connection, or null and closes it where its last call failed. */
@@ -126,6 +138,7 @@ MYSQL* db_connect_admin(char* error, size_t size) {
         errno = ENOMEM;
         return nullptr;
     }
+    set_time_limits(db);
     if (mysql_real_connect(db, db_host, db_user, password, db_name, 0, nullptr, 0) == nullptr) {
         snprintf(error, size, "Unable to connect to Keldo Database: %s", mysql_error(db));
         mysql_close(db);

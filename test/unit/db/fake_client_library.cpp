@@ -104,6 +104,11 @@ void __wrap_mysql_close(MYSQL* handle) {
     delete handle;
 }
 
+int __wrap_mysql_options(MYSQL*, mysql_option option, const void* seconds) {
+    fakeServer.timeLimits[option] = *static_cast<const unsigned int*>(seconds);
+    return 0;
+}
+
 MYSQL* __wrap_mysql_real_connect(MYSQL* handle, const char* host, const char* user,
                                  const char* password, const char* database, unsigned int port,
                                  const char* socket, unsigned long flags) {

@@ -40,7 +40,8 @@ struct FakeServer {
     bool escapeFails = false;
     bool mallocFails = false;
 
-    std::vector<std::string> calls; ///< such as "init", "connect ...", "query ...", "close"
+    std::map<int, unsigned int> timeLimits; ///< in seconds, by mysql_option, before connecting
+    std::vector<std::string> calls;         ///< such as "init", "connect ...", "query ...", "close"
     int openHandles = 0;
     int openResults = 0;
 

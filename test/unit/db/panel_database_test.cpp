@@ -110,6 +110,13 @@ TEST_F(DbConnectAdmin, ConnectsToThePanelsDatabaseAndSendsNothing) {
     close(db);
 }
 
+TEST_F(DbConnectAdmin, LimitsTheWaitForAServerThatStaysSilent) {
+    close(connect());
+    EXPECT_EQ(fakeServer.timeLimits, (std::map<int, unsigned int>{{MYSQL_OPT_CONNECT_TIMEOUT, 30},
+                                                                  {MYSQL_OPT_READ_TIMEOUT, 60},
+                                                                  {MYSQL_OPT_WRITE_TIMEOUT, 60}}));
+}
+
 TEST_F(DbConnectAdmin, TakesThePasswordFromTheFirstLineLessItsNewline) {
     const struct {
         std::string content, password;

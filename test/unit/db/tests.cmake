@@ -14,6 +14,7 @@ keldo_unit_test(db
         mysql_free_result
         mysql_init
         mysql_num_fields
+        mysql_options
         mysql_query
         mysql_real_connect
         mysql_real_escape_string
