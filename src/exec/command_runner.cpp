@@ -5,7 +5,9 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <new>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -25,39 +27,70 @@ void writeToStderr(const std::string& text) {
     [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
 }
 
+/// dup2(2), also where signals interrupt it. Returns whether it succeeded.
+bool duplicateOnto(int stream, int descriptor) {
+    int result = -1;
+    do {
+        result = dup2(descriptor, stream);
+    } while (result == -1 && errno == EINTR);
+    return result != -1;
+}
+
+[[noreturn]] void endWithoutShell(const std::string& command) {
+    writeToStderr(programName + ": failed to execute a command -- " + command);
+    _exit(shellNotRun);
+}
+
 /// The child's whole life. Ends by _exit: the parent's exit handlers and unwritten stream buffers
 /// are the parent's alone.
 [[noreturn]] void runInChild(const std::string& command, bool captureStderr, int readEnd,
                              int writeEnd) {
-    dup2(writeEnd, STDOUT_FILENO);
-    if (captureStderr) {
-        dup2(writeEnd, STDERR_FILENO);
+    // What is not captured would be printed where the report belongs.
+    if (!duplicateOnto(STDOUT_FILENO, writeEnd) ||
+        (captureStderr && !duplicateOnto(STDERR_FILENO, writeEnd))) {
+        endWithoutShell(command);
     }
     close(readEnd);
     close(writeEnd);
+    std::signal(SIGXFSZ, SIG_DFL); // ignored by this program, but not to be by others
     const int waitStatus = system(command.c_str());
     if (waitStatus == -1) {
-        writeToStderr(programName + ": failed to execute a command -- " + command);
-        _exit(shellNotRun);
+        endWithoutShell(command);
     }
     // Of a shell that died by a signal the exit code's bits are 0, and so it counts as a success.
     _exit(WEXITSTATUS(waitStatus));
 }
 
-/// Reads to the end of the output or to a failure. Returns all that was read until then.
+using Chunk = std::array<char, 1024>;
+
+/// Reads the next piece of the output, as a C string. Returns false at its end or at a failure.
+bool readChunk(int readEnd, Chunk& chunk) {
+    ssize_t count = -1;
+    do {
+        count = read(readEnd, chunk.data(), chunk.size() - 1);
+    } while (count == -1 && errno == EINTR);
+    if (count < 1) {
+        return false;
+    }
+    chunk[static_cast<size_t>(count)] = '\0';
+    return true;
+}
+
+/// Returns all that could be read.
 std::string readOutput(int readEnd) {
     std::string output;
-    std::array<char, 1024> buffer;
-    for (;;) {
-        const ssize_t count = read(readEnd, buffer.data(), buffer.size() - 1);
-        if (count == -1 && errno == EINTR) {
-            continue;
-        }
-        if (count < 1) {
-            return output;
-        }
-        buffer[static_cast<size_t>(count)] = '\0';
-        output += buffer.data(); // as a C string: up to the first NUL
+    Chunk chunk;
+    while (readChunk(readEnd, chunk)) {
+        output += chunk.data(); // up to the first NUL
+    }
+    return output;
+}
+
+/// Lets the command write the rest of its output: with the pipe closed, it might be ended in the
+/// middle of its work.
+void dropOutput(int readEnd) {
+    Chunk chunk;
+    while (readChunk(readEnd, chunk)) {
     }
 }
 
@@ -88,9 +121,16 @@ CommandResult runCommand(const std::string& command, bool captureStderr) {
         runInChild(command, captureStderr, readEnd.get(), writeEnd.get());
     }
     writeEnd.reset();
-    std::string output = readOutput(readEnd.get());
-    readEnd.reset();
+    std::string output;
     int waitStatus = 0;
+    try {
+        output = readOutput(readEnd.get());
+    } catch (const std::bad_alloc&) {
+        dropOutput(readEnd.get());
+        waitFor(child, waitStatus);
+        throw;
+    }
+    readEnd.reset();
     if (waitFor(child, waitStatus) == -1) {
         return failure(": failed to suspends execution");
     }

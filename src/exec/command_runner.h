@@ -19,9 +19,10 @@ struct CommandResult {
 /// be open). The output is taken as text: it is read in chunks of at most 1023 bytes, and a NUL
 /// byte cuts off the rest of its chunk.
 ///
-/// A shell that dies by a signal counts as exit code 0. Where system(3) itself fails, the exit code
-/// is 255 and the reason goes to the command's standard error. Failures come back in the result;
-/// nothing is thrown for them, printed or logged.
+/// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
+/// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard
+/// error. Failures come back in the result; nothing is thrown for them, printed or logged. Throws
+/// std::bad_alloc where there is no memory for the output; also then the command has ended.
 CommandResult runCommand(const std::string& command, bool captureStderr);
 
 } // namespace keldo

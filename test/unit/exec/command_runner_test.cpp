@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +15,9 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <set>
@@ -41,6 +44,7 @@ namespace {
 struct ReadAnswer {
     std::string data;
     int error = 0;
+    bool hasNoMemory = false; // for the caller: throws std::bad_alloc
 };
 
 /// What the wrapped functions answer instead of doing their work.
@@ -48,6 +52,7 @@ struct Answers {
     bool pipeFails = false;
     bool forkFails = false;
     bool systemFails = false;
+    std::map<int, std::deque<int>> duplications; // the errno of each dup2() onto a descriptor
     int interruptedWaits = 0;
     bool waitFails = false;
     std::optional<int> waitStatus;
@@ -71,16 +76,28 @@ std::set<std::string> openDescriptors() {
 
 extern "C" {
 pid_t __real_fork();
+int __real_dup2(int old, int fd);
 int __real_pipe(int* ends);
 ssize_t __real_read(int fd, void* buffer, size_t size);
 int __real_system(const char* command);
 pid_t __real_waitpid(pid_t child, int* status, int options);
 
 pid_t __wrap_fork();
+int __wrap_dup2(int old, int fd);
 int __wrap_pipe(int* ends);
 ssize_t __wrap_read(int fd, void* buffer, size_t size);
 int __wrap_system(const char* command);
 pid_t __wrap_waitpid(pid_t child, int* status, int options);
+
+int __wrap_dup2(int old, int fd) {
+    std::deque<int>& errors = answers.duplications[fd];
+    if (errors.empty()) {
+        return __real_dup2(old, fd);
+    }
+    errno = errors.front();
+    errors.pop_front();
+    return -1;
+}
 
 pid_t __wrap_fork() {
     if (!answers.forkFails) {
@@ -105,6 +122,9 @@ ssize_t __wrap_read(int fd, void* buffer, size_t size) {
     }
     const ReadAnswer answer = answers.reads.front();
     answers.reads.pop_front();
+    if (answer.hasNoMemory) {
+        throw std::bad_alloc();
+    }
     if (answer.data.empty()) {
         errno = answer.error;
         return answer.error == 0 ? 0 : -1;
@@ -387,7 +407,57 @@ TEST_F(CommandRunner, DoesNotRunTheProgramsExitHandlersInTheChild) {
     }
 }
 
+TEST_F(CommandRunner, GivesTheCommandTheDefaultActionOfAFileThatMayNotGrow) {
+    void (*const before)(int) = std::signal(SIGXFSZ, SIG_IGN);
+    const TemporaryDirectory directory;
+    const std::string file = (directory.path() / "file").string();
+    const CommandResult captured =
+        runCommand("ulimit -c 0; (ulimit -f 0; echo text > " + file + "); exit $?", true);
+    std::signal(SIGXFSZ, before);
+    EXPECT_EQ(captured.status, 128 + SIGXFSZ);
+}
+
 // Failures.
+
+TEST_F(CommandRunnerFailure, OfMemoryForTheOutputLetsTheCommandEnd) {
+    const TemporaryDirectory directory;
+    const std::string end = (directory.path() / "end").string();
+    const std::set<std::string> before = openDescriptors();
+    answers.reads = {{"text"}, {"", 0, true}, {"", EINTR}};
+    EXPECT_THROW(runCommand("head -c 200000 /dev/zero; echo text; echo end > " + end, false),
+                 std::bad_alloc);
+    EXPECT_EQ(contentOf(end), "end\n");
+    EXPECT_FALSE(hasChildren());
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(CommandRunnerFailure, ToCaptureTheOutputRunsNothing) {
+    const TemporaryDirectory directory;
+    const std::string trace = (directory.path() / "trace").string();
+    const std::string command = "echo ran > " + trace;
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        SCOPED_TRACE(stream);
+        testing::internal::CaptureStderr();
+        answers.duplications[stream] = {EBUSY};
+        const CommandResult captured = runCommand(command, true);
+        answers.duplications.clear(); // the child had a copy
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "keldoctl: failed to execute a command -- " + command);
+        EXPECT_EQ(captured, result(255, ""));
+        EXPECT_FALSE(std::filesystem::exists(trace));
+    }
+}
+
+TEST_F(CommandRunnerFailure, ToCaptureStandardErrorIsNoneUnlessAsked) {
+    answers.duplications[STDERR_FILENO] = {EBUSY};
+    EXPECT_EQ(runCommand("echo text", false), result(0, "text\n"));
+}
+
+TEST_F(CommandRunnerFailure, OfAnInterruptedCaptureIsNone) {
+    answers.duplications[STDOUT_FILENO] = {EINTR, EINTR};
+    answers.duplications[STDERR_FILENO] = {EINTR};
+    EXPECT_EQ(runCommand("echo text; echo text >&2", true), result(0, "text\ntext\n"));
+}
 
 TEST_F(CommandRunnerFailure, OfThePipe) {
     answers.pipeFails = true;

@@ -4,4 +4,4 @@ keldo_unit_test(exec
         program_name_test.cpp
         unique_fd_test.cpp
     WRAP
-        fork pipe read system waitpid)
+        dup2 fork pipe read system waitpid)
