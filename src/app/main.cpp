@@ -1,9 +1,8 @@
 #include "app/command_line.h"
+#include "app/inherited_state.h"
 #include "app/run.h"
-#include "app/standard_streams.h"
 #include "exec/program_name.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <libgen.h>
@@ -31,8 +30,7 @@ std::optional<keldo::CommandLine> parse(const std::vector<std::string>& argument
 } // namespace
 
 int main(int argc, char* argv[]) {
-    keldo::openClosedStreams();
-    std::signal(SIGCHLD, SIG_DFL); // ignored by the caller, it would leave no child to wait for
+    keldo::makeInheritedStateSane();
     const std::vector<std::string> words(argv, argv + argc);
     keldo::programName = baseName(argc > 0 ? argv[0] : "");
     const auto commandLine = parse({words.begin() + (argc > 0 ? 1 : 0), words.end()});

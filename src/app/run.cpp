@@ -23,13 +23,14 @@ void speak(const std::string& language) {
 } // namespace
 
 int run(const CommandLine& commandLine) {
-    speak(commandLine.language);
     if (commandLine.mode == Mode::printUsage) {
+        speak(commandLine.language);
         printUsage();
         return EXIT_SUCCESS;
     }
-    redirectStdout();
+    redirectStdout(); // before all that could print a message
     redirectStderr();
+    speak(commandLine.language);
     if (commandLine.mode == Mode::execAndDiagnose) {
         repairActions(commandLine.repairIds);
     }

@@ -1,6 +1,10 @@
 #include "app/standard_streams.h"
 
+#include "conf/messages.h"
+
+#include <cerrno>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace keldo {
@@ -11,26 +15,44 @@ namespace {
 int savedStderr = STDERR_FILENO;
 int savedStdout = STDOUT_FILENO;
 
-void redirect(int stream, int& saved) {
-    if (saved != stream) {
-        return;
-    }
-    saved = dup(stream);
-    fcntl(saved, F_SETFD, FD_CLOEXEC);
-    const int null = open64("/dev/null", O_WRONLY);
-    if (null != stream) {
-        dup2(null, stream);
-        close(null);
-    }
+/// dup2(2), also where signals interrupt it. Returns whether it succeeded.
+bool duplicateOnto(int stream, int descriptor) {
+    int result = -1;
+    do {
+        result = dup2(descriptor, stream);
+    } while (result == -1 && errno == EINTR);
+    return result != -1;
 }
 
-void restore(int stream, int& saved) {
-    if (saved == stream) {
-        return;
+/// Returns whether the stream is silent now.
+bool redirect(int stream, int& saved) {
+    if (saved != stream) {
+        return true;
     }
-    dup2(saved, stream);
+    const int copy = dup(stream);
+    if (copy == -1 && errno != EBADF) {
+        return false; // silenced without a copy, it would be lost
+    }
+    saved = copy;
+    fcntl(saved, F_SETFD, FD_CLOEXEC);
+    const int null = open64("/dev/null", O_WRONLY);
+    if (null == stream) {
+        return true;
+    }
+    const bool silent = duplicateOnto(stream, null);
+    close(null);
+    return silent;
+}
+
+/// Returns whether the stream is the real one now.
+bool restore(int stream, int& saved) {
+    if (saved == stream) {
+        return true;
+    }
+    const bool restored = saved == -1 || duplicateOnto(stream, saved); // a closed one had no copy
     close(saved);
     saved = stream;
+    return restored;
 }
 
 } // namespace
@@ -44,7 +66,9 @@ void openClosedStreams() {
 }
 
 void redirectStdout() {
-    redirect(STDOUT_FILENO, savedStdout);
+    if (!redirect(STDOUT_FILENO, savedStdout)) {
+        messages_on_stdout = 0;
+    }
 }
 
 void redirectStderr() {
@@ -52,7 +76,10 @@ void redirectStderr() {
 }
 
 void restoreStdout() {
-    restore(STDOUT_FILENO, savedStdout);
+    messages_on_stdout = 1;
+    if (!restore(STDOUT_FILENO, savedStdout)) {
+        throw std::system_error(errno, std::generic_category(), "standard output is lost");
+    }
 }
 
 void restoreStderr() {

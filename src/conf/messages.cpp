@@ -9,12 +9,14 @@
 #include <strings.h>
 #include <syslog.h>
 
-/* The settings live until exit. This system sets none of them: each run works with these values. */
+/* The settings live until exit. This system sets messages_on_stdout alone: each run works with the
+ * other values as they are. */
 const char* program_path = nullptr;
 void (*log_fn)(int priority, const char* format, ...) = log_console;
 void (*vlog_fn)(int priority, const char* format, va_list args) = log_vconsole;
 int log_level = LOG_INFO;
 int log_to_console = 1;
+int messages_on_stdout = 1;
 int log_facility = LOG_MAIL;
 
 namespace {
@@ -84,7 +86,9 @@ void print_on(FILE* stream, const char* message) {
 
 void print_message(int exit_status, const char* message) {
     print_on(stderr, message);
-    print_on(stdout, message);
+    if (messages_on_stdout != 0) {
+        print_on(stdout, message);
+    }
     if (exit_status != 0) {
         exit(exit_status);
     }
@@ -157,7 +161,9 @@ void log_vconsole(int priority, const char* format, va_list args) {
         return;
     }
     log_on(stderr, format, args);
-    log_on(stdout, format, args);
+    if (messages_on_stdout != 0) {
+        log_on(stdout, format, args);
+    }
 }
 
 void log_setup(const char* destination, int level, int facility, int options,

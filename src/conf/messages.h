@@ -21,6 +21,10 @@ extern int log_level;
  * start. */
 extern int log_to_console;
 
+/* Whether messages and the log's console writers print on standard output as well as on standard
+ * error. 1 at start; a program clears it whose standard output has to hold something else. */
+extern int messages_on_stdout;
+
 /* The facility that log_setup() gives to openlog(); 16 (LOG_MAIL) at start. */
 extern int log_facility;
 

@@ -19,6 +19,17 @@
 #include <iostream>
 #include <unistd.h>
 
+extern "C" {
+char* __real_bindtextdomain(const char* domain, const char* directory);
+char* __wrap_bindtextdomain(const char* domain, const char* directory);
+}
+
+/// What prints a message while the language is selected.
+char* __wrap_bindtextdomain(const char* domain, const char* directory) {
+    std::cout << "noise" << std::flush;
+    return __real_bindtextdomain(domain, directory);
+}
+
 namespace keldo {
 namespace {
 
@@ -197,7 +208,8 @@ TEST_F(Run, OfHelpPrintsTheUsageAndStartsNothing) {
         SCOPED_TRACE(language);
         const Outcome outcome = outcomeOf({Mode::printUsage, language, {"restart-service:web"}});
         EXPECT_EQ(0, outcome.status);
-        EXPECT_EQ("Usage: keldoctl --status [--language=LANG_CODE]\n"
+        EXPECT_EQ("noise"
+                  "Usage: keldoctl --status [--language=LANG_CODE]\n"
                   "   or: keldoctl --repair [--language=LANG_CODE] ID...\n",
                   outcome.output);
         EXPECT_EQ("", outcome.errors);

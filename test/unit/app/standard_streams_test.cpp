@@ -1,7 +1,10 @@
 #include "app/standard_streams.h"
 
+#include "conf/messages.h"
+
 #include <cerrno>
 #include <cstdarg>
+#include <deque>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -9,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -16,11 +20,35 @@ namespace {
 bool nullDeviceFails = false;
 int nullDeviceFlags = -1;
 
+bool dupFails = false;
+std::deque<int> dup2Errors; // the errno of each dup2(), then the real ones
+
 } // namespace
 
 extern "C" {
+int __real_dup(int fd);
+int __wrap_dup(int fd);
+int __real_dup2(int old, int fd);
+int __wrap_dup2(int old, int fd);
 int __real_open64(const char* path, int flags, ...);
 int __wrap_open64(const char* path, int flags, ...);
+}
+
+int __wrap_dup(int fd) {
+    if (dupFails) {
+        errno = EMFILE;
+        return -1;
+    }
+    return __real_dup(fd);
+}
+
+int __wrap_dup2(int old, int fd) {
+    if (dup2Errors.empty()) {
+        return __real_dup2(old, fd);
+    }
+    errno = dup2Errors.front();
+    dup2Errors.pop_front();
+    return -1;
 }
 
 int __wrap_open64(const char* path, int flags, ...) {
@@ -75,6 +103,8 @@ protected:
     StandardStream() : kept(fcntl(stream, F_DUPFD_CLOEXEC, 100)) {}
     ~StandardStream() override {
         nullDeviceFails = false;
+        dupFails = false;
+        dup2Errors.clear();
         GetParam().restore();
         dup2(kept, stream);
         close(kept);
@@ -178,6 +208,38 @@ TEST_P(StandardStream, StaysWhereItIsWithoutANullDevice) {
     EXPECT_EQ(before, descriptors());
 }
 
+TEST_P(StandardStream, StaysWhereItIsWithoutADescriptorToKeepItOn) {
+    const Descriptors before = descriptors();
+    dupFails = true;
+    redirect();
+    const Descriptors during = descriptors();
+    restore();
+    EXPECT_EQ(before, during);
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, StaysWhereItIsWhereTheNullDeviceCannotTakeItsNumber) {
+    const Descriptors before = descriptors();
+    dup2Errors = {EBUSY};
+    redirect();
+    const Descriptors during = descriptors();
+    restore();
+    EXPECT_EQ(before.size() + 1, during.size());
+    EXPECT_EQ(before.at(stream), during.at(stream));
+    EXPECT_EQ(before, descriptors());
+}
+
+TEST_P(StandardStream, IsRedirectedAndRestoredInSpiteOfSignals) {
+    const Descriptors before = descriptors();
+    dup2Errors = {EINTR, EINTR};
+    redirect();
+    const std::string during = descriptors().at(stream);
+    dup2Errors = {EINTR};
+    restore();
+    EXPECT_EQ("/dev/null", during);
+    EXPECT_EQ(before, descriptors());
+}
+
 TEST_P(StandardStream, TakesTheNullDevicesOwnDescriptorWhereThatIsItsNumber) {
     const Descriptors before = descriptors();
     close(stream);
@@ -196,6 +258,56 @@ INSTANTIATE_TEST_SUITE_P(Both, StandardStream,
                          testing::Values(Stream{STDOUT_FILENO, redirectStdout, restoreStdout},
                                          Stream{STDERR_FILENO, redirectStderr, restoreStderr}),
                          [](const auto& param) { return testing::PrintToString(param.param); });
+
+/// What is on standard output after this, and whether messages go there.
+class SilencedOutput : public testing::Test {
+protected:
+    ~SilencedOutput() override {
+        nullDeviceFails = false;
+        dupFails = false;
+        dup2Errors.clear();
+        restoreStdout();
+        dup2(kept, STDOUT_FILENO);
+        close(kept);
+        messages_on_stdout = 1;
+    }
+
+    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
+};
+
+TEST_F(SilencedOutput, TakesTheMessagesThatWouldSpoilTheReport) {
+    redirectStdout();
+    const int during = messages_on_stdout;
+    restoreStdout();
+    EXPECT_EQ(1, during);
+}
+
+TEST_F(SilencedOutput, GetsNoMessagesWhereItCannotBeSilenced) {
+    struct {
+        bool nullDevice, dup;
+        std::deque<int> dup2;
+    } const failures[] = {{true, false, {}}, {false, true, {}}, {false, false, {EBUSY}}};
+    for (const auto& failure : failures) {
+        nullDeviceFails = failure.nullDevice;
+        dupFails = failure.dup;
+        dup2Errors = failure.dup2;
+        redirectStdout();
+        redirectStdout();
+        const int during = messages_on_stdout;
+        dup2Errors.clear();
+        restoreStdout();
+        EXPECT_EQ(0, during);
+        EXPECT_EQ(1, messages_on_stdout);
+    }
+}
+
+TEST_F(SilencedOutput, ThatCannotBePutBackIsAnError) {
+    redirectStdout();
+    dup2Errors = {EINTR, EBUSY};
+    EXPECT_THROW(restoreStdout(), std::system_error);
+    restoreStdout(); // what was kept is closed
+    EXPECT_EQ("/dev/null", descriptors().at(STDOUT_FILENO));
+}
 
 TEST(StandardStreams, AreRedirectedAndRestoredEachOnItsOwn) {
     const Descriptors before = descriptors();

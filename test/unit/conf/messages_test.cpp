@@ -83,6 +83,7 @@ protected:
         log_level = 6;
         log_to_console = 1;
         log_facility = LOG_MAIL;
+        messages_on_stdout = 1;
         systemLog.clear();
     }
 };
@@ -129,6 +130,7 @@ TEST(MessagesSettings, StartWithTheConsoleUpToLevelSix) {
         EXPECT_EQ(log_level, 6);
         EXPECT_EQ(log_to_console, 1);
         EXPECT_EQ(log_facility, 16);
+        EXPECT_EQ(messages_on_stdout, 1);
     });
 }
 
@@ -159,6 +161,11 @@ TEST_F(MessagesFormat, EndsTheProcessWithStatusOneWithoutMemory) {
 
 TEST_F(MessagesReportError, PrintsOnStandardErrorAndThenOnStandardOutputFlushed) {
     EXPECT_EQ(reported(0, "text"), onBothStreams("text\n"));
+}
+
+TEST_F(MessagesReportError, KeepsOffAStandardOutputThatIsForSomethingElse) {
+    messages_on_stdout = 0;
+    EXPECT_EQ(reported(0, "text"), (std::vector<PrintedText>{{"stderr", "text\n"}}));
 }
 
 TEST_F(MessagesReportError, FormatsItsArguments) {
@@ -357,6 +364,13 @@ TEST_F(MessagesLog, PrintsOnBothStreamsFlushed) {
     EXPECT_EQ(printedBy([] { log_fn(6, "%s %d", "text", 1); }), onBothStreams("text 1\n"));
     EXPECT_EQ(printedBy([] { callLogHookWithList(6, "%s %d", "text", 2); }),
               onBothStreams("text 2\n"));
+}
+
+TEST_F(MessagesLog, KeepsOffAStandardOutputThatIsForSomethingElse) {
+    messages_on_stdout = 0;
+    const std::vector<PrintedText> onErrorAlone = {{"stderr", "text\n"}};
+    EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onErrorAlone);
+    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "text"); }), onErrorAlone);
 }
 
 TEST_F(MessagesLog, AddsANewlineAlsoAfterANewline) {

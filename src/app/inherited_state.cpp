@@ -1,0 +1,40 @@
+#include "app/inherited_state.h"
+
+#include "app/standard_streams.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace keldo {
+
+namespace {
+
+void resetSignals() {
+    std::signal(SIGCHLD, SIG_DFL); // ignored, it would leave no child to wait for
+    std::signal(SIGPIPE, SIG_DFL); // ignored, commands would write on where nobody reads
+    std::signal(SIGXFSZ, SIG_IGN);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// The shell complains of a directory that is gone, in the midst of the commands' output.
+void leaveRemovedDirectory() {
+    char* const directory = getcwd(nullptr, 0);
+    if (directory == nullptr && errno == ENOENT) {
+        [[maybe_unused]] const int result = chdir("/");
+    }
+    std::free(directory);
+}
+
+} // namespace
+
+void makeInheritedStateSane() {
+    openClosedStreams();
+    resetSignals();
+    leaveRemovedDirectory();
+}
+
+} // namespace keldo
