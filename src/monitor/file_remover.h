@@ -1,29 +1,30 @@
 #pragma once
 
+#include "monitor/ending_signals.h"
+
+#include <array>
+#include <csignal>
 #include <string>
-#include <unistd.h>
 
 namespace keldo {
 
-/// Removes a file when it goes, if the file is there then. The path is not copied and outlives
-/// this.
+/// Removes a file when it goes, if the file is there then, and also when an ending signal
+/// (monitor/ending_signals.h) whose action is the default ends the process before. The path is not
+/// copied and outlives this. One at a time.
 class FileRemover {
 public:
-    explicit FileRemover(const std::string& path) noexcept : path_(&path) {}
+    explicit FileRemover(const std::string& path) noexcept;
     explicit FileRemover(std::string&&) = delete;
     FileRemover(const FileRemover&) = delete;
     FileRemover& operator=(const FileRemover&) = delete;
-    ~FileRemover() {
-        if (path_ != nullptr) {
-            unlink(path_->c_str());
-        }
-    }
+    ~FileRemover();
 
     /// Leaves the file to somebody else.
     void release() noexcept { path_ = nullptr; }
 
 private:
     const std::string* path_;
+    std::array<struct sigaction, endingSignals.size()> previousActions_;
 };
 
 } // namespace keldo

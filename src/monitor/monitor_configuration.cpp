@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace keldo {
@@ -27,7 +28,9 @@ std::string makeTemporaryFile() {
     if (!name) {
         return "";
     }
-    close(mkstemp(name.get()));
+    const int file = mkstemp(name.get());
+    fchmod(file, S_IRUSR | S_IWUSR); // whatever the umask
+    close(file);
     path = name.get(); // of the template's length: takes no memory, so it cannot fail
     return path;
 }

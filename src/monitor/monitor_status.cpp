@@ -2,6 +2,7 @@
 
 #include "conf/config_value.h"
 #include "exec/command_runner.h"
+#include "monitor/ending_signals.h"
 #include "monitor/file_remover.h"
 #include "monitor/monitor_configuration.h"
 #include "monitor/xpath.h"
@@ -9,6 +10,7 @@
 
 #include <boost/lexical_cast.hpp>
 #include <libxml/parser.h>
+#include <limits>
 
 namespace keldo {
 
@@ -16,9 +18,18 @@ namespace {
 
 constexpr int allTestsPassed = 0;
 
-/// What monit prints when run on the control file, which is removed.
-std::string monitorOutput(const std::string& controlFile) {
+/// A text's size for a libxml2 call: 0, as of one that cannot be parsed, where it does not fit.
+int sizeForXml(const std::string& text) {
+    return text.size() <= std::numeric_limits<int>::max() ? static_cast<int>(text.size()) : 0;
+}
+
+/// What monit prints when run on the service's control file, which is gone then, also when a signal
+/// ends the run.
+std::string monitorOutput(const ServiceDefinition& definition) {
+    HeldEndingSignals held;
+    const std::string controlFile = writeMonitorConfig(definition);
     const FileRemover remover(controlFile);
+    held.release();
     const std::string command = monitorPath() + " -c " + controlFile + " -x check-status";
     return runCommand(command, false).output;
 }
@@ -30,13 +41,13 @@ std::string monitorPath() {
 }
 
 bool isServiceRunning(const ServiceDefinition& definition) {
-    const std::string output = monitorOutput(writeMonitorConfig(definition));
+    const std::string output = monitorOutput(definition);
     return monitorStatus(definition.id, output, allTestsPassed) == allTestsPassed;
 }
 
 int monitorStatus(const std::string& name, const std::string& output, int defaultStatus) {
     xmlCheckVersion(oldestLibxml2);
-    const XmlDocument document(xmlParseMemory(output.data(), static_cast<int>(output.size())));
+    const XmlDocument document(xmlParseMemory(output.data(), sizeForXml(output)));
     if (!document) {
         return defaultStatus;
     }

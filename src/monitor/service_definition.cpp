@@ -7,6 +7,7 @@
 #include <boost/lexical_cast.hpp>
 #include <cstddef>
 #include <exception>
+#include <libxml/catalog.h>
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
 #include <utility>
@@ -123,7 +124,12 @@ std::vector<PortCheck> readPortChecks(xmlXPathContext* context) {
 ServiceDefinition readServiceDefinition(const std::string& path) {
     ServiceDefinition definition;
     xmlCheckVersion(oldestLibxml2);
+    // Else a file that is missing would be looked for in the machine's XML catalogues, which the
+    // environment may name and which may lead to the network.
+    xmlCatalogSetDefaults(XML_CATA_ALLOW_NONE);
+    xmlResetLastError();
     const XmlDocument document(xmlParseFile(path.c_str()));
+    requireMemory();
     if (!document) {
         return definition;
     }
@@ -139,6 +145,7 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     definition.pidFile = xpathString("/s:service/s:checks/s:pid-file", context.get());
     definition.unixSockets = readUnixSocketChecks(context.get());
     definition.ports = readPortChecks(context.get());
+    requireMemory(); // a part of an action must not be run for the whole
     return definition;
 }
 

@@ -1,8 +1,10 @@
 #include "report/report_writer.h"
 
 #include "report/xml_handles.h"
+#include "report/xml_text.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <string_view>
 #include <unistd.h>
 
@@ -10,19 +12,21 @@ namespace keldo {
 
 namespace {
 
-/// Appends a child; one that could not be made is null, as is a child of a parent that is null.
-xmlNode* addElement(xmlNode* parent, const char* name) {
-    return xmlNewChild(parent, nullptr, toXml(name), nullptr);
+xmlNode* addElement(xmlNode* parent, const char* name, const xmlChar* content = nullptr) {
+    xmlNode* const element = xmlNewChild(parent, nullptr, toXml(name), content);
+    requireMemory();
+    return element;
 }
 
 xmlNode* addElement(xmlNode* parent, const char* name, const std::string& content) {
-    return xmlNewChild(parent, nullptr, toXml(name), toXml(content));
+    const std::optional<std::string> replaced = replaceUncarriable(content);
+    return addElement(parent, name, toXml(replaced ? *replaced : content));
 }
 
 void addAttribute(xmlNode* element, const char* name, const std::string& value) {
-    if (element != nullptr) {
-        xmlNewProp(element, toXml(name), toXml(value));
-    }
+    const std::optional<std::string> replaced = replaceUncarriable(value);
+    xmlNewProp(element, toXml(name), toXml(replaced ? *replaced : value));
+    requireMemory();
 }
 
 void addMessageElement(const Message& message, xmlNode* parent) {
@@ -36,13 +40,13 @@ void addMessageElement(const Message& message, xmlNode* parent) {
 void addSeverityElement(Severity severity, xmlNode* parent) {
     switch (severity) {
     case Severity::minor:
-        addElement(parent, "severity", "minor");
+        addElement(parent, "severity", toXml("minor"));
         break;
     case Severity::major:
-        addElement(parent, "severity", "major");
+        addElement(parent, "severity", toXml("major"));
         break;
     case Severity::critical:
-        addElement(parent, "severity", "critical");
+        addElement(parent, "severity", toXml("critical"));
         break;
     }
 }
@@ -69,48 +73,59 @@ void addSolutionsElement(const Problem& problem, xmlNode* parent) {
 }
 
 void addProblemElement(const Problem& problem, xmlDoc* document) {
-    xmlNode* const root = xmlDocGetRootElement(document);
-    if (problem.id.empty() || root == nullptr) {
+    if (problem.id.empty()) {
         return;
     }
-    xmlNode* const element = addElement(root, "problem");
+    xmlNode* const element = addElement(xmlDocGetRootElement(document), "problem");
     addAttribute(element, "id", problem.id);
     addMessageElement(problem.message, element);
     addSeverityElement(problem.severity, element);
     addSolutionsElement(problem, element);
 }
 
+/// Returns the new element, or null for an action without an id.
 xmlNode* addActionElement(const Solution& action, xmlDoc* document) {
-    xmlNode* const root = xmlDocGetRootElement(document);
-    if (action.id.empty() || root == nullptr) {
+    if (action.id.empty()) {
         return nullptr;
     }
-    xmlNode* const element = addElement(root, "action");
+    xmlNode* const element = addElement(xmlDocGetRootElement(document), "action");
     addAttribute(element, "id", action.id);
     addMessageElement(action.message, element);
     return element;
 }
 
 void addActionStatus(xmlNode* element, const ActionResult& result) {
-    addElement(element, "status", result.status != 0 ? "error" : "ok");
+    addElement(element, "status", toXml(result.status != 0 ? "error" : "ok"));
     addElement(element, "log", result.log);
 }
 
 XmlDocument makeDocument(const ProblemModel& model) {
     XmlDocument document(xmlNewDoc(toXml("1.0")));
+    requireMemory();
     xmlDocSetRootElement(document.get(),
                          xmlNewDocNode(document.get(), nullptr, toXml("keldoctl"), nullptr));
+    requireMemory();
     for (const auto& [id, problem] : model.problems()) {
         addProblemElement(problem, document.get());
     }
     for (const auto& [id, action] : model.actions()) {
         xmlNode* const element = addActionElement(action, document.get());
         const auto result = model.actionResults().find(id);
-        if (result != model.actionResults().end()) {
+        if (element != nullptr && result != model.actionResults().end()) {
             addActionStatus(element, result->second);
         }
     }
     return document;
+}
+
+/// Whether a write to standard output that has failed is worth another: after a signal, and, where
+/// the caller shares a descriptor that does not block, once the reader has made room.
+bool mayWriteAgain() {
+    if (errno == EAGAIN) {
+        pollfd stream = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+        return poll(&stream, 1, -1) != -1 || errno == EINTR;
+    }
+    return errno == EINTR;
 }
 
 void writeToStdout(std::string_view text) {
@@ -118,22 +133,28 @@ void writeToStdout(std::string_view text) {
         const ssize_t count = write(STDOUT_FILENO, text.data(), text.size());
         if (count > 0) {
             text.remove_prefix(static_cast<std::size_t>(count));
-        } else if (count == 0 || errno != EINTR) {
+        } else if (count == 0 || !mayWriteAgain()) {
             return;
         }
     }
+}
+
+XmlText serialise(xmlDoc* document) {
+    xmlChar* buffer = nullptr;
+    int size = 0;
+    xmlDocDumpFormatMemoryEnc(document, &buffer, &size, "UTF-8", 1);
+    XmlText text(buffer);
+    requireMemory(); // else it holds what there was memory for
+    return text;
 }
 
 } // namespace
 
 std::string reportDocument(const ProblemModel& model) {
     xmlCheckVersion(oldestLibxml2);
+    xmlResetLastError();
     const XmlDocument document = makeDocument(model);
-    xmlChar* buffer = nullptr;
-    int size = 0;
-    xmlDocDumpFormatMemoryEnc(document.get(), &buffer, &size, "UTF-8", 1);
-    const XmlText text(buffer);
-    return fromXml(text.get());
+    return fromXml(serialise(document.get()).get());
 }
 
 void printReport() {

@@ -16,11 +16,16 @@ namespace keldo {
 /// What a problem or an action lacks has no element; one with an empty id is left out. Texts are
 /// the content argument of libxml2's xmlNewChild, so an entity reference in them is one in the
 /// report, and an ampersand that begins none loses the text or stands there as it is. Ids and
-/// languages are values of xmlNewProp. Empty where libxml2 could not serialise the document.
+/// languages are values of xmlNewProp. In all of them, what XML cannot carry is replaced
+/// (report/xml_text.h).
+///
+/// Throws std::bad_alloc where there is no memory for all of it: no report is better than one that
+/// lacks a problem.
 std::string reportDocument(const ProblemModel& model);
 
 /// Writes the document of the run's own model to standard output. An interrupted or short write is
-/// continued; where writing fails, what was written stays.
+/// continued, and so is one to a full pipe that does not block; where writing fails, what was
+/// written stays. Nothing is written where reportDocument throws.
 void printReport();
 
 } // namespace keldo

@@ -187,6 +187,7 @@ TEST_F(WriteMonitorConfig, FlushesAfterEachLine) {
 TEST_F(WriteMonitorConfig, MakesANewPrivateFileInThePanelsTmpFolder) {
     const mode_t oldMask = umask(0);
     const std::string first = writeMonitorConfig(service("x", "p", {}, {}));
+    umask(0777);
     const std::string second = writeMonitorConfig(service("x", "p", {}, {}));
     umask(oldMask);
     EXPECT_NE(first, second);

@@ -1,6 +1,8 @@
 keldo_unit_test(monitor
     SOURCES
+        ending_signals_test.cpp
         fake_panel.cpp
+        file_remover_test.cpp
         forced_failures.cpp
         monitor_configuration_test.cpp
         monitor_status_test.cpp

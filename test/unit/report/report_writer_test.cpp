@@ -1,9 +1,14 @@
 #include "report/report_writer.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <deque>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <memory>
+#include <new>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
@@ -13,9 +18,14 @@ namespace {
 std::deque<ssize_t> writeAnswers;
 std::string written;
 
+/// The errno of each poll(); 0: it succeeds. Then the real ones.
+std::deque<int> pollAnswers;
+
 } // namespace
 
 extern "C" {
+int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout);
 ssize_t __real_write(int fd, const void* bytes, size_t size);
 ssize_t __wrap_write(int fd, const void* bytes, size_t size);
 }
@@ -33,6 +43,19 @@ ssize_t __wrap_write(int fd, const void* bytes, size_t size) {
     const size_t count = std::min(size, static_cast<size_t>(answer));
     written.append(static_cast<const char*>(bytes), count);
     return static_cast<ssize_t>(count);
+}
+
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
+    if (pollAnswers.empty()) {
+        return __real_poll(descriptors, count, timeout);
+    }
+    EXPECT_EQ(1U, count);
+    EXPECT_EQ(STDOUT_FILENO, descriptors->fd);
+    EXPECT_EQ(POLLOUT, descriptors->events);
+    EXPECT_EQ(-1, timeout);
+    errno = pollAnswers.front();
+    pollAnswers.pop_front();
+    return errno == 0 ? 1 : -1;
 }
 
 namespace keldo {
@@ -313,6 +336,97 @@ TEST(ReportDocument, EscapesABareAmpersandInAnAttribute) {
               documentOf({"a & b", {}, static_cast<Severity>(7)}));
 }
 
+TEST(ReportDocument, ReplacesWhatXmlCannotCarryInEveryTextAndId) {
+    const std::string text = "\x1B[1m l\xE4uft \xE2\x82 & \x01;";
+    ProblemModel model;
+    const Solution solution = {text, {text, text}, ""};
+    model.addProblem({text, {text, text}, Severity::minor, {solution}, 0});
+    model.setActionResult(text, {1, text});
+    const std::string value = "\uFFFD[1m l\uFFFDuft \uFFFD &amp; \uFFFD;";
+    const std::string content = "\uFFFD[1m l\uFFFDuft \uFFFD & \uFFFD;"; // the ampersand stays
+    const std::string message =
+        "    <message xml:lang=\"" + value + "\">" + content + "</message>\n";
+    EXPECT_EQ(document("  <problem id=\"" + value + "\">\n" + message +
+                       "    <severity>minor</severity>\n"
+                       "    <solutions>\n      <action id=\"" +
+                       value +
+                       "\" default=\"true\"/>\n    </solutions>\n  </problem>\n"
+                       "  <action id=\"" +
+                       value + "\">\n" + message + "    <status>error</status>\n    <log>" +
+                       content + "</log>\n  </action>\n"),
+              reportDocument(model));
+}
+
+/// Makes libxml2's allocations fail from the one of that number on, or that one alone.
+class FailingAllocations {
+public:
+    FailingAllocations(int first, bool forEver) {
+        next_ = 0;
+        first_ = first;
+        forEver_ = forEver;
+        xmlMemSetup(std::free, allocate, reallocate, duplicate);
+    }
+    FailingAllocations(const FailingAllocations&) = delete;
+    FailingAllocations& operator=(const FailingAllocations&) = delete;
+    ~FailingAllocations() { xmlMemSetup(std::free, std::malloc, std::realloc, strdup); }
+
+    static bool haveFailed() { return next_ >= first_; }
+
+private:
+    static bool fails() {
+        ++next_;
+        return next_ == first_ || (forEver_ && next_ > first_);
+    }
+    static void* allocate(size_t size) { return fails() ? nullptr : std::malloc(size); }
+    static void* reallocate(void* old, size_t size) {
+        return fails() ? nullptr : std::realloc(old, size);
+    }
+    static char* duplicate(const char* text) { return fails() ? nullptr : strdup(text); }
+
+    static inline int next_ = 0;
+    static inline int first_ = 0;
+    static inline bool forEver_ = false;
+};
+
+bool isDocument(const std::string& text) {
+    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> parsed(
+        xmlParseMemory(text.data(), static_cast<int>(text.size())), xmlFreeDoc);
+    const xmlNode* const root = parsed ? xmlDocGetRootElement(parsed.get()) : nullptr;
+    return root != nullptr && xmlStrEqual(root->name, BAD_CAST "keldoctl");
+}
+
+void ignoreComplaint(void* /*context*/, const char* /*format*/, ...) {}
+
+// With a text long enough that the serialiser enlarges its buffer several times.
+TEST(ReportDocument, IsADocumentOrNothingWhateverAllocationFails) {
+    ProblemModel model;
+    const Solution restart = {"r", {"Restart it.", "en-US"}, ""};
+    model.addProblem({"x", {"It is off.", "en-US"}, Severity::major, {restart}, 0});
+    model.setActionResult("r", {0, std::string(30000, 'l') + " &amp; <>"});
+    const std::string whole = reportDocument(model);
+    xmlSetGenericErrorFunc(nullptr, ignoreComplaint);
+    for (const bool forEver : {false, true}) {
+        int nothing = 0;
+        bool failed = true;
+        for (int number = 1; failed; ++number) {
+            SCOPED_TRACE(number);
+            std::string text;
+            try {
+                const FailingAllocations failing(number, forEver);
+                text = reportDocument(model);
+                failed = FailingAllocations::haveFailed();
+            } catch (const std::bad_alloc&) {
+                ++nothing;
+                continue;
+            }
+            EXPECT_TRUE(isDocument(text));
+            EXPECT_TRUE(failed || text == whole);
+        }
+        EXPECT_GT(nothing, 0);
+    }
+    xmlSetGenericErrorFunc(nullptr, nullptr);
+}
+
 TEST(ReportDocument, HoldsTenThousandProblems) {
     ProblemModel model;
     std::string problems;
@@ -339,6 +453,7 @@ protected:
     }
     ~PrintReport() override {
         writeAnswers.clear();
+        pollAnswers.clear();
         problemModel = ProblemModel();
     }
 };
@@ -364,6 +479,23 @@ TEST_F(PrintReport, ContinuesShortAndInterruptedWrites) {
     printReport();
     EXPECT_EQ(reportDocument(problemModel), written);
     EXPECT_TRUE(writeAnswers.empty());
+}
+
+TEST_F(PrintReport, WaitsForRoomInAPipeThatDoesNotBlock) {
+    writeAnswers = {10, -EAGAIN, 5, -EAGAIN, -EAGAIN, everything};
+    pollAnswers = {0, EINTR, 0};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel), written);
+    EXPECT_TRUE(writeAnswers.empty());
+    EXPECT_TRUE(pollAnswers.empty());
+}
+
+TEST_F(PrintReport, EndsWhereThereIsNoWaitingForRoom) {
+    writeAnswers = {10, -EAGAIN, everything};
+    pollAnswers = {ENOMEM};
+    printReport();
+    EXPECT_EQ(reportDocument(problemModel).substr(0, 10), written);
+    EXPECT_EQ(1U, writeAnswers.size());
 }
 
 TEST_F(PrintReport, KeepsWhatWasWrittenWhenWritingFails) {

@@ -5,5 +5,6 @@ keldo_unit_test(report
         problem_model_test.cpp
         report_writer_test.cpp
         translation_test.cpp
-    WRAP write)
+        xml_text_test.cpp
+    WRAP poll write)
 target_compile_definitions(report_test PRIVATE KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}")

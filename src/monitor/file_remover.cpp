@@ -1,0 +1,45 @@
+#include "monitor/file_remover.h"
+
+#include <atomic>
+#include <cstddef>
+#include <unistd.h>
+
+namespace keldo {
+
+namespace {
+
+/// What a signal is to remove. Of a type that a handler may read.
+std::atomic<const char*> fileInUse = nullptr;
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+/// Of the default action, which is in place again, the process dies as the sender wishes.
+extern "C" void removeFileAndEnd(int signal) {
+    unlink(fileInUse);
+    raise(signal);
+}
+
+} // namespace
+
+FileRemover::FileRemover(const std::string& path) noexcept : path_(&path) {
+    fileInUse = path.c_str();
+    struct sigaction removal = {};
+    removal.sa_handler = removeFileAndEnd;
+    removal.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (std::size_t i = 0; i < endingSignals.size(); ++i) {
+        sigaction(endingSignals[i], nullptr, &previousActions_[i]);
+        if (previousActions_[i].sa_handler == SIG_DFL) {
+            sigaction(endingSignals[i], &removal, nullptr);
+        }
+    }
+}
+
+FileRemover::~FileRemover() {
+    if (path_ != nullptr) {
+        unlink(path_->c_str());
+    }
+    for (std::size_t i = 0; i < endingSignals.size(); ++i) {
+        sigaction(endingSignals[i], &previousActions_[i], nullptr);
+    }
+}
+
+} // namespace keldo
