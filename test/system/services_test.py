@@ -1,8 +1,10 @@
 """Which services are checked, by what their definitions say. The database is down throughout."""
 
+import pathlib
+import socket
 import unittest
 
-from panel import Panel, Problem, down_report, report, restart, service_down
+from panel import KELDOCTL, Panel, Problem, down_report, report, restart, service_down
 
 
 class CoreServicesTest(unittest.TestCase):
@@ -39,6 +41,32 @@ class CoreServicesTest(unittest.TestCase):
         self.panel.write_definition("dns", '<service id="dns"/>')
         self.panel.fake_monitor({"web": 1, "dns": 1})
         self.assertEqual(self.panel.run("--status").stdout, down_report("mysql"))
+
+
+class HalfUpDatabaseTest(unittest.TestCase):
+    """A database server that takes connections and then says nothing."""
+
+    def setUp(self):
+        self.panel = Panel()
+        path = pathlib.Path("/run/mysqld/mysqld.sock")
+        path.parent.mkdir(exist_ok=True)
+        self.server = socket.socket(socket.AF_UNIX)
+        self.addCleanup(self.server.close)
+        self.addCleanup(path.unlink)
+        self.server.bind(str(path))
+        self.server.listen()
+
+    def test_is_given_up_after_half_a_minute(self):
+        # strace answers the wait for the greeting at once, as after its time.
+        trace = self.panel.root / "trace"
+        done = self.panel.run("--status", program=(
+            "strace", "-qq", "-o", trace, "-e", "trace=poll", "-e", "inject=poll:retval=0",
+            KELDOCTL))
+        self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
+        waits = trace.read_text(encoding="utf-8").splitlines()
+        self.assertEqual(len(waits), 2, waits)  # for the action log and for the service itself
+        for wait in waits:
+            self.assertRegex(wait, r"events=POLLIN\}\], 1, 30000\) = 0 .*\(INJECTED\)")
 
 
 class OwnIdTest(unittest.TestCase):

@@ -3,6 +3,7 @@
 #include "conf/messages.h"
 #include "forced_failures.h"
 #include "printed_text.h"
+#include "support/random_texts.h"
 #include "support/redirected_files.h"
 #include "support/temporary_directory.h"
 
@@ -471,6 +472,32 @@ TEST_F(ConfGet, FindsEveryNameOfAnUnsortedTable) {
         EXPECT_STREQ(conf_get_r(name, record_.get()), "value");
     }
     EXPECT_EQ(conf_get_r("D", record_.get()), nullptr);
+}
+
+TEST_F(ConfGet, FindsTheSameInASortedTableAsInTheUnsortedOne) {
+    keldo::test::RandomTexts random;
+    std::map<std::string, std::string> model;
+    for (int i = 0; i < 500; ++i) {
+        const std::string name = random.text("aAbB_01", 4);
+        const std::string value = random.bytes(3).c_str();
+        model[name] = value;
+        conf_add_r(name.c_str(), value.c_str(), record_.get());
+    }
+    for (const bool sorted : {false, true}) {
+        SCOPED_TRACE(sorted);
+        EXPECT_EQ(record_->nmemb, model.size());
+        EXPECT_EQ(record_->sorted, sorted ? 1 : 0);
+        for (int i = 0; i < 500; ++i) {
+            const std::string name = random.text("aAbB_01", 5);
+            const char* const value = conf_get_r(name.c_str(), record_.get());
+            const auto expected = model.find(name);
+            ASSERT_EQ(value != nullptr, expected != model.end()) << name;
+            if (value != nullptr) {
+                ASSERT_EQ(value, expected->second) << name;
+            }
+        }
+        conf_finalize_r(record_.get());
+    }
 }
 
 TEST_F(ConfGet, FindsANameThatWasAddedAfterSorting) {

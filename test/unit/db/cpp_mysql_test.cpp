@@ -2,6 +2,7 @@
 
 #include "db/panel_database.h"
 #include "fake_client_library.h"
+#include "support/random_texts.h"
 #include "support/redirected_files.h"
 #include "support/temporary_directory.h"
 
@@ -176,6 +177,22 @@ TEST(ConnectionEscapeName, DoublesEveryBackquote) {
     for (const auto& [text, escaped] : cases) {
         SCOPED_TRACE(text);
         EXPECT_EQ(Connection::escape_name(text), escaped);
+    }
+}
+
+TEST(ConnectionEscapeName, CanBeUndone) {
+    keldo::test::RandomTexts random;
+    for (int i = 0; i < 2000; ++i) {
+        const std::string text = random.text("`a'\\", 12);
+        const std::string escaped = Connection::escape_name(text.c_str());
+        std::string undone;
+        for (std::size_t at = 0; at < escaped.size(); ++at) {
+            if (escaped[at] == '`') {
+                ASSERT_EQ('`', escaped[++at]) << escaped; // none stands alone
+            }
+            undone += escaped[at];
+        }
+        ASSERT_EQ(text, undone);
     }
 }
 

@@ -1,15 +1,22 @@
 #include "report/report_writer.h"
 
+#include "report/xml_handles.h"
+#include "support/random_texts.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <deque>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
+#include <map>
 #include <memory>
 #include <new>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -355,6 +362,143 @@ TEST(ReportDocument, ReplacesWhatXmlCannotCarryInEveryTextAndId) {
                        value + "\">\n" + message + "    <status>error</status>\n    <log>" +
                        content + "</log>\n  </action>\n"),
               reportDocument(model));
+}
+
+/// What a document says, in the model's terms.
+struct ReadReport {
+    std::map<std::string, Problem> problems;
+    std::map<std::string, Message> actions;
+    std::map<std::string, std::pair<std::string, std::string>> results; ///< status, log
+};
+
+std::string attribute(xmlNode* element, const char* name) {
+    return fromXml(XmlText(xmlGetProp(element, toXml(name))).get());
+}
+
+std::string content(xmlNode* element) {
+    return fromXml(XmlText(xmlNodeGetContent(element)).get());
+}
+
+/// The child elements of that name.
+std::vector<xmlNode*> children(xmlNode* parent, const char* name) {
+    std::vector<xmlNode*> found;
+    for (xmlNode* child = xmlFirstElementChild(parent); child != nullptr;
+         child = xmlNextElementSibling(child)) {
+        if (xmlStrEqual(child->name, toXml(name)) != 0) {
+            found.push_back(child);
+        }
+    }
+    return found;
+}
+
+Message readMessage(xmlNode* parent) {
+    const auto found = children(parent, "message");
+    return found.empty() ? Message() : Message(content(found[0]), attribute(found[0], "lang"));
+}
+
+Problem readProblem(xmlNode* element) {
+    Problem problem(attribute(element, "id"), readMessage(element), Severity::minor);
+    const std::string severity = content(children(element, "severity").at(0));
+    problem.severity = severity == "major"      ? Severity::major
+                       : severity == "critical" ? Severity::critical
+                                                : Severity::minor;
+    for (xmlNode* const solutions : children(element, "solutions")) {
+        for (xmlNode* const action : children(solutions, "action")) {
+            if (attribute(action, "default") == "true") {
+                problem.defaultSolution = problem.solutions.size();
+            }
+            problem.solutions.push_back({attribute(action, "id"), {}, ""});
+        }
+    }
+    return problem;
+}
+
+ReadReport readReport(const std::string& text) {
+    const XmlDocument document(xmlParseMemory(text.data(), static_cast<int>(text.size())));
+    xmlNode* const root = xmlDocGetRootElement(document.get());
+    ReadReport report;
+    for (xmlNode* const element : children(root, "problem")) {
+        report.problems[attribute(element, "id")] = readProblem(element);
+    }
+    for (xmlNode* const element : children(root, "action")) {
+        const std::string id = attribute(element, "id");
+        report.actions[id] = readMessage(element);
+        if (!children(element, "status").empty()) {
+            report.results[id] = {content(children(element, "status")[0]),
+                                  content(children(element, "log").at(0))};
+        }
+    }
+    return report;
+}
+
+/// A model whose texts XML can carry as they are, without the ampersand, which stands for a
+/// reference.
+class RandomModel {
+public:
+    ProblemModel next() {
+        ProblemModel model;
+        for (std::size_t i = random_.number(5); i > 0; --i) {
+            model.addProblem(problem());
+        }
+        for (std::size_t i = random_.number(4); i > 0; --i) {
+            const Solution action = solution();
+            model.storeAction(action);
+            model.setActionResult(action.id, {static_cast<int>(random_.number(3)) - 1, text(30)});
+        }
+        return model;
+    }
+
+private:
+    std::string text(std::size_t longest) { return random_.text("ab <>\"'\t\n\r]\x7F", longest); }
+    Message message() { return {text(12), random_.number(2) == 0 ? "de-DE" : "en-US"}; }
+    Solution solution() { return {"r" + text(5), message(), "commands"}; }
+    Problem problem() {
+        Problem result("p" + text(5), message(), static_cast<Severity>(random_.number(3)));
+        for (std::size_t i = random_.number(4); i > 0; --i) {
+            result.solutions.push_back(solution());
+        }
+        if (!result.solutions.empty() && random_.number(2) == 0) {
+            result.defaultSolution = random_.number(result.solutions.size());
+        }
+        return result;
+    }
+
+    test::RandomTexts random_;
+};
+
+void expectRead(const Problem& problem, const Problem& read) {
+    EXPECT_EQ(problem.message.text, read.message.text);
+    EXPECT_TRUE(problem.message.text.empty() || problem.message == read.message);
+    EXPECT_EQ(problem.severity, read.severity);
+    EXPECT_EQ(problem.defaultSolution, read.defaultSolution);
+    EXPECT_TRUE(
+        std::ranges::equal(problem.solutions, read.solutions, {}, &Solution::id, &Solution::id));
+}
+
+TEST(ReportDocument, ReadBackIsTheModel) {
+    RandomModel models;
+    for (int round = 0; round < 300; ++round) {
+        const ProblemModel model = models.next();
+        const ReadReport report = readReport(reportDocument(model));
+        ASSERT_EQ(model.problems().size(), report.problems.size());
+        for (const auto& [id, problem] : model.problems()) {
+            ASSERT_TRUE(report.problems.contains(id)) << id;
+            expectRead(problem, report.problems.at(id));
+        }
+        ASSERT_EQ(model.actions().size(), report.actions.size());
+        for (const auto& [id, action] : model.actions()) {
+            ASSERT_TRUE(report.actions.contains(id)) << id;
+            EXPECT_EQ(action.message.text, report.actions.at(id).text);
+        }
+        ASSERT_EQ(model.actionResults().size(), report.results.size());
+        for (const auto& [id, result] : model.actionResults()) {
+            ASSERT_TRUE(report.results.contains(id)) << id;
+            const std::pair<std::string, std::string> expected = {
+                result.status == 0 ? "ok" : "error", result.log};
+            EXPECT_EQ(expected, report.results.at(id));
+        }
+        ASSERT_FALSE(HasFailure()) << reportDocument(model);
+    }
 }
 
 /// Makes libxml2's allocations fail from the one of that number on, or that one alone.

@@ -2,6 +2,7 @@
 
 #include "report/catalogue.h"
 #include "report/print_message.h"
+#include "support/random_texts.h"
 #include "support/temporary_directory.h"
 
 #include <clocale>
@@ -202,6 +203,16 @@ TEST(Substitute, FillsPlaceholdersFromLeftToRightInOnePass) {
         SCOPED_TRACE(row.fact);
         EXPECT_EQ(Message(row.expected, "de-DE"),
                   substitute({row.text, "de-DE"}, row.first, row.second));
+    }
+}
+
+TEST(Substitute, IsTheIdentityWithoutPlaceholders) {
+    test::RandomTexts random;
+    for (int i = 0; i < 2000; ++i) {
+        const Message message(random.bytes(40), "de-DE");
+        ASSERT_EQ(message, substitute(message));
+        ASSERT_EQ(message, substitute(message, Substitution{"<service_title>", "x"},
+                                      Substitution{"<other>", "y"}));
     }
 }
 
