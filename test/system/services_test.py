@@ -60,8 +60,8 @@ class HalfUpDatabaseTest(unittest.TestCase):
         # strace answers the wait for the greeting at once, as after its time.
         trace = self.panel.root / "trace"
         done = self.panel.run("--status", program=(
-            "strace", "-qq", "-o", trace, "-e", "signal=none", "-e", "trace=poll", "-e", "inject=poll:retval=0",
-            KELDOCTL))
+            "strace", "-qq", "-o", trace, "-e", "signal=none", "-e", "trace=poll",
+            "-e", "inject=poll:retval=0", KELDOCTL))
         self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
         waits = trace.read_text(encoding="utf-8").splitlines()
         self.assertEqual(len(waits), 2, waits)  # for the action log and for the service itself

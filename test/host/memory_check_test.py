@@ -1,0 +1,92 @@
+"""Whole runs under valgrind: no wrong access, nothing lost, and nothing kept that grows with the
+work; and no descriptor that is still open at the end.
+
+What lives until exit (the configuration, what the client library set up) is reachable at the end and
+of the same size however much there was to do.
+"""
+
+import os
+import re
+import unittest
+
+from database import Database
+from panel import KELDOCTL, Panel, down_report
+
+STARTED = 1  # the kind of action, as Database.reset() makes it
+GERMAN = """
+msgid ""
+msgstr "Content-Type: text/plain; charset=UTF-8\\n"
+msgid "The <service_title> service is switched off."
+msgstr "Der Dienst <service_title> ist ausgeschaltet."
+"""
+
+
+class MemoryTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.database = Database()
+        cls.addClassCleanup(cls.database.stop)
+
+    def setUp(self):
+        self.panel = Panel()
+        self.database.reset()
+
+    def kept(self, *arguments, **options):
+        """Runs keldoctl under valgrind, with no fault found, and returns its output and what it
+        kept until the end, in valgrind's words."""
+        log = self.panel.root / "valgrind"
+        done = self.panel.run(*arguments, program=(
+            "valgrind", "--leak-check=full", "--track-fds=yes", "--child-silent-after-fork=yes",
+            f"--log-file={log}", KELDOCTL), **options)
+        found = log.read_text(encoding="utf-8")
+        self.assertEqual((done.returncode, done.stderr), (0, b""), found)
+        self.assertIn("ERROR SUMMARY: 0 errors", found)
+        for kind in ("definitely", "indirectly", "possibly"):
+            self.assertRegex(found, rf"{kind} lost: 0 bytes in 0 blocks")
+        # valgrind's own log is the only one that it does not count as a standard stream.
+        self.assertRegex(found, r"FILE DESCRIPTORS: 4 open \(3 std\) at exit")
+        return done.stdout, re.search(r"still reachable: (.*)", found)[1]
+
+    def define(self, count):
+        """Makes that many services, started by the administrator, all of them down."""
+        names = [f"service{number}" for number in range(count)]
+        for name in names:
+            self.panel.write_service(name, titles={"de-DE": "Titel"}, sockets=["/run/x"],
+                                     ports=[(80, {"protocol": "http"})], start="echo output")
+        self.database.log_action(STARTED, *names)
+        self.panel.fake_monitor({name: 1 for name in names})
+        return names
+
+    def check_kept(self, arguments, **options):
+        """A run with one service down and one with forty keep the same."""
+        few_names = self.define(1)
+        few = self.kept(*arguments(few_names), **options)
+        many_names = self.define(40)
+        many = self.kept(*arguments(many_names), **options)
+        self.assertGreater(len(many[0]), 10 * len(few[0]))
+        self.assertEqual(many[1], few[1])
+
+    def test_a_diagnosis_keeps_nothing_that_grows(self):
+        self.check_kept(lambda names: ["--status"])
+
+    def test_a_diagnosis_in_another_language_keeps_nothing_that_grows(self):
+        self.panel.catalogue(GERMAN)
+        self.check_kept(lambda names: ["--status", "--language=de-DE"],
+                        env={"LOCPATH": os.environ["LOCPATH_UTF8"]})
+
+    def test_repairs_keep_nothing_that_grows(self):
+        self.check_kept(lambda names: ["--repair", *(f"restart-service:{name}" for name in names)])
+
+    def test_without_a_database_everything_is_released_as_well(self):
+        self.panel.set_password(b"wrong\n")
+        self.assertEqual(self.kept("--status")[0], down_report("mysql"))
+
+    def test_during_an_upgrade_everything_is_released_as_well(self):
+        self.panel.upgrade_tool(1)
+        self.assertIn(b'<problem id="upgrade">', self.kept("--status")[0])
+
+    def test_what_is_broken_is_released_as_well(self):
+        self.panel.write_definition("web", "<service")
+        self.panel.write_definition("dns", None)
+        self.panel.fake_monitor(script="#!/bin/sh\necho '<monit><service'\n")
+        self.kept("--repair", "restart-service:web", "restart-service:none", "x")
