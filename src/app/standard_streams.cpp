@@ -1,6 +1,7 @@
 #include "app/standard_streams.h"
 
 #include "conf/messages.h"
+#include "exec/duplicate.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -14,15 +15,6 @@ namespace {
 /// The descriptors that hold the real streams; while a stream is not silenced, that is its own.
 int savedStderr = STDERR_FILENO;
 int savedStdout = STDOUT_FILENO;
-
-/// dup2(2), also where signals interrupt it. Returns whether it succeeded.
-bool duplicateOnto(int stream, int descriptor) {
-    int result = -1;
-    do {
-        result = dup2(descriptor, stream);
-    } while (result == -1 && errno == EINTR);
-    return result != -1;
-}
 
 /// Returns whether the stream is silent now.
 bool redirect(int stream, int& saved) {

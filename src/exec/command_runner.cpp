@@ -1,5 +1,6 @@
 #include "exec/command_runner.h"
 
+#include "exec/duplicate.h"
 #include "exec/program_name.h"
 #include "exec/unique_fd.h"
 
@@ -25,15 +26,6 @@ CommandResult failure(const char* reason) {
 void writeToStderr(const std::string& text) {
     // Where this fails there is nowhere left to say it.
     [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
-}
-
-/// dup2(2), also where signals interrupt it. Returns whether it succeeded.
-bool duplicateOnto(int stream, int descriptor) {
-    int result = -1;
-    do {
-        result = dup2(descriptor, stream);
-    } while (result == -1 && errno == EINTR);
-    return result != -1;
 }
 
 [[noreturn]] void endWithoutShell(const std::string& command) {
