@@ -5,8 +5,10 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <pthread.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace keldo {
 
@@ -15,6 +17,17 @@ namespace {
 /// The descriptors that hold the real streams; while a stream is not silenced, that is its own.
 int savedStderr = STDERR_FILENO;
 int savedStdout = STDOUT_FILENO;
+
+/// Runs in each child. The one that waits for a command executes nothing itself, so that its copies
+/// would stay open for as long as the command runs, and with them the pipe to the panel.
+void closeSavedStreams() {
+    for (const auto& [stream, saved] :
+         {std::pair(STDOUT_FILENO, savedStdout), std::pair(STDERR_FILENO, savedStderr)}) {
+        if (saved != stream) {
+            close(saved);
+        }
+    }
+}
 
 /// Returns whether the stream is silent now.
 bool redirect(int stream, int& saved) {
@@ -26,6 +39,8 @@ bool redirect(int stream, int& saved) {
         return false; // silenced without a copy, it would be lost
     }
     saved = copy;
+    static const int registered = pthread_atfork(nullptr, nullptr, closeSavedStreams);
+    static_cast<void>(registered); // without memory for that, they are closed when a command starts
     fcntl(saved, F_SETFD, FD_CLOEXEC);
     const int null = open64("/dev/null", O_WRONLY);
     if (null == stream) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -156,6 +157,27 @@ TEST_P(StandardStream, IsInheritedByChildrenAndTheRealOneIsNot) {
     EXPECT_EQ(0, silencedFlags);
     EXPECT_EQ(FD_CLOEXEC, savedFlags);
     EXPECT_EQ(0, fcntl(stream, F_GETFD));
+}
+
+TEST_P(StandardStream, IsNotKeptOpenByAChildThatExecutesNothing) {
+    const Descriptors before = descriptors();
+    redirect();
+    int fromChild[2] = {};
+    ASSERT_EQ(0, pipe(fromChild));
+    const pid_t child = fork();
+    if (child == 0) {
+        const Descriptors inChild = descriptors();
+        const bool isKept = inChild.size() != before.size() + 2; // the pipe
+        static_cast<void>(!write(fromChild[1], isKept ? "y" : "n", 1));
+        _exit(0);
+    }
+    char answer = '?';
+    EXPECT_EQ(1, read(fromChild[0], &answer, 1));
+    waitpid(child, nullptr, 0);
+    close(fromChild[0]);
+    close(fromChild[1]);
+    restore();
+    EXPECT_EQ('n', answer);
 }
 
 TEST_P(StandardStream, IsOpenedForWritingOnly) {
