@@ -44,7 +44,9 @@ void writeToStderr(const std::string& text) {
     }
     close(readEnd);
     close(writeEnd);
-    std::signal(SIGXFSZ, SIG_DFL); // ignored by this program, but not to be by others
+    // Ignored by this program and by the database's client library, but not to be by others.
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
     const int waitStatus = system(command.c_str());
     if (waitStatus == -1) {
         endWithoutShell(command);

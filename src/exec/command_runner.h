@@ -16,8 +16,8 @@ struct CommandResult {
 /// Runs `command` by the system shell (system(3)) in a child process and returns when it has
 /// closed its output and ended; there is no time limit. Captures standard output, and standard
 /// error with it if `captureStderr`; the other descriptors are inherited (0, 1 and 2 have to
-/// be open). The output is taken as text: it is read in chunks of at most 1023 bytes, and a NUL
-/// byte cuts off the rest of its chunk.
+/// be open), SIGPIPE and SIGXFSZ have their default action. The output is taken as text: it is read
+/// in chunks of at most 1023 bytes, and a NUL byte cuts off the rest of its chunk.
 ///
 /// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
 /// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard

@@ -417,6 +417,14 @@ TEST_F(CommandRunner, GivesTheCommandTheDefaultActionOfAFileThatMayNotGrow) {
     EXPECT_EQ(captured.status, 128 + SIGXFSZ);
 }
 
+TEST_F(CommandRunner, GivesTheCommandTheDefaultActionOfAPipeThatNobodyReads) {
+    void (*const before)(int) = std::signal(SIGPIPE, SIG_IGN);
+    const CommandResult captured = runCommand("grep SigIgn /proc/self/status", false);
+    std::signal(SIGPIPE, before);
+    const std::size_t digit = captured.output.size() - std::string("1000\n").size();
+    EXPECT_EQ(captured.output.at(digit), '0') << captured.output; // of the signals 13 to 16
+}
+
 // Failures.
 
 TEST_F(CommandRunnerFailure, OfMemoryForTheOutputLetsTheCommandEnd) {
