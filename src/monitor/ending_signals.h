@@ -5,9 +5,10 @@
 
 namespace keldo {
 
-/// The signals by which a user, a terminal, the panel or a limit ends a run, and which can be
-/// handled.
-inline constexpr std::array endingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU};
+/// The signals by which a user, a terminal, the panel, an alarm that it has set or a limit ends a
+/// run, and which can be handled.
+inline constexpr std::array endingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,
+                                             SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU};
 
 /// While it lives, or until release(), the ending signals wait.
 class HeldEndingSignals {

@@ -18,8 +18,15 @@ Handler actionOf(int signal) {
     return action.sa_handler;
 }
 
+/// The signals end the process, however the tests were started.
 class FileRemoval : public testing::Test {
 protected:
+    FileRemoval() {
+        for (const int signal : endingSignals) {
+            std::signal(signal, SIG_DFL);
+        }
+    }
+
     bool isThere() const { return std::filesystem::exists(path); }
 
     const test::TemporaryDirectory directory;
@@ -48,7 +55,8 @@ TEST_F(FileRemoval, OfAFileThatIsGoneIsNone) {
 }
 
 TEST_F(FileRemoval, ComesWithASignalThatEndsTheProcess) {
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
+    for (const int signal :
+         {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU}) {
         SCOPED_TRACE(signal);
         const std::string file = directory.write("file", "text");
         const auto end = [&] {
