@@ -46,7 +46,6 @@ int result;
 extern "C" {
 MYSQL* __wrap__Z20kvrDbConnectOrReportv();
 void __wrap_mysql_close(MYSQL* closed);
-unsigned int __wrap_mysql_errno(MYSQL* asked);
 int __wrap_mysql_real_query(MYSQL* asked, const char* text, unsigned long size);
 MYSQL_RES* __wrap_mysql_store_result(MYSQL* asked);
 void __wrap_mysql_free_result(MYSQL_RES* freed);
@@ -63,10 +62,6 @@ MYSQL* __wrap__Z20kvrDbConnectOrReportv() {
 
 void __wrap_mysql_close(MYSQL* /*closed*/) {
     --answer.openHandles;
-}
-
-unsigned int __wrap_mysql_errno(MYSQL* /*asked*/) {
-    return 0;
 }
 
 int __wrap_mysql_real_query(MYSQL* /*asked*/, const char* /*text*/, unsigned long /*size*/) {
