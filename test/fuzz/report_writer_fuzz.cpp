@@ -26,11 +26,27 @@ struct Element {
 
 // The model: the elements that a report has.
 
+/// The text with each occurrence of a part replaced.
+std::string replaced(const std::string& text, const std::string& part, const std::string& by) {
+    std::string result;
+    std::size_t start = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, start)) {
+        result += text.substr(start, at - start) + by;
+        start = at + part.size();
+    }
+    return result + text.substr(start);
+}
+
+/// An element's text as it is read back: a reference in it is one.
+std::string elementText(const std::string& text) {
+    return replaced(carriableText(text), "&amp;", "&");
+}
+
 void addMessage(const Message& message, Element& parent) {
     if (!message.text.empty()) {
         parent.children.push_back({"message",
                                    {{"xml:lang", carriableText(message.lang)}},
-                                   carriableText(message.text),
+                                   elementText(message.text),
                                    {}});
     }
 }
@@ -70,7 +86,7 @@ Element elementOf(const Solution& action, const ActionResults& results) {
     const auto result = results.find(action.id);
     if (result != results.end()) {
         element.children.push_back({"status", {}, result->second.status == 0 ? "ok" : "error", {}});
-        element.children.push_back({"log", {}, carriableText(result->second.log), {}});
+        element.children.push_back({"log", {}, elementText(result->second.log), {}});
     }
     return element;
 }
@@ -110,7 +126,8 @@ public:
         return model_;
     }
 
-    bool hasAmpersand() const { return hasAmpersand_; }
+    /// Whether an element's text has an ampersand that does not stand for one by "&amp;".
+    bool hasBareAmpersand() const { return hasBareAmpersand_; }
 
 private:
     void obey(char letter) {
@@ -168,7 +185,9 @@ private:
 
     std::string nextContent() {
         std::string text = texts_.next();
-        hasAmpersand_ = hasAmpersand_ || text.find('&') != std::string::npos;
+        if (replaced(text, "&amp;", "").find('&') != std::string::npos) {
+            hasBareAmpersand_ = true;
+        }
         return text;
     }
 
@@ -176,7 +195,7 @@ private:
     ProblemModel model_;
     Problem problem_;
     int problems_ = 0;
-    bool hasAmpersand_ = false;
+    bool hasBareAmpersand_ = false;
 };
 
 XmlDocument parsed(const std::string& report, int options) {
@@ -231,7 +250,7 @@ void tryInput(const std::string& input) {
     const ProblemModel model = maker.make();
     const std::string report = reportDocument(model);
     const XmlDocument document = parsed(report, 0);
-    if (maker.hasAmpersand()) { // which libxml2 takes for the start of a reference
+    if (maker.hasBareAmpersand()) { // which libxml2 takes for the start of a reference
         require(parsed(report, XML_PARSE_RECOVER) != nullptr, "a report can be recovered");
         return;
     }
