@@ -13,7 +13,7 @@ namespace {
 
 void resetSignals() {
     std::signal(SIGCHLD, SIG_DFL); // ignored, it would leave no child to wait for
-    std::signal(SIGPIPE, SIG_DFL); // ignored, commands would write on where nobody reads
+    std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     sigset_t none;
     sigemptyset(&none);

@@ -6,9 +6,10 @@ namespace keldo {
 /// would suffer from. To be called once, first of all. What cannot be mended stays as it is.
 ///
 /// Standard descriptors that are closed are opened on the null device; signals are not blocked;
-/// SIGCHLD and SIGPIPE have their default action; a working directory that was removed is replaced
-/// by the root directory. SIGXFSZ is ignored, so that a file that may not grow fails a write
-/// instead of ending the run with its files left behind.
+/// SIGCHLD has its default action; a working directory that was removed is replaced by the root
+/// directory. SIGPIPE and SIGXFSZ are ignored, so that a reader that is gone and a file that may
+/// not grow fail a write instead of ending the run; commands get them as they should be
+/// (exec/command_runner.h).
 void makeInheritedStateSane();
 
 } // namespace keldo

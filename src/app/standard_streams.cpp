@@ -39,8 +39,8 @@ bool redirect(int stream, int& saved) {
         return false; // silenced without a copy, it would be lost
     }
     saved = copy;
-    static const int registered = pthread_atfork(nullptr, nullptr, closeSavedStreams);
-    static_cast<void>(registered); // without memory for that, they are closed when a command starts
+    [[maybe_unused]] static const int failed =
+        pthread_atfork(nullptr, nullptr, closeSavedStreams); // then a command's shell closes them
     fcntl(saved, F_SETFD, FD_CLOEXEC);
     const int null = open64("/dev/null", O_WRONLY);
     if (null == stream) {
@@ -51,13 +51,15 @@ bool redirect(int stream, int& saved) {
     return silent;
 }
 
-/// Returns whether the stream is the real one now.
+/// Returns whether the stream is the real one now; errno where it is not.
 bool restore(int stream, int& saved) {
     if (saved == stream) {
         return true;
     }
     const bool restored = saved == -1 || duplicateOnto(stream, saved); // a closed one had no copy
+    const int error = errno;
     close(saved);
+    errno = error;
     saved = stream;
     return restored;
 }

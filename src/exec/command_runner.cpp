@@ -28,15 +28,15 @@ void writeToStderr(const std::string& text) {
     [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
 }
 
-[[noreturn]] void endWithoutShell(const std::string& command) {
+[[noreturn]] void endWithoutShell(const std::string& command) noexcept {
     writeToStderr(programName + ": failed to execute a command -- " + command);
     _exit(shellNotRun);
 }
 
-/// The child's whole life. Ends by _exit: the parent's exit handlers and unwritten stream buffers
-/// are the parent's alone.
+/// The child's whole life. Ends by _exit: the parent's exit handlers, unwritten stream buffers and
+/// callers are the parent's alone.
 [[noreturn]] void runInChild(const std::string& command, bool captureStderr, int readEnd,
-                             int writeEnd) {
+                             int writeEnd) noexcept {
     // What is not captured would be printed where the report belongs.
     if (!duplicateOnto(STDOUT_FILENO, writeEnd) ||
         (captureStderr && !duplicateOnto(STDERR_FILENO, writeEnd))) {
@@ -44,7 +44,7 @@ void writeToStderr(const std::string& text) {
     }
     close(readEnd);
     close(writeEnd);
-    // Ignored by this program and by the database's client library, but not to be by others.
+    // Ignored by this program, but not to be by others.
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
     const int waitStatus = system(command.c_str());

@@ -19,7 +19,8 @@ public:
     FileRemover& operator=(const FileRemover&) = delete;
     ~FileRemover();
 
-    /// Leaves the file to somebody else.
+    /// Leaves the file to somebody else, who comes before this goes: until then a signal removes
+    /// it.
     void release() noexcept { path_ = nullptr; }
 
 private:
