@@ -7,6 +7,7 @@
 #include "diag/upgrade_check.h"
 #include "report/message.h"
 #include "report/report_writer.h"
+#include "report/xml_memory.h"
 
 #include <cstdlib>
 
@@ -23,6 +24,7 @@ void speak(const std::string& language) {
 } // namespace
 
 int run(const CommandLine& commandLine) {
+    endWithoutXmlMemory();
     if (commandLine.mode == Mode::printUsage) {
         speak(commandLine.language);
         printUsage();

@@ -127,9 +127,7 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     // Else a file that is missing would be looked for in the machine's XML catalogues, which the
     // environment may name and which may lead to the network.
     xmlCatalogSetDefaults(XML_CATA_ALLOW_NONE);
-    xmlResetLastError();
     const XmlDocument document(xmlParseFile(path.c_str()));
-    requireMemory();
     if (!document) {
         return definition;
     }
@@ -145,7 +143,6 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     definition.pidFile = xpathString("/s:service/s:checks/s:pid-file", context.get());
     definition.unixSockets = readUnixSocketChecks(context.get());
     definition.ports = readPortChecks(context.get());
-    requireMemory(); // a part of an action must not be run for the whole
     return definition;
 }
 

@@ -51,7 +51,7 @@ struct ServiceDefinition {
     /// PRODUCT_ETC_D, which is no known variable and so reads as empty, whatever the configuration
     /// file says. The id is used as it is, and the one in the file wins over it. Empty, with an
     /// empty id, where the file is missing or is not well-formed. Throws boost::bad_lexical_cast
-    /// where the checks cannot be counted, std::bad_alloc where there is no memory to read it.
+    /// where the checks cannot be counted.
     explicit ServiceDefinition(const std::string& requestedId);
 
     bool operator==(const ServiceDefinition&) const = default;

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <poll.h>
+#include <stdexcept>
 #include <string_view>
 #include <unistd.h>
 
@@ -13,9 +14,7 @@ namespace keldo {
 namespace {
 
 xmlNode* addElement(xmlNode* parent, const char* name, const xmlChar* content = nullptr) {
-    xmlNode* const element = xmlNewChild(parent, nullptr, toXml(name), content);
-    requireMemory();
-    return element;
+    return xmlNewChild(parent, nullptr, toXml(name), content);
 }
 
 xmlNode* addElement(xmlNode* parent, const char* name, const std::string& content) {
@@ -26,7 +25,6 @@ xmlNode* addElement(xmlNode* parent, const char* name, const std::string& conten
 void addAttribute(xmlNode* element, const char* name, const std::string& value) {
     const std::optional<std::string> replaced = replaceUncarriable(value);
     xmlNewProp(element, toXml(name), toXml(replaced ? *replaced : value));
-    requireMemory();
 }
 
 void addMessageElement(const Message& message, xmlNode* parent) {
@@ -101,10 +99,8 @@ void addActionStatus(xmlNode* element, const ActionResult& result) {
 
 XmlDocument makeDocument(const ProblemModel& model) {
     XmlDocument document(xmlNewDoc(toXml("1.0")));
-    requireMemory();
     xmlDocSetRootElement(document.get(),
                          xmlNewDocNode(document.get(), nullptr, toXml("keldoctl"), nullptr));
-    requireMemory();
     for (const auto& [id, problem] : model.problems()) {
         addProblemElement(problem, document.get());
     }
@@ -139,22 +135,19 @@ void writeToStdout(std::string_view text) {
     }
 }
 
-XmlText serialise(xmlDoc* document) {
-    xmlChar* buffer = nullptr;
-    int size = 0;
-    xmlDocDumpFormatMemoryEnc(document, &buffer, &size, "UTF-8", 1);
-    XmlText text(buffer);
-    requireMemory(); // else it holds what there was memory for
-    return text;
-}
-
 } // namespace
 
 std::string reportDocument(const ProblemModel& model) {
     xmlCheckVersion(oldestLibxml2);
-    xmlResetLastError();
     const XmlDocument document = makeDocument(model);
-    return fromXml(serialise(document.get()).get());
+    xmlChar* buffer = nullptr;
+    int size = 0;
+    xmlDocDumpFormatMemoryEnc(document.get(), &buffer, &size, "UTF-8", 1);
+    if (buffer == nullptr) {
+        throw std::runtime_error("the report cannot be serialised");
+    }
+    const XmlText text(buffer);
+    return fromXml(text.get());
 }
 
 void printReport() {

@@ -19,8 +19,8 @@ namespace keldo {
 /// languages are values of xmlNewProp. In all of them, what XML cannot carry is replaced
 /// (report/xml_text.h).
 ///
-/// Throws std::bad_alloc where there is no memory for all of it: no report is better than one that
-/// lacks a problem.
+/// Throws std::runtime_error where libxml2 cannot serialise the document. Of libxml2's memory no
+/// account is taken here: see report/xml_memory.h.
 std::string reportDocument(const ProblemModel& model);
 
 /// Writes the document of the run's own model to standard output. An interrupted or short write is

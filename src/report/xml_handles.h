@@ -1,9 +1,7 @@
 #pragma once
 
 #include <libxml/tree.h>
-#include <libxml/xmlerror.h>
 #include <memory>
-#include <new>
 #include <string>
 
 /// Owners of libxml2's objects, and its texts to and from std::string. An XPath context belongs to
@@ -35,15 +33,6 @@ inline const xmlChar* toXml(const std::string& text) {
 /// A copy of a text of libxml2's; a null one gives the empty string.
 inline std::string fromXml(const xmlChar* text) {
     return text != nullptr ? reinterpret_cast<const char*>(text) : "";
-}
-
-/// Throws std::bad_alloc where libxml2's latest complaint since xmlResetLastError is that it had no
-/// memory. What it then hands out may be incomplete or even ill-formed, an element without a name.
-inline void requireMemory() {
-    const xmlError* const error = xmlGetLastError();
-    if (error != nullptr && error->code == XML_ERR_NO_MEMORY) {
-        throw std::bad_alloc();
-    }
 }
 
 } // namespace keldo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace keldo {
 
@@ -40,7 +41,7 @@ bool isCarriableAscii(char c) {
 }
 
 /// Of the longer ones it lacks U+FFFE and U+FFFF; surrogates are no UTF-8 in the first place.
-bool isNoncharacter(std::string_view sequence) {
+bool isLackingInXml(std::string_view sequence) {
     return sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF";
 }
 
@@ -54,7 +55,7 @@ Piece sequencePiece(std::string_view text, const SequenceForm& form) {
     while (length < form.length && length < text.size() && isWithin(text[length], 0x80, 0xBF)) {
         ++length;
     }
-    return {length, length == form.length && !isNoncharacter(text.substr(0, length))};
+    return {length, length == form.length && !isLackingInXml(text.substr(0, length))};
 }
 
 /// The first piece of a text that is not empty.

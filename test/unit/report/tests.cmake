@@ -5,6 +5,7 @@ keldo_unit_test(report
         problem_model_test.cpp
         report_writer_test.cpp
         translation_test.cpp
+        xml_memory_test.cpp
         xml_text_test.cpp
-    WRAP poll write)
+    WRAP malloc poll realloc strdup write xmlDocDumpFormatMemoryEnc)
 target_compile_definitions(report_test PRIVATE KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}")

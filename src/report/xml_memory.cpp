@@ -1,0 +1,41 @@
+#include "report/xml_memory.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <libxml/xmlmemory.h>
+
+namespace keldo {
+
+namespace {
+
+void* required(void* memory) {
+    if (memory == nullptr) {
+        std::abort();
+    }
+    return memory;
+}
+
+extern "C" {
+
+void* requiredMalloc(std::size_t size) {
+    return required(std::malloc(size));
+}
+
+void* requiredRealloc(void* memory, std::size_t size) {
+    return required(std::realloc(memory, size));
+}
+
+char* requiredStrdup(const char* text) {
+    return static_cast<char*>(required(strdup(text)));
+}
+
+} // extern "C"
+
+} // namespace
+
+void endWithoutXmlMemory() {
+    xmlMemSetup(std::free, requiredMalloc, requiredRealloc, requiredStrdup);
+}
+
+} // namespace keldo

@@ -1,0 +1,102 @@
+#include "report/xml_memory.h"
+
+#include "report/report_writer.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <libxml/xmlmemory.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// The allocation that is to fail, counted from when this is set; 0: none.
+int failing = 0;
+
+bool fails() {
+    return failing != 0 && --failing == 0;
+}
+
+} // namespace
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __wrap_malloc(size_t size);
+void* __real_realloc(void* memory, size_t size);
+void* __wrap_realloc(void* memory, size_t size);
+char* __real_strdup(const char* text);
+char* __wrap_strdup(const char* text);
+}
+
+void* __wrap_malloc(size_t size) {
+    return fails() ? nullptr : __real_malloc(size);
+}
+
+void* __wrap_realloc(void* memory, size_t size) {
+    return fails() ? nullptr : __real_realloc(memory, size);
+}
+
+char* __wrap_strdup(const char* text) {
+    return fails() ? nullptr : __real_strdup(text);
+}
+
+namespace keldo {
+namespace {
+
+/// Tests run in processes of their own, since there is no way back.
+class XmlMemory : public testing::Test {
+protected:
+    /// Does something with that allocation failing. Ends with 0 unless it ends otherwise.
+    template <typename Work> static void run(int allocation, Work work) {
+        endWithoutXmlMemory();
+        failing = allocation;
+        work();
+        _exit(0);
+    }
+};
+
+TEST_F(XmlMemory, IsThereAsBefore) {
+    const auto use = [] {
+        char* const memory = static_cast<char*>(xmlRealloc(xmlMalloc(1), 100));
+        memory[99] = 'x';
+        xmlFree(memory);
+        xmlFree(xmlMemStrdup("text"));
+    };
+    EXPECT_EXIT(run(0, use), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(XmlMemory, EndsTheProcessWhereItRunsOut) {
+    const auto allocate = [] { xmlMalloc(1); };
+    const auto enlarge = [] { xmlRealloc(nullptr, 1); };
+    const auto duplicate = [] { xmlMemStrdup("text"); };
+    EXPECT_EXIT(run(1, allocate), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(run(1, enlarge), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(run(1, duplicate), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(run(2, allocate), testing::ExitedWithCode(0), "");
+}
+
+// With a text long enough that the serialiser enlarges its buffer several times.
+TEST_F(XmlMemory, IsThereForAWholeReportOrForNone) {
+    ProblemModel model;
+    const Solution restart = {"r", {"Restart it.", "en-US"}, ""};
+    model.addProblem({"x", {"It is off.", "en-US"}, Severity::major, {restart}, 0});
+    model.setActionResult("r", {0, std::string(30000, 'l') + "<>; a &amp; b"});
+    const std::string whole = reportDocument(model);
+    int status = SIGABRT;
+    int allocation = 0;
+    while (status == SIGABRT) {
+        ++allocation;
+        const pid_t child = fork();
+        if (child == 0) {
+            run(allocation, [&] { _exit(reportDocument(model) == whole ? 0 : 1); });
+        }
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+    }
+    EXPECT_EQ(0, status);
+    EXPECT_GT(allocation, 20);
+}
+
+} // namespace
+} // namespace keldo
