@@ -122,12 +122,17 @@ class Panel:
         self.write_definition(service, "\n".join(lines) + "\n")
 
     def write_definition(self, service, text):
-        """Writes a service's definition file as it stands; None removes it."""
+        """Writes a service's definition file as it stands, a text or bytes; None removes it."""
         path = SERVICES / f"{service}.xml"
         if text is None:
             path.unlink(missing_ok=True)
         else:
-            path.write_text(text, encoding="utf-8")
+            path.write_bytes(text if isinstance(text, bytes) else text.encode())
+
+    def remove_definitions(self):
+        """Leaves no service defined."""
+        for service in SERVICES.iterdir():
+            service.unlink()
 
     def fake_monitor(self, statuses=None, script=None):
         """Installs a monitor that logs its calls and then answers: as the program whose text is
