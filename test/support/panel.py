@@ -140,8 +140,8 @@ class Panel:
         each service of the control file the status that `statuses` has for its name, or 0."""
         answer = None
         if script is not None:
-            answer = self._write_program("monit-answer", script)
-        self._write_program("monit", FAKE_MONITOR.format(
+            answer = self.write_program("monit-answer", script)
+        self.write_program("monit", FAKE_MONITOR.format(
             statuses=statuses or {}, script=answer, log=str(self._call_log())))
         self.forget_calls()
 
@@ -170,7 +170,14 @@ class Panel:
         if exit_status is None:
             (self.root / "admin/sbin/noupgradecheck").unlink(missing_ok=True)
         else:
-            self._write_program("noupgradecheck", f"#!/bin/sh\n{commands}\nexit {exit_status}\n")
+            self.write_program("noupgradecheck", f"#!/bin/sh\n{commands}\nexit {exit_status}\n")
+
+    def write_program(self, name, text):
+        """Installs a program of the panel's, with its #! line. Returns its path."""
+        path = self.root / "admin/sbin" / name
+        path.write_text(text, encoding="utf-8")
+        path.chmod(0o755)
+        return str(path)
 
     def catalogue(self, po_text, locale="de"):
         """Installs a message catalogue made of the text of a .po file."""
@@ -190,12 +197,6 @@ class Panel:
 
     def _call_log(self):
         return self.root / "monitor-calls"
-
-    def _write_program(self, name, text):
-        path = self.root / "admin/sbin" / name
-        path.write_text(text, encoding="utf-8")
-        path.chmod(0o755)
-        return str(path)
 
 
 # --- Reports

@@ -1,0 +1,298 @@
+"""Monitors, repair commands and upgrade tools that misbehave, and texts that XML cannot carry."""
+
+import os
+import pty
+import re
+import signal
+import subprocess
+import unittest
+
+from panel import KELDOCTL, PATH, SERVICES, Panel, Problem, down_report, report, restart
+
+UPGRADING = report([Problem("upgrade", "Upgrade is in progress. Please wait.", "minor")])
+WEB_DOWN = "<monit><service><name>web</name><status>1</status></service></monit>"
+GATE = "/usr/local/kvr/gate"  # a fifo that a program waits at
+
+# The signals that end a program which does not care.
+ENDING = sorted(set(range(1, 32)) - {signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH,
+                                     signal.SIGSTOP, signal.SIGTSTP, signal.SIGTTIN,
+                                     signal.SIGTTOU})
+
+
+class ProgramTest(unittest.TestCase):
+    """One service, web, and fakes without anything between them and the run."""
+
+    def setUp(self):
+        self.panel = Panel()
+        self.panel.remove_definitions()
+        self.panel.write_service("web")
+        self.monitor("")
+
+    def monitor(self, commands):
+        """Installs a monitor that is these shell commands."""
+        self.panel.write_program("monit", "#!/bin/sh\n" + commands)
+
+    def repair_with(self, commands):
+        """The report of a repair of web with these commands."""
+        self.panel.write_service("web", start=commands)
+        return self.run_whole("--repair", "restart-service:web")
+
+    def run_whole(self, *arguments):
+        done = self.panel.run(*arguments)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+        return done.stdout
+
+    def check_log(self, commands, log, status="ok"):
+        expected = report(actions=[restart("web", status=status, log=log)])
+        self.assertTrue(self.repair_with(commands) == expected)  # too long to be shown
+
+
+class OutputTest(ProgramTest):
+    LINES = "yes \"<x>$(printf '%01016d' 0)</x>\" | head -n 102400"  # of 1024 bytes each
+
+    def test_a_monitor_that_prints_a_hundred_megabytes_of_xml(self):
+        self.monitor(f"echo '<monit>'; {self.LINES}\n"
+                     f"echo '{WEB_DOWN.removeprefix('<monit>')}'")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_a_monitor_that_prints_a_hundred_megabytes_of_nothing(self):
+        for tail in ("", " | tr '\\0' x"):
+            with self.subTest(tail):
+                self.monitor("head -c 100000000 /dev/zero" + tail)
+                self.assertEqual(self.run_whole("--status"), report())
+
+    def test_an_upgrade_tool_that_prints_a_hundred_megabytes(self):
+        self.panel.upgrade_tool(1, commands="head -c 100000000 /dev/zero | tr '\\0' x")
+        self.assertEqual(self.run_whole("--status"), UPGRADING)
+
+    def test_a_repair_that_prints_a_hundred_megabytes(self):
+        self.check_log("head -c 100000000 /dev/zero | tr '\\0' x", "x" * 100000000)
+
+    def test_output_that_comes_byte_by_byte(self):
+        self.panel.write_program("monit", f"""#!/usr/bin/python3 -IS
+import os
+for byte in {WEB_DOWN.encode()!r}:
+    os.write(1, bytes([byte]))
+""")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_a_nul_byte_hides_the_rest_of_a_monitors_chunk(self):
+        self.monitor(f"printf '{WEB_DOWN}\\0no XML'")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_noise_on_all_descriptors(self):
+        noise = "\n".join(f"echo noise >&{number}" for number in (0, *range(2, 10)))
+        self.monitor(f"({noise}) 2>/dev/null; echo '{WEB_DOWN}'")
+        self.panel.upgrade_tool(0, commands=f"({noise}) 2>/dev/null; echo noise")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_descriptors_that_a_program_moves_and_closes(self):
+        self.monitor(f"exec 7>&1 1>&2 2>&- 0>&-; echo noise; echo '{WEB_DOWN}' >&7")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+
+class EndTest(ProgramTest):
+    """When a program has ended, and what of."""
+
+    def setUp(self):
+        super().setUp()
+        os.mkfifo(GATE)
+
+    def started(self, *arguments):
+        return subprocess.Popen([KELDOCTL, *arguments], env={"PATH": PATH},
+                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE)
+
+    def finished(self, run):
+        """Opens the gate, where somebody waits, and returns the run's report."""
+        with open(GATE, "w", encoding="utf-8"):
+            pass
+        stdout, stderr = run.communicate()
+        self.assertEqual((run.returncode, stderr), (0, b""))
+        return stdout
+
+    def test_output_ends_with_the_last_process_that_holds_it(self):
+        # What the process in the background has to say comes when the monitor is long gone.
+        self.monitor(f"printf '{WEB_DOWN[:40]}'\n"
+                     f"{{ read line < {GATE}; echo '{WEB_DOWN[40:]}'; }} &")
+        self.assertEqual(self.finished(self.started("--status")), down_report("web"))
+
+    def test_a_repairs_output_does_so_too(self):
+        self.panel.write_service("web", start=f"echo now; {{ read line < {GATE}; echo late; }} &")
+        self.assertEqual(self.finished(self.started("--repair", "restart-service:web")),
+                         report(actions=[restart("web", status="ok", log="now\nlate\n")]))
+
+    def test_closed_output_is_not_the_end(self):
+        self.panel.upgrade_tool(1, commands=f"exec >&- 2>&-; read line < {GATE}")
+        self.assertEqual(self.finished(self.started("--status")), UPGRADING)
+
+    def test_closed_output_is_not_a_repairs_end(self):
+        self.panel.write_service("web", start=f"exec >&- 2>&-; read line < {GATE}; exit 3")
+        self.assertEqual(self.finished(self.started("--repair", "restart-service:web")),
+                         report(actions=[restart("web", status="error")]))
+
+    def test_a_monitor_that_dies_has_said_what_it_said(self):
+        for number in ENDING:
+            with self.subTest(signal.Signals(number).name):
+                self.monitor(f"ulimit -c 0; echo '{WEB_DOWN}'; kill -{number} $$")
+                self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_an_upgrade_tool_that_dies_tells_of_no_upgrade(self):
+        for number in ENDING:
+            with self.subTest(signal.Signals(number).name):
+                self.panel.upgrade_tool(1, commands=f"ulimit -c 0; kill -{number} $$")
+                self.assertEqual(self.run_whole("--status"), report())
+
+    def test_a_repair_whose_shell_dies_is_a_success(self):
+        for number in ENDING:
+            with self.subTest(signal.Signals(number).name):
+                self.check_log(f"ulimit -c 0; echo dying; kill -{number} $$", "dying\n")
+
+    def test_a_repair_that_kills_what_waits_for_it_is_an_error(self):
+        # That process leaves the shell alone with the end of a session and with the keyboard.
+        for number in sorted(set(ENDING) - {signal.SIGINT, signal.SIGQUIT}):
+            with self.subTest(signal.Signals(number).name):
+                self.check_log(f"ulimit -c 0; echo dying; kill -{number} $PPID", "dying\n",
+                               status="error")
+
+    def test_a_monitor_that_kills_what_waits_for_it_has_said_what_it_said(self):
+        self.monitor(f"echo '{WEB_DOWN}'; kill -9 $PPID")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_programs_that_are_stopped_have_not_ended(self):
+        for stopped in ("$$", "$PPID"):
+            with self.subTest(stopped):
+                self.monitor(f"sh -c 'kill -STOP $0; kill -CONT $0' {stopped}; echo '{WEB_DOWN}'")
+                self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_programs_that_ignore_every_signal(self):
+        self.monitor(f"trap '' $(seq 1 31); echo '{WEB_DOWN}'")
+        self.panel.upgrade_tool(0, commands="trap '' $(seq 1 31)")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
+
+    def test_of_256_exit_statuses_only_0_is_a_repairs_success(self):
+        names = [f"s{status:03}" for status in range(256)]
+        for status, name in enumerate(names):
+            self.panel.write_service(name, start=f"exit {status}")
+        stdout = self.run_whole("--repair", *[f"restart-service:{name}" for name in names])
+        self.assertEqual(stdout, report(actions=[
+            restart(name, status="ok" if name == "s000" else "error") for name in names]))
+
+    def test_of_256_exit_statuses_only_1_means_an_upgrade(self):
+        self.panel.remove_definitions()
+        upgrading = []
+        for status in range(256):
+            self.panel.upgrade_tool(status)
+            if self.run_whole("--status") != report():
+                upgrading.append(status)
+        self.assertEqual(upgrading, [1])
+
+
+class StartTest(ProgramTest):
+    def check_as_missing(self, install):
+        """With what `install` puts at a path in place of both programs, no service is down."""
+        for name in ("monit", "noupgradecheck"):
+            path = self.panel.root / "admin/sbin" / name
+            path.unlink()
+            install(path)
+        self.assertEqual(self.run_whole("--status"), report())
+
+    def test_a_directory_in_place_of_a_program(self):
+        self.check_as_missing(os.mkdir)
+
+    def test_a_program_without_its_interpreter(self):
+        def install(path):
+            path.write_text("#!/no/such/interpreter\n", encoding="utf-8")
+            path.chmod(0o755)
+        self.check_as_missing(install)
+
+    def test_a_program_that_is_no_program(self):
+        def install(path):
+            path.write_bytes(b"\x7fELF" + bytes(range(256)))
+            path.chmod(0o755)
+        self.check_as_missing(install)
+
+    def test_a_link_that_leads_to_itself(self):
+        self.check_as_missing(lambda path: path.symlink_to(path.name))
+
+
+class TerminalTest(ProgramTest):
+    def test_a_program_that_changes_the_terminal(self):
+        # The run has a terminal of its own to lose; its report goes to a pipe.
+        self.monitor(f"exec 3<>/dev/tty; stty raw -echo <&3; echo noise >&3; echo '{WEB_DOWN}'")
+        master, slave = pty.openpty()
+        os.set_blocking(master, False)
+        done = self.panel.run("--status", program=["setsid", "--ctty", "--wait", KELDOCTL],
+                              stdin=slave, stderr=slave)
+        self.assertEqual((done.returncode, done.stdout), (0, down_report("web")))
+        self.assertEqual(os.read(master, 100), b"noise\n")  # nothing else, and no \r: it is raw
+        os.close(slave)
+        os.close(master)
+
+
+def carried(data):
+    """The text that a report has of the bytes of a log."""
+    return re.sub("[^\t\n\r\x20-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]", "\ufffd",
+                  data.decode("utf-8", "replace"))
+
+
+class TextTest(ProgramTest):
+    """Bytes that are no UTF-8, and characters that XML does not have, in logs and in ids."""
+
+    def check(self, data):
+        output = self.panel.root / "output"
+        output.write_bytes(data)
+        self.check_log(f"cat {output}", carried(data))
+
+    def test_colours_and_control_bytes(self):
+        self.assertEqual(
+            self.repair_with(r"printf '\033[31mred\033[0m\007 \001\037 \177 \r\n\t'"),
+            report(actions=[restart("web", status="ok", log="\ufffd[31mred\ufffd[0m\ufffd "
+                                    "\ufffd\ufffd \x7f \r\n\t")]))
+
+    def test_latin1(self):
+        self.check_log(r"printf 'l\344uft gr\374n'", "l\ufffduft gr\ufffdn")
+
+    def test_a_character_cut_in_half(self):
+        self.check_log(r"printf '\342\202'", "\ufffd")
+        self.check_log(r"printf '\360\237\230 \360\237x\360'", "\ufffd \ufffdx\ufffd")
+
+    def test_surrogates_and_overlong_forms_and_what_is_beyond_unicode(self):
+        self.check_log(r"printf '\355\240\200 \300\200 \340\200\200 \364\220\200\200 \377\376'",
+                       "\ufffd\ufffd\ufffd \ufffd\ufffd \ufffd\ufffd\ufffd "
+                       "\ufffd\ufffd\ufffd\ufffd \ufffd\ufffd")
+
+    def test_noncharacters(self):
+        self.check_log(r"printf '\357\277\276 \357\277\277 \357\267\220 \364\217\277\277'",
+                       "\ufffd \ufffd \ufdd0 \U0010ffff")
+
+    def test_every_pair_of_bytes(self):
+        rest = bytes(sorted(set(range(1, 256)) - {ord("&")}))  # a NUL or & would hide others
+        self.check(b"".join(bytes((first, second)) + b"\n" for first in rest for second in rest))
+
+    def test_every_kind_of_long_sequence(self):
+        edges = b"\x20\x7f\x80\x8f\x90\x9f\xa0\xbf\xc0\xc2\xe0\xf0\xff"
+        self.check(b"".join(bytes((first, second, third)) + b"\n" for first in range(0xE0, 0xF0)
+                            for second in edges for third in edges))
+        self.check(b"".join(bytes((first, second, third, fourth)) + b"\n"
+                            for first in range(0xEF, 0xF8) for second in edges for third in edges
+                            for fourth in b"\x20\x80\xbf\xff"))
+
+    def test_every_character_of_the_first_plane(self):
+        text = "".join(chr(c) for c in range(1, 0x10000) if not 0xD800 <= c < 0xE000 and c != 0x26)
+        self.check(text.encode())
+
+    def test_an_id_that_is_no_utf8(self):
+        content = (SERVICES / "web.xml").read_bytes()
+        for name, shown in ((b"caf\xe9", "caf\ufffd"), (b"a\x1b\xff", "a\ufffd\ufffd")):
+            with self.subTest(name):
+                with open(b"/service/" + name + b".xml", "wb") as file:
+                    file.write(content)
+                self.assertEqual(
+                    self.run_whole("--repair", b"restart-service:" + name),
+                    report(actions=[restart(shown, "web title", status="ok")]))
+
+
+if __name__ == "__main__":
+    unittest.main()
