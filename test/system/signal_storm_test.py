@@ -1,0 +1,62 @@
+"""Whole runs that a signal interrupts every millisecond."""
+
+import os
+import unittest
+
+from panel import Panel
+
+COUNT = "/usr/local/kvr/signal-count"
+STORM = {"LD_PRELOAD": os.environ["SIGNAL_STORM"], "SIGNAL_STORM_COUNT": COUNT}
+
+
+class SignalStormTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+
+    def check(self, *arguments):
+        """Compares a run with one that is left in peace."""
+        expected = self.panel.run(*arguments)
+        calls = len(self.panel.calls())
+        done = self.panel.run(*arguments, env=STORM)
+        self.assertEqual((done.returncode, done.stdout, done.stderr),
+                         (0, expected.stdout, b""))
+        self.assertEqual(len(self.panel.calls()), 2 * calls)
+        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+        with open(COUNT, encoding="utf-8") as count:
+            self.assertGreater(int(count.read()), 0)
+
+    def test_all_well(self):
+        self.panel.write_definition("mysql", None)
+        self.check("--status")
+
+    def test_a_service_down(self):
+        self.panel.fake_monitor({"web": 1})
+        self.check("--status")
+
+    def test_a_large_answer_of_the_monitor(self):
+        self.panel.fake_monitor(script="#!/bin/sh\necho '<monit>'; yes '<x/>' | head -n 1000000\n"
+                                       "echo '<service><name>web</name><status>1</status></service>"
+                                       "</monit>'\n")
+        self.check("--status")
+
+    def test_an_upgrade(self):
+        self.panel.upgrade_tool(1, commands="head -c 10000000 /dev/zero | tr '\\0' x")
+        self.check("--status")
+
+    def test_a_repair(self):
+        self.panel.fake_monitor({"web": 1})
+        self.panel.write_service("web", stop="echo stopped", start="echo started >&2; exit 1")
+        self.check("--repair", "restart-service:web")
+
+    def test_a_repair_with_a_large_log(self):
+        self.panel.write_service("web", start="head -c 10000000 /dev/zero | tr '\\0' x")
+        self.check("--repair", "restart-service:web")
+
+    def test_a_large_definition(self):
+        self.panel.fake_monitor({"web": 1})
+        self.panel.write_service("web", ports=[(number, {}) for number in range(1, 50001)])
+        self.check("--status")
+
+
+if __name__ == "__main__":
+    unittest.main()
