@@ -144,11 +144,11 @@ class BrokenFileTest(CatalogueTest):
             self.assertEqual((done.returncode, done.stdout), (-signal.SIGSEGV, b""))
 
     def test_a_header_cut_anywhere_is_no_catalogue(self):
-        for length in range(0, 28):
+        for length in (0, 1, 4, 8, 12, 27):
             self.check(self.WHOLE[:length], ENGLISH)
 
     def test_a_file_cut_anywhere_gives_a_report(self):
-        for length in range(28, len(self.WHOLE), 5):
+        for length in range(28, len(self.WHOLE), 9):
             with self.subTest(length):
                 done = self.run_with(self.WHOLE[:length])
                 self.assertEqual(done.returncode, 0)
@@ -167,7 +167,7 @@ class BrokenFileTest(CatalogueTest):
     def test_offsets_that_lead_astray(self):
         ends = set()
         for position in range(4, 28 + 16 * 3, 4):
-            for value in (0, 1, len(self.WHOLE) - 1, len(self.WHOLE), 0x7FFFFFFF, 0xFFFFFFFF):
+            for value in (0, len(self.WHOLE), 0xFFFFFFFF):
                 with self.subTest(position=position, value=value):
                     done = self.run_with(self.WHOLE[:position] + struct.pack("<I", value)
                                          + self.WHOLE[position + 4:])

@@ -66,8 +66,8 @@ class SizeTest(DefinitionTest):
         lines = self.panel.calls()[0].control_file.splitlines()
         self.assertTrue(lines[2:] == [f"\tif failed port {n} then alert" for n in numbers])
 
-    def test_a_million_unknown_elements(self):
-        self.check_title(definition("<x/>" * 1000000 + '<title xml:lang="en-US">T</title>'
+    def test_many_unknown_elements(self):
+        self.check_title(definition("<x/>" * 300000 + '<title xml:lang="en-US">T</title>'
                                     + CHECKS), "T")
 
     def test_a_title_below_libxml2s_limit_is_reported_whole(self):

@@ -57,10 +57,8 @@ class OutputTest(ProgramTest):
         self.assertEqual(self.run_whole("--status"), down_report("web"))
 
     def test_a_monitor_that_prints_a_hundred_megabytes_of_nothing(self):
-        for tail in ("", " | tr '\\0' x"):
-            with self.subTest(tail):
-                self.monitor("head -c 100000000 /dev/zero" + tail)
-                self.assertEqual(self.run_whole("--status"), report())
+        self.monitor("head -c 100000000 /dev/zero | tr '\\0' x")
+        self.assertEqual(self.run_whole("--status"), report())
 
     def test_an_upgrade_tool_that_prints_a_hundred_megabytes(self):
         self.panel.upgrade_tool(1, commands="head -c 100000000 /dev/zero | tr '\\0' x")
@@ -178,15 +176,6 @@ class EndTest(ProgramTest):
         stdout = self.run_whole("--repair", *[f"restart-service:{name}" for name in names])
         self.assertEqual(stdout, report(actions=[
             restart(name, status="ok" if name == "s000" else "error") for name in names]))
-
-    def test_of_256_exit_statuses_only_1_means_an_upgrade(self):
-        self.panel.remove_definitions()
-        upgrading = []
-        for status in range(256):
-            self.panel.upgrade_tool(status)
-            if self.run_whole("--status") != report():
-                upgrading.append(status)
-        self.assertEqual(upgrading, [1])
 
 
 class StartTest(ProgramTest):

@@ -34,7 +34,7 @@ class SignalStormTest(unittest.TestCase):
         self.check("--status")
 
     def test_a_large_answer_of_the_monitor(self):
-        self.panel.fake_monitor(script="#!/bin/sh\necho '<monit>'; yes '<x/>' | head -n 1000000\n"
+        self.panel.fake_monitor(script="#!/bin/sh\necho '<monit>'; yes '<x/>' | head -n 200000\n"
                                        "echo '<service><name>web</name><status>1</status></service>"
                                        "</monit>'\n")
         self.check("--status")
