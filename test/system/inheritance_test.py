@@ -102,18 +102,22 @@ class DescriptorTest(InheritanceTest):
                 self.assertEqual((done.returncode, output.read()), (0, self.repaired()))
 
     def test_a_full_pipe_that_does_not_block(self):
-        log = "x" * 1000000
         self.repair("head -c 1000000 /dev/zero | tr '\\0' x")
+        os.mkfifo("/usr/local/kvr/trace")
         reader, writer = os.pipe()
         os.set_blocking(writer, False)
         filling = os.write(writer, b"-" * (1 << 20))  # as much as there is room for
-        run = subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"], env={"PATH": PATH},
+        run = subprocess.Popen(["strace", "-qq", "-e", "trace=write", "-o", "/usr/local/kvr/trace",
+                                KELDOCTL, "--repair", "restart-service:web"], env={"PATH": PATH},
                                stdin=subprocess.DEVNULL, stdout=writer)
         os.close(writer)
-        with open(reader, "rb") as output:
+        with open(reader, "rb") as output, open("/usr/local/kvr/trace", encoding="utf-8") as trace:
+            # Nothing is read before the run has met the full pipe.
+            self.assertTrue(any("EAGAIN" in line for line in trace))
             received = output.read()
+            trace.read()
         self.assertEqual(run.wait(), 0)
-        self.assertTrue(received == b"-" * filling + self.repaired(log))
+        self.assertTrue(received == b"-" * filling + self.repaired("x" * 1000000))
 
     def test_a_pipe_that_nobody_reads(self):
         reader, writer = os.pipe()
@@ -207,11 +211,11 @@ class EndedRunTest(InheritanceTest):
 
     def check_ended(self, number, preexec=None):
         with self.waiting(preexec) as run:
-            run.send_signal(number)
-            run.wait()
-            left = os.listdir(self.panel.root / "tmp")
+            run.send_signal(number)  # it gets nowhere after that
         output = run.communicate()
-        os.waitpid(-1, 0)  # what waits for the monitor
+        with contextlib.suppress(ChildProcessError):
+            os.waitpid(-1, 0)  # what waits for the monitor
+        left = os.listdir(self.panel.root / "tmp")
         self.assertEqual((run.returncode, output, left), (-number, (b"", b""), []))
 
     def test_a_signal_while_the_monitor_runs_leaves_no_control_file(self):
