@@ -299,7 +299,7 @@ class FileTest(DefinitionTest):
         self.assertEqual(self.status(), report())
 
     def test_links_that_lead_nowhere_or_to_no_text(self):
-        for target in ("web.xml", "missing", "/dev/null", "/dev/zero", "/dev/full", "/proc/self/mem"):
+        for target in ("web.xml", "missing", "/dev/null", "/dev/zero", "/proc/self/mem"):
             with self.subTest(target):
                 os.symlink(target, SERVICES / "web.xml")
                 self.assertEqual(self.status(), report())
