@@ -8,6 +8,7 @@ import contextlib
 import ctypes
 import os
 import resource
+import select
 import shutil
 import signal
 import socket
@@ -209,12 +210,16 @@ class EndedRunTest(InheritanceTest):
         with open(self.GATE, "wb"):
             pass
 
+    def reap(self):
+        """Waits for what a run that was ended has left to wait for its command."""
+        with contextlib.suppress(ChildProcessError):
+            os.waitpid(-1, 0)
+
     def check_ended(self, number, preexec=None):
         with self.waiting(preexec) as run:
             run.send_signal(number)  # it gets nowhere after that
         output = run.communicate()
-        with contextlib.suppress(ChildProcessError):
-            os.waitpid(-1, 0)  # what waits for the monitor
+        self.reap()
         left = os.listdir(self.panel.root / "tmp")
         self.assertEqual((run.returncode, output, left), (-number, (b"", b""), []))
 
@@ -228,6 +233,20 @@ class EndedRunTest(InheritanceTest):
     def test_a_signal_that_the_caller_had_blocked_does_so_too(self):
         self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT)
         self.check_ended(signal.SIGTERM, block_all)
+
+    def test_the_callers_pipes_end_with_the_run_and_not_with_the_monitor(self):
+        self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT)
+        with self.waiting() as run:
+            run.kill()
+            run.wait()
+            pipes = [run.stdout.fileno(), run.stderr.fileno()]
+            poll = select.poll()
+            for pipe in pipes:
+                poll.register(pipe, 0)
+            ended = poll.poll(0)
+        run.communicate()
+        self.reap()
+        self.assertEqual(ended, [(pipe, select.POLLHUP) for pipe in pipes])
 
     def test_a_signal_while_a_repair_runs(self):
         self.repair(self.WAIT)
