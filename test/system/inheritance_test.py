@@ -123,8 +123,7 @@ class DescriptorTest(InheritanceTest):
     def test_a_pipe_that_nobody_reads(self):
         reader, writer = os.pipe()
         os.close(reader)
-        # The database client library has SIGPIPE ignored once it was used.
-        self.assertIn(self.run_repair(stdout=writer).returncode, (0, -signal.SIGPIPE))
+        self.assertEqual(self.run_repair(stdout=writer).returncode, 0)
         os.close(writer)
 
     def test_a_full_device(self):
