@@ -1,0 +1,201 @@
+"""The whole fault campaign: every fault that there is, in every scenario. Run by script/faults.
+
+    campaign.py                        the whole
+    campaign.py SCENARIO[/KIND]...     these scenarios alone, or their faults of one kind
+    campaign.py --case SCENARIO FAULT  one run, its fault named as the campaign names it
+"""
+
+import collections
+import contextlib
+import json
+import subprocess
+import sys
+import threading
+import time
+
+from database import Database
+from panel import PROJECT
+
+import injection
+import places
+import promise
+import scenarios
+
+WORKERS = 2
+PROGRESS = 1000  # cases
+
+
+# --- On a private host
+
+
+class Host:
+    """Runs cases on this private host, scenario by scenario."""
+
+    def __init__(self):
+        injection.become_subreaper()
+        self._database = None
+
+    def close(self):
+        self._set_database(False)
+
+    def lay_out(self, scenario):
+        self._set_database(scenario.database)
+        scenarios.lay_out(scenario, self._database)
+
+    def _set_database(self, wanted):
+        if wanted and self._database is None:
+            self._database = Database()
+        elif not wanted and self._database is not None:
+            self._database.stop()
+            self._database = None
+
+    def trace(self, scenario):
+        """The calls of a run in which nothing goes wrong, which it is made sure of."""
+        for _ in range(2):  # the first may find caches empty
+            outcome = injection.run(scenario, None)
+            if outcome.stdout != promise.whole_report(scenario):
+                raise RuntimeError(f"{scenario.name}: without a fault, {outcome}")
+        return injection.trace()
+
+
+def case(scenario, fault):
+    """Runs one case. Returns how many calls went wrong, how many there were, if that is known, and
+    the complaints."""
+    outcome = injection.run(scenario, fault)
+    complaints = promise.complaints(scenario, fault, outcome)
+    return outcome.faults, outcome.calls, complaints
+
+
+def cases(scenario, kind, calls, worker, workers):
+    """Runs every workers-th place of a scenario, or of one kind of faults there; yields faults with
+    how many calls went wrong and the complaints."""
+    fixed = [place for place in places.system_places(calls) + places.child_places(scenario)
+             if kind in ("", place[0].kind)]
+    for place in fixed[worker::workers]:
+        for fault in place:
+            faults, _, complaints = case(scenario, fault)
+            if faults == 0:
+                complaints.append("the fault did not come about")
+            yield fault, faults, complaints
+    for series in places.series():
+        if kind in ("", series.faults[0].kind):
+            yield from series_cases(scenario, series, worker + 1, workers)
+
+
+def series_cases(scenario, series, number, step):
+    """The same for a series, from that number on to the last call that a run makes."""
+    goes_on = True
+    while goes_on:
+        for fault in series.at(number):
+            faults, count, complaints = case(scenario, fault)
+            if faults == 0 and count is not None and count < number:
+                goes_on = False  # the run makes no such call any more
+                if complaints:
+                    yield fault, 0, complaints
+                continue
+            if faults == 0:
+                complaints.append("the fault did not come about")
+            yield fault, faults, complaints
+        number += step
+
+
+def work(worker, workers, names):
+    """Prints a line of JSON for each case."""
+    with contextlib.closing(Host()) as host:
+        for name, _, kind in (name.partition("/") for name in names):
+            scenario = scenarios.SCENARIOS[name]
+            host.lay_out(scenario)
+            calls = host.trace(scenario)
+            for fault, faults, complaints in cases(scenario, kind, calls, worker, workers):
+                print(json.dumps((name, str(fault), faults, complaints)), flush=True)
+
+
+def one_case(name, words):
+    scenario = scenarios.SCENARIOS[name]
+    fault = injection.Fault.parse(words)
+    with contextlib.closing(Host()) as host:
+        host.lay_out(scenario)
+        outcome = injection.run(scenario, fault)
+    print(injection.LOG.read_text(encoding="utf-8", errors="replace"))
+    print(outcome._replace(stdout=b"..."), outcome.stdout.decode(), sep="\n")
+    found = promise.complaints(scenario, fault, outcome)
+    print("\n".join(found) or "nothing to complain of")
+    return 1 if found else 0
+
+
+# --- On the machine
+
+
+class Tally:
+    """What the campaign has come to, by scenario."""
+
+    def __init__(self):
+        self.cases = collections.Counter()
+        self.faults = collections.Counter()
+        self.places = collections.defaultdict(set)
+        self.broken = collections.Counter()
+        self._lock = threading.Lock()
+        self._begin = time.monotonic()
+
+    def add(self, name, fault, faults, complaints):
+        with self._lock:
+            self.cases[name] += faults > 0
+            self.faults[name] += faults
+            self.places[name].add(injection.Fault.parse(fault.split()).place())
+            self.broken[name] += bool(complaints)
+            if complaints:
+                print(f"BROKEN {name} {fault}: {'; '.join(complaints)}", flush=True)
+            if sum(self.cases.values()) % PROGRESS == 0:
+                print(f"{sum(self.cases.values())} faults in {self._minutes()} minutes, "
+                      f"now {name} {fault}", flush=True)
+
+    def _minutes(self):
+        return round((time.monotonic() - self._begin) / 60, 1)
+
+    def print(self):
+        print(f"\n{'run':16} {'faults':>8} {'places':>8} {'failed calls':>13} {'broken':>8}")
+        for name in self.cases:
+            print(f"{name:16} {self.cases[name]:8} {len(self.places[name]):8} "
+                  f"{self.faults[name]:13} {self.broken[name]:8}")
+        print(f"{'total':16} {self.cases.total():8} {sum(map(len, self.places.values())):8} "
+              f"{self.faults.total():13} {self.broken.total():8}")
+
+
+def start_worker(worker, names):
+    command = [PROJECT / "host/run", "--bare", sys.executable, __file__, "--worker", str(worker),
+               *names]
+    return subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+
+
+def direct(names):
+    """Has the workers run the campaign. Returns an exit status."""
+    tally = Tally()
+    workers = [start_worker(number, names) for number in range(WORKERS)]
+    readers = [threading.Thread(target=read_cases, args=(worker, tally)) for worker in workers]
+    for reader in readers:
+        reader.start()
+    for reader in readers:
+        reader.join()
+    tally.print()
+    failed = [worker for worker in workers if worker.wait() != 0]
+    if failed:
+        print(f"{len(failed)} of {WORKERS} workers failed")
+    return 1 if failed or tally.broken.total() or not tally.cases.total() else 0
+
+
+def read_cases(worker, tally):
+    for line in worker.stdout:
+        tally.add(*json.loads(line))
+
+
+def main(arguments):
+    if arguments[:1] == ["--worker"]:
+        work(int(arguments[1]), WORKERS, arguments[2:])
+        return 0
+    if arguments[:1] == ["--case"]:
+        return one_case(arguments[1], arguments[2:])
+    return direct(arguments or list(scenarios.SCENARIOS))
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

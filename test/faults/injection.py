@@ -1,0 +1,265 @@
+"""Runs of keldoctl in which a call goes wrong, and what can be seen of them.
+
+Three things make calls go wrong: strace, which answers a system call in the kernel's place; and two
+libraries loaded before all others, one in place of the allocator, one in front of calls that the
+kernel cannot be made to answer otherwise (fault_plan.h).
+"""
+
+import collections
+import ctypes
+import errno
+import os
+import pathlib
+import re
+import signal
+import subprocess
+from typing import NamedTuple
+
+from panel import KELDOCTL, PATH, PROJECT, PRODUCT_ROOT
+
+import scenarios
+
+LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", PROJECT / "build/release/test"))
+LOG = pathlib.Path("/run/fault-log")
+CONTROL_FILES = PRODUCT_ROOT / "tmp"
+HANGS_AFTER = 60  # seconds; a run takes a twentieth of one
+PR_SET_CHILD_SUBREAPER = 36
+STANDARD_STREAMS = {0, 1, 2}
+
+
+class Fault(NamedTuple):
+    """What goes wrong: the `number`th call of `call`, or that and all that follow.
+
+    The `kind` is "system", a system call of keldoctl's own that fails with `error`; "child", a call
+    of its forks, of the `child`th or of all; "memory", an allocation that fails; "short", a transfer
+    that moves one byte alone; "close", a descriptor that is closed, but with `error`.
+    """
+
+    kind: str
+    call: str
+    number: int
+    error: str  # "-" where the kind says it all
+    forever: bool
+    child: int = 0  # 0 for all
+
+    def __str__(self):
+        return (f"{self.kind} {self.call} {self.number} {self.error} "
+                f"{'forever' if self.forever else 'once'} {self.child}")
+
+    @classmethod
+    def parse(cls, words):
+        """The fault that str() has made these words of."""
+        kind, call, number, error, duration, child = words
+        return cls(kind, call, int(number), error, duration == "forever", int(child))
+
+    def place(self):
+        return self.kind, self.call, self.number, self.child
+
+    def is_traced(self):
+        """Whether strace is what makes the call go wrong."""
+        return self.kind == "system" or self.call == "clone3"
+
+
+class Outcome(NamedTuple):
+    """What a run did."""
+
+    status: int  # as of subprocess; None where it had to be killed since it did not end
+    stdout: bytes
+    faults: int  # how many calls went wrong
+    calls: int  # how many of that name there were; None where that is not known
+    contexts: frozenset  # what went wrong served these (see Walk); None where that is not known
+    open: tuple  # descriptors that were open when the run ended by itself
+    orphans: tuple  # names of processes that were left behind
+    control_files: tuple  # names of control files that were left behind
+
+
+# --- A run
+
+
+def become_subreaper():
+    """Makes processes that a run leaves behind children of this one."""
+    if ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
+        raise OSError(ctypes.get_errno(), "prctl")
+
+
+def run(scenario, fault):
+    """One run of the scenario, with a fault or, where that is None, without. To be called after
+    become_subreaper() and scenarios.lay_out()."""
+    scenarios.prepare(scenario)
+    LOG.unlink(missing_ok=True)
+    others = children()
+    program, environment = injector(fault)
+    process = subprocess.Popen([*program, *scenario.arguments],
+                               env={"PATH": PATH} | scenario.environment() | environment,
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, start_new_session=True)
+    try:
+        stdout, _ = process.communicate(timeout=HANGS_AFTER)
+        status = process.returncode
+    except subprocess.TimeoutExpired:
+        os.killpg(process.pid, signal.SIGKILL)
+        stdout, _ = process.communicate()
+        status = None
+    orphans = tuple(sorted(end(child) for child in children() - others))
+    return Outcome(status, stdout, *what_happened(fault), orphans, remove_control_files())
+
+
+def injector(fault):
+    """The command that runs keldoctl with the fault, and what it needs in its environment."""
+    if fault is None or fault.is_traced():
+        return [*strace(fault), KELDOCTL], {}
+    library = "failing_allocator" if fault.kind == "memory" else "odd_calls"
+    plan = {"LD_PRELOAD": str(LIBRARIES / f"{library}.so"), "FAULT_CALL": fault.call,
+            "FAULT_NUMBER": str(fault.number), "FAULT_LOG": str(LOG)}
+    if fault.forever:
+        plan["FAULT_FOREVER"] = "1"
+    if fault.kind == "child":
+        plan["FAULT_CHILD"] = str(fault.child)
+    if fault.error != "-":
+        plan["FAULT_ERROR"] = str(getattr(errno, fault.error))
+    return [KELDOCTL], plan
+
+
+def strace(fault):
+    command = ["strace", "-qq", "-s", "64", "-e", "signal=none", "-o", LOG]
+    if fault is None:
+        return command
+    when = f"{fault.number}{'+' * fault.forever}"
+    inject = f"inject={fault.call}:error={fault.error}:when={when}"
+    return [*command, *["-f"] * (fault.kind == "child"), "-e", inject]
+
+
+def children():
+    """The process ids of this process's children."""
+    return set(pathlib.Path("/proc/self/task", str(os.getpid()), "children").read_text().split())
+
+
+def end(process):
+    """Ends a child of this process that somebody else has left behind. Returns its name."""
+    name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
+    os.kill(int(process), signal.SIGKILL)
+    os.waitpid(int(process), 0)
+    return name
+
+
+def remove_control_files():
+    files = sorted(CONTROL_FILES.iterdir())
+    for file in files:
+        file.unlink()
+    return tuple(file.name for file in files)
+
+
+# --- What happened
+
+
+def what_happened(fault):
+    """From the log: how many faults there were, how many calls, what they served, and which
+    descriptors were open at the end."""
+    lines = []
+    if LOG.exists():
+        lines = LOG.read_text(encoding="utf-8", errors="replace").splitlines()
+    if fault is None or fault.is_traced():
+        walk = Walk(lines)
+        calls = sum(call.name == fault.call for call in walk.calls) if fault else None
+        return len(walk.faults), calls, frozenset(walk.faults), tuple(sorted(walk.open))
+    calls = [int(line.split()[1]) for line in lines if line.startswith("calls ")]
+    left = [int(line.split()[1]) for line in lines if line.startswith("open ")]
+    contexts = {"short": frozenset(), "close": frozenset(),
+                "child": frozenset({f"command:{fault.child}"})}
+    return (lines.count("fault"), calls[0] if calls else None, contexts.get(fault.kind),
+            tuple(left))
+
+
+def trace():
+    """The calls of the last run, which strace has watched."""
+    return Walk(LOG.read_text(encoding="utf-8", errors="replace").splitlines()).calls
+
+
+class Call(NamedTuple):
+    """One system call of keldoctl itself. `arguments` and `result` are strace's texts."""
+
+    name: str
+    number: int  # of the calls of that name, from 1 on
+    arguments: str
+    result: str
+    context: str
+
+    def failed(self):
+        return self.result.startswith("-1 ")
+
+
+LINE = re.compile(r"(?:(\d+) +)?(\w+)\((.*?)(?:\) += (.*)| <unfinished \.\.\.>)")
+
+# What begins with a call, by its name and the start of its arguments, in the order in which they
+# are tried. Two kinds are numbered: each "connection" of the run, and each "command".
+BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, context in (
+    ("fcntl", r"0, F_GETFD", "start"),
+    ("openat", r'[^"]*"[^"]*/locale', "language"),
+    ("dup2?", "", "streams"),
+    ("openat", r'[^"]*"/dev/null', "streams"),
+    ("openat", r'[^"]*"/etc/kvr/kvr.conf', "configuration"),
+    ("openat|newfstatat", r'[^"]*"/service/(\w+)\.xml', "definition"),
+    ("openat", r'[^"]*"/etc/kvr/.kvr.shadow', "connection"),
+    ("openat", r'[^"]*"[^"]*/tmp/monitrc.*O_EXCL', "control"),
+    ("pipe2", "", "command"),
+    ("unlink", r'"[^"]*/tmp/monitrc', "removal"),
+    ("write", r'1, "<\?xml', "report"),
+)]
+NUMBERED = {"connection", "control", "command"}
+OPENING = {"openat", "socket", "dup"}
+
+
+class Walk:
+    """Goes through the trace of a run, from the first call of main() on, and notes what each call
+    served, that is, in which context it was made: "definition:web", "command:2", "report"...
+    """
+
+    def __init__(self, lines):
+        self.calls = []  # with those before main(), whose context is "loader"
+        self.faults = []  # the context of each call that was injected
+        self.open = set()
+        self._context = "loader"
+        self._numbers = collections.Counter()
+        self._process = None
+        for line in lines:
+            self._add(line)
+
+    def _add(self, line):
+        match = LINE.match(line)
+        own = False
+        if match:
+            process, name, arguments, result = match.groups()
+            self._process = self._process or process
+            own = process == self._process
+        if own:
+            self._enter(name, arguments)
+            self._numbers[name] += 1
+            call = Call(name, self._numbers[name], arguments, result or "", self._context)
+            self.calls.append(call)
+            self._follow(call)
+        if line.endswith("(INJECTED)"):
+            self.faults.append(self._context)
+
+    def _enter(self, name, arguments):
+        for names, start, context in BEGINNINGS:
+            match = re.fullmatch(names, name) and start.match(arguments)
+            if not match or (self._context == "loader" and context != "start"):
+                continue
+            if context in NUMBERED:
+                self._numbers[context] += 1
+                context += f":{self._numbers[context]}"
+            elif match.groups():
+                context += f":{match[1]}"
+            self._context = context
+            return
+
+    def _follow(self, call):
+        """Keeps account of open descriptors."""
+        if call.name == "close":
+            self.open.discard(int(call.arguments))
+        elif not call.failed() and self._context != "loader":
+            if call.name in OPENING or (call.name == "fcntl" and "F_DUPFD" in call.arguments):
+                self.open.add(int(call.result.split()[0]))
+            elif call.name == "pipe2":
+                self.open.update(map(int, re.findall(r"\d+", call.arguments)[:2]))
+        self.open -= STANDARD_STREAMS

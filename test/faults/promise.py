@@ -1,0 +1,301 @@
+"""What keldoctl promises whatever goes wrong, and whether a run has kept it.
+
+Standard output carries one complete well-formed document, or nothing from a run that ends
+abnormally; nothing is left behind; and the document says what it would say otherwise, but for what
+could not be found out.
+"""
+
+import xml.etree.ElementTree as ElementTree
+
+from panel import Action, Problem, report
+
+import scenarios
+from scenarios import Findings
+
+RUNNER_FAILURES = tuple(f"keldoctl: failed to {what}" for what in (
+    "create a pair of file descriptors", "create a child process", "suspends execution"))
+NOT_EXECUTED = "keldoctl: failed to execute a command -- "
+UPGRADE = "Upgrade is in progress. Please wait."
+LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
+MEMORY_CALLS = ("mmap", "brk", "mprotect")
+
+
+class Broken(Exception):
+    """What a run did that it must not do."""
+
+
+def complaints(scenario, fault, outcome):
+    """All that a run did and must not do, as a list of texts."""
+    found = []
+    if outcome.status is None:
+        found.append("it hangs")
+    if outcome.control_files and (fault is None or fault.call != "unlink"):
+        found.append(f"control files are left: {' '.join(outcome.control_files)}")
+    # A wait that was injected has waited for nobody.
+    if outcome.orphans and outcome.status is not None and (
+            fault is None or fault.call != "wait4"):
+        found.append(f"processes are left: {' '.join(outcome.orphans)}")
+    if outcome.open and outcome.status == 0:
+        found.append(f"descriptors are open: {outcome.open}")
+    try:
+        if outcome.status is not None:
+            check_output(scenario, fault, outcome)
+    except Broken as broken:
+        found.append(str(broken))
+    return found
+
+
+def check_output(scenario, fault, outcome):
+    contexts = licences(scenario, fault, outcome)
+    if writing_failed(fault, outcome):
+        # What was written stays.
+        if not whole_report(scenario).startswith(outcome.stdout):
+            raise Broken(f"printed {outcome.stdout!r}")
+        return
+    if not outcome.stdout:
+        if outcome.status == 0:
+            raise Broken("ends normally without a report")
+        if not may_end_abnormally(fault, outcome):
+            raise Broken(f"ends abnormally, with status {outcome.status}")
+        return
+    if outcome.status != 0:
+        raise Broken(f"ends with status {outcome.status} and printed {outcome.stdout!r}")
+    check_document(scenario, fault, outcome.stdout, contexts)
+
+
+def writing_failed(fault, outcome):
+    return (fault is not None and fault.call == "write" and fault.error not in ("EINTR", "-")
+            and outcome.contexts is not None and "report" in outcome.contexts)
+
+
+def may_end_abnormally(fault, outcome):
+    """Without memory a run may; without the real standard output it has to."""
+    if fault is None:
+        return False
+    return (fault.kind == "memory" or fault.call in MEMORY_CALLS
+            or (fault.call == "dup2" and "streams" in outcome.contexts))
+
+
+# --- The document
+
+
+def whole_report(scenario):
+    """What a run prints in which nothing goes wrong."""
+    return rendered(scenario, scenario.findings)
+
+
+def rendered(scenario, findings):
+    """The document that says that, in the scenario's language."""
+    german = scenario.language != "en-US"
+    first = 0 if german else -1
+    problems = [down_problem(service, *scenarios.down_texts(service)[first])
+                for service in sorted(findings.down)]
+    if findings.upgrade:
+        problems.append(Problem("upgrade", UPGRADE, "minor"))
+    actions = {service: Action(f"restart-service:{service}", *texts_of_restart(service, first))
+               for service in findings.down}
+    for service, status, log in findings.repairs:
+        actions[service] = Action(f"restart-service:{service}", *texts_of_restart(service, first),
+                                  status, log)
+    return report(problems, [actions[service] for service in sorted(actions)])
+
+
+def texts_of_restart(service, which):
+    return scenarios.restart_texts(service)[which]
+
+
+def down_problem(service, text, language):
+    action = f"restart-service:{service}"
+    return Problem(f"service-down:{service}", text, actions=(action,), default=action,
+                   language=language)
+
+
+def check_document(scenario, fault, document, contexts):
+    try:
+        root = ElementTree.fromstring(document)
+    except ElementTree.ParseError as error:
+        raise Broken(f"printed {document!r}, which is not XML: {error}") from error
+    if document != read_again(root):
+        if fault is not None and fault.kind == "memory" and is_part(
+                root, ElementTree.fromstring(whole_report(scenario))):
+            return
+        raise Broken(f"printed a document of another form: {document.decode()}")
+    explained = list(deviations(scenario, root))
+    unexplained = [what for what, reasons in explained if not reasons & contexts]
+    if unexplained:
+        raise Broken(f"says {', '.join(unexplained)}")
+    if fault is not None and fault.kind == "memory" and not fault.forever and explained:
+        if not set.intersection(*[set(reasons) for _, reasons in explained]):
+            raise Broken(f"one fault, several effects: {', '.join(what for what, _ in explained)}")
+
+
+def read_again(root):
+    """The document of the same contents, as keldoctl writes it."""
+    problems = []
+    for element in root.findall("problem"):
+        message = element.find("message")
+        actions = element.findall("solutions/action")
+        default = [action.get("id") for action in actions if action.get("default") == "true"]
+        problems.append(Problem(
+            element.get("id", ""), text_of(message), element.findtext("severity"),
+            tuple(action.get("id", "") for action in actions),
+            default[0] if default else None, language_of(message)))
+    actions = []
+    for element in root.findall("action"):
+        message = element.find("message")
+        actions.append(Action(element.get("id", ""), text_of(message), language_of(message),
+                              element.findtext("status"), element.findtext("log", "")))
+    return report(problems, actions)
+
+
+def text_of(element):
+    return "" if element is None else element.text or ""
+
+
+def language_of(element):
+    return "" if element is None else element.get(LANGUAGE, "")
+
+
+def is_part(part, whole):
+    """Whether an element is another one of which elements, attributes and texts are missing."""
+    if part.tag != whole.tag or not set(part.items()) <= set(whole.items()):
+        return False
+    if (part.text or "").strip() not in ("", (whole.text or "").strip()):
+        return False
+    candidates = iter(whole)
+    return all(any(is_part(child, candidate) for candidate in candidates) for child in part)
+
+
+# --- What a document says
+
+
+def findings_of(root):
+    """What the document says, without the texts in it."""
+    problems = [problem.get("id") for problem in root.findall("problem")]
+    down = frozenset(problem.removeprefix("service-down:") for problem in problems
+                     if problem.startswith("service-down:"))
+    repairs = tuple((action.get("id").removeprefix("restart-service:"), action.findtext("status"),
+                     action.findtext("log", "")) for action in root.findall("action")
+                    if action.find("status") is not None)
+    return Findings("upgrade" in problems, down, repairs)
+
+
+def deviations(scenario, root):
+    """How the document differs from what it would be with nothing going wrong: pairs of a
+    description and the contexts, any of which explains it."""
+    found = findings_of(root)
+    expected = scenario.findings
+    if expected.upgrade and not found.upgrade:
+        yield "that no upgrade runs", {"upgrade"}
+        expected = scenario.without_upgrade
+    elif found.upgrade != expected.upgrade:
+        yield "that an upgrade runs", set()
+    yield from service_deviations(scenario, found, expected)
+    yield from repair_deviations(found, expected)
+    yield from text_deviations(scenario, root)
+    yield from structure_deviations(root)
+
+
+def service_deviations(scenario, found, expected):
+    for service in sorted(expected.down - found.down):
+        reasons = {f"definition:{service}", f"monitor:{service}"}
+        if service in scenario.started:
+            reasons.add("connection:1")
+        yield f"that {service} is up", reasons
+    for service in sorted(found.down - expected.down):
+        reasons = set()
+        if service == "mysql":
+            reasons = {"connection:2"}
+        elif service in scenario.stopped:
+            reasons = {"connection:1"}
+        elif service in scenario.repairs:
+            reasons = {f"repair:{service}"}
+        yield f"that {service} is down", reasons
+
+
+def repair_deviations(found, expected):
+    outcomes = {service: (status, log) for service, status, log in found.repairs}
+    for service, status, log in expected.repairs:
+        if service not in outcomes:
+            yield f"nothing of the repair of {service}", {f"definition:{service}"}
+            continue
+        outcome = outcomes.pop(service)
+        if outcome != (status, log):
+            known = outcome[0] == "error" and (
+                outcome[1] in ("", *RUNNER_FAILURES) or outcome[1].startswith(NOT_EXECUTED))
+            yield (f"that the repair of {service} had the outcome {outcome}",
+                   {f"repair:{service}"} if known or log.startswith(outcome[1]) else set())
+    for service in outcomes:
+        yield f"that {service} was repaired", set()
+
+
+def text_deviations(scenario, root):
+    for element in root:
+        message = element.find("message")
+        if message is None:
+            yield f"nothing of what {element.get('id')} is", set()
+            continue
+        text = (message.text, message.get(LANGUAGE))
+        if element.get("id") == "upgrade":
+            right, known = [(UPGRADE, "en-US")], []
+        else:
+            service = element.get("id").partition(":")[2]
+            texts = (scenarios.down_texts if element.tag == "problem"
+                     else scenarios.restart_texts)(service)
+            right, known = ([texts[0]], texts[1:]) if scenario.language != "en-US" else (
+                [texts[-1]], [])
+        if text not in right:
+            yield f"{text}", {"language"} if text in known else set()
+
+
+def structure_deviations(root):
+    """The problems and actions have to belong together."""
+    findings = findings_of(root)
+    repaired = {service for service, _, _ in findings.repairs}
+    actions = {action.get("id").removeprefix("restart-service:")
+               for action in root.findall("action")}
+    if actions != findings.down | repaired:
+        yield f"the actions {sorted(actions)}", set()
+    for problem in root.findall("problem"):
+        service = problem.get("id").removeprefix("service-down:")
+        severity = "minor" if service == "upgrade" else "major"
+        solutions = [(action.get("id"), action.get("default"))
+                     for action in problem.findall("solutions/action")]
+        right = [] if service == "upgrade" else [(f"restart-service:{service}", "true")]
+        if problem.findtext("severity") != severity or solutions != right:
+            yield f"another severity or solution of {problem.get('id')}", set()
+
+
+# --- Which deviations a fault allows
+
+
+def licences(scenario, fault, outcome):
+    """The contexts in which the run's faults were, by the names that deviations() has for them."""
+    if fault is None:
+        return set()
+    if outcome.contexts is None:  # a fault that may have been anywhere
+        return everything(scenario)
+    names = {name_of(context, scenario) for context in outcome.contexts}
+    if fault.forever and any(name.startswith("monitor:") for name in names):
+        # Without the services before it, which one a command was for is not known.
+        names |= {f"monitor:{service}" for service in (*scenario.checked(), *scenario.stopped)}
+    return names
+
+
+def everything(scenario):
+    services = {*scenario.checked(), *scenario.stopped, "mysql"}
+    return ({"upgrade", "language", "connection:1", "connection:2"}
+            | {f"{kind}:{service}" for kind in ("definition", "monitor", "repair")
+               for service in services})
+
+
+def name_of(context, scenario):
+    kind, _, which = context.partition(":")
+    commands = [*(f"repair:{service}" for service in scenario.repairs), "upgrade",
+                *(f"monitor:{service}" for service in scenario.checked())]
+    controls = [f"monitor:{service}" for service in scenario.checked()]
+    names = {"command": commands, "control": controls}.get(kind)
+    if names is None:
+        return context
+    position = int(which) - 1
+    return names[position] if position < len(names) else "monitor:?"

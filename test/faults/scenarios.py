@@ -1,0 +1,129 @@
+"""The kinds of runs that faults are injected into, each with the report that it prints otherwise."""
+
+import os
+import pathlib
+import shutil
+from typing import NamedTuple
+
+from panel import CORE_SERVICES, PASSWORD, PROJECT, Panel, title_of
+
+DOWN = pathlib.Path("/run/down")  # a file here for each service that the monitor finds down
+CATALOGUE = "share/locale/de/LC_MESSAGES/keldoctl.mo"
+LOCALES = os.environ.get("LOCPATH_UTF8", PROJECT / "build/release/locales/utf8")
+BUILD = pathlib.Path(LOCALES).parents[1]
+START, STOP = 1, 2  # the ids of the actions in the panel's database
+
+# Written for the shell that starts fastest, and of its built-in commands alone.
+MONITOR = f"""#!/bin/sh
+read -r _ _ service <"$2"
+status=0
+[ -e {DOWN}/"$service" ] && status=512
+printf '<monit><service><name>%s</name><status>%d</status></service></monit>\\n' \\
+    "$service" "$status"
+"""
+
+# The C library would look for a source of service names that few machines have, in 75 places.
+NAME_SERVICES = "services: files\n"
+
+
+class Findings(NamedTuple):
+    """What a report says, whatever the language."""
+
+    upgrade: bool = False
+    down: frozenset = frozenset()
+    repairs: tuple = ()  # triples of a service, "ok" or "error", and the log
+
+
+class Scenario(NamedTuple):
+    """One kind of run."""
+
+    name: str
+    arguments: tuple
+    findings: Findings
+    without_upgrade: Findings = None  # what the run would find if it missed the upgrade
+    language: str = "en-US"
+    down: tuple = ()  # what the monitor finds down before the run
+    started: tuple = ()  # services that the panel's action log has as started last
+    stopped: tuple = ()  # the same, as stopped
+    database: bool = True
+    repairs: tuple = ()  # the services to be repaired
+
+    def checked(self):
+        """The services that the monitor is asked about, in order."""
+        return [service for service in (*CORE_SERVICES, *self.started)
+                if service != "mysql" and service not in self.stopped]
+
+    def environment(self):
+        return {"LOCPATH": str(LOCALES)} if self.language != "en-US" else {}
+
+
+SCENARIOS = {scenario.name: scenario for scenario in (
+    Scenario("status-well", ("--status",), Findings(), down=("mail",), stopped=("mail",),
+             started=("redis",)),
+    Scenario("status-one-down", ("--status",), Findings(down=frozenset({"web"})), down=("web",)),
+    Scenario("upgrade", ("--status",), Findings(upgrade=True), down=("web",), database=False,
+             without_upgrade=Findings(down=frozenset({"mysql", "web"}))),
+    Scenario("database-down", ("--status",), Findings(down=frozenset({"mysql"})), database=False),
+    Scenario("repair-two-ids", ("--repair", "restart-service:web", "restart-service:dns"),
+             Findings(down=frozenset({"dns"}),
+                      repairs=(("web", "ok", "web: stopped\nweb: started\n"),
+                               ("dns", "error", "dns: stopped\ndns: failed\n"))),
+             down=("web", "dns"), repairs=("web", "dns")),
+    Scenario("german", ("--status", "--language=de-DE"), Findings(down=frozenset({"web"})),
+             language="de-DE", down=("web",)),
+)}
+
+
+def german_title(service):
+    return f"{service} auf Deutsch"
+
+
+def down_texts(service):
+    """What a report may call the service's failure in German, as pairs of a text and its language:
+    as it should be, and, with less and less of the language to be had, otherwise."""
+    return [(f"Der Dienst „{german_title(service)}“ ist ausgeschaltet.", "de-DE"),
+            (f"The {german_title(service)} service is switched off.", "en-US"),
+            (f"The {title_of(service)} service is switched off.", "en-US")]
+
+
+def restart_texts(service):
+    """The same for the action that restarts it."""
+    return [(f"Den Dienst „{german_title(service)}“ neu starten.", "de-DE"),
+            (f"Restart the {german_title(service)} service.", "en-US"),
+            (f"Restart the {title_of(service)} service.", "en-US")]
+
+
+def lay_out(scenario, database):
+    """Lays out the panel for a scenario; returns it. `database` is None where the scenario is to
+    find none."""
+    panel = Panel()
+    pathlib.Path("/etc/nsswitch.conf").write_text(NAME_SERVICES, encoding="utf-8")
+    for service in (*CORE_SERVICES, *scenario.started):
+        panel.write_service(service, titles={"de-DE": german_title(service)},
+                            stop=f"echo {service}: stopped", start=start_commands(service))
+    monitor = panel.root / "admin/sbin/monit"
+    monitor.write_text(MONITOR, encoding="utf-8")
+    panel.upgrade_tool(int(scenario.findings.upgrade))
+    if scenario.language != "en-US":
+        (panel.root / CATALOGUE).parent.mkdir(parents=True)
+        shutil.copy(BUILD / CATALOGUE, panel.root / CATALOGUE)
+    if scenario.database:
+        database.reset()
+        database.log_action(START, *scenario.started)
+        database.log_action(STOP, *scenario.stopped)
+    panel.set_password(PASSWORD + b"\n" if scenario.database else b"no server to take it\n")
+    return panel
+
+
+def start_commands(service):
+    if service == "web":
+        return f"rm -f {DOWN}/web; echo web: started"
+    return f"echo {service}: failed; exit 3"
+
+
+def prepare(scenario):
+    """Brings about what a run starts from."""
+    shutil.rmtree(DOWN, ignore_errors=True)
+    DOWN.mkdir()
+    for service in scenario.down:
+        (DOWN / service).touch()
