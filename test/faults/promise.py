@@ -29,11 +29,11 @@ def complaints(scenario, fault, outcome):
     found = []
     if outcome.status is None:
         found.append("it hangs")
-    if outcome.control_files and (fault is None or fault.call != "unlink"):
+    if outcome.control_files and not (fault and fault.call == "unlink"):
         found.append(f"control files are left: {' '.join(outcome.control_files)}")
-    # A wait that was injected has waited for nobody.
-    if outcome.orphans and outcome.status is not None and (
-            fault is None or fault.call != "wait4"):
+    # A wait that finds no child has waited for nobody.
+    if outcome.orphans and outcome.status is not None and not (
+            fault and fault.call == "wait4" and fault.error == "ECHILD"):
         found.append(f"processes are left: {' '.join(outcome.orphans)}")
     if outcome.open and outcome.status == 0:
         found.append(f"descriptors are open: {outcome.open}")
@@ -46,7 +46,6 @@ def complaints(scenario, fault, outcome):
 
 
 def check_output(scenario, fault, outcome):
-    contexts = licences(scenario, fault, outcome)
     if writing_failed(fault, outcome):
         # What was written stays.
         if not whole_report(scenario).startswith(outcome.stdout):
@@ -60,17 +59,17 @@ def check_output(scenario, fault, outcome):
         return
     if outcome.status != 0:
         raise Broken(f"ends with status {outcome.status} and printed {outcome.stdout!r}")
-    check_document(scenario, fault, outcome.stdout, contexts)
+    check_document(scenario, outcome, licences(scenario, fault, outcome))
 
 
 def writing_failed(fault, outcome):
-    return (fault is not None and fault.call == "write" and fault.error not in ("EINTR", "-")
+    return (fault and fault.call == "write" and fault.error not in ("EAGAIN", "EINTR", "-")
             and outcome.contexts is not None and "report" in outcome.contexts)
 
 
 def may_end_abnormally(fault, outcome):
     """Without memory a run may; without the real standard output it has to."""
-    if fault is None:
+    if fault is None or fault.error == "EINTR":
         return False
     return (fault.kind == "memory" or fault.call in MEMORY_CALLS
             or (fault.call == "dup2" and "streams" in outcome.contexts))
@@ -81,27 +80,17 @@ def may_end_abnormally(fault, outcome):
 
 def whole_report(scenario):
     """What a run prints in which nothing goes wrong."""
-    return rendered(scenario, scenario.findings)
-
-
-def rendered(scenario, findings):
-    """The document that says that, in the scenario's language."""
-    german = scenario.language != "en-US"
-    first = 0 if german else -1
-    problems = [down_problem(service, *scenarios.down_texts(service)[first])
+    findings = scenario.findings
+    which = 0 if scenario.language != "en-US" else -1  # of the texts, the right ones
+    problems = [down_problem(service, *scenarios.down_texts(service)[which])
                 for service in sorted(findings.down)]
     if findings.upgrade:
         problems.append(Problem("upgrade", UPGRADE, "minor"))
-    actions = {service: Action(f"restart-service:{service}", *texts_of_restart(service, first))
-               for service in findings.down}
-    for service, status, log in findings.repairs:
-        actions[service] = Action(f"restart-service:{service}", *texts_of_restart(service, first),
-                                  status, log)
-    return report(problems, [actions[service] for service in sorted(actions)])
-
-
-def texts_of_restart(service, which):
-    return scenarios.restart_texts(service)[which]
+    outcomes = {service: outcome for service, *outcome in findings.repairs}
+    actions = [Action(f"restart-service:{service}", *scenarios.restart_texts(service)[which],
+                      *outcomes.get(service, ()))
+               for service in sorted(findings.down | outcomes.keys())]
+    return report(problems, actions)
 
 
 def down_problem(service, text, language):
@@ -110,26 +99,24 @@ def down_problem(service, text, language):
                    language=language)
 
 
-def check_document(scenario, fault, document, contexts):
+def check_document(scenario, outcome, contexts):
+    document = outcome.stdout
     try:
         root = ElementTree.fromstring(document)
     except ElementTree.ParseError as error:
         raise Broken(f"printed {document!r}, which is not XML: {error}") from error
-    if document != read_again(root):
-        if fault is not None and fault.kind == "memory" and is_part(
-                root, ElementTree.fromstring(whole_report(scenario))):
-            return
+    if document != written_again(root):
         raise Broken(f"printed a document of another form: {document.decode()}")
     explained = list(deviations(scenario, root))
     unexplained = [what for what, reasons in explained if not reasons & contexts]
     if unexplained:
         raise Broken(f"says {', '.join(unexplained)}")
-    if fault is not None and fault.kind == "memory" and not fault.forever and explained:
-        if not set.intersection(*[set(reasons) for _, reasons in explained]):
+    if outcome.faults == 1 and explained:
+        if not set.intersection(*[reasons for _, reasons in explained]):
             raise Broken(f"one fault, several effects: {', '.join(what for what, _ in explained)}")
 
 
-def read_again(root):
+def written_again(root):
     """The document of the same contents, as keldoctl writes it."""
     problems = []
     for element in root.findall("problem"):
@@ -154,16 +141,6 @@ def text_of(element):
 
 def language_of(element):
     return "" if element is None else element.get(LANGUAGE, "")
-
-
-def is_part(part, whole):
-    """Whether an element is another one of which elements, attributes and texts are missing."""
-    if part.tag != whole.tag or not set(part.items()) <= set(whole.items()):
-        return False
-    if (part.text or "").strip() not in ("", (whole.text or "").strip()):
-        return False
-    candidates = iter(whole)
-    return all(any(is_part(child, candidate) for candidate in candidates) for child in part)
 
 
 # --- What a document says
@@ -209,7 +186,7 @@ def service_deviations(scenario, found, expected):
         elif service in scenario.stopped:
             reasons = {"connection:1"}
         elif service in scenario.repairs:
-            reasons = {f"repair:{service}"}
+            reasons = {f"repair:{service}", f"output:{service}"}
         yield f"that {service} is down", reasons
 
 
@@ -221,12 +198,20 @@ def repair_deviations(found, expected):
             continue
         outcome = outcomes.pop(service)
         if outcome != (status, log):
-            known = outcome[0] == "error" and (
-                outcome[1] in ("", *RUNNER_FAILURES) or outcome[1].startswith(NOT_EXECUTED))
             yield (f"that the repair of {service} had the outcome {outcome}",
-                   {f"repair:{service}"} if known or log.startswith(outcome[1]) else set())
+                   reasons_for_outcome(service, *outcome, (status, log)))
     for service in outcomes:
         yield f"that {service} was repaired", set()
+
+
+def reasons_for_outcome(service, status, log, expected):
+    """A repair that could not be made says why, or nothing where even that failed. Of one whose
+    output could not be read to its end, that is missing."""
+    if status == "error" and (log in ("", *RUNNER_FAILURES) or log.startswith(NOT_EXECUTED)):
+        return {f"repair:{service}"}
+    if status == expected[0] and expected[1].startswith(log):
+        return {f"output:{service}"}
+    return set()
 
 
 def text_deviations(scenario, root):
@@ -275,7 +260,13 @@ def licences(scenario, fault, outcome):
         return set()
     if outcome.contexts is None:  # a fault that may have been anywhere
         return everything(scenario)
-    names = {name_of(context, scenario) for context in outcome.contexts}
+    contexts = outcome.contexts
+    if fault.error == "EINTR":  # keldoctl itself makes an interrupted call again
+        contexts = {context for context in contexts if not context.startswith("command:")}
+    names = {name_of(context, scenario) for context in contexts}
+    if fault.call == "read":
+        names |= {f"output:{service}" for service in scenario.repairs
+                  if f"repair:{service}" in names}
     if fault.forever and any(name.startswith("monitor:") for name in names):
         # Without the services before it, which one a command was for is not known.
         names |= {f"monitor:{service}" for service in (*scenario.checked(), *scenario.stopped)}
