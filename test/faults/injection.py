@@ -11,6 +11,7 @@ import errno
 import os
 import pathlib
 import re
+import select
 import signal
 import subprocess
 from typing import NamedTuple
@@ -93,15 +94,22 @@ def run(scenario, fault):
                                env={"PATH": PATH} | scenario.environment() | environment,
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.DEVNULL, start_new_session=True)
-    try:
-        stdout, _ = process.communicate(timeout=HANGS_AFTER)
-        status = process.returncode
-    except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)
-        stdout, _ = process.communicate()
-        status = None
+    status = wait_for(process)
     orphans = tuple(sorted(end(child) for child in children() - others))
+    # Read now that nobody can hold the other end: a report is less than a pipe takes.
+    stdout, _ = process.communicate()
     return Outcome(status, stdout, *what_happened(fault), orphans, remove_control_files())
+
+
+def wait_for(process):
+    """Returns the process's exit status, or None where it had to be killed."""
+    descriptor = os.pidfd_open(process.pid)
+    ended, _, _ = select.select([descriptor], [], [], HANGS_AFTER)
+    os.close(descriptor)
+    if not ended:
+        os.killpg(process.pid, signal.SIGKILL)
+    status = process.wait()
+    return status if ended else None
 
 
 def injector(fault):
