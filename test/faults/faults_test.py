@@ -5,7 +5,6 @@ import itertools
 import unittest
 
 import places
-import promise
 import scenarios
 from campaign import Host, case
 from injection import Fault

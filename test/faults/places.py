@@ -68,7 +68,8 @@ class Series(NamedTuple):
 
 def system_places(calls):
     """For each system call of a trace (Walk.calls) that can fail, the faults that can happen there:
-    a list of lists."""
+    a list of lists. What the loader calls before main() is not keldoctl's: it says itself what it
+    lacks, and ends."""
     places = []
     for call in calls:
         if call.context != "loader" and call.name not in PACED and can_fail(call):
