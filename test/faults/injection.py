@@ -199,7 +199,7 @@ class Call(NamedTuple):
 LINE = re.compile(r"(?:(\d+) +)?(\w+)\((.*?)(?:\) += (.*)| <unfinished \.\.\.>)")
 
 # What begins with a call, by its name and the start of its arguments, in the order in which they
-# are tried. Two kinds are numbered: each "connection" of the run, and each "command".
+# are tried.
 BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, context in (
     ("fcntl", r"0, F_GETFD", "start"),
     ("openat", r'[^"]*"[^"]*/locale', "language"),
@@ -213,7 +213,8 @@ BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, contex
     ("unlink", r'"[^"]*/tmp/monitrc', "removal"),
     ("write", r'1, "<\?xml', "report"),
 )]
-NUMBERED = {"connection", "control", "command"}
+NUMBERED = {"connection", "control", "command"}  # through the run
+TALKING = {"poll", "recvfrom", "sendto"}  # to the database, in between other things
 OPENING = {"openat", "socket", "dup"}
 
 
@@ -249,6 +250,9 @@ class Walk:
             self.faults.append(self._context)
 
     def _enter(self, name, arguments):
+        if name in TALKING:
+            self._context = f"connection:{self._numbers['connection']}"
+            return
         for names, start, context in BEGINNINGS:
             match = re.fullmatch(names, name) and start.match(arguments)
             if not match or (self._context == "loader" and context != "start"):
