@@ -64,7 +64,7 @@ class MemoryTest(FaultTest):
 
     def test_some_allocations_of_a_run_with_repairs(self):
         self.lay_out("repair-two-ids")
-        self.check_series(places.memory_series(), 29)
+        self.check_series(places.memory_series(), 13)
 
 
 class TransferTest(FaultTest):
