@@ -21,6 +21,10 @@ int __real_xmlXPathRegisterNs(xmlXPathContextPtr context, const xmlChar* prefix,
                               const xmlChar* uri);
 int __wrap_xmlXPathRegisterNs(xmlXPathContextPtr context, const xmlChar* prefix,
                               const xmlChar* uri);
+xmlXPathObjectPtr __real_xmlXPathEvalExpression(const xmlChar* expression,
+                                                xmlXPathContextPtr context);
+xmlXPathObjectPtr __wrap_xmlXPathEvalExpression(const xmlChar* expression,
+                                                xmlXPathContextPtr context);
 char* __real_strdup(const char* text);
 char* __wrap_strdup(const char* text);
 int __real_pipe(int* ends);
@@ -36,6 +40,13 @@ xmlXPathContextPtr __wrap_xmlXPathNewContext(xmlDocPtr document) {
 int __wrap_xmlXPathRegisterNs(xmlXPathContextPtr context, const xmlChar* prefix,
                               const xmlChar* uri) {
     return forcedFailures.registerNamespace ? -1 : __real_xmlXPathRegisterNs(context, prefix, uri);
+}
+
+xmlXPathObjectPtr __wrap_xmlXPathEvalExpression(const xmlChar* expression,
+                                                xmlXPathContextPtr context) {
+    const bool isCount = xmlStrncmp(expression, reinterpret_cast<const xmlChar*>("count("), 6) == 0;
+    return forcedFailures.elements && !isCount ? nullptr
+                                               : __real_xmlXPathEvalExpression(expression, context);
 }
 
 char* __wrap_strdup(const char* text) {

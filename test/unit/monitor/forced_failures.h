@@ -6,6 +6,7 @@ namespace keldo::test {
 struct ForcedFailures {
     bool newXPathContext = false;   ///< xmlXPathNewContext gives null
     bool registerNamespace = false; ///< xmlXPathRegisterNs registers nothing
+    bool elements = false;          ///< xmlXPathEvalExpression gives null, but for a count
     bool controlFileName = false;   ///< strdup of a control file's name gives null
     bool pipe = false;              ///< pipe gives -1
     bool read = false;              ///< read throws std::bad_alloc

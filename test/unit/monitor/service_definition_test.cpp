@@ -394,6 +394,14 @@ TEST_F(ReadServiceDefinition, ThrowsWhereThePrefixCannotBeRegistered) {
     EXPECT_THROW(readService(portOf("80")), boost::bad_lexical_cast);
 }
 
+TEST_F(ReadServiceDefinition, HasNoChecksWhereTheirElementsCannotBeFound) {
+    test::forcedFailures.elements = true;
+    const ServiceDefinition definition =
+        readService("<checks><unix-socket>/s</unix-socket><port number='80'/></checks>");
+    EXPECT_THAT(definition.unixSockets, IsEmpty());
+    EXPECT_THAT(definition.ports, IsEmpty());
+}
+
 TEST(ServiceDefinition, IsEmptyBeforeItsFileIsRead) {
     const ServiceDefinition definition;
     EXPECT_EQ("", definition.id);

@@ -11,7 +11,9 @@ keldo_unit_test(monitor
         xpath_test.cpp
         ../report/catalogue.cpp
     LIBRARIES keldo_exec
-    WRAP pipe read strdup xmlParseFile xmlXPathNewContext xmlXPathRegisterNs)
+    WRAP
+        pipe read strdup
+        xmlParseFile xmlXPathEvalExpression xmlXPathNewContext xmlXPathRegisterNs)
 target_compile_definitions(monitor_test PRIVATE
     KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}"
     KELDO_SCHEMA_HOST="${KELDO_SCHEMA_HOST}")
