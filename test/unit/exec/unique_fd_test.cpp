@@ -40,6 +40,13 @@ TEST(UniqueFd, OwnsNothingByDefaultAndClosesNothingThen) {
     EXPECT_EQ(errno, 0);
 }
 
+TEST(UniqueFd, IsTrueWhileItOwnsADescriptor) {
+    UniqueFd owner(openFile());
+    EXPECT_TRUE(owner);
+    owner.reset();
+    EXPECT_FALSE(owner);
+}
+
 TEST(UniqueFd, GivesItsDescriptorAwayWhenMoved) {
     const int fd = openFile();
     UniqueFd first(fd);
