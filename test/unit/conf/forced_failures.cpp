@@ -25,6 +25,7 @@ bool fails(Call call) {
 }
 
 std::vector<size_t> reallocSizes;
+int errnoOfFree = 0;
 
 } // namespace
 
@@ -32,6 +33,10 @@ namespace keldo::test {
 
 void failCall(Call call, int number) {
     callsToFailureOf(call) = number;
+}
+
+void setErrnoInFree(int error) {
+    errnoOfFree = error;
 }
 
 std::vector<size_t> reallocSizesIn(const std::function<void()>& action) {
@@ -47,6 +52,7 @@ void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* memory, size_t size);
 char* __real_strdup(const char* text);
+void __real_free(void* memory);
 int __real_vasprintf(char** text, const char* format, va_list args);
 
 void* __wrap_malloc(size_t size) {
@@ -64,6 +70,13 @@ void* __wrap_realloc(void* memory, size_t size) {
 
 char* __wrap_strdup(const char* text) {
     return fails(Call::strdup) ? nullptr : __real_strdup(text);
+}
+
+void __wrap_free(void* memory) {
+    __real_free(memory);
+    if (errnoOfFree != 0) {
+        errno = errnoOfFree;
+    }
 }
 
 int __wrap_vasprintf(char** text, const char* format, va_list args) {

@@ -12,6 +12,9 @@ enum class Call { malloc, calloc, realloc, strdup, vasprintf };
 /// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other.
 void failCall(Call call, int number = 1);
 
+/// Lets free() set errno, as POSIX allowed it to until 2024; 0 lets it not.
+void setErrnoInFree(int error);
+
 /// The sizes in bytes that realloc() is asked for by `action`, also in vain.
 std::vector<size_t> reallocSizesIn(const std::function<void()>& action);
 

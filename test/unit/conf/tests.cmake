@@ -6,10 +6,11 @@ keldo_unit_test(conf
         autoprepend_test.cpp
         config_value_test.cpp
         forced_failures.cpp
+        handles_test.cpp
         messages_test.cpp
         printed_text.cpp
         read_configuration_test.cpp
     WRAP
-        malloc calloc realloc strdup vasprintf getdelim qsort
+        malloc calloc realloc free strdup vasprintf getdelim qsort
         openlog closelog syslog vsyslog
         _Z10conf_get_rPKcPK8conf_rec)
