@@ -1,0 +1,32 @@
+/// Linked into every unit test program: where the code under test ends it by exit(0), which would
+/// look as if all tests had passed, it fails.
+
+#include <cstdio>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+pid_t testProgram = -1; // while tests run; not a child that a test forks
+
+void failPrematureExit() {
+    if (getpid() == testProgram) {
+        fputs("the program was ended before its tests\n", stderr);
+        _exit(EXIT_FAILURE);
+    }
+}
+
+class PrematureExitWatch : public testing::EmptyTestEventListener {
+    void OnTestProgramStart(const testing::UnitTest& /*program*/) override {
+        testProgram = getpid();
+        atexit(failPrematureExit);
+    }
+    void OnTestProgramEnd(const testing::UnitTest& /*program*/) override { testProgram = -1; }
+};
+
+[[gnu::constructor]] void watchForPrematureExit() {
+    testing::UnitTest::GetInstance()->listeners().Append(new PrematureExitWatch); // takes it over
+}
+
+} // namespace
