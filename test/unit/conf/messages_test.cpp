@@ -236,6 +236,16 @@ TEST_F(MessagesReportError, NamesNoErrorThatOnlyTheFormattingMade) {
               onBothStreams("\n"));
 }
 
+TEST_F(MessagesReportError, LeavesTheErrorAtEntryWhenTheFormattingFailsWithAnother) {
+    int error = 0;
+    printedBy([&] {
+        errno = 2;
+        report_error(0, 0, "%ls", L"\u20ac");
+        error = errno;
+    });
+    EXPECT_EQ(error, 2);
+}
+
 TEST_F(MessagesReportError, WritesTheErrorNumberWithoutDigitGrouping) {
     inFreshProcess([] {
         setenv("LOCPATH", KELDO_TEST_LOCALES "/utf8", 1);
