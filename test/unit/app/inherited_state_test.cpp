@@ -84,13 +84,24 @@ TEST_F(InheritedState, StaysInADirectoryThatIsThere) {
     EXPECT_TRUE(std::filesystem::equivalent(directory.path(), std::filesystem::current_path()));
 }
 
+TEST_F(InheritedState, HasNoFurtherDescriptorOpen) {
+    const auto nextDescriptor = [] {
+        const int next = dup(STDIN_FILENO);
+        close(next);
+        return next;
+    };
+    const int before = nextDescriptor();
+    makeInheritedStateSane();
+    EXPECT_EQ(before, nextDescriptor());
+}
+
 TEST_F(InheritedState, HasTheNullDeviceOnClosedStandardDescriptors) {
     const auto end = [] {
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO}) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             close(stream);
         }
         makeInheritedStateSane();
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO}) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             const std::string number = std::to_string(stream);
             if (std::filesystem::read_symlink("/proc/self/fd/" + number) != "/dev/null") {
                 _exit(1);

@@ -7,6 +7,7 @@
 #include <deque>
 #include <fcntl.h>
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
@@ -70,6 +71,9 @@ int __wrap_open64(const char* path, int flags, ...) {
 
 namespace keldo {
 namespace {
+
+using testing::StartsWith;
+using testing::ThrowsMessage;
 
 /// The open descriptors and the files that they lead to.
 using Descriptors = std::map<int, std::string>;
@@ -160,14 +164,14 @@ TEST_P(StandardStream, IsInheritedByChildrenAndTheRealOneIsNot) {
 }
 
 TEST_P(StandardStream, IsNotKeptOpenByAChildThatExecutesNothing) {
-    const Descriptors before = descriptors();
-    redirect();
     int fromChild[2] = {};
     ASSERT_EQ(0, pipe(fromChild));
+    Descriptors expected = descriptors();
+    expected[stream] = "/dev/null";
+    redirect();
     const pid_t child = fork();
     if (child == 0) {
-        const Descriptors inChild = descriptors();
-        const bool isKept = inChild.size() != before.size() + 2; // the pipe
+        const bool isKept = descriptors() != expected;
         static_cast<void>(!write(fromChild[1], isKept ? "y" : "n", 1));
         _exit(0);
     }
@@ -299,6 +303,15 @@ protected:
 
 TEST_F(SilencedOutput, TakesTheMessagesThatWouldSpoilTheReport) {
     redirectStdout();
+    redirectStdout();
+    const int during = messages_on_stdout;
+    restoreStdout();
+    EXPECT_EQ(1, during);
+}
+
+TEST_F(SilencedOutput, TakesTheMessagesAlsoWhereItWasClosed) {
+    close(STDOUT_FILENO);
+    redirectStdout();
     const int during = messages_on_stdout;
     restoreStdout();
     EXPECT_EQ(1, during);
@@ -326,7 +339,8 @@ TEST_F(SilencedOutput, GetsNoMessagesWhereItCannotBeSilenced) {
 TEST_F(SilencedOutput, ThatCannotBePutBackIsAnError) {
     redirectStdout();
     dup2Errors = {EINTR, EBUSY};
-    EXPECT_THROW(restoreStdout(), std::system_error);
+    EXPECT_THAT(restoreStdout,
+                ThrowsMessage<std::system_error>(StartsWith("standard output is lost")));
     restoreStdout(); // what was kept is closed
     EXPECT_EQ("/dev/null", descriptors().at(STDOUT_FILENO));
 }
