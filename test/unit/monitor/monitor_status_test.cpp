@@ -252,6 +252,12 @@ TEST_F(IsServiceRunning, RemovesTheControlFile) {
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
+TEST_F(IsServiceRunning, HoldsNoSignalBackWhileTheMonitorRuns) {
+    panel.installMonitor("grep SigBlk /proc/$$/status > $PANEL/signals");
+    isServiceRunning(web);
+    EXPECT_EQ("SigBlk:\t0000000000000000\n", panel.content("signals"));
+}
+
 TEST_F(IsServiceRunning, GoesOnWithoutAControlFile) {
     panel.installMonitor("echo \"$#: $*\" > $PANEL/words");
     test::forcedFailures.controlFileName = true;
