@@ -402,6 +402,18 @@ TEST_F(ReadServiceDefinition, HasNoChecksWhereTheirElementsCannotBeFound) {
     EXPECT_THAT(definition.ports, IsEmpty());
 }
 
+TEST_F(ReadServiceDefinition, LooksForAMissingFileNowhereElse) {
+    const std::string missing = directory.path() / "missing.xml";
+    const std::string other = directory.write("other.xml", test::definitionXml("other", ""));
+    const std::string catalogue = directory.write(
+        "catalogue.xml", "<catalog xmlns='urn:oasis:names:tc:entity:xmlns:xml:catalog'>"
+                         "<system systemId='" +
+                             missing + "' uri='" + other + "'/></catalog>");
+    setenv("XML_CATALOG_FILES", catalogue.c_str(), 1);
+    EXPECT_EQ(ServiceDefinition(), readServiceDefinition(missing));
+    unsetenv("XML_CATALOG_FILES");
+}
+
 TEST(ServiceDefinition, IsEmptyBeforeItsFileIsRead) {
     const ServiceDefinition definition;
     EXPECT_EQ("", definition.id);
