@@ -76,6 +76,11 @@ TEST(ReplaceUncarriable, KnowsEveryCharacterAsLibxml2Does) {
 }
 
 // The rows are the Unicode standard's own examples of maximal subparts, and the ends of each range.
+TEST(ReplaceUncarriable, KeepsACharacterThatAStrayByteFollows) {
+    EXPECT_EQ("é?", replaced("é\x80"));
+    EXPECT_EQ("€?", replaced("€\x80"));
+}
+
 TEST(ReplaceUncarriable, ReplacesEachMaximalIllFormedSubsequence) {
     const struct {
         std::string text;
