@@ -6,6 +6,7 @@
 
 #include <boost/lexical_cast.hpp>
 #include <clocale>
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -253,6 +254,9 @@ TEST_F(IsServiceRunning, RemovesTheControlFile) {
 }
 
 TEST_F(IsServiceRunning, HoldsNoSignalBackWhileTheMonitorRuns) {
+    sigset_t none; // however the tests were started
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     panel.installMonitor("grep SigBlk /proc/$$/status > $PANEL/signals");
     isServiceRunning(web);
     EXPECT_EQ("SigBlk:\t0000000000000000\n", panel.content("signals"));
