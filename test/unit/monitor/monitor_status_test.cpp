@@ -257,7 +257,7 @@ TEST_F(IsServiceRunning, HoldsNoSignalBackWhileTheMonitorRuns) {
     sigset_t none; // however the tests were started
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    panel.installMonitor("grep SigBlk /proc/$$/status > $PANEL/signals");
+    panel.installMonitor("grep SigBlk /proc/self/status > $PANEL/signals");
     isServiceRunning(web);
     EXPECT_EQ("SigBlk:\t0000000000000000\n", panel.content("signals"));
 }
