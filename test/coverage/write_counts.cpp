@@ -25,9 +25,10 @@ int __wrap_raise(int signal) {
 
 namespace {
 
-/// abort() raises its signal again when the handler has returned, by then with no handler.
-void writeCounts(int /*signal*/) {
+/// The signal comes again when the handler has returned, by then with no handler.
+void writeCounts(int signal) {
     __gcov_dump();
+    __real_raise(signal);
 }
 
 [[gnu::constructor]] void catchAbort() {

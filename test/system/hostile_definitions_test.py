@@ -239,7 +239,8 @@ class CatalogueTest(DefinitionTest):
 
     def test_no_catalogue_is_read(self):
         _, calls = traced(self.panel, "openat", "--status", env=CATALOGUE)
-        self.assertEqual([call for call in calls if "catalog" in call.arguments], [])
+        self.assertEqual([call for call in calls
+                          if "/etc/xml" in call.arguments or "catalogue.xml" in call.arguments], [])
 
 
 class EncodingTest(DefinitionTest):

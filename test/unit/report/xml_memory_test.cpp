@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 #include <libxml/xmlmemory.h>
 #include <sys/wait.h>
@@ -48,12 +49,13 @@ namespace {
 /// Tests run in processes of their own, since there is no way back.
 class XmlMemory : public testing::Test {
 protected:
-    /// Does something with that allocation failing. Ends with 0 unless it ends otherwise.
-    template <typename Work> static void run(int allocation, Work work) {
+    /// Does something with that allocation failing, and ends with 0 for true, if it comes so far.
+    static void run(int allocation, const std::function<bool()>& work) {
         endWithoutXmlMemory();
         failing = allocation;
-        work();
-        _exit(0);
+        const bool isRight = work();
+        failing = 0;
+        _exit(isRight ? 0 : 1);
     }
 };
 
@@ -63,14 +65,15 @@ TEST_F(XmlMemory, IsThereAsBefore) {
         memory[99] = 'x';
         xmlFree(memory);
         xmlFree(xmlMemStrdup("text"));
+        return true;
     };
     EXPECT_EXIT(run(0, use), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(XmlMemory, EndsTheProcessWhereItRunsOut) {
-    const auto allocate = [] { xmlMalloc(1); };
-    const auto enlarge = [] { xmlRealloc(nullptr, 1); };
-    const auto duplicate = [] { xmlMemStrdup("text"); };
+    const auto allocate = [] { return xmlMalloc(1) != nullptr; };
+    const auto enlarge = [] { return xmlRealloc(nullptr, 1) != nullptr; };
+    const auto duplicate = [] { return xmlMemStrdup("text") != nullptr; };
     EXPECT_EXIT(run(1, allocate), testing::KilledBySignal(SIGABRT), "");
     EXPECT_EXIT(run(1, enlarge), testing::KilledBySignal(SIGABRT), "");
     EXPECT_EXIT(run(1, duplicate), testing::KilledBySignal(SIGABRT), "");
@@ -90,7 +93,7 @@ TEST_F(XmlMemory, IsThereForAWholeReportOrForNone) {
         ++allocation;
         const pid_t child = fork();
         if (child == 0) {
-            run(allocation, [&] { _exit(reportDocument(model) == whole ? 0 : 1); });
+            run(allocation, [&] { return reportDocument(model) == whole; });
         }
         ASSERT_EQ(child, waitpid(child, &status, 0));
     }
