@@ -206,10 +206,11 @@ def repair_deviations(found, expected):
 
 def reasons_for_outcome(service, status, log, expected):
     """A repair that could not be made says why, or nothing where even that failed. Of one whose
-    output could not be read to its end, that is missing."""
+    output could not be read to its end, that is missing; its shell may have died of the pipe that
+    was closed, which counts as a success."""
     if status == "error" and (log in ("", *RUNNER_FAILURES) or log.startswith(NOT_EXECUTED)):
         return {f"repair:{service}"}
-    if status == expected[0] and expected[1].startswith(log):
+    if status in ("ok", expected[0]) and expected[1].startswith(log):
         return {f"output:{service}"}
     return set()
 
