@@ -65,8 +65,7 @@ int allocate_table(conf_rec* pconf) {
     pconf->data = static_cast<conf_pair*>(calloc(first_capacity, sizeof(conf_pair)));
     if (pconf->data == nullptr) {
         pconf->size = 0;
-        errno = ENOMEM;
-        return -1;
+        return -1; /* with calloc(3)'s errno */
     }
     pconf->size = first_capacity;
     pconf->nmemb = 0;

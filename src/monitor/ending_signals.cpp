@@ -3,12 +3,12 @@
 namespace keldo {
 
 HeldEndingSignals::HeldEndingSignals() noexcept {
-    sigset_t signals;
-    sigemptyset(&signals);
+    sigprocmask(SIG_SETMASK, nullptr, &previous_);
+    sigset_t signals = previous_;
     for (const int signal : endingSignals) {
         sigaddset(&signals, signal);
     }
-    sigprocmask(SIG_BLOCK, &signals, &previous_);
+    sigprocmask(SIG_SETMASK, &signals, nullptr);
 }
 
 void HeldEndingSignals::release() noexcept {

@@ -206,6 +206,14 @@ TEST_F(ConfInit, MakesAnEmptySortedTableOfTwentyClearedEntries) {
     }
 }
 
+TEST_F(ConfInit, TakesARecordWithoutAnArrayForAnEmptyOne) {
+    record_->nmemb = 3;
+    record_->size = 7;
+    ASSERT_EQ(conf_init_r(record_.get()), 0);
+    EXPECT_EQ(record_->size, 20U);
+    EXPECT_EQ(record_->nmemb, 0U);
+}
+
 TEST_F(ConfInit, ChangesNothingWhileAnEntryFits) {
     addVariables(record_, 19);
     const conf_pair* const data = record_->data;

@@ -112,6 +112,19 @@ TEST_F(Translate, LeavesTheEnvironmentAsItIs) {
     EXPECT_STREQ("fr:de", getenv("LANGUAGE"));
 }
 
+TEST_F(Translate, LooksForLanguageAmongAllVariables) {
+    speakGerman();
+    char variables[][16] = {"FIRST=fr", "LANGUAGE=fr", "LANGUAGE=it"};
+    char* const entries[] = {variables[0], variables[1], variables[2], nullptr};
+    std::vector<char*> changed(std::begin(entries), std::end(entries));
+    char** const kept = environ;
+    environ = changed.data();
+    const Message message = translate(upgrade);
+    environ = kept;
+    EXPECT_EQ(Message(upgradeGerman, "de-DE"), message);
+    EXPECT_THAT(changed, testing::ElementsAreArray(entries));
+}
+
 TEST_F(Translate, DoesNotAddVariablesThatAreNotThere) {
     speakGerman();
     const auto before = environment();
