@@ -7,7 +7,7 @@ statement, so their last byte is looked for in what keldoctl's system calls send
 import re
 import unittest
 
-from database import Database
+from database import Database, DatabaseTestCase
 from panel import Panel, down_report, report
 from trace import own, traced
 
@@ -41,19 +41,7 @@ def sql_text(password):
     return "'" + password.replace("\\", "\\\\").replace("'", "''") + "'"
 
 
-class DatabaseTest(unittest.TestCase):
-    """A server for the class, and for each test a panel and a database as after installation."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.database = Database()
-        cls.addClassCleanup(cls.database.stop)
-
-    def setUp(self):
-        self.panel = Panel()
-        self.database.reset()
-        self.database.sessions()
-
+class DatabaseTest(DatabaseTestCase):
     def status(self):
         """The report of a run, which has nothing else to say."""
         done = self.panel.run("--status")

@@ -3,25 +3,15 @@
 import os
 import unittest
 
-from database import Database
-from panel import Panel, down_report, report
+from database import DatabaseTestCase
+from panel import down_report, report
 
 COUNT = "/usr/local/kvr/signal-count"
 STORM = {"LD_PRELOAD": os.environ["SIGNAL_STORM"], "SIGNAL_STORM_COUNT": COUNT}
 START, STOP = 1, 2
 
 
-class InterruptedRunTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.database = Database()
-        cls.addClassCleanup(cls.database.stop)
-
-    def setUp(self):
-        self.panel = Panel()
-        self.database.reset()
-        self.database.sessions()
-
+class InterruptedRunTest(DatabaseTestCase):
     def check(self, expected):
         """Compares a run, and what it asked the database, with one that is left in peace."""
         self.panel.forget_calls()

@@ -9,8 +9,8 @@ import os
 import re
 import unittest
 
-from database import Database
-from panel import KELDOCTL, Panel, down_report
+from database import DatabaseTestCase
+from panel import KELDOCTL, down_report
 
 STARTED = 1  # the kind of action, as Database.reset() makes it
 GERMAN = """
@@ -21,16 +21,7 @@ msgstr "Der Dienst <service_title> ist ausgeschaltet."
 """
 
 
-class MemoryTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.database = Database()
-        cls.addClassCleanup(cls.database.stop)
-
-    def setUp(self):
-        self.panel = Panel()
-        self.database.reset()
-
+class MemoryTest(DatabaseTestCase):
     def kept(self, *arguments, **options):
         """Runs keldoctl under valgrind, with no fault found, and returns its output and what it
         kept until the end, in valgrind's words."""
@@ -90,3 +81,7 @@ class MemoryTest(unittest.TestCase):
         self.panel.write_definition("dns", None)
         self.panel.fake_monitor(script="#!/bin/sh\necho '<monit><service'\n")
         self.kept("--repair", "restart-service:web", "restart-service:none", "x")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -9,9 +9,10 @@ import shutil
 import signal
 import socket
 import subprocess
+import unittest
 from typing import NamedTuple
 
-from panel import PASSWORD, PATH, PROJECT, require_private_host
+from panel import PASSWORD, PATH, PROJECT, Panel, require_private_host
 
 
 PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
@@ -173,3 +174,17 @@ class Database:
         self._rest = b""  # what was read of an incomplete line
         self._log = os.open(self._log_path(), os.O_RDWR)
         fcntl.fcntl(self._log, fcntl.F_SETPIPE_SZ, self.LOG_SIZE)
+
+
+class DatabaseTestCase(unittest.TestCase):
+    """A server for the class, and for each test a panel and a database as after installation."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.database = Database()
+        cls.addClassCleanup(cls.database.stop)
+
+    def setUp(self):
+        self.panel = Panel()
+        self.database.reset()
+        self.database.sessions()
