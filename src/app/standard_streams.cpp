@@ -39,14 +39,14 @@ bool redirect(int stream, int& saved) {
         return false; // silenced without a copy, it would be lost
     }
     saved = copy;
-    [[maybe_unused]] static const int failed =
-        pthread_atfork(nullptr, nullptr, closeSavedStreams); // then a command's shell closes them
+    [[maybe_unused]] static const int failed = pthread_atfork(
+        nullptr, nullptr, closeSavedStreams); // then FD_CLOEXEC closes them in the shell
     fcntl(saved, F_SETFD, FD_CLOEXEC);
     const int null = open64("/dev/null", O_WRONLY);
     if (null == stream) {
         return true;
     }
-    const bool silent = duplicateOnto(stream, null);
+    const bool silent = duplicate(null, stream);
     close(null);
     return silent;
 }
@@ -56,7 +56,7 @@ bool restore(int stream, int& saved) {
     if (saved == stream) {
         return true;
     }
-    const bool restored = saved == -1 || duplicateOnto(stream, saved); // a closed one had no copy
+    const bool restored = saved == -1 || duplicate(saved, stream); // a closed one had no copy
     const int error = errno;
     close(saved);
     errno = error;

@@ -38,8 +38,8 @@ void writeToStderr(const std::string& text) {
 [[noreturn]] void runInChild(const std::string& command, bool captureStderr, int readEnd,
                              int writeEnd) noexcept {
     // What is not captured would be printed where the report belongs.
-    if (!duplicateOnto(STDOUT_FILENO, writeEnd) ||
-        (captureStderr && !duplicateOnto(STDERR_FILENO, writeEnd))) {
+    if (!duplicate(writeEnd, STDOUT_FILENO) ||
+        (captureStderr && !duplicate(writeEnd, STDERR_FILENO))) {
         endWithoutShell(command);
     }
     close(readEnd);

@@ -10,7 +10,7 @@ namespace keldo {
 inline constexpr std::array endingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,
                                              SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU};
 
-/// While it lives, or until release(), the ending signals wait.
+/// While it lives, or until release(), the ending signals are blocked: they come afterwards.
 class HeldEndingSignals {
 public:
     HeldEndingSignals() noexcept;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int allTestsPassed = 0;
 
-/// A text's size for a libxml2 call: 0, as of one that cannot be parsed, where it does not fit.
+/// A text's size as libxml2 takes it; 0, which cannot be parsed, for one too large.
 int sizeForXml(const std::string& text) {
     return text.size() <= std::numeric_limits<int>::max() ? static_cast<int>(text.size()) : 0;
 }

@@ -88,7 +88,7 @@ def series_cases(scenario, series, number, step):
     while goes_on:
         for fault in series.at(number):
             faults, count, complaints = case(scenario, fault)
-            if faults == 0 and count is not None and count < number:
+            if faults == 0 and (count is None or count < number):
                 goes_on = False  # the run makes no such call any more
                 if complaints:
                     yield fault, 0, complaints

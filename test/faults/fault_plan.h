@@ -5,9 +5,7 @@
 ///   FAULT_CALL     the function; see the library
 ///   FAULT_NUMBER   which of its calls, counted from 1
 ///   FAULT_FOREVER  set: that one and all that follow
-///   FAULT_CHILD    the number of the process's fork whose calls are meant, counted from 1, or 0
-///   for
-///                  those of the process itself
+///   FAULT_CHILD    whose calls: of which fork, counted from 1; 0: the process's own
 ///   FAULT_LOG      a file for what happens, a line each: "fault" for each call that went wrong,
 ///                  and where the process ends by exit(3), "calls N", how many calls there were,
 ///                  and "open D" for each descriptor that is open then, but for the standard

@@ -57,7 +57,7 @@ class StreamTest(FaultTest):
                     self.assertTrue(self.check(fault))
 
 
-class MemoryTest(FaultTest):
+class AllocationTest(FaultTest):
     def test_each_allocation_of_a_short_run(self):
         self.lay_out("upgrade")
         self.check_series(places.memory_series())

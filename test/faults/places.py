@@ -58,7 +58,7 @@ CHILD_ERRORS = {"dup2": ("EBUSY", "EINTR", "EMFILE"), "system": ("EAGAIN", "ENOM
 
 class Series(NamedTuple):
     """Faults that are alike but for the number of the call, which goes from 1 on for as long as a
-    run makes so many calls. Of the faults of one place, `faults` holds the first."""
+    run makes so many calls. `faults` are those of call 1; at() moves them to another call."""
 
     faults: tuple
 
