@@ -18,6 +18,7 @@ namespace {
 int savedStderr = STDERR_FILENO;
 int savedStdout = STDOUT_FILENO;
 
+// GCOVR_EXCL_START runs within fork(), after which the child begins to count anew
 /// Runs in each child. The one that waits for a command executes nothing itself, so that its copies
 /// would stay open for as long as the command runs, and with them the pipe to the panel.
 void closeSavedStreams() {
@@ -28,6 +29,7 @@ void closeSavedStreams() {
         }
     }
 }
+// GCOVR_EXCL_STOP
 
 /// Returns whether the stream is silent now.
 bool redirect(int stream, int& saved) {
