@@ -1,6 +1,7 @@
 #include "fake_client_library.h"
 
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <memory>
 #include <utility>
 
@@ -120,7 +121,8 @@ MYSQL* __wrap_mysql_real_connect(MYSQL* handle, const char* host, const char* us
     return fakeServer.connectFails ? nullptr : handle;
 }
 
-unsigned int __wrap_mysql_errno(MYSQL*) {
+unsigned int __wrap_mysql_errno(MYSQL* handle) {
+    EXPECT_NE(handle, nullptr);
     return lastError.number;
 }
 

@@ -381,6 +381,14 @@ TEST_F(DbSetNames, LeavesAServerBeforeFourOneAlone) {
     }
 }
 
+TEST_F(DbSetNames, SucceedsOnAServerWithoutCharacterSets) {
+    fakeServer.answers[versionQuery] =
+        resultSet({"Variable_name", "Value"}, {{"version", "4.0.27"}});
+    MYSQL* const db = db_connect_admin(error.data(), error.size());
+    EXPECT_EQ(db_set_names(db, error.data(), error.size()), 0);
+    close(db);
+}
+
 TEST_F(DbSetNames, ChoosesUtf8UnlessThePanelSaysFalseOrNothing) {
     const struct {
         Column stored;
@@ -497,11 +505,11 @@ TEST_F(KvrDbConnectOrReport, PrintsAnEmptyLineWhereThereIsNothingToSay) {
 
 TEST_F(KvrDbConnectOrReport, TakesAMessageAsItStands) {
     fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, "100%s"};
+    fakeServer.connectError = {2002, "100%% %s"};
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     EXPECT_EQ(kvrDbConnectOrReport(), nullptr);
-    const std::string printed = "Unable to connect to Keldo Database: 100%s\n";
+    const std::string printed = "Unable to connect to Keldo Database: 100%% %s\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
 }
