@@ -41,8 +41,8 @@ bool redirect(int stream, int& saved) {
         return false; // silenced without a copy, it would be lost
     }
     saved = copy;
-    [[maybe_unused]] static const int failed = pthread_atfork(
-        nullptr, nullptr, closeSavedStreams); // then FD_CLOEXEC closes them in the shell
+    // Where this fails, FD_CLOEXEC closes them in the shell.
+    [[maybe_unused]] static const int failed = pthread_atfork(nullptr, nullptr, closeSavedStreams);
     fcntl(saved, F_SETFD, FD_CLOEXEC);
     const int null = open64("/dev/null", O_WRONLY);
     if (null == stream) {

@@ -5,8 +5,8 @@
 
 /* Connections to the panel's own database: "kvr" on the local server, as its user "admin". The
  * password is the first line of kvrShadowFile, without its newline; at most 99 characters of it
- * are read. A server that does not answer is given up: 30 seconds
- * after connecting began, and 60 seconds after a statement.
+ * are read. A server that does not answer is given up 30 seconds after connecting began, and 60
+ * seconds after a statement.
  *
  * A function that connects returns a handle that the caller closes with mysql_close(), or null. One
  * that takes a buffer `error` of `size` bytes puts the reason of a failure there (cut to the
