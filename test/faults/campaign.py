@@ -15,6 +15,7 @@ import time
 
 from database import Database
 from panel import PROJECT
+from subreaper import become_subreaper
 
 import injection
 import places
@@ -23,6 +24,7 @@ import scenarios
 
 WORKERS = 2
 PROGRESS = 1000  # cases
+KINDS = ("system", "child", "memory", "short", "close")  # of injection.Fault
 
 
 # --- On a private host
@@ -32,7 +34,7 @@ class Host:
     """Runs cases on this private host, scenario by scenario."""
 
     def __init__(self):
-        injection.become_subreaper()
+        become_subreaper()
         self._database = None
 
     def close(self):
@@ -188,12 +190,23 @@ def read_cases(worker, tally):
         tally.add(*json.loads(line))
 
 
+def check_names(names):
+    """Ends the program where there are no such scenarios or kinds of faults."""
+    for name in names:
+        scenario, _, kind = name.partition("/")
+        if scenario not in scenarios.SCENARIOS or kind not in ("", *KINDS):
+            raise SystemExit(f"script/faults: {name}: not one of {', '.join(scenarios.SCENARIOS)}, "
+                             f"alone or followed by one of /{', /'.join(KINDS)}")
+
+
 def main(arguments):
     if arguments[:1] == ["--worker"]:
         work(int(arguments[1]), WORKERS, arguments[2:])
         return 0
     if arguments[:1] == ["--case"]:
+        check_names(arguments[1:2])
         return one_case(arguments[1], arguments[2:])
+    check_names(arguments)
     return direct(arguments or list(scenarios.SCENARIOS))
 
 

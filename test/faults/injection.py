@@ -6,7 +6,6 @@ kernel cannot be made to answer otherwise (fault_plan.h).
 """
 
 import collections
-import ctypes
 import errno
 import os
 import pathlib
@@ -24,7 +23,6 @@ LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", PROJECT / "build/rele
 LOG = pathlib.Path("/run/fault-log")
 CONTROL_FILES = PRODUCT_ROOT / "tmp"
 HANGS_AFTER = 200  # seconds. A database that does not answer is given up after a minute, twice.
-PR_SET_CHILD_SUBREAPER = 36
 STANDARD_STREAMS = {0, 1, 2}
 
 
@@ -77,15 +75,9 @@ class Outcome(NamedTuple):
 # --- A run
 
 
-def become_subreaper():
-    """Makes processes that a run leaves behind children of this one."""
-    if ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
-        raise OSError(ctypes.get_errno(), "prctl")
-
-
 def run(scenario, fault):
     """One run of the scenario, with a fault or, where that is None, without. To be called after
-    become_subreaper() and scenarios.lay_out()."""
+    subreaper.become_subreaper() and scenarios.lay_out()."""
     scenarios.prepare(scenario)
     LOG.unlink(missing_ok=True)
     others = children()
@@ -139,7 +131,8 @@ def strace(fault):
 
 def children():
     """The process ids of this process's children."""
-    return set(pathlib.Path("/proc/self/task", str(os.getpid()), "children").read_text().split())
+    file = pathlib.Path("/proc/self/task", str(os.getpid()), "children")
+    return set(file.read_text(encoding="utf-8").split())
 
 
 def end(process):

@@ -5,13 +5,13 @@ import pathlib
 import shutil
 from typing import NamedTuple
 
+from database import START, STOP
 from panel import CORE_SERVICES, PASSWORD, PROJECT, Panel, title_of
 
 DOWN = pathlib.Path("/run/down")  # a file here for each service that the monitor finds down
 CATALOGUE = "share/locale/de/LC_MESSAGES/keldoctl.mo"
 LOCALES = os.environ.get("LOCPATH_UTF8", PROJECT / "build/release/locales/utf8")
 BUILD = pathlib.Path(LOCALES).parents[1]
-START, STOP = 1, 2  # the ids of the actions in the panel's database
 
 # Written for the shell that starts fastest, and of its built-in commands alone.
 MONITOR = f"""#!/bin/sh

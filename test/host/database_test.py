@@ -7,7 +7,7 @@ statement, so their last byte is looked for in what keldoctl's system calls send
 import re
 import unittest
 
-from database import Database, DatabaseTestCase
+from database import START, STOP, Database, DatabaseTestCase
 from panel import Panel, down_report, report
 from trace import own, traced
 
@@ -28,8 +28,6 @@ LAST_STOPPED = (
 ACTION_LOG = [START_ACTION, STOP_ACTION, LAST_STARTED, LAST_STOPPED]
 PREPARATION = [KEYS_OFF, VERSION, MISC, "SET NAMES utf8"]
 ASKED_OF_MONITOR = ["keldo", "smtp", "web", "dns", "mail"]
-
-START, STOP = 1, 2
 
 
 def session(*statements):

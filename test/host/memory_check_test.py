@@ -9,10 +9,9 @@ import os
 import re
 import unittest
 
-from database import DatabaseTestCase
+from database import START, DatabaseTestCase
 from panel import KELDOCTL, down_report
 
-STARTED = 1  # the kind of action, as Database.reset() makes it
 GERMAN = """
 msgid ""
 msgstr "Content-Type: text/plain; charset=UTF-8\\n"
@@ -44,7 +43,7 @@ class MemoryTest(DatabaseTestCase):
         for name in names:
             self.panel.write_service(name, titles={"de-DE": "Titel"}, sockets=["/run/x"],
                                      ports=[(80, {"protocol": "http"})], start="echo output")
-        self.database.log_action(STARTED, *names)
+        self.database.log_action(START, *names)
         self.panel.fake_monitor({name: 1 for name in names})
         return names
 

@@ -5,7 +5,6 @@ Everything here needs a host of its own: it starts a monit like the machine's ow
 """
 
 import collections
-import ctypes
 import itertools
 import os
 import pathlib
@@ -22,6 +21,8 @@ import threading
 import unittest
 import xml.etree.ElementTree as ElementTree
 
+from subreaper import become_subreaper
+
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 ADAPTER = os.environ.get('MONIT_CHECK_STATUS',
                          str(PROJECT / 'build/release/libexec/monit-check-status'))
@@ -31,8 +32,6 @@ EMPTY_DOCUMENT = b'<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n</monit>\n'
 
 # A test that would wait for ever fails after this many seconds instead.
 PATIENCE = 120
-
-PR_SET_CHILD_SUBREAPER = 36
 
 
 def command(path):
@@ -611,9 +610,8 @@ class EndTest(AdapterTest):
 
     def test_killed_at_any_moment_it_leaves_no_monit(self):
         # What the call leaves behind becomes a child of this process, which so can wait for it.
-        libc = ctypes.CDLL(None, use_errno=True)
-        self.assertEqual(libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0)
-        self.addCleanup(libc.prctl, PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0)
+        become_subreaper()
+        self.addCleanup(become_subreaper, False)
         path = self.control_file(ControlFileTest.TEXT)
         killed = 0
         for name, count in system_calls(path):

@@ -16,6 +16,7 @@ from panel import PASSWORD, PATH, PROJECT, Panel, require_private_host
 
 
 PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
+START, STOP = 1, 2  # the ids of the kinds of actions that Database.reset() makes
 LOG_ENTRY = re.compile(r"[0-9: ]*\t\t? *(\d+) (\w[\w ]*)\t(.*)", re.DOTALL)
 
 

@@ -41,6 +41,9 @@ class MonitorCall(NamedTuple):
     control_file: str  # the text of the file named after -c; None when it could not be read
 
 
+# What a monitor prints when the service web is down, and is all that was checked.
+WEB_DOWN = "<monit><service><name>web</name><status>1</status></service></monit>"
+
 # It runs often and so imports nothing that takes time.
 FAKE_MONITOR = """#!/usr/bin/python3 -IS
 import os, sys
@@ -190,10 +193,18 @@ class Panel:
         """Runs keldoctl and returns the completed process, its output in bytes. The environment is
         `env` and nothing else but PATH; `program` is what runs it, when not itself; `options` go to
         subprocess.run()."""
+        return subprocess.run([*program, *arguments], check=False,
+                              **self._surroundings(env, options))
+
+    def start(self, *arguments, env=None, program=(KELDOCTL,), **options):
+        """Starts keldoctl as run() does, and returns the process, a subprocess.Popen."""
+        return subprocess.Popen([*program, *arguments], **self._surroundings(env, options))
+
+    @staticmethod
+    def _surroundings(env, options):
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
                    "stderr": subprocess.PIPE}
-        return subprocess.run([*program, *arguments], check=False,
-                              env={"PATH": PATH} | (env or {}), **(streams | options))
+        return {"env": {"PATH": PATH} | (env or {})} | streams | options
 
     def _call_log(self):
         return self.root / "monitor-calls"

@@ -4,13 +4,11 @@ import os
 import pty
 import re
 import signal
-import subprocess
 import unittest
 
-from panel import KELDOCTL, PATH, SERVICES, Panel, Problem, down_report, report, restart
+from panel import KELDOCTL, SERVICES, WEB_DOWN, Panel, Problem, down_report, report, restart
 
 UPGRADING = report([Problem("upgrade", "Upgrade is in progress. Please wait.", "minor")])
-WEB_DOWN = "<monit><service><name>web</name><status>1</status></service></monit>"
 GATE = "/usr/local/kvr/gate"  # a fifo that a program waits at
 
 # The signals that end a program which does not care.
@@ -97,11 +95,6 @@ class EndTest(ProgramTest):
         super().setUp()
         os.mkfifo(GATE)
 
-    def started(self, *arguments):
-        return subprocess.Popen([KELDOCTL, *arguments], env={"PATH": PATH},
-                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE)
-
     def finished(self, run):
         """Opens the gate, where somebody waits, and returns the run's report."""
         with open(GATE, "w", encoding="utf-8"):
@@ -114,20 +107,20 @@ class EndTest(ProgramTest):
         # What the process in the background has to say comes when the monitor is long gone.
         self.monitor(f"printf '{WEB_DOWN[:40]}'\n"
                      f"{{ read line < {GATE}; echo '{WEB_DOWN[40:]}'; }} &")
-        self.assertEqual(self.finished(self.started("--status")), down_report("web"))
+        self.assertEqual(self.finished(self.panel.start("--status")), down_report("web"))
 
     def test_a_repairs_output_does_so_too(self):
         self.panel.write_service("web", start=f"echo now; {{ read line < {GATE}; echo late; }} &")
-        self.assertEqual(self.finished(self.started("--repair", "restart-service:web")),
+        self.assertEqual(self.finished(self.panel.start("--repair", "restart-service:web")),
                          report(actions=[restart("web", status="ok", log="now\nlate\n")]))
 
     def test_closed_output_is_not_the_end(self):
         self.panel.upgrade_tool(1, commands=f"exec >&- 2>&-; read line < {GATE}")
-        self.assertEqual(self.finished(self.started("--status")), UPGRADING)
+        self.assertEqual(self.finished(self.panel.start("--status")), UPGRADING)
 
     def test_closed_output_is_not_a_repairs_end(self):
         self.panel.write_service("web", start=f"exec >&- 2>&-; read line < {GATE}; exit 3")
-        self.assertEqual(self.finished(self.started("--repair", "restart-service:web")),
+        self.assertEqual(self.finished(self.panel.start("--repair", "restart-service:web")),
                          report(actions=[restart("web", status="error")]))
 
     def test_a_monitor_that_dies_has_said_what_it_said(self):

@@ -5,23 +5,21 @@ control file and no process behind.
 """
 
 import contextlib
-import ctypes
 import os
 import resource
 import select
 import shutil
 import signal
 import socket
-import subprocess
 import sys
 import tempfile
 import unittest
 import xml.etree.ElementTree
 
-from panel import KELDOCTL, PATH, Panel, down_report, report, restart, service_down
+from panel import KELDOCTL, WEB_DOWN, Panel, down_report, report, restart, service_down
+from subreaper import become_subreaper
 
-WEB_DOWN = "echo '<monit><service><name>web</name><status>1</status></service></monit>'\n"
-PR_SET_CHILD_SUBREAPER = 36
+SAY_WEB_DOWN = f"echo '{WEB_DOWN}'\n"
 STANDARD_STREAMS = ((0,), (1,), (2,), (0, 1), (0, 2), (1, 2), (0, 1, 2))
 
 
@@ -29,12 +27,11 @@ class InheritanceTest(unittest.TestCase):
     """A service, web, that is down and whose repair says `repaired`."""
 
     def setUp(self):
-        # Processes that a run has left behind become this one's children.
-        ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+        become_subreaper()
         self.panel = Panel()
         self.panel.remove_definitions()
         self.repair("echo repaired")
-        self.panel.write_program("monit", "#!/bin/sh\n" + WEB_DOWN)
+        self.panel.write_program("monit", "#!/bin/sh\n" + SAY_WEB_DOWN)
 
     def repair(self, commands):
         self.panel.write_service("web", start=commands)
@@ -108,9 +105,9 @@ class DescriptorTest(InheritanceTest):
         reader, writer = os.pipe()
         os.set_blocking(writer, False)
         filling = os.write(writer, b"-" * (1 << 20))  # as much as there is room for
-        run = subprocess.Popen(["strace", "-qq", "-e", "trace=write", "-o", "/usr/local/kvr/trace",
-                                KELDOCTL, "--repair", "restart-service:web"], env={"PATH": PATH},
-                               stdin=subprocess.DEVNULL, stdout=writer)
+        strace = ["strace", "-qq", "-e", "trace=write", "-o", "/usr/local/kvr/trace", KELDOCTL]
+        run = self.panel.start("--repair", "restart-service:web", program=strace, stdout=writer,
+                               stderr=None)
         os.close(writer)
         with open(reader, "rb") as output, open("/usr/local/kvr/trace", encoding="utf-8") as trace:
             # Nothing is read before the run has met the full pipe.
@@ -200,9 +197,7 @@ class EndedRunTest(InheritanceTest):
     @contextlib.contextmanager
     def waiting(self, preexec=None):
         """A run whose monitor or repair is waiting; at the end that goes on."""
-        run = subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"], env={"PATH": PATH},
-                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE, preexec_fn=preexec)
+        run = self.panel.start("--repair", "restart-service:web", preexec_fn=preexec)
         with open(self.STARTED, "rb") as started:
             started.read()
         yield run
@@ -252,7 +247,7 @@ class EndedRunTest(InheritanceTest):
         self.check_ended(signal.SIGTERM)
 
     def test_a_signal_that_the_caller_ignores_does_not_end_the_run(self):
-        self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT + WEB_DOWN)
+        self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT + SAY_WEB_DOWN)
         with self.waiting(ignore_hangup) as run:
             run.send_signal(signal.SIGHUP)
         stdout, _ = run.communicate()
@@ -322,7 +317,7 @@ class LimitTest(InheritanceTest):
 
     def test_a_monitor_out_of_time(self):
         # The limit is the kernel's shortest, a second of computing time.
-        self.panel.write_program("monit", "#!/bin/sh\nulimit -c 0\n" + WEB_DOWN
+        self.panel.write_program("monit", "#!/bin/sh\nulimit -c 0\n" + SAY_WEB_DOWN
                                  + "while :; do :; done\n")
         self.check(limit(resource.RLIMIT_CPU, 1))
 
@@ -335,7 +330,7 @@ def limit(kind, value):
 class PlaceTest(InheritanceTest):
     def test_the_file_mode_mask_is_of_no_account_to_the_control_file(self):
         self.panel.write_program("monit", "#!/bin/sh\nstat -c %a $2 > /usr/local/kvr/mode\n"
-                                 + WEB_DOWN)
+                                 + SAY_WEB_DOWN)
         for mask in (0, 0o077, 0o777):
             with self.subTest(mask):
                 self.repair("umask")

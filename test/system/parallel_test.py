@@ -2,10 +2,11 @@
 
 import fcntl
 import os
+import select
 import subprocess
 import unittest
 
-from panel import KELDOCTL, PATH, Panel, report, restart, service_down
+from panel import Panel, report, restart, service_down
 
 RUNS = 300
 STARTED, LOCK = "/usr/local/kvr/started", "/usr/local/kvr/lock"
@@ -28,20 +29,30 @@ class ParallelTest(unittest.TestCase):
         self.panel.write_program("monit", MONITOR)
         os.mkfifo(STARTED)
 
-    def started(self):
-        return subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"], env={"PATH": PATH},
-                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.DEVNULL)
+    def start(self):
+        return self.panel.start("--repair", "restart-service:web", stderr=subprocess.DEVNULL)
+
+    def control_files(self, runs, started):
+        """The control files that the monitors of the runs have told of, once all of them have."""
+        names = b""
+        while names.count(b"\n") < len(runs):
+            ready, _, _ = select.select([started, *(run.stdout for run in runs)], [], [])
+            self.assertEqual(ready, [started], "a run has ended before its monitor has started")
+            names += os.read(started, 65536)
+        return names.decode().split()
 
     def test_runs_at_the_same_time_do_not_meet(self):
         directory = self.panel.root / "tmp"
         # Opened for both, so that no monitor waits for a reader and no end is read.
-        with open(LOCK, "wb") as lock, open(os.open(STARTED, os.O_RDWR), encoding="utf-8") as names:
+        started = os.open(STARTED, os.O_RDWR)
+        self.addCleanup(os.close, started)
+        with open(LOCK, "wb") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
-            runs = [self.started() for _ in range(RUNS)]
-            files = {names.readline().strip() for _ in range(RUNS)}
-            self.assertEqual(files, {str(directory / name) for name in os.listdir(directory)})
-            self.assertEqual(len(files), RUNS)
+            runs = [self.start() for _ in range(RUNS)]
+            files = self.control_files(runs, started)
+            self.assertEqual(sorted(files),
+                             sorted(str(directory / name) for name in os.listdir(directory)))
+            self.assertEqual(len(set(files)), RUNS)
         outcomes = {(run.communicate()[0], run.returncode) for run in runs}
         self.assertEqual(outcomes, {(report([service_down("web")], [
             restart("web", status="ok", log="repaired\n")]), 0)})

@@ -4,10 +4,9 @@ import json
 import os
 import resource
 import signal
-import subprocess
 import unittest
 
-from panel import KELDOCTL, Panel, down_report, report, restart, service_down
+from panel import Panel, down_report, report, restart, service_down
 from trace import own, traced
 
 
@@ -117,9 +116,7 @@ class InheritanceTest(unittest.TestCase):
         os.mkfifo("/usr/local/kvr/leash")
         start = "setsid sh -c 'exec >/dev/null 2>&1; exec cat /usr/local/kvr/leash' &"
         self.panel.write_service("web", start=start)
-        run = subprocess.Popen([KELDOCTL, "--repair", "restart-service:web"],
-                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE)
+        run = self.panel.start("--repair", "restart-service:web")
         stdout, stderr = run.communicate()  # returns at the end of both pipes
         with open("/usr/local/kvr/leash", "w", encoding="utf-8"):
             pass
