@@ -187,6 +187,10 @@ TEST(SetActionResult, KeepsTheLastOfAnId) {
     EXPECT_EQ("second", model.actionResults().at("a").log);
 }
 
+TEST(ActionResult, IsASuccessUnlessSaidOtherwise) {
+    EXPECT_EQ(0, ActionResult().status);
+}
+
 TEST(FindProblem, WantsTheVeryId) {
     ProblemModel model;
     model.addProblem({"upgrade", english(""), Severity::minor});

@@ -599,7 +599,8 @@ TEST_F(PrintReport, KeepsWhatWasWrittenWhenWritingFails) {
 TEST_F(PrintReport, ThrowsAndWritesNothingWhereTheDocumentCannotBeSerialised) {
     writeAnswers = {everything};
     serialisingFails = true;
-    EXPECT_THROW(printReport(), std::runtime_error);
+    EXPECT_THAT(printReport,
+                testing::ThrowsMessage<std::runtime_error>("the report cannot be serialised"));
     serialisingFails = false;
     EXPECT_EQ("", written);
 }

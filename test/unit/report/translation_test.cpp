@@ -11,7 +11,24 @@
 #include <gtest/gtest.h>
 #include <libintl.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
+
+extern "C" {
+char* __real_gettext(const char* text);
+char* __wrap_gettext(const char* text);
+}
+
+/// The environment that the last text was looked up in.
+std::vector<std::string> environmentOfLookUp;
+
+char* __wrap_gettext(const char* text) {
+    environmentOfLookUp.clear();
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        environmentOfLookUp.emplace_back(*entry);
+    }
+    return __real_gettext(text);
+}
 
 namespace keldo {
 namespace {
@@ -123,6 +140,20 @@ TEST_F(Translate, LooksForLanguageAmongAllVariables) {
     environ = kept;
     EXPECT_EQ(Message(upgradeGerman, "de-DE"), message);
     EXPECT_THAT(changed, testing::ElementsAreArray(entries));
+}
+
+TEST_F(Translate, BlanksLanguageAlone) {
+    char variables[][16] = {"LANGUAGE=fr", "LAST=fr"};
+    std::vector<char*> changed = {variables[0], variables[1], nullptr};
+    char** const kept = environ;
+    environ = changed.data();
+    translate(upgrade);
+    std::swap(changed[0], changed[1]);
+    const auto seen = std::exchange(environmentOfLookUp, {});
+    translate(upgrade);
+    environ = kept;
+    EXPECT_THAT(seen, testing::ElementsAre("LANGUAGE=", "LAST=fr"));
+    EXPECT_THAT(environmentOfLookUp, testing::ElementsAre("LAST=fr", "LANGUAGE="));
 }
 
 TEST_F(Translate, DoesNotAddVariablesThatAreNotThere) {

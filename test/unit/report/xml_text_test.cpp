@@ -148,6 +148,11 @@ TEST(ReplaceUncarriable, TakesEveryFirstTwoBytesAsTheStandardsTableDoes) {
     }
 }
 
+TEST(ReplaceUncarriable, LooksAtNothingBehindTheText) {
+    EXPECT_EQ("same", replaced(std::string_view("text and more", 4)));
+    EXPECT_EQ("te?t", replaced(std::string_view("te\x1Bt and more", 4)));
+}
+
 TEST(ReplaceUncarriable, IsTheIdentityOnItsResult) {
     for (const std::string& text : {"\xFF\xFE\x1B"s, "a\xE2\x82 b\0c"s, "\xF0\x9F\x98"s}) {
         EXPECT_EQ("same", replaced(*replaceUncarriable(text)));
