@@ -212,7 +212,6 @@ int conf_read_file_r(const char* conf_file, conf_rec* pconf) {
     if (feof(file.get()) != 0 && ferror(file.get()) == 0) {
         return 0;
     }
-    file.reset();
     log_fn(log_priority, "Unable to read configuration file: %s", strerror(error));
     errno = error;
     return -1;
