@@ -17,6 +17,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <libxml/globals.h>
 #include <unistd.h>
 
 extern "C" {
@@ -294,6 +295,11 @@ TEST_F(Run, PassesAnExceptionOnWithTheStreamsStillSilenced) {
     EXPECT_EQ("", outcome.output);
     EXPECT_EQ("", outcome.errors);
     EXPECT_TRUE(panel.controlFiles().empty());
+}
+
+TEST_F(Run, DoesNotLetLibxml2GoOnWithoutMemory) {
+    captured([] { return run({Mode::printUsage, "en-US", {}}); });
+    EXPECT_NE(reinterpret_cast<void*>(std::malloc), reinterpret_cast<void*>(xmlMalloc));
 }
 
 TEST_F(Run, DiagnosisIsGatedByTheProblemNotByTheTool) {

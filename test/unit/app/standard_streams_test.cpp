@@ -345,6 +345,20 @@ TEST_F(SilencedOutput, ThatCannotBePutBackIsAnError) {
     EXPECT_EQ("/dev/null", descriptors().at(STDOUT_FILENO));
 }
 
+TEST_F(SilencedOutput, ThatCannotBePutBackIsAnErrorWithItsOwnReason) {
+    const int copy = dup(STDIN_FILENO); // the number that the copy of standard output gets
+    close(copy);
+    redirectStdout();
+    close(copy); // closing it again fails with EBADF
+    dup2Errors = {EBUSY};
+    try {
+        restoreStdout();
+        FAIL();
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(EBUSY, error.code().value());
+    }
+}
+
 TEST(StandardStreams, AreRedirectedAndRestoredEachOnItsOwn) {
     const Descriptors before = descriptors();
     redirectStdout();

@@ -414,6 +414,16 @@ TEST_F(ReadServiceDefinition, LooksForAMissingFileNowhereElse) {
     unsetenv("XML_CATALOG_FILES");
 }
 
+TEST(PortCheck, StandsForNothingBeforeItIsRead) {
+    EXPECT_EQ((PortCheck{PortType::TCP, 0, ""}), PortCheck());
+}
+
+TEST(PortType, KeepsItsNumbers) {
+    EXPECT_EQ(0, static_cast<int>(PortType::TCP));
+    EXPECT_EQ(1, static_cast<int>(PortType::UDP));
+    EXPECT_EQ(2, static_cast<int>(PortType::TCPSSL));
+}
+
 TEST(ServiceDefinition, IsEmptyBeforeItsFileIsRead) {
     const ServiceDefinition definition;
     EXPECT_EQ("", definition.id);
