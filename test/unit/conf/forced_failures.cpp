@@ -8,18 +8,25 @@ namespace {
 
 using keldo::test::Call;
 
-/// For each function, how many calls there are up to the one that fails; 0 for none.
-std::array<int, 5> callsToFailure;
+/// Which calls of a function are still to fail.
+struct Failures {
+    int successes = 0; ///< before the first
+    int count = 0;
+};
 
-int& callsToFailureOf(Call call) {
-    return callsToFailure.at(static_cast<size_t>(call));
+std::array<Failures, 5> failures; // of each function
+
+Failures& failuresOf(Call call) {
+    return failures.at(static_cast<size_t>(call));
 }
 
 bool fails(Call call) {
-    int& calls = callsToFailureOf(call);
-    if (calls == 0 || --calls > 0) {
+    Failures& planned = failuresOf(call);
+    if (planned.count == 0 || planned.successes-- > 0) {
         return false;
     }
+    planned.successes = 0;
+    --planned.count;
     errno = ENOMEM;
     return true;
 }
@@ -32,7 +39,11 @@ int errnoOfFree = 0;
 namespace keldo::test {
 
 void failCall(Call call, int number) {
-    callsToFailureOf(call) = number;
+    failuresOf(call) = {.successes = number - 1, .count = 1};
+}
+
+void failNextCalls(Call call, int count) {
+    failuresOf(call) = {.successes = 0, .count = count};
 }
 
 void setErrnoInFree(int error) {

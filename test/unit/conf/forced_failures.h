@@ -12,6 +12,9 @@ enum class Call { malloc, calloc, realloc, strdup, vasprintf };
 /// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other.
 void failCall(Call call, int number = 1);
 
+/// Makes that many calls of `call` fail with ENOMEM, from the next one on.
+void failNextCalls(Call call, int count);
+
 /// Lets free() set errno, as POSIX allowed it to until 2024; 0 lets it not.
 void setErrnoInFree(int error);
 

@@ -19,6 +19,7 @@
 
 using keldo::test::Call;
 using keldo::test::failCall;
+using keldo::test::failNextCalls;
 using keldo::test::inFreshProcess;
 using keldo::test::onBothStreams;
 using keldo::test::printedBy;
@@ -319,6 +320,11 @@ TEST_F(MessagesReportError, CutsAMessageThatTheBufferCannotGrowTo) {
         EXPECT_EQ(reported(error, std::string(4095, 'x') + std::string(905, 'y')),
                   onBothStreams(std::string(4095, 'x') + "\n"));
     }
+}
+
+TEST_F(MessagesReportError, StaysWithinABufferThatCannotGrowAtAll) {
+    failNextCalls(Call::realloc, 2);
+    EXPECT_EQ(reported(2, std::string(4096, 'x')), onBothStreams(std::string(4095, 'x') + "\n"));
 }
 
 TEST_F(MessagesReportError, PrintsTheMessageAloneWhenTheExtraByteIsRefused) {
