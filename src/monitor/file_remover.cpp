@@ -25,11 +25,13 @@ FileRemover::FileRemover(const std::string& path) noexcept : path_(&path) {
     struct sigaction removal = {};
     removal.sa_handler = removeFileAndEnd;
     removal.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (std::size_t i = 0; i < endingSignals.size(); ++i) {
-        sigaction(endingSignals[i], nullptr, &previousActions_[i]);
-        if (previousActions_[i].sa_handler == SIG_DFL) {
-            sigaction(endingSignals[i], &removal, nullptr);
+    auto previous = previousActions_.begin();
+    for (const int signal : endingSignals) {
+        sigaction(signal, nullptr, &*previous);
+        if (previous->sa_handler == SIG_DFL) {
+            sigaction(signal, &removal, nullptr);
         }
+        ++previous;
     }
 }
 
@@ -37,8 +39,10 @@ FileRemover::~FileRemover() {
     if (path_ != nullptr) {
         unlink(path_->c_str());
     }
-    for (std::size_t i = 0; i < endingSignals.size(); ++i) {
-        sigaction(endingSignals[i], &previousActions_[i], nullptr);
+    auto previous = previousActions_.begin();
+    for (const int signal : endingSignals) {
+        sigaction(signal, &*previous, nullptr);
+        ++previous;
     }
 }
 
