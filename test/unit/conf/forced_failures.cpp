@@ -39,7 +39,7 @@ int errnoOfFree = 0;
 namespace keldo::test {
 
 void failCall(Call call, int number) {
-    failuresOf(call) = {.successes = number - 1, .count = 1};
+    failuresOf(call) = {.successes = number - 1, .count = number > 0 ? 1 : 0};
 }
 
 void failNextCalls(Call call, int count) {

@@ -9,7 +9,7 @@ namespace keldo::test {
 /// The C functions whose failure a test can order.
 enum class Call { malloc, calloc, realloc, strdup, vasprintf };
 
-/// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other.
+/// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other; with 0, none.
 void failCall(Call call, int number = 1);
 
 /// Makes that many calls of `call` fail with ENOMEM, from the next one on.
