@@ -99,5 +99,16 @@ TEST_F(FileRemoval, LeavesTheSignalsAsTheyWere) {
     }
 }
 
+TEST_F(FileRemoval, LeavesEachSignalAsThatOneWas) {
+    for (const int ignored : endingSignals) {
+        std::signal(ignored, SIG_IGN);
+        { const FileRemover remover(path); }
+        for (const int signal : endingSignals) {
+            EXPECT_EQ(signal == ignored ? SIG_IGN : SIG_DFL, actionOf(signal)) << signal;
+        }
+        std::signal(ignored, SIG_DFL);
+    }
+}
+
 } // namespace
 } // namespace keldo
