@@ -25,9 +25,9 @@ FileRemover::FileRemover(const std::string& path) noexcept : path_(&path) {
     struct sigaction removal = {};
     removal.sa_handler = removeFileAndEnd;
     removal.sa_flags = static_cast<int>(SA_RESETHAND);
-    auto previous = previousActions_.begin();
+    struct sigaction* previous = previousActions_.data();
     for (const int signal : endingSignals) {
-        sigaction(signal, nullptr, &*previous);
+        sigaction(signal, nullptr, previous);
         if (previous->sa_handler == SIG_DFL) {
             sigaction(signal, &removal, nullptr);
         }
@@ -39,9 +39,9 @@ FileRemover::~FileRemover() {
     if (path_ != nullptr) {
         unlink(path_->c_str());
     }
-    auto previous = previousActions_.begin();
+    struct sigaction* previous = previousActions_.data();
     for (const int signal : endingSignals) {
-        sigaction(signal, &*previous, nullptr);
+        sigaction(signal, previous, nullptr);
         ++previous;
     }
 }
