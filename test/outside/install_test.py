@@ -17,6 +17,8 @@ LINK = "/admin/sbin/keldoctl"  # below the panel's root
 PROGRAMS_AND_MANUALS = (
     ("SBINDIR", "keldoctl"),
     ("LIBEXECDIR", "keldoctl/monit-check-status"),
+    ("LIBEXECDIR", "keldoctl/panel-links"),
+    ("LIBEXECDIR", "keldoctl/panel-root"),
     ("MANDIR", "man8/keldoctl.8"),
     ("MANDIR", "man8/monit-check-status.8"))
 CATALOGUES = ("share/locale/de/LC_MESSAGES/keldoctl.mo",)

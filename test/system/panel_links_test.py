@@ -1,0 +1,208 @@
+"""The links that a package makes below the panel's root directory: panel-links, panel-root."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import unittest
+
+from panel import CONFIGURATION, PRODUCT_ROOT, require_private_host
+
+LIBEXEC = pathlib.Path(os.environ["MONIT_CHECK_STATUS"]).parent
+RECORDS = pathlib.Path("/var/lib/keldoctl")
+PROGRAM = ("/usr/sbin/keldoctl", "admin/sbin/keldoctl")
+CATALOGUE = ("/usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo",
+             "share/locale/de/LC_MESSAGES/keldoctl.mo")
+
+
+def tree(*folders):
+    """All that is below, a link with where it leads to, a file with its content."""
+    found = {}
+    for folder in folders:
+        for path in [folder, *folder.rglob("*")]:
+            if path.is_symlink():
+                found[str(path)] = os.readlink(path)
+            elif path.exists():
+                found[str(path)] = path.read_text(encoding="utf-8") if path.is_file() else None
+    return found
+
+
+class PanelLinksTest(unittest.TestCase):
+    def setUp(self):
+        require_private_host()
+        for folder in (CONFIGURATION, PRODUCT_ROOT, RECORDS, pathlib.Path("/srv/panel")):
+            shutil.rmtree(folder, ignore_errors=True)
+
+    def configure(self, text):
+        CONFIGURATION.mkdir(exist_ok=True)
+        (CONFIGURATION / "kvr.conf").write_text(text, encoding="utf-8")
+
+    def panel_links(self, command, *links, package="keldoctl", status=0):
+        """What it says."""
+        run = subprocess.run([LIBEXEC / "panel-links", command, package,
+                              *(word for link in links for word in link)],
+                             capture_output=True, text=True)
+        self.assertEqual((run.returncode, run.stdout), (status, ""), run.stderr)
+        return run.stderr
+
+    def update(self, *links, **options):
+        return self.panel_links("update", *links, **options)
+
+    def remove(self, **options):
+        return self.panel_links("remove", **options)
+
+    def place(self, link, root=PRODUCT_ROOT):
+        return root / link[1]
+
+    def put(self, link, text="the panel's own"):
+        self.place(link).parent.mkdir(parents=True, exist_ok=True)
+        self.place(link).write_text(text, encoding="utf-8")
+
+    def assert_linked(self, *links, root=PRODUCT_ROOT):
+        for link in links:
+            self.assertEqual(os.readlink(self.place(link, root)), link[0])
+
+    def test_links_are_made_with_their_folders_and_nothing_is_left_of_them(self):
+        self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
+        self.assert_linked(PROGRAM, CATALOGUE)
+        self.assertEqual(self.place(PROGRAM).parent.stat().st_mode & 0o7777, 0o755)
+        self.assertEqual(self.remove(), "")
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_the_root_directory_is_the_one_of_the_panels_configuration(self):
+        self.configure("PRODUCT_ROOT_D /srv/panel # moved\n")
+        self.update(PROGRAM)
+        self.assert_linked(PROGRAM, root=pathlib.Path("/srv/panel"))
+        self.assertEqual(tree(PRODUCT_ROOT), {})
+
+    def test_links_follow_the_root_directory_when_it_has_moved(self):
+        self.update(PROGRAM, CATALOGUE)
+        self.configure("PRODUCT_ROOT_D /srv/panel\n")
+        self.update(PROGRAM, CATALOGUE)
+        self.assert_linked(PROGRAM, CATALOGUE, root=pathlib.Path("/srv/panel"))
+        self.assertEqual(tree(PRODUCT_ROOT), {})
+        self.remove()
+        self.assertEqual(tree(pathlib.Path("/srv/panel")), {})
+
+    def test_a_root_directory_that_is_not_absolute_is_refused(self):
+        self.configure("PRODUCT_ROOT_D panel\n")
+        self.assertEqual(self.update(PROGRAM, status=1), "panel-links: the panel's root directory "
+                         "is not an absolute path -- panel\n")
+
+    def test_what_is_there_stays_as_it_is_and_is_told(self):
+        self.put(PROGRAM)
+        before = tree(PRODUCT_ROOT)
+        self.assertEqual(self.update(PROGRAM), f"panel-links: {self.place(PROGRAM)} is there "
+                         "already and stays as it is\n")
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
+
+    def test_somebodys_link_stays_wherever_it_leads(self):
+        for target in ("/elsewhere", PROGRAM[0]):
+            with self.subTest(target):
+                self.place(PROGRAM).parent.mkdir(parents=True, exist_ok=True)
+                self.place(PROGRAM).symlink_to(target)
+                before = tree(PRODUCT_ROOT)
+                self.update(PROGRAM)
+                self.remove()
+                self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
+                self.place(PROGRAM).unlink()
+
+    def test_what_has_taken_the_place_of_a_link_stays(self):
+        self.update(PROGRAM, CATALOGUE)
+        self.place(PROGRAM).unlink()
+        self.put(PROGRAM)
+        self.place(CATALOGUE).unlink()
+        self.place(CATALOGUE).symlink_to("/srv/translation.mo")
+        before = tree(PRODUCT_ROOT)
+        self.update(PROGRAM, CATALOGUE)
+        self.assertEqual(tree(PRODUCT_ROOT), before)
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
+
+    def test_folders_that_were_there_stay_even_when_empty(self):
+        self.place(PROGRAM).parent.mkdir(parents=True)
+        before = tree(PRODUCT_ROOT)
+        self.update(PROGRAM, CATALOGUE)
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT), before)
+
+    def test_folders_that_others_use_by_now_stay(self):
+        self.update(PROGRAM)
+        other = self.place(PROGRAM).parent / "other"
+        other.write_text("the panel's own", encoding="utf-8")
+        self.remove()
+        self.assertEqual([path for path in tree(PRODUCT_ROOT) if "sbin/" in path], [str(other)])
+
+    def test_an_update_changes_nothing_that_is_right_already(self):
+        self.update(PROGRAM, CATALOGUE)
+        before, made = tree(PRODUCT_ROOT, RECORDS), self.place(PROGRAM).lstat()
+        self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
+        self.assertEqual(self.place(PROGRAM).lstat(), made)
+
+    def test_an_update_takes_away_what_the_package_has_no_longer(self):
+        self.update(PROGRAM, CATALOGUE)
+        self.update(PROGRAM)
+        self.assert_linked(PROGRAM)
+        self.assertFalse((PRODUCT_ROOT / "share").exists())
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_packages_have_links_of_their_own(self):
+        monitor = ("/usr/libexec/keldoctl/monit-check-status", "admin/sbin/monit")
+        self.update(PROGRAM)
+        self.update(monitor, package="keldoctl-monit")
+        self.remove(package="keldoctl-monit")
+        self.assert_linked(PROGRAM)
+        self.assertFalse(self.place(monitor).is_symlink())
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_packages_share_the_folders_whoever_goes_or_moves_first(self):
+        monitor = ("/usr/libexec/keldoctl/monit-check-status", "admin/sbin/monit")
+        for first, second in (("keldoctl", "keldoctl-monit"), ("keldoctl-monit", "keldoctl")):
+            with self.subTest(first):
+                links = {"keldoctl": PROGRAM, "keldoctl-monit": monitor}
+                self.configure("")
+                for package, link in links.items():
+                    self.update(link, package=package)
+                self.configure("PRODUCT_ROOT_D /srv/panel\n")
+                for package in (first, second):
+                    self.update(links[package], package=package)
+                self.assertEqual(tree(PRODUCT_ROOT), {})
+                for package in (first, second):
+                    self.remove(package=package)
+                self.assertEqual(tree(PRODUCT_ROOT, pathlib.Path("/srv/panel"), RECORDS), {})
+
+    def test_removing_what_was_never_made_is_nothing(self):
+        self.assertEqual(self.remove(), "")
+
+    def test_what_others_keep_beside_the_records_stays(self):
+        self.update(PROGRAM)
+        (RECORDS / "reports").mkdir()
+        self.remove()
+        self.assertEqual(tree(RECORDS), {str(RECORDS): None, str(RECORDS / "reports"): None})
+
+    def test_a_link_that_cannot_be_made_is_told_and_the_others_are_made(self):
+        PRODUCT_ROOT.mkdir()
+        (PRODUCT_ROOT / "admin").write_text("a file", encoding="utf-8")
+        said = self.update(PROGRAM, CATALOGUE)
+        self.assertIn(f"panel-links: {self.place(PROGRAM)} could not be made\n", said)
+        self.assert_linked(CATALOGUE)
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {
+            str(PRODUCT_ROOT): None, str(PRODUCT_ROOT / "admin"): "a file"})
+
+    def test_usage(self):
+        for arguments in ([], ["update"], ["update", ""], ["update", "a/b"],
+                          ["update", "directories"], ["other", "keldoctl"]):
+            with self.subTest(arguments):
+                run = subprocess.run([LIBEXEC / "panel-links", *arguments], capture_output=True,
+                                     text=True)
+                self.assertEqual((run.returncode, run.stdout), (1, ""))
+                self.assertRegex(run.stderr, r"\Apanel-links: (usage|unknown command)[^\n]*\n\Z")
+
+
+if __name__ == "__main__":
+    unittest.main()
