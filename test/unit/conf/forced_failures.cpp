@@ -65,6 +65,7 @@ void* __real_realloc(void* memory, size_t size);
 char* __real_strdup(const char* text);
 void __real_free(void* memory);
 int __real_vasprintf(char** text, const char* format, va_list args);
+int __real___vasprintf_chk(char** text, int flag, const char* format, va_list args);
 
 void* __wrap_malloc(size_t size) {
     return fails(Call::malloc) ? nullptr : __real_malloc(size);
@@ -92,5 +93,10 @@ void __wrap_free(void* memory) {
 
 int __wrap_vasprintf(char** text, const char* format, va_list args) {
     return fails(Call::vasprintf) ? -1 : __real_vasprintf(text, format, args);
+}
+
+// What vasprintf() becomes with _FORTIFY_SOURCE.
+int __wrap___vasprintf_chk(char** text, int flag, const char* format, va_list args) {
+    return fails(Call::vasprintf) ? -1 : __real___vasprintf_chk(text, flag, format, args);
 }
 }

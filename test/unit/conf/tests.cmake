@@ -11,6 +11,6 @@ keldo_unit_test(conf
         printed_text.cpp
         read_configuration_test.cpp
     WRAP
-        malloc calloc realloc free strdup vasprintf getdelim qsort
+        malloc calloc realloc free strdup vasprintf __vasprintf_chk getdelim qsort
         openlog closelog syslog vsyslog
         _Z10conf_get_rPKcPK8conf_rec)
