@@ -7,6 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
+from languages import listed_languages
+
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
 # What configuring makes, and what only tests use. All else in the build is there to be installed.
@@ -21,7 +23,8 @@ PROGRAMS_AND_MANUALS = (
     ("LIBEXECDIR", "keldoctl/panel-root"),
     ("MANDIR", "man8/keldoctl.8"),
     ("MANDIR", "man8/monit-check-status.8"))
-CATALOGUES = ("share/locale/de/LC_MESSAGES/keldoctl.mo",)
+CATALOGUES = [f"share/locale/{language.catalogue}/LC_MESSAGES/keldoctl.mo"
+              for language in listed_languages()]
 DEFAULT_FOLDERS = {"SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man"}
 
 
