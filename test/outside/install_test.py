@@ -18,6 +18,7 @@ LINK = "/admin/sbin/keldoctl"  # below the panel's root
 # Where each file goes that is not the panel's, by GNUInstallDirs' name of the folder.
 PROGRAMS_AND_MANUALS = (
     ("SBINDIR", "keldoctl"),
+    ("LIBEXECDIR", "keldoctl/link-locales"),
     ("LIBEXECDIR", "keldoctl/monit-check-status"),
     ("LIBEXECDIR", "keldoctl/panel-links"),
     ("LIBEXECDIR", "keldoctl/panel-root"),
@@ -25,6 +26,7 @@ PROGRAMS_AND_MANUALS = (
     ("MANDIR", "man8/monit-check-status.8"))
 CATALOGUES = [f"share/locale/{language.catalogue}/LC_MESSAGES/keldoctl.mo"
               for language in listed_languages()]
+LOCALES = BUILD / "lib/keldoctl/locale"
 DEFAULT_FOLDERS = {"SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man"}
 
 
@@ -42,7 +44,9 @@ def files_below(root):
 def expected(prefix, panel, folders=None):
     """What is installed, with GNUInstallDirs' folders as given, if not by default."""
     folders = DEFAULT_FOLDERS | (folders or {})
+    locales = {prefix + "/lib/keldoctl/locale" + name for name in files_below(LOCALES)}
     return ({os.path.join(prefix, folders[folder], name) for folder, name in PROGRAMS_AND_MANUALS} |
+            locales |
             {os.path.join(panel, name) for name in CATALOGUES} | {panel + LINK})
 
 

@@ -1,0 +1,63 @@
+"""The locales that are installed with keldoctl, on a private host whose own are those of a stock
+system: C.UTF-8 alone.
+"""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+from panel import KELDOCTL, PATH, require_private_host
+
+BUILD = KELDOCTL.parent
+SYSTEM = pathlib.Path("/usr/lib/locale")
+ALIASES = pathlib.Path("/usr/share/locale/locale.alias")  # not there without the package locales
+
+
+def charset_of(locale):
+    """The charset of one of the system's locales; of one that it does not have, ASCII's."""
+    return subprocess.run(["locale", "charmap"], env={"PATH": PATH, "LC_ALL": locale}, check=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout[:-1]
+
+
+def install_catalogues(panel):
+    """Gives a panel the message catalogues that were built."""
+    shutil.copytree(BUILD / "share/locale", panel.root / "share/locale", dirs_exist_ok=True)
+
+
+class StockLocales:
+    """Takes away, until the test ends, all locales of the host but C.UTF-8, and installs our own
+    below a prefix, unknown to the system."""
+
+    def __init__(self, test):
+        require_private_host()
+        directory = tempfile.TemporaryDirectory()
+        test.addCleanup(directory.cleanup)
+        self._kept = pathlib.Path(directory.name, "kept")
+        self._kept.mkdir()
+        test.addCleanup(self._give_back)
+        self._take_away()
+        prefix = pathlib.Path(directory.name, "prefix")
+        subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix, "--component", "locales"],
+                       check=True, stdout=subprocess.DEVNULL)
+        self.ours = prefix / "lib/keldoctl/locale"
+        self.program, = prefix.rglob("link-locales")
+
+    def run(self, *arguments, **options):
+        """Runs link-locales."""
+        return subprocess.run([self.program, *arguments], check=False, text=True,
+                              capture_output=True, env={"PATH": PATH}, **options)
+
+    def _take_away(self):
+        shutil.move(SYSTEM, self._kept / "locale")
+        shutil.copytree(self._kept / "locale/C.utf8", SYSTEM / "C.utf8")
+        if os.path.lexists(ALIASES):
+            shutil.move(ALIASES, self._kept / "aliases")
+
+    def _give_back(self):
+        shutil.rmtree(SYSTEM)
+        shutil.move(self._kept / "locale", SYSTEM)
+        ALIASES.unlink(missing_ok=True)
+        if os.path.lexists(self._kept / "aliases"):
+            shutil.move(self._kept / "aliases", ALIASES)

@@ -1,0 +1,238 @@
+"""link-locales: makes our locales known to the system, and touches nobody else's."""
+
+import hashlib
+import os
+import pathlib
+import shutil
+import subprocess
+import unittest
+
+from languages import listed_languages
+from locales import ALIASES, SYSTEM, StockLocales, charset_of, install_catalogues
+from panel import PATH, Panel
+
+NAMES = [language.locale for language in listed_languages()]
+NONE = "ANSI_X3.4-1968"  # what charset_of() says of a locale that is not there
+ARCHIVE = SYSTEM / "locale-archive"
+
+
+def tree(root):
+    """What is below a directory: for each path the target of the link, or the hash of the file."""
+    found = {}
+    for path in sorted(pathlib.Path(root).rglob("*")):
+        if path.is_symlink():
+            found[str(path)] = os.readlink(path)
+        elif path.is_file():
+            found[str(path)] = hashlib.sha256(path.read_bytes()).hexdigest()
+        else:
+            found[str(path)] = None
+    return found
+
+
+def localedef(*arguments):
+    """Compiles a locale as an administrator does."""
+    subprocess.run(["localedef", *arguments], check=True, env={"PATH": PATH})
+
+
+class LinkTest(unittest.TestCase):
+    def setUp(self):
+        self.locales = StockLocales(self)
+        self.files = tree(self.locales.ours)
+        self.before = tree(SYSTEM)
+
+    def link(self, action="add", told=""):
+        done = self.locales.run(action)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", told))
+        self.assertEqual(tree(self.locales.ours), self.files)
+
+    def own_kept(self, name, charset):
+        return ("link-locales: reports need this locale in UTF-8, but the system has its own "
+                f"-- {name} ({charset})\n")
+
+    def charsets(self):
+        return {name: charset_of(name) for name in NAMES}
+
+    def test_the_system_knows_them_all_after_add_and_none_after_remove(self):
+        self.assertEqual(self.charsets(), dict.fromkeys(NAMES, NONE))
+        self.link()
+        self.assertEqual(self.charsets(), dict.fromkeys(NAMES, "UTF-8"))
+        self.link("remove")
+        self.assertEqual(self.charsets(), dict.fromkeys(NAMES, NONE))
+        self.assertEqual(tree(SYSTEM), self.before)
+
+    def test_twice_is_as_once(self):
+        self.link()
+        linked = tree(SYSTEM)
+        self.link()
+        self.assertEqual(tree(SYSTEM), linked)
+        self.link("remove")
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), self.before)
+
+    def test_a_system_without_any_locale_gets_them(self):
+        shutil.rmtree(SYSTEM)
+        self.link("remove")
+        self.link()
+        self.assertEqual(self.charsets(), dict.fromkeys(NAMES, "UTF-8"))
+
+    def test_an_interrupted_add_is_completed(self):
+        self.link()
+        linked = tree(SYSTEM)
+        shutil.rmtree(SYSTEM / "tr_TR")
+        for path in (SYSTEM / "de_DE").glob("LC_*"):
+            if path.is_symlink() and path.name != "LC_CTYPE":
+                path.unlink()
+        for path in (SYSTEM / "pl_PL").glob("LC_*"):
+            if path.is_symlink():
+                path.unlink()
+        self.link()
+        self.assertEqual(tree(SYSTEM), linked)
+
+    def test_an_upgrade_takes_away_what_is_gone_and_brings_what_is_new(self):
+        self.link()
+        shutil.copytree(self.locales.ours / "zh_TW", self.locales.ours / "xx_XX")
+        shutil.rmtree(self.locales.ours / "zh_TW")
+        self.files = tree(self.locales.ours)
+        self.link()
+        self.assertEqual((charset_of("zh_TW"), charset_of("xx_XX")), (NONE, "UTF-8"))
+        self.assertFalse((SYSTEM / "zh_TW").exists())
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), self.before)
+
+    def test_an_archived_locale_of_the_administrator_comes_first(self):
+        localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
+        archive = tree(SYSTEM)
+        self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
+        self.assertEqual(charset_of("de_DE"), "ISO-8859-1")
+        self.assertEqual(charset_of("fr_FR"), "UTF-8")
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), archive)
+
+    def test_an_archived_locale_in_utf_8_is_nothing_to_tell_of(self):
+        localedef("-i", "de_DE", "-f", "UTF-8", "de_DE")
+        self.link()
+        self.link("remove")
+        self.assertEqual(charset_of("de_DE"), "UTF-8")
+
+    def test_a_locale_that_leaves_the_archive_is_replaced_by_ours(self):
+        localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
+        self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
+        ARCHIVE.unlink()
+        self.assertEqual(charset_of("de_DE"), "UTF-8")
+
+    def test_a_directory_of_the_administrator_stays(self):
+        localedef("--no-archive", "-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
+        (SYSTEM / "de_DE/LC_TIME").unlink()
+        (SYSTEM / "de_DE/LC_TIME").symlink_to("../C.utf8/LC_TIME")
+        before, own = tree(SYSTEM), tree(SYSTEM / "de_DE")
+        self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
+        self.assertEqual(tree(SYSTEM / "de_DE"), own)
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), before)
+
+    def test_a_link_of_the_administrator_stays(self):
+        elsewhere = self.locales.ours.parent / "elsewhere"
+        shutil.copytree(self.locales.ours / "de_DE", elsewhere)
+        for name, target in (("de_DE", elsewhere), ("tr_TR", self.locales.ours / "tr_TR")):
+            (SYSTEM / name).symlink_to(target)
+        before = tree(SYSTEM)
+        self.link()
+        self.assertLessEqual(before.items(), tree(SYSTEM).items())
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), before)
+
+    def test_localedef_replaces_our_links_and_not_what_they_lead_to(self):
+        self.link()
+        localedef("--no-archive", "-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
+        own = tree(SYSTEM / "de_DE")
+        self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), self.before | {str(SYSTEM / "de_DE"): None} | own)
+
+    def test_remove_leaves_single_files_that_somebody_put_in_place_of_links(self):
+        self.link()
+        (SYSTEM / "new").write_text("another's", encoding="utf-8")
+        (SYSTEM / "new").replace(SYSTEM / "de_DE/LC_TIME")
+        self.link("remove")
+        self.assertEqual((SYSTEM / "de_DE/LC_TIME").read_text(encoding="utf-8"), "another's")
+        self.assertEqual(os.listdir(SYSTEM / "de_DE"), ["LC_TIME"])
+
+    def test_a_directory_of_the_administrator_that_is_no_locale_is_told_of(self):
+        (SYSTEM / "de_DE").mkdir()
+        (SYSTEM / "de_DE/notes").write_text("mine", encoding="utf-8")
+        self.link(told="link-locales: reports need this locale in UTF-8, but the system cannot "
+                       "load it -- de_DE\n")
+        self.assertEqual(os.listdir(SYSTEM / "de_DE"), ["notes"])
+
+    def test_another_name_for_a_locale_is_told_of(self):
+        # Such names are looked up first, for Japanese on systems that have the package locales.
+        ALIASES.write_text("# names\nja_JP\t\tja_JP.eucJP\n", encoding="utf-8")
+        self.link(told="link-locales: reports need this locale in UTF-8, but "
+                       f"{ALIASES} names another -- ja_JP (ja_JP.eucJP)\n")
+        self.assertEqual(charset_of("ja_JP"), NONE)
+        localedef("-i", "ja_JP", "-f", "UTF-8", "ja_JP")
+        self.assertEqual(charset_of("ja_JP"), "UTF-8")
+        self.link()
+
+    def test_the_environment_does_not_matter(self):
+        environment = {"PATH": PATH, "LOCPATH": os.environ["LOCPATH_LATIN1"], "LC_ALL": "C.UTF-8"}
+        done = subprocess.run([self.locales.program, "add"], check=False, capture_output=True,
+                              env=environment)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+
+    def test_bad_usage_and_a_lack_of_locales_are_told(self):
+        for arguments in ((), ("list",), ("add", "remove"), ("",)):
+            with self.subTest(arguments):
+                done = self.locales.run(*arguments)
+                self.assertEqual((done.returncode, done.stderr),
+                                 (1, "link-locales: usage: link-locales add|remove\n"))
+        shutil.rmtree(self.locales.ours)
+        done = self.locales.run("add")
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, f"link-locales: no locales -- {self.locales.ours}\n"))
+        self.assertEqual(tree(SYSTEM), self.before)
+
+
+class CompiledLocalesTest(unittest.TestCase):
+    def setUp(self):
+        self.locales = StockLocales(self)
+
+    def test_there_is_one_for_each_language(self):
+        self.assertEqual(sorted(os.listdir(self.locales.ours)), sorted(NAMES))
+
+    def test_a_file_that_several_share_is_there_once(self):
+        files = [(path.name, path.read_bytes()) for path in self.locales.ours.rglob("*")
+                 if path.is_file() and not path.is_symlink()]
+        self.assertEqual(len(files), len(set(files)))
+
+    def test_each_is_what_localedef_makes(self):
+        for name in ("de_DE", "tr_TR"):
+            with self.subTest(name):
+                again = self.locales.ours.parent / "again" / name
+                again.parent.mkdir(exist_ok=True)
+                localedef("--no-archive", "-i", name, "-f", "UTF-8", str(again))
+                self.assertEqual(self.contents(self.locales.ours / name), self.contents(again))
+
+    @staticmethod
+    def contents(locale):
+        return {path.relative_to(locale): path.read_bytes()
+                for path in locale.rglob("*") if path.is_file()}
+
+
+class OtherCharsetTest(unittest.TestCase):
+    """What becomes of a report where the administrator's own locale is not in UTF-8."""
+
+    def test_letters_beyond_ascii_are_replaced(self):
+        locales = StockLocales(self)
+        localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
+        locales.run("add")
+        panel = Panel()
+        panel.upgrade_tool(1)
+        install_catalogues(panel)
+        done = panel.run("--status", "--language=de-DE")
+        self.assertIn('<message xml:lang="de-DE">Eine Aktualisierung l\ufffduft. Bitte warten Sie.'
+                      "</message>", done.stdout.decode())
+
+
+if __name__ == "__main__":
+    unittest.main()
