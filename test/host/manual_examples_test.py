@@ -1,0 +1,38 @@
+"""The examples of keldoctl(8), on a host where they hold."""
+
+import subprocess
+import unittest
+
+from manual import shown_commands
+
+
+def control(*arguments):
+    subprocess.run(["service-control", *arguments], check=True, stdout=subprocess.PIPE)
+
+
+def shell(command):
+    """What a command line prints."""
+    done = subprocess.run(["bash", "-o", "pipefail", "-c", command], check=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    return done.stdout.decode()
+
+
+class ManualExamplesTest(unittest.TestCase):
+    def test_each_command_prints_what_is_shown(self):
+        usage, down, repair, well, repair_all, limited = shown_commands("keldoctl.8", "EXAMPLES")
+        self.assertEqual(shell(usage[0]), usage[1])
+        control("start-all")
+        control("kill", "web")
+        self.assertEqual(shell(down[0]), down[1])
+        self.assertEqual(shell(repair[0]), repair[1])
+        self.assertEqual(shell(well[0]), well[1])
+        control("kill", "web")
+        control("kill", "redis")
+        self.assertEqual(shell(repair_all[0]).count("<status>ok</status>"), 2)
+        self.assertEqual(shell(limited[0]), well[1])
+        # With nothing to repair, the pipe runs nothing.
+        self.assertEqual(shell(repair_all[0]), "")
+
+
+if __name__ == "__main__":
+    unittest.main()

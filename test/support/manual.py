@@ -1,0 +1,69 @@
+"""The manual pages of the build, for tests that hold them against the program."""
+
+import os
+import pathlib
+import re
+import subprocess
+
+from panel import PROJECT
+
+BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
+TREE = BUILD / "share/man"
+PAGES = sorted(path for path in TREE.glob("man*/*"))
+
+
+def page(name):
+    """The path of a page, such as "keldoctl.8"."""
+    return TREE / f"man{name[-1]}" / name
+
+
+def formatted(path):
+    """What a page looks like in lines that are wide enough for all of it, as plain text."""
+    done = subprocess.run(["mandoc", "-Tutf8", "-Owidth=200", path], check=True,
+                          stdout=subprocess.PIPE)
+    return re.sub(r".\x08", "", done.stdout.decode())
+
+
+def section(name, title):
+    """The formatted text of a page's section, without indentation."""
+    found = re.search(rf"^{title}\n(.*?)^(?=\S)", formatted(page(name)), re.M | re.S)
+    return re.sub(r"^ {5}", "", found[1], flags=re.M)
+
+
+def source(name, title):
+    """The lines of a section in the page's source."""
+    lines = page(name).read_text(encoding="utf-8").splitlines()
+    start = lines.index(f".Sh {title}") + 1
+    end = next((i for i in range(start, len(lines)) if lines[i].startswith(".Sh ")), len(lines))
+    return lines[start:end]
+
+
+def displays(name, title):
+    """The literal displays of a section, as texts."""
+    texts = []
+    for block in re.findall(r"^\.Bd -literal[^\n]*\n(.*?)^\.Ed$",
+                            "\n".join(source(name, title)), re.M | re.S):
+        for escape, character in (("\\\n", ""), (r"\e", "\\"), (r"\(Bq", "\u201e"),
+                                  (r"\(lq", "\u201c")):
+            block = block.replace(escape, character)
+        texts.append(block)
+    return texts
+
+
+def shown_commands(name, title):
+    """The commands that a section shows, after a "# ", each with the output shown below it."""
+    commands = []
+    for text in displays(name, title):
+        command, output = None, ""
+        for line in text.splitlines(keepends=True):
+            if line.startswith("# "):
+                if command is not None:
+                    commands.append((command, output))
+                command, output = line[2:], ""
+            elif line.startswith("> "):
+                command += line[2:]
+            else:
+                output += line
+        if command is not None:
+            commands.append((command, output))
+    return commands

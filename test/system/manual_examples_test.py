@@ -1,0 +1,68 @@
+"""What the manual pages show: definitions with their control files, configuration, a monitor."""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+from manual import displays, page, shown_commands
+from panel import PATH, Panel
+from trace import traced
+
+
+class DefinitionTest(unittest.TestCase):
+    def test_the_definitions_give_the_control_files_shown(self):
+        [web] = displays("keldo-service.5", "DESCRIPTION")
+        web_control, dns, dns_control = displays("keldo-service.5", "EXAMPLES")
+        panel = Panel()
+        panel.write_definition("web", web)
+        panel.write_definition("dns", dns)
+        panel.run("--status")
+        controls = [call.control_file for call in panel.calls()]
+        self.assertIn(web_control, controls)
+        self.assertIn(dns_control, controls)
+
+
+class ConfigurationTest(unittest.TestCase):
+    """The table of kvr.conf(5): lines and the values that they define."""
+
+    def root_of(self, line):
+        """The directory that keldoctl takes for the panel's when the file has just this line."""
+        panel = Panel()
+        panel.configure(line)
+        _, calls = traced(panel, "openat", "--status", env={"LOCPATH": "/tmp"})
+        [tmp] = {found[1] for call in calls
+                 if (found := re.search(r'"(.*)/tmp/monitrc\w{6}"', call.arguments))}
+        return tmp
+
+    def test_the_lines_define_the_values_shown(self):
+        rows = re.findall(r"^\.It Li NAME((?!D_).*?) Ta (.*)$",
+                          page("kvr.conf.5").read_text(encoding="utf-8"), re.M)
+        self.assertGreater(len(rows), 6)
+        for line, value in rows:
+            with self.subTest(line):
+                # Backslashes as strace shows them.
+                line = line.replace(r"\(pc", " ").replace(r"\(dq", '"').replace(r"\e", "\\")
+                value = value.replace(r"\(pc", " ").replace(r"\(dq", r'\"').replace(r"\e", "\\")
+                line = line.replace(r"\r", "\r").replace(r"\n", "\n")
+                expected = value.removeprefix("Li ") if value.startswith("Li ") \
+                    else "/usr/local/kvr"
+                self.assertEqual(self.root_of("PRODUCT_ROOT_D" + line), expected)
+
+
+class MonitCheckStatusTest(unittest.TestCase):
+    def test_the_example(self):
+        program = pathlib.Path(os.environ["MONIT_CHECK_STATUS"])
+        (show, control), (check, document) = shown_commands("monit-check-status.8", "EXAMPLES")
+        with tempfile.TemporaryDirectory() as directory:
+            pathlib.Path(directory, show.split()[1]).write_text(control, encoding="utf-8")
+            done = subprocess.run(["bash", "-c", check], check=True, cwd=directory,
+                                  stdout=subprocess.PIPE,
+                                  env={"PATH": f"{program.parent}:{PATH}"})
+        self.assertEqual(done.stdout.decode(), document)
+
+
+if __name__ == "__main__":
+    unittest.main()
