@@ -1,0 +1,238 @@
+"""Completion of the command line, in real shells on real terminals."""
+
+import contextlib
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from panel import CORE_SERVICES, PATH, PROJECT, SERVICES, Panel
+from terminal import Shell
+
+COMPLETION = PROJECT / "completion"
+EMPTY_CATALOGUE = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n'
+TAB = "\t"
+ALL = "\x18a"  # inserts every candidate
+
+BASH_START = f"""
+PS1='{Shell.READY}'
+print_line() {{
+    printf '%s%s%s\\n' '{Shell.BEGIN}' "$READLINE_LINE" '{Shell.END}'
+    READLINE_LINE= READLINE_POINT=0
+}}
+bind -x '"\\C-xb": print_line'
+bind '"\\C-xa": insert-completions'
+"""
+ZSH_START = f"""
+PS1='{Shell.READY}'
+fpath=({COMPLETION} $fpath)
+autoload -Uz compinit && compinit -u -D
+print-line() {{ zle -I; print -r -- "{Shell.BEGIN}$BUFFER{Shell.END}"; BUFFER= }}
+zle -N print-line
+bindkey '^Xb' print-line
+insert-all() {{ _main_complete; compstate[insert]=all compstate[list]= }}
+zle -C insert-all complete-word insert-all
+bindkey '^Xa' insert-all
+"""
+
+
+@contextlib.contextmanager
+def started(start, folder, *command, **environment):
+    """A shell with that start-up file, in a folder of its own."""
+    (folder / ".zshrc").write_text(start, encoding="utf-8")
+    shell = Shell(command, {"PATH": PATH, "TERM": "dumb", "LC_ALL": "C.UTF-8",
+                            "HOME": str(folder), "ZDOTDIR": str(folder)} | environment)
+    try:
+        yield shell
+    finally:
+        shell.close()
+
+
+def bash(folder, start=""):
+    """Bash that has just read the file of the completion."""
+    return started(f"{BASH_START}\n{start}\nsource {COMPLETION}/keldoctl.bash\n", folder,
+                   "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
+
+
+def bash_of_few_borders(folder):
+    """Bash for which colons and equals signs are letters like others."""
+    return bash(folder, "COMP_WORDBREAKS=${COMP_WORDBREAKS//[:=]/}")
+
+
+def bash_with_package(folder):
+    """Bash with the bash-completion package, which finds the file by itself."""
+    directory = folder / "completions"
+    directory.mkdir()
+    shutil.copy(COMPLETION / "keldoctl.bash", directory / "keldoctl")
+    return started(f"{BASH_START}\nsource /usr/share/bash-completion/bash_completion\n", folder,
+                   "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i",
+                   BASH_COMPLETION_USER_DIR=str(folder))
+
+
+def zsh(folder):
+    return started(ZSH_START, folder, "/bin/zsh", "-d", "-i")
+
+
+SHELLS = (bash, bash_of_few_borders, bash_with_package, zsh)
+
+
+def arguments(name, line):
+    """The arguments that keldoctl would get by a line in an interactive shell of that kind."""
+    command = ["/bin/zsh", "-f", "-i"] if name == "zsh" else ["/bin/bash", "--norc", "-i"]
+    text = f"keldoctl() {{ printf '%s\\0' \"$@\"; }}\n{line}\n"
+    done = subprocess.run(command, check=False, input=text.encode(), stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, env={"LC_ALL": "C.UTF-8"})
+    return done.stdout.decode().split("\0")[:-1]
+
+
+@contextlib.contextmanager
+def started_shells():
+    """One of each kind, each with its name."""
+    with contextlib.ExitStack() as stack:
+        yield [(kind.__name__, stack.enter_context(kind(pathlib.Path(
+            stack.enter_context(tempfile.TemporaryDirectory()))))) for kind in SHELLS]
+
+
+class CompletionTest(unittest.TestCase):
+    def setUp(self):
+        self.panel = Panel()
+
+    def check(self, rows):
+        """Types the first text of each row, and expects the second."""
+        with started_shells() as shells:
+            for name, shell in shells:
+                for keys, line in rows:
+                    with self.subTest(name, keys=keys):
+                        self.assertEqual(shell.line_after(keys), line)
+
+    def check_candidates(self, keys, candidates):
+        """Expects all that is offered, without the part of the word that stands there already."""
+        with started_shells() as shells:
+            for name, shell in shells:
+                with self.subTest(name):
+                    line = shell.line_after(keys + ALL)
+                    before, last = keys.rsplit(" ", 1)
+                    self.assertTrue(line.startswith(before + " "), line)
+                    border = last.rstrip("-")
+                    words = [word.removeprefix(border) for word in line[len(before):].split()]
+                    self.assertEqual(sorted(words), sorted(candidates))
+
+    def test_commands(self):
+        self.check([("keldoctl --s" + TAB, "keldoctl --status "),
+                    ("keldoctl --r" + TAB, "keldoctl --repair "),
+                    ("keldoctl --h" + TAB, "keldoctl --help "),
+                    ("keldoctl -" + TAB, "keldoctl -"),
+                    ("keldoctl x" + TAB, "keldoctl x")])
+        self.check_candidates("keldoctl -", ["--status", "--repair", "--help", "-h"])
+
+    def test_the_option_comes_right_after_the_command(self):
+        for command in ("--status", "--repair", "--help", "-h"):
+            self.check([(f"keldoctl {command} --l{TAB}", f"keldoctl {command} --language=")])
+        self.check([("keldoctl --l" + TAB, "keldoctl --l"),
+                    ("keldoctl --unknown --l" + TAB, "keldoctl --unknown --l"),
+                    ("keldoctl --status x --l" + TAB, "keldoctl --status x --l"),
+                    ("keldoctl --repair x --l" + TAB, "keldoctl --repair x --l"),
+                    ("keldoctl --status --language=en-US --l" + TAB,
+                     "keldoctl --status --language=en-US --l")])
+
+    def test_only_repair_takes_ids(self):
+        self.check([("keldoctl --status r" + TAB, "keldoctl --status r"),
+                    ("keldoctl --help r" + TAB, "keldoctl --help r"),
+                    ("keldoctl --repair r" + TAB, "keldoctl --repair restart-service:"),
+                    ("keldoctl --repair restart-service:w" + TAB,
+                     "keldoctl --repair restart-service:web "),
+                    ("keldoctl --repair --language=de-DE restart-service:k" + TAB,
+                     "keldoctl --repair --language=de-DE restart-service:keldo "),
+                    ("keldoctl --repair x restart-service:k" + TAB,
+                     "keldoctl --repair x restart-service:keldo ")])
+
+    def test_ids_are_those_of_the_definitions(self):
+        self.panel.write_service("redis")
+        (SERVICES / "notes.txt").touch()
+        self.check_candidates("keldoctl --repair restart-service:", [*CORE_SERVICES, "redis"])
+        shutil.rmtree(SERVICES)
+        self.check([("keldoctl --repair r" + TAB, "keldoctl --repair r")])
+
+    def test_an_id_is_offered_once(self):
+        self.panel.remove_definitions()
+        for service in ("web", "dns"):
+            self.panel.write_service(service)
+        self.check([("keldoctl --repair restart-service:web r" + TAB,
+                     "keldoctl --repair restart-service:web restart-service:dns ")])
+
+    def test_languages_are_those_of_the_catalogues(self):
+        for locale in ("cs", "de", "ja", "pt_BR", "zh_CN", "zh_TW", "sr@latin", "nonsense"):
+            self.panel.catalogue(EMPTY_CATALOGUE, locale)
+        (self.panel.root / "share/locale/fr/LC_MESSAGES").mkdir(parents=True)
+        self.check_candidates("keldoctl --status --language=", [
+            "cs-CZ", "de-DE", "en-US", "ja-JP", "pt-BR", "zh-CN", "zh-TW"])
+        self.check([("keldoctl --status --language=d" + TAB, "keldoctl --status --language=de-DE "),
+                    ("keldoctl --repair --language=z" + TAB, "keldoctl --repair --language=zh-"),
+                    ("keldoctl --status --language=x" + TAB, "keldoctl --status --language=x")])
+
+    def test_the_catalogues_are_below_the_panels_root(self):
+        panel = Panel("/usr/local/kvr/root")
+        panel.catalogue(EMPTY_CATALOGUE)
+        row = ("keldoctl --status --language=d" + TAB, "keldoctl --status --language=de-DE ")
+        self.check([row])
+        panel.configure("PRODUCT_ROOT_D /a\n PRODUCT_ROOT_D\t /usr/local/kvr/root\t# here\n"
+                        "# PRODUCT_ROOT_D /b\nDUMP_D /c\nOLD_PRODUCT_ROOT_D /d\nPRODUCT_ROOT_D\n")
+        self.check([row])
+        panel.configure("PRODUCT_ROOT_D /a\nPRODUCT_ROOT_D /usr/local/kvr/root")  # no newline
+        self.check([row])
+        panel.configure("")
+        self.check([(row[0], row[0][:-1])])
+
+    def test_the_default_root(self):
+        self.panel.configure("")
+        self.panel.catalogue(EMPTY_CATALOGUE)
+        self.check([("keldoctl --help --language=d" + TAB, "keldoctl --help --language=de-DE ")])
+
+    def test_odd_ids_are_quoted(self):
+        services = ["0a b", "1it's", '2a"b', "3a:b", "4$HOME", "5a\\b", "6a;b", "7a&b", "8[a]",
+                    "9*", "Aä", "B-x", "C`a`", "Da=b", "E~", "F#", "G(a)", "H!x", "I<a>"]
+        self.panel.remove_definitions()
+        for service in services:
+            self.panel.write_definition(service, "")
+        with started_shells() as shells:
+            for name, shell in shells:
+                for quote in ("", "'", '"'):
+                    for service in services:
+                        with self.subTest(name, service=service, quote=quote):
+                            line = shell.line_after(
+                                f"keldoctl --repair {quote}restart-service:{service[0]}{TAB}")
+                            self.assertEqual(arguments(name, line),
+                                             ["--repair", f"restart-service:{service}"])
+
+    def test_an_odd_id_goes_on_where_it_was_left(self):
+        self.panel.remove_definitions()
+        self.panel.write_definition("my web:server=1", "")
+        whole = ["--repair", "restart-service:my web:server=1"]
+        with started_shells() as shells:
+            for name, shell in shells:
+                for typed in ("restart-service:my\\ w", "'restart-service:my w",
+                              '"restart-service:my w', "restart-service:my\\ web:s",
+                              "'restart-service:my web:s", "restart-service:my\\ web:server=",
+                              '"restart-service:my web:server=', "restart-service:my' w",
+                              "'restart-service:my'\\ w", "re'start'-service:m"):
+                    with self.subTest(name, typed=typed):
+                        line = shell.line_after(f"keldoctl --repair {typed}{TAB}")
+                        self.assertEqual(arguments(name, line), whole)
+
+    def test_the_command_need_not_be_the_first_word(self):
+        self.check([("LC_ALL=C keldoctl --s" + TAB, "LC_ALL=C keldoctl --status "),
+                    ("true; keldoctl --s" + TAB, "true; keldoctl --status "),
+                    ("/usr/sbin/keldoctl --s" + TAB, "/usr/sbin/keldoctl --status ")])
+
+    def test_what_follows_the_cursor_is_left_alone(self):
+        left = "\x1b[D" * 5
+        with started_shells() as shells:
+            for name, shell in shells:
+                with self.subTest(name):
+                    self.assertEqual(shell.line_after(f"keldoctl --s --xy{left}{TAB}").split(),
+                                     ["keldoctl", "--status", "--xy"])
+
+
+if __name__ == "__main__":
+    unittest.main()
