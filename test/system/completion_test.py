@@ -1,4 +1,4 @@
-"""Completion of the command line, in real shells on real terminals."""
+"""Completion of command lines, in real shells on real terminals."""
 
 import contextlib
 import pathlib
@@ -50,9 +50,10 @@ def started(start, folder, *command, **environment):
 
 
 def bash(folder, start=""):
-    """Bash that has just read the file of the completion."""
-    return started(f"{BASH_START}\n{start}\nsource {COMPLETION}/keldoctl.bash\n", folder,
-                   "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
+    """Bash that has just read the files of the completion."""
+    files = " ".join(f"source {path};" for path in COMPLETION.glob("*.bash"))
+    return started(f"{BASH_START}\n{start}\n{files}\n",
+                   folder, "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
 
 
 def bash_of_few_borders(folder):
@@ -61,10 +62,11 @@ def bash_of_few_borders(folder):
 
 
 def bash_with_package(folder):
-    """Bash with the bash-completion package, which finds the file by itself."""
+    """Bash with the bash-completion package, which finds the files by itself."""
     directory = folder / "completions"
     directory.mkdir()
-    shutil.copy(COMPLETION / "keldoctl.bash", directory / "keldoctl")
+    for path in COMPLETION.glob("*.bash"):
+        shutil.copy(path, directory / path.stem)
     return started(f"{BASH_START}\nsource /usr/share/bash-completion/bash_completion\n", folder,
                    "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i",
                    BASH_COMPLETION_USER_DIR=str(folder))
@@ -232,6 +234,25 @@ class CompletionTest(unittest.TestCase):
                 with self.subTest(name):
                     self.assertEqual(shell.line_after(f"keldoctl --s --xy{left}{TAB}").split(),
                                      ["keldoctl", "--status", "--xy"])
+
+class ServiceLintTest(unittest.TestCase):
+    def test_options_and_definitions(self):
+        command = "keldo-service-lint"
+        rows = [("--s" + TAB, "--show "), ("--h" + TAB, "--help "), ("we" + TAB, "web.xml "),
+                ("dir" + TAB, "directory/"), ("m" + TAB, "my\\ web.xml "),
+                ("my\\ w" + TAB, "my\\ web.xml "), ('"my w' + TAB, '"my web.xml" '),
+                ("--show we" + TAB, "--show web.xml ")]
+        with started_shells() as shells, tempfile.TemporaryDirectory() as directory:
+            for name in ("web.xml", "my web.xml", "notes.txt"):
+                pathlib.Path(directory, name).touch()
+            pathlib.Path(directory, "directory").mkdir()
+            for name, shell in shells:
+                shell.line_after(f"cd {directory}\n")
+                # Where there is no definition, zsh offers other files.
+                other = ("no" + TAB, "notes.txt " if name == "zsh" else "no")
+                for keys, line in [*rows, other]:
+                    with self.subTest(name, keys=keys):
+                        self.assertEqual(shell.line_after(f"{command} {keys}"), f"{command} {line}")
 
 
 if __name__ == "__main__":
