@@ -86,41 +86,42 @@ class FormTest(unittest.TestCase):
 ALL = None
 NOT_SHOWN = {
     # The usage, which is an example of the page.
-    "app/command_line.cpp": {"Usage: ", " --status [--language=LANG_CODE]", "   or: ",
+    "src/app/command_line.cpp": {"Usage: ", " --status [--language=LANG_CODE]", "   or: ",
                              " --repair [--language=LANG_CODE] ID..."},
     # Conditions within the message of an assertion.
-    "conf/autoprepend.cpp": {
+    "src/conf/autoprepend.cpp": {
         "i > 0 && i <= (sizeof(theKvrConfArray) / sizeof(theKvrConfArray[0]) - 2)",
         "i > 0 && i <= (sizeof(theKvrConfDefauls) / sizeof(theKvrConfDefauls[0]) - 2)",
         "((void *)0) != name"},
     # The prefix by a program's path, which this program does not set.
-    "conf/messages.cpp": {"%s: "},
+    "src/conf/messages.cpp": {"%s: "},
     # More conditions, and lines for the log hook, which does not show warnings.
-    "conf/read_configuration.cpp": ALL,
+    "src/conf/read_configuration.cpp": ALL,
     # Exceptions that the callers take for a database that is down, and a self-test.
-    "db/cpp_mysql.cpp": ALL,
+    "src/db/cpp_mysql.cpp": ALL,
     # Statements; and what leaves the connection without an error, so that it is used.
-    "db/panel_database.cpp": {
+    "src/db/panel_database.cpp": {
         "SHOW VARIABLES LIKE 'version'", "set foreign_key_checks=0", "SET NAMES utf8",
         "SET NAMES binary", "SELECT val FROM misc WHERE param='mysql41_compatible'",
         "DB error (%s): unknown error", "fetch version row", "empty version result"},
     # Sentences of the report.
-    "diag/repair.cpp": ALL,
-    "diag/service_diagnosis.cpp": ALL,
-    "diag/upgrade_check.cpp": ALL,
+    "src/diag/repair.cpp": ALL,
+    "src/diag/service_diagnosis.cpp": ALL,
+    "src/diag/upgrade_check.cpp": ALL,
     # Statements.
-    "diag/services_to_check.cpp": ALL,
+    "src/diag/services_to_check.cpp": ALL,
     # The control file, and the monitor's command line.
-    "monitor/monitor_configuration.cpp": ALL,
-    "monitor/monitor_status.cpp": ALL,
+    "src/monitor/monitor_configuration.cpp": ALL,
+    "src/monitor/monitor_status.cpp": ALL,
     # Monit's settings, its protocol and what it answers; the document.
-    "monit_check_status.cpp": {
+    "libexec/monit_check_status.cpp": {
         " \t\r\n\f\v,;", "\nset daemon 1000000\nset pidfile ", "\nset idfile ",
         "\nset statefile ", "\nset httpd unixsocket ", " allow monit:monit\n", "check system ",
         "GET /_status?format=xml HTTP/1.0\r\nAuthorization: Basic bW9uaXQ6bW9uaXQ=\r\n\r\n",
         " 200 ", "<service ", '<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n',
         "  <service>\n    <name>", "</name>\n    <status>", "</status>\n  </service>\n"},
 }
+FOLDERS_OF_KELDOCTL = ("app", "conf", "db", "diag", "exec", "monitor", "report")
 # Messages of the libraries.
 OF_LIBRARIES = {"error : unterminated entity reference TEXT",
                 "terminate called after throwing an instance of 'TYPE'"}
@@ -141,11 +142,11 @@ def texts_in(path):
             yield text
 
 
-def messages_in(folder):
-    """The texts of the sources in a folder that somebody may get to see."""
+def messages_in(paths):
+    """The texts of source files that somebody may get to see."""
     messages = set()
-    for path in sorted((PROJECT / folder).rglob("*.cpp")):
-        hidden = NOT_SHOWN.get(str(path.relative_to(PROJECT / folder)), set())
+    for path in paths:
+        hidden = NOT_SHOWN.get(str(path.relative_to(PROJECT)), set())
         if hidden is not ALL:
             texts = set(texts_in(path))
             # A text that is gone needs no exception any more.
@@ -166,9 +167,9 @@ def diagnostics(name):
 
 
 class DiagnosticsTest(unittest.TestCase):
-    def check(self, name, folder):
+    def check(self, name, *patterns):
         explained = diagnostics(name) - OF_LIBRARIES
-        messages = messages_in(folder)
+        messages = messages_in(path for sources in patterns for path in PROJECT.glob(sources))
         for message in messages:
             with self.subTest("in the sources", message=message):
                 self.assertTrue(any(re.search(pattern(message), text) for text in explained))
@@ -182,10 +183,10 @@ class DiagnosticsTest(unittest.TestCase):
                 self.assertRegex(rest, r"^(keldoctl)?(: )?([A-Z_]|/usr/bin/monit)*$")
 
     def test_keldoctl(self):
-        self.check("keldoctl.8", "src")
+        self.check("keldoctl.8", *(f"src/{folder}/*.cpp" for folder in FOLDERS_OF_KELDOCTL))
 
     def test_monit_check_status(self):
-        self.check("monit-check-status.8", "libexec")
+        self.check("monit-check-status.8", "libexec/monit_check_status.cpp")
 
 
 # --- What else the pages take from the sources
