@@ -110,6 +110,18 @@ NOT_SHOWN = {
     "src/diag/upgrade_check.cpp": ALL,
     # Statements.
     "src/diag/services_to_check.cpp": ALL,
+    # The usage; a word for a character and words of monit; settings for the trial of monit.
+    "src/lint/command_line.cpp": {
+        "Usage: ",
+        " [--show] FILE...\nChecks service definitions, and has monit check what keldoctl would give "
+        "to it.\n\n  --show      print the control files that keldoctl makes of the definitions\n"
+        "  -h, --help  print this text\n\nExit status: 0 nothing found, 1 something found, 2 wrong "
+        "usage or unreadable file.\n"},
+    "src/lint/definition_checks.cpp": {" \t\n\r"},
+    "src/lint/main.cpp": {"# "},
+    "src/lint/monit_syntax.cpp": ALL,
+    "src/lint/monit_test.cpp": {"\nset idfile ", "\nset statefile ", "\nset pidfile ",
+                                "\ncheck system ", " -t -c "},
     # The control file, and the monitor's command line.
     "src/monitor/monitor_configuration.cpp": ALL,
     "src/monitor/monitor_status.cpp": ALL,
@@ -180,10 +192,14 @@ class DiagnosticsTest(unittest.TestCase):
                 rest = re.sub(pattern(message), "", rest)
             with self.subTest("in the page", text=text):
                 # What the sources add to a text: the program's name, and what it is about.
-                self.assertRegex(rest, r"^(keldoctl)?(: )?([A-Z_]|/usr/bin/monit)*$")
+                self.assertRegex(rest, r"^(keldoctl|keldo-service-lint)?(: )?"
+                                       r"([A-Z_]|/usr/bin/monit|\S+/schemas/keldo/service/1)*$")
 
     def test_keldoctl(self):
         self.check("keldoctl.8", *(f"src/{folder}/*.cpp" for folder in FOLDERS_OF_KELDOCTL))
+
+    def test_keldo_service_lint(self):
+        self.check("keldo-service-lint.1", "src/lint/*.cpp")
 
     def test_monit_check_status(self):
         self.check("monit-check-status.8", "libexec/monit_check_status.cpp")

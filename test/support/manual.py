@@ -51,7 +51,8 @@ def displays(name, title):
 
 
 def shown_commands(name, title):
-    """The commands that a section shows, after a "# ", each with the output shown below it."""
+    """The commands that a section shows, after a "# ", each with the output shown below it, of
+    which a line that begins so has a \\& before."""
     commands = []
     for text in displays(name, title):
         command, output = None, ""
@@ -63,7 +64,7 @@ def shown_commands(name, title):
             elif line.startswith("> "):
                 command += line[2:]
             else:
-                output += line
+                output += line.removeprefix("\\&")
         if command is not None:
             commands.append((command, output))
     return commands

@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from manual import displays, page, shown_commands
+from manual import BUILD, displays, page, shown_commands
 from panel import PATH, Panel
 from trace import traced
 
@@ -52,16 +52,22 @@ class ConfigurationTest(unittest.TestCase):
                 self.assertEqual(self.root_of("PRODUCT_ROOT_D" + line), expected)
 
 
-class MonitCheckStatusTest(unittest.TestCase):
-    def test_the_example(self):
-        program = pathlib.Path(os.environ["MONIT_CHECK_STATUS"])
-        (show, control), (check, document) = shown_commands("monit-check-status.8", "EXAMPLES")
+class CheckerTest(unittest.TestCase):
+    def check(self, page_name, program):
+        """Has a page's example show a file, then what a program says of it."""
+        (show, text), (check, output) = shown_commands(page_name, "EXAMPLES")
         with tempfile.TemporaryDirectory() as directory:
-            pathlib.Path(directory, show.split()[1]).write_text(control, encoding="utf-8")
-            done = subprocess.run(["bash", "-c", check], check=True, cwd=directory,
-                                  stdout=subprocess.PIPE,
+            pathlib.Path(directory, show.split()[1]).write_text(text, encoding="utf-8")
+            done = subprocess.run(["bash", "-c", check], check=False, cwd=directory,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                   env={"PATH": f"{program.parent}:{PATH}"})
-        self.assertEqual(done.stdout.decode(), document)
+        self.assertEqual(done.stdout.decode(), output)
+
+    def test_monit_check_status(self):
+        self.check("monit-check-status.8", pathlib.Path(os.environ["MONIT_CHECK_STATUS"]))
+
+    def test_keldo_service_lint(self):
+        self.check("keldo-service-lint.1", BUILD / "keldo-service-lint")
 
 
 if __name__ == "__main__":
