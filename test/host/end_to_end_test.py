@@ -4,6 +4,7 @@ import pathlib
 import subprocess
 import unittest
 
+import schemas
 from panel import Action, Problem, report
 
 KELDOCTL = "/usr/local/kvr/admin/sbin/keldoctl"
@@ -26,6 +27,7 @@ def control(verb, *services):
 def keldoctl(*arguments):
     done = subprocess.run([KELDOCTL, *arguments], check=True, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE)
+    schemas.require_report(done.stdout)
     return done.stdout
 
 

@@ -14,6 +14,8 @@ import subprocess
 from typing import NamedTuple
 from xml.sax.saxutils import escape, quoteattr
 
+import schemas
+
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 KELDOCTL = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl"))
 NAMESPACE = "http://keldo.example/schemas/keldo/service/1"
@@ -189,12 +191,16 @@ class Panel:
         subprocess.run(["msgfmt", "-o", directory / "keldoctl.mo", "-"],
                        input=po_text.encode(), check=True)
 
-    def run(self, *arguments, env=None, program=(KELDOCTL,), **options):
+    def run(self, *arguments, env=None, program=(KELDOCTL,), by_schema=True, **options):
         """Runs keldoctl and returns the completed process, its output in bytes. The environment is
         `env` and nothing else but PATH; `program` is what runs it, when not itself; `options` go to
-        subprocess.run()."""
-        return subprocess.run([*program, *arguments], check=False,
+        subprocess.run(). A report that it prints has to be one by the schema, unless `by_schema`
+        is False."""
+        done = subprocess.run([*program, *arguments], check=False,
                               **self._surroundings(env, options))
+        if by_schema and done.stdout and done.stdout.startswith(b"<"):
+            schemas.require_report(done.stdout)
+        return done
 
     def start(self, *arguments, env=None, program=(KELDOCTL,), **options):
         """Starts keldoctl as run() does, and returns the process, a subprocess.Popen."""
@@ -237,12 +243,15 @@ class Action:
 
 
 def report(problems=(), actions=()):
-    """The bytes of a report with those problems and actions, in the order given."""
+    """The bytes of a report with those problems and actions, in the order given: one by the schema,
+    so that whatever equals it is one too."""
     lines = [line for problem in problems for line in _problem_lines(problem)]
     lines += [line for action in actions for line in _action_lines(action)]
     body = "".join(f"  {line}\n" for line in lines)
     root = f"<keldoctl>\n{body}</keldoctl>\n" if body else "<keldoctl/>\n"
-    return ('<?xml version="1.0" encoding="UTF-8"?>\n' + root).encode()
+    document = ('<?xml version="1.0" encoding="UTF-8"?>\n' + root).encode()
+    schemas.require_report(document)
+    return document
 
 
 def title_of(service):

@@ -11,10 +11,10 @@ class TextTest(unittest.TestCase):
         for service in ("mysql", "keldo", "smtp", "dns", "mail"):
             self.panel.write_definition(service, None)
 
-    def log_of(self, commands):
+    def log_of(self, commands, **options):
         """What stands between the log tags of a repair with these commands."""
         self.panel.write_service("web", start=commands)
-        done = self.panel.run("--repair", "restart-service:web")
+        done = self.panel.run("--repair", "restart-service:web", **options)
         return done.stdout.partition(b"<log>")[2].partition(b"</log>")[0]
 
     def test_angle_brackets_and_quotes(self):
@@ -26,11 +26,14 @@ class TextTest(unittest.TestCase):
     def test_an_entity_reference_is_one(self):
         self.assertEqual(self.log_of("echo 'a &amp; b &lt; &#65; &#x42;'"), b"a &amp; b &lt; A B\n")
 
+    # No XML parser takes a report with a reference to what is not defined, so neither does a schema.
+
     def test_an_unknown_entity_stays_a_reference(self):
-        self.assertEqual(self.log_of("echo 'a &unknown; b'"), b"a &unknown; b\n")
+        self.assertEqual(self.log_of("echo 'a &unknown; b'", by_schema=False), b"a &unknown; b\n")
 
     def test_a_bare_ampersand_is_what_libxml2_makes_of_it(self):
-        self.assertEqual(self.log_of("echo 'salt & pepper; more'"), b"salt & pepper; more\n")
+        self.assertEqual(self.log_of("echo 'salt & pepper; more'", by_schema=False),
+                         b"salt & pepper; more\n")
 
     def test_a_bare_ampersand_without_a_semicolon_loses_the_text(self):
         self.assertEqual(self.log_of("echo 'salt & pepper'"), b"")
