@@ -62,6 +62,14 @@ void writeHostCheck(const ServiceDefinition& definition, std::ostream& stream) {
 
 } // namespace
 
+void writeControlFile(const ServiceDefinition& definition, std::ostream& stream) {
+    if (!definition.pidFile.empty()) {
+        writeProcessCheck(definition, stream);
+    } else if (!definition.ports.empty()) {
+        writeHostCheck(definition, stream);
+    }
+}
+
 std::string writeMonitorConfig(const ServiceDefinition& definition) {
     std::string path = makeTemporaryFile();
     if (path.empty()) {
@@ -69,11 +77,7 @@ std::string writeMonitorConfig(const ServiceDefinition& definition) {
     }
     FileRemover remover(path);
     std::ofstream stream(path, std::ios::out | std::ios::trunc);
-    if (!definition.pidFile.empty()) {
-        writeProcessCheck(definition, stream);
-    } else if (!definition.ports.empty()) {
-        writeHostCheck(definition, stream);
-    }
+    writeControlFile(definition, stream);
     remover.release();
     return path;
 }

@@ -8,14 +8,15 @@
 
 namespace keldo {
 
-/// Writes a control file for the monit program that checks this one service: a process check by
-/// the pid file, or without one a host check of the local address, followed by the tests of the
-/// unix sockets (process check only) and of the ports. The file is empty where there is neither a
-/// pid file nor a port.
-///
-/// Returns the path of a new file of mode 0600 in the "tmp" folder below PRODUCT_ROOT_D; the caller
-/// removes it. Failures do not show, but that the path may then name no file or the file may lack
-/// lines; without memory for the name, the path is empty.
+/// Writes the text of a control file for the monit program that checks this one service: a process
+/// check by the pid file, or without one a host check of the local address, followed by the tests
+/// of the unix sockets (process check only) and of the ports. Nothing where there is neither a pid
+/// file nor a port.
+void writeControlFile(const ServiceDefinition& definition, std::ostream& stream);
+
+/// Writes that text to a control file and returns its path: a new file of mode 0600 in the "tmp"
+/// folder below PRODUCT_ROOT_D; the caller removes it. Failures do not show, but that the path may
+/// then name no file or the file may lack lines; without memory for the name, the path is empty.
 std::string writeMonitorConfig(const ServiceDefinition& definition);
 
 /// One test line, without indent and line end. Values stand as they are, unquoted; around a type

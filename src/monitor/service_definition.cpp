@@ -66,6 +66,12 @@ std::string firstAttribute(const ElementsAtPosition& elements, const char* name)
     return "";
 }
 
+std::string titleIn(const std::string& language, xmlXPathContext* context) {
+    return xpathString("/s:service/s:title[@xml:lang='" + language + "']", context);
+}
+
+} // namespace
+
 PortType portType(const std::string& text) {
     if (text == "UDP") {
         return PortType::UDP;
@@ -73,7 +79,6 @@ PortType portType(const std::string& text) {
     return text == "TCPSSL" ? PortType::TCPSSL : PortType::TCP;
 }
 
-/// 0 for a text that is not a number: such a port is not checked.
 std::uint32_t portNumber(const std::string& text) {
     try {
         return text.empty() ? 0 : boost::lexical_cast<std::uint32_t>(text);
@@ -81,12 +86,6 @@ std::uint32_t portNumber(const std::string& text) {
         return 0;
     }
 }
-
-std::string titleIn(const std::string& language, xmlXPathContext* context) {
-    return xpathString("/s:service/s:title[@xml:lang='" + language + "']", context);
-}
-
-} // namespace
 
 Message readTitle(xmlXPathContext* context) {
     const std::string title = titleIn(currentLanguage, context);

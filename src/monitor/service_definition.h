@@ -19,6 +19,13 @@ struct UnixSocketCheck {
 
 enum class PortType : std::int32_t { TCP = 0, UDP = 1, TCPSSL = 2 };
 
+/// TCP for a text that names no type.
+PortType portType(const std::string& text);
+
+/// The port number that a text is: 0, which is not checked, for one that is not an unsigned number
+/// as lexical_cast takes it.
+std::uint32_t portNumber(const std::string& text);
+
 /// A network port that a running service listens on.
 struct PortCheck {
     PortType type = PortType::TCP;
