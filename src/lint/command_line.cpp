@@ -1,0 +1,55 @@
+#include "lint/command_line.h"
+
+#include "exec/program_name.h"
+
+namespace keldo::lint {
+
+namespace {
+
+CommandLineError errorOf(const std::string& text) {
+    return CommandLineError(programName + ": " + text + "\nTry `" + programName +
+                            " --help` for more information.\n");
+}
+
+void readOption(const std::string& option, CommandLine& commandLine) {
+    if (option == "--show") {
+        commandLine.showControlFiles = true;
+    } else if (option == "--help" || option == "-h") {
+        commandLine.printUsage = true;
+    } else {
+        throw errorOf("unknown option -- " + option);
+    }
+}
+
+} // namespace
+
+CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
+    CommandLine commandLine;
+    bool optionsMayCome = true;
+    for (const std::string& argument : arguments) {
+        if (optionsMayCome && argument == "--") {
+            optionsMayCome = false;
+        } else if (optionsMayCome && argument.starts_with("-")) {
+            readOption(argument, commandLine);
+        } else {
+            commandLine.files.push_back(argument);
+        }
+    }
+    if (commandLine.files.empty() && !commandLine.printUsage) {
+        throw errorOf("no file given");
+    }
+    return commandLine;
+}
+
+std::string usage() {
+    return "Usage: " + programName +
+           " [--show] FILE...\n"
+           "Checks service definitions, and has monit check what keldoctl would give to it.\n"
+           "\n"
+           "  --show      print the control files that keldoctl makes of the definitions\n"
+           "  -h, --help  print this text\n"
+           "\n"
+           "Exit status: 0 nothing found, 1 something found, 2 wrong usage or unreadable file.\n";
+}
+
+} // namespace keldo::lint

@@ -1,0 +1,115 @@
+#include "lint/lint_file.h"
+
+#include "exec/unique_fd.h"
+#include "lint/definition_checks.h"
+#include "lint/monit_test.h"
+#include "lint/schema_check.h"
+#include "monitor/monitor_configuration.h"
+#include "monitor/service_definition.h"
+#include "report/xml_handles.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+#include <sstream>
+#include <system_error>
+#include <unistd.h>
+
+namespace keldo::lint {
+
+namespace {
+
+/// While it lives, what libxml2 says goes into the findings, or nowhere, instead of being printed.
+class XmlErrors {
+public:
+    explicit XmlErrors(Findings* findings) {
+        xmlSetStructuredErrorFunc(findings, [](void* found, auto* error) {
+            if (found != nullptr) {
+                const std::string message = error->message;
+                static_cast<Findings*>(found)->push_back(
+                    {error->line, Level::error,
+                     "this is no XML -- " + message.substr(0, message.find_last_not_of('\n') + 1)});
+            }
+        });
+    }
+    XmlErrors(const XmlErrors&) = delete;
+    XmlErrors& operator=(const XmlErrors&) = delete;
+    ~XmlErrors() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
+};
+
+void requireReadable(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    char byte = 0;
+    if (!file || read(file.get(), &byte, 1) < 0) {
+        throw UnreadableFile("cannot read a file -- " + path + ": " +
+                             std::generic_category().message(errno));
+    }
+}
+
+std::string hostName() {
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    gethostname(name.data(), name.size() - 1);
+    return name.data();
+}
+
+bool hasErrorAt(const xmlNode* element, const PlacedFindings& findings) {
+    return std::ranges::any_of(findings, [element](const PlacedFinding& placed) {
+        return placed.element == element && placed.finding.level == Level::error;
+    });
+}
+
+std::string controlFileOf(const ServiceDefinition& definition) {
+    std::ostringstream stream;
+    writeControlFile(definition, stream);
+    return stream.str();
+}
+
+/// Adds what is found of a well-formed document.
+void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
+    const xmlNode* const root = xmlDocGetRootElement(document);
+    const auto add = [&result](long line, const std::string& text) {
+        result.findings.push_back({line, Level::error, text});
+    };
+    if (!isServiceElement(root)) {
+        add(xmlGetLineNo(root),
+            "keldoctl reads nothing of a file whose root element is not a service "
+            "in the namespace http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1");
+        return;
+    }
+    const ServiceDefinition definition = readServiceDefinition(path);
+    const PlacedFindings placed = checkDefinition(path, root, definition, hostName());
+    for (const PlacedFinding& finding : placed) {
+        result.findings.push_back(finding.finding);
+    }
+    for (const PlacedFinding& finding : schemaFindings(document)) {
+        if (!hasErrorAt(finding.element, placed)) {
+            result.findings.push_back(finding.finding);
+        }
+    }
+    result.controlFile = controlFileOf(definition);
+    for (const std::string& complaint : monitComplaints(result.controlFile)) {
+        add(xmlGetLineNo(root),
+            "monit cannot read the control file of the service -- " + complaint);
+    }
+    std::ranges::stable_sort(result.findings, {}, &Finding::line);
+}
+
+} // namespace
+
+Result lintFile(const std::string& path) {
+    requireReadable(path);
+    Result result;
+    const XmlErrors errors(&result.findings);
+    const XmlDocument document(xmlReadFile(path.c_str(), nullptr, 0));
+    if (document) {
+        const XmlErrors silence(nullptr); // the same errors come again
+        lintDocument(path, document.get(), result);
+    }
+    return result;
+}
+
+} // namespace keldo::lint

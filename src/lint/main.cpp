@@ -1,0 +1,69 @@
+#include "exec/program_name.h"
+#include "lint/command_line.h"
+#include "lint/lint_file.h"
+#include "report/xml_memory.h"
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace keldo;
+
+enum Status { clean = EXIT_SUCCESS, found = 1, failed = 2 };
+
+void printMessage(const std::exception& error) {
+    std::cerr << programName << ": " << error.what() << '\n';
+}
+
+/// As a comment, since a control file says nothing of where it comes from.
+void printControlFile(const std::string& path, const std::string& text) {
+    std::cout << "# " << path << '\n' << text << std::flush;
+}
+
+Status lintAndPrint(const std::string& path, bool showControlFile) {
+    try {
+        const lint::Result result = lint::lintFile(path);
+        for (const lint::Finding& finding : result.findings) {
+            std::cerr << lint::findingLine(path, finding) << '\n';
+        }
+        if (showControlFile) {
+            printControlFile(path, result.controlFile);
+        }
+        return result.findings.empty() ? clean : found;
+    } catch (const std::exception& error) {
+        printMessage(error);
+        return failed;
+    }
+}
+
+int run(const std::vector<std::string>& arguments) {
+    const lint::CommandLine commandLine = lint::parseCommandLine(arguments);
+    if (commandLine.printUsage) {
+        std::cout << lint::usage() << std::flush;
+        return clean;
+    }
+    Status worst = clean;
+    for (const std::string& file : commandLine.files) {
+        worst = std::max(worst, lintAndPrint(file, commandLine.showControlFiles));
+    }
+    return worst;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const std::vector<std::string> words(argv, argv + argc);
+    programName = std::filesystem::path(argc > 0 ? argv[0] : "").filename();
+    endWithoutXmlMemory();
+    try {
+        return run({words.begin() + (argc > 0 ? 1 : 0), words.end()});
+    } catch (const lint::CommandLineError& error) {
+        std::cerr << error.what();
+        return failed;
+    }
+}

@@ -1,0 +1,222 @@
+"""keldo-service-lint with the real monit: what it says of definitions, and that monit agrees."""
+
+import os
+import pathlib
+import re
+import shutil
+import socket
+import subprocess
+import tempfile
+import unittest
+from xml.sax.saxutils import escape, quoteattr
+
+from panel import NAMESPACE, PATH, PROJECT, SERVICES, Panel, require_private_host
+
+LINT = pathlib.Path(os.environ.get("SERVICE_LINT", PROJECT / "build/release/keldo-service-lint"))
+EXAMPLES = LINT.parent / "examples"
+REFUSED = "monit cannot read the control file of the service -- "
+
+
+def lint(*arguments, **options):
+    return subprocess.run([LINT, *arguments], check=False, stdin=subprocess.DEVNULL,
+                          capture_output=True, text=True, **({"env": {"PATH": PATH}} | options))
+
+
+def definition(service, checks="<pid-file>/run/x.pid</pid-file>", title="Title"):
+    return (f"<service xmlns={quoteattr(NAMESPACE)} id={quoteattr(service)}>\n"
+            f'<title xml:lang="en-US">{escape(title)}</title>\n'
+            '<action type="start">start</action>\n<action type="stop">stop</action>\n'
+            f"<checks>\n{checks}\n</checks>\n</service>\n")
+
+
+class LintTestCase(unittest.TestCase):
+    def setUp(self):
+        require_private_host()
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+
+    def write(self, name, text):
+        path = self.folder / f"{name}.xml"
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def monit_reads(self, control):
+        """Whether monit itself can read a control file. It is kept from writing elsewhere."""
+        path = self.folder / "monitrc"
+        path.write_text(f"{control}\nset idfile {self.folder}/id\n"
+                        f"set statefile {self.folder}/state\n", encoding="utf-8")
+        path.chmod(0o600)
+        return subprocess.run(["/usr/bin/monit", "-t", "-c", path], check=False,
+                              capture_output=True).returncode == 0
+
+
+class CleanTest(LintTestCase):
+    def test_nothing_is_found_in_the_definitions_that_are_shipped(self):
+        for folder in (SERVICES, EXAMPLES):
+            files = sorted(folder.glob("*.xml"))
+            self.assertTrue(files)
+            done = lint(*files)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+
+    def test_nothing_is_left_behind(self):
+        places = [pathlib.Path(place) for place in ("/tmp", "/root", "/run", "/var/lib/monit")]
+        before = [sorted(place.glob("[!.]*")) + sorted(place.glob(".*")) for place in places]
+        done = lint(self.write("a b", definition("a b")), self.write("c", definition("c")))
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(
+            [sorted(place.glob("[!.]*")) + sorted(place.glob(".*")) for place in places], before)
+
+    def test_it_takes_no_root(self):
+        self.folder.chmod(0o755)
+        program = shutil.copy(LINT, self.folder)
+        done = subprocess.run([program, self.write("c d", definition("c d"))], check=False,
+                              capture_output=True, text=True, user="nobody", group="nogroup",
+                              extra_groups=[])
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(REFUSED, done.stderr)
+
+
+class ControlFileTest(LintTestCase):
+    def test_it_is_shown_as_keldoctl_writes_it(self):
+        panel = Panel()
+        panel.write_service("web", pid_file="/run/web.pid", sockets=["/run/web.sock"],
+                            ports=[(80, {"protocol": "http"}), (53, {"type": "UDP"})])
+        panel.run("--status")
+        written = [call.control_file for call in panel.calls()
+                   if "check process web" in call.control_file]
+        path = SERVICES / "web.xml"
+        self.assertEqual(lint("--show", path).stdout, f"# {path}\n{written[0]}")
+
+    def test_that_of_several_files_is_one_that_monit_reads(self):
+        done = lint("--show", *sorted(EXAMPLES.glob("*.xml")))
+        self.assertEqual(done.stdout.count("\ncheck "), 3)
+        self.assertTrue(self.monit_reads(done.stdout))
+
+    def test_it_is_empty_where_nothing_is_tested(self):
+        path = self.write("a", definition("a", "<unix-socket>/run/x</unix-socket>"))
+        self.assertEqual(lint("--show", path).stdout, f"# {path}\n")
+
+
+class FindingTest(LintTestCase):
+    def lines(self, name, text):
+        """What is said of a file, without its path; the exit status has to fit."""
+        path = self.write(name, text)
+        done = lint(path)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        return [line.removeprefix(f"{path}:") for line in done.stderr.splitlines()]
+
+    def test_each_is_a_line_with_its_place(self):
+        self.assertEqual(
+            self.lines("web", definition("web", '<port number="80" protocol="htp"/>')),
+            [f"1: error: {REFUSED}line 3: syntax error 'htp'",
+             "6: error: monit cannot read a control file with an unknown protocol -- htp"])
+
+    def test_monit_refuses_what_is_said_to_be_refused(self):
+        process = "<pid-file>/run/x</pid-file>"
+        for name, checks in (
+                ("a b", process), ('a"b', process), ("a'b", process), ("a,b", process),
+                ("a(b", process), ("a)b", process), ("a:b", process), ("a%b", process),
+                ("pid1", "<pid-file>\n/run/x\n</pid-file>"),
+                ("pid2", "<pid-file>/run/x\n</pid-file>"),
+                ("pid3", "<pid-file> /run/x</pid-file>"),
+                ("pid4", "<pid-file>run/x</pid-file>"),
+                ("pid5", '<pid-file>/run/"x</pid-file>'),
+                ("sock1", process + "<unix-socket>/run/a b</unix-socket>"),
+                ("sock2", process + '<unix-socket>/run/a"b</unix-socket>'),
+                ("sock3", process + "<unix-socket>/run/a'b</unix-socket>"),
+                ("sock4", process + "<unix-socket>/run/a,b</unix-socket>"),
+                ("sock5", process + "<unix-socket>/run/a(b)</unix-socket>"),
+                ("sock6", process + "<unix-socket>run/a</unix-socket>"),
+                ("port", process + '<port number="1" protocol="nonsense"/>')):
+            with self.subTest(name=name, checks=checks):
+                lines = self.lines(name, definition(name, checks))
+                said = [line for line in lines if "error: monit cannot read" in line]
+                self.assertEqual(len([line for line in said if REFUSED not in line]), 1, lines)
+                self.assertTrue(any(REFUSED in line for line in said), lines)
+
+    def test_monit_reads_what_is_found_for_other_reasons(self):
+        for name, checks, text in (
+                ("pid6", "<pid-file>/run/x </pid-file>", "white space at the end"),
+                ("pid7", "<pid-file>/run/x y</pid-file>", "white space in the path"),
+                ("port1", '<port number="70000"/>', "no port of this number"),
+                ("port2", '<port number="0"/><port number="1"/>', "is dropped"),
+                ("port3", '<port number="1" type="tcp"/>', "unknown type"),
+                ("sock7", '<port number="1"/><unix-socket>/x</unix-socket>', "not tested"),
+                ("if", "<pid-file>/run/x</pid-file>", "a word of monit's own language"),
+                (socket.gethostname(), "<pid-file>/run/x</pid-file>", "the name of this host")):
+            with self.subTest(name=name):
+                lines = self.lines(name, definition(name, checks))
+                self.assertEqual(len(lines), 1)
+                self.assertIn(text, lines[0])
+
+    def test_monit_itself_takes_the_hosts_name_for_its_own(self):
+        self.assertFalse(self.monit_reads(
+            f'check process {socket.gethostname()}\n\twith pidfile "/run/x"\n'))
+
+
+class SyntaxTest(LintTestCase):
+    """The tables of what monit knows, against monit."""
+
+    def words(self, table):
+        source = (PROJECT / "src/lint/monit_syntax.cpp").read_text(encoding="utf-8")
+        text = re.search(rf"std::string_view {table}\[\] = {{(.*?)}};", source, re.DOTALL)[1]
+        words = re.findall(r'"(.*?)"', text)
+        self.assertEqual(words, sorted(words))
+        return words
+
+    def test_every_protocol_is_known(self):
+        tests = "".join(f"\tif failed port 1 protocol {name} then alert\n"
+                        for name in self.words("protocols"))
+        self.assertTrue(self.monit_reads(f"check host a\n\twith address 127.0.0.1\n{tests}"))
+
+    def test_every_keyword_is_one(self):
+        for word in self.words("keywords"):
+            with self.subTest(word=word):
+                self.assertFalse(self.monit_reads(
+                    "check host a\n\twith address 127.0.0.1\n"
+                    f"\tif failed host {word} port 80 then alert\n"))
+
+    def test_the_same_characters_are_refused_within_an_id(self):
+        # Not those that a file's name cannot have, and no "<", which monit takes but XML does not.
+        characters = [chr(code) for code in range(0x20, 0x7F) if chr(code) not in "/<"]
+        files = [self.write(f"a{character}b", definition(f"a{character}b"))
+                 for character in characters]
+        said = lint(*files).stderr
+        for character, path in zip(characters, files):
+            lines = [line for line in said.splitlines() if line.startswith(f"{path}:1: ")]
+            with self.subTest(character=character):
+                self.assertEqual(any("cannot read an id" in line for line in lines),
+                                 any(REFUSED in line for line in lines), lines)
+
+
+class StatusTest(LintTestCase):
+    def test_a_command_line_that_is_not_understood_is_2(self):
+        for arguments, message in (([], "no file given"), (["--x"], "unknown option -- --x")):
+            done = lint(*arguments)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (
+                2, "", f"keldo-service-lint: {message}\n"
+                       "Try `keldo-service-lint --help` for more information.\n"))
+
+    def test_the_usage_is_0(self):
+        done = lint("--help")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertTrue(done.stdout.startswith("Usage: keldo-service-lint [--show] FILE...\n"))
+
+    def test_an_unreadable_file_is_2_and_the_others_are_looked_at(self):
+        found = self.write("web", definition("apache"))
+        done = lint("/nonexistent.xml", found)
+        self.assertEqual(done.returncode, 2)
+        self.assertEqual(done.stderr, (
+            "keldo-service-lint: cannot read a file -- /nonexistent.xml: No such file or directory\n"
+            f"{found}:1: error: the id is not the name of the file, by which keldoctl looks for a "
+            "service -- apache\n"))
+
+    def test_findings_are_1_also_where_other_files_are_clean(self):
+        done = lint(self.write("a", definition("b")), self.write("c", definition("c")))
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_warning_is_a_finding(self):
+        self.assertEqual(lint(self.write("if", definition("if"))).returncode, 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,106 @@
+#include "lint/lint_file.h"
+
+#include "support/temporary_directory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace keldo::lint {
+namespace {
+
+using test::TemporaryDirectory;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string service(const std::string& checks) {
+    return "<service xmlns='http://" KELDO_SCHEMA_HOST
+           "/schemas/keldo/service/1' id='web'>\n<title xml:lang='en-US'>Web</title>\n"
+           "<action type='start'>a</action>\n<action type='stop'>b</action>\n<checks>\n" +
+           checks + "</checks></service>\n";
+}
+
+Result lintText(const std::string& text) {
+    const TemporaryDirectory directory;
+    return lintFile(directory.write("web.xml", text));
+}
+
+std::vector<std::string> linesOf(const Result& result) {
+    std::vector<std::string> lines;
+    for (const Finding& finding : result.findings) {
+        lines.push_back(findingLine("f", finding).substr(2));
+    }
+    return lines;
+}
+
+TEST(LintFile, HasTheControlFileThatKeldoctlWrites) {
+    const Result result = lintText(service("<pid-file>/run/web.pid</pid-file><port number='80'/>"));
+    EXPECT_THAT(linesOf(result), IsEmpty());
+    EXPECT_EQ(result.controlFile, "check process web\n\twith pidfile \"/run/web.pid\"\n\tif failed "
+                                  "port 80 then alert\n");
+}
+
+TEST(LintFile, TellsOfAFileThatIsNoXml) {
+    EXPECT_THAT(linesOf(lintText("<service>\n<title>\n</service>\n")),
+                ElementsAre("3: error: this is no XML -- Opening and ending tag mismatch: title "
+                            "line 2 and service",
+                            testing::StartsWith("4: error: this is no XML -- ")));
+    EXPECT_THAT(linesOf(lintText("")),
+                ElementsAre("1: error: this is no XML -- Document is empty"));
+}
+
+TEST(LintFile, TellsOfAnotherRootElement) {
+    const Result result = lintText("\n<service/>");
+    EXPECT_THAT(
+        linesOf(result),
+        ElementsAre("2: error: keldoctl reads nothing of a file whose root element is not a "
+                    "service in the namespace http://" KELDO_SCHEMA_HOST
+                    "/schemas/keldo/service/1"));
+    EXPECT_EQ(result.controlFile, "");
+}
+
+TEST(LintFile, TellsWhatXmlAloneObjectsTo) {
+    EXPECT_THAT(linesOf(lintText(service("<port number='80' x:y=''/>"))),
+                testing::Contains(testing::StartsWith("6: error: this is no XML -- Namespace "
+                                                      "prefix x for y")));
+}
+
+TEST(LintFile, TellsOfAnElementByTheChecksRatherThanTheSchema) {
+    EXPECT_THAT(linesOf(lintText(service("<port number='0'/>\n<port number='81'/>"))),
+                ElementsAre("6: error: a port is dropped whose number is not one -- 0"));
+}
+
+TEST(LintFile, TellsOfTheSchemaBesideAWarning) {
+    EXPECT_THAT(
+        linesOf(lintText(service("<pid-file a='b'>/run/a b</pid-file>"))),
+        ElementsAre("6: warning: white space in the path of the pid file -- /run/a b",
+                    testing::StartsWith("6: error: the schema does not allow this -- Element "
+                                        "'pid-file'")));
+}
+
+TEST(LintFile, SortsByLine) {
+    EXPECT_THAT(linesOf(lintText(service("<port number='80' protocol='a'/>\n<x/>\n"
+                                         "<port number='80' protocol='b'/>"))),
+                ElementsAre(testing::StartsWith("6: "), testing::StartsWith("7: "),
+                            testing::StartsWith("8: ")));
+}
+
+TEST(LintFile, RefusesWhatCannotBeRead) {
+    const TemporaryDirectory directory;
+    const std::string missing = directory.path() / "missing.xml";
+    const std::pair<std::string, std::string> table[] = {
+        {missing, "cannot read a file -- " + missing + ": No such file or directory"},
+        {directory.path(),
+         "cannot read a file -- " + directory.path().string() + ": Is a directory"},
+    };
+    for (const auto& [path, message] : table) {
+        try {
+            lintFile(path);
+            ADD_FAILURE() << path;
+        } catch (const UnreadableFile& error) {
+            EXPECT_EQ(error.what(), message);
+        }
+    }
+}
+
+} // namespace
+} // namespace keldo::lint
