@@ -1,0 +1,80 @@
+"""The view for Prometheus."""
+
+import subprocess
+import unittest
+
+from panel import Action, Problem, report
+from views import REPORTS, ViewTestCase
+
+UPGRADE_HELP = ("# HELP keldoctl_upgrade_in_progress Whether an upgrade runs (1), in which no "
+                "service is checked, or not (0).\n# TYPE keldoctl_upgrade_in_progress gauge\n")
+ACTION_HELP = ("# HELP keldoctl_action_succeeded Whether an action that was carried out succeeded "
+               "(1) or failed (0).\n# TYPE keldoctl_action_succeeded gauge\n")
+
+
+def numbers(minor, major, critical):
+    return f"""\
+# HELP keldoctl_problems Number of problems found, by severity.
+# TYPE keldoctl_problems gauge
+keldoctl_problems{{severity="minor"}} {minor}
+keldoctl_problems{{severity="major"}} {major}
+keldoctl_problems{{severity="critical"}} {critical}
+"""
+
+
+def metrics(*problems):
+    lines = [f'keldoctl_problem{{id="{name}",severity="{severity}"}} 1\n'
+             for name, severity in problems]
+    return ("# HELP keldoctl_problem A problem found; the value is always 1.\n"
+            "# TYPE keldoctl_problem gauge\n" + "".join(lines))
+
+
+class PrometheusTest(ViewTestCase):
+    VIEW = "prometheus"
+
+    def test_all_well(self):
+        self.check("all_well", numbers(0, 0, 0) + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n")
+
+    def test_problems_keep_their_ids_in_any_language(self):
+        self.check("two_down_in_german", numbers(0, 2, 0)
+                   + metrics(("service-down:mail", "major"), ("service-down:web", "major"))
+                   + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n")
+
+    def test_upgrade(self):
+        self.check("upgrade", numbers(1, 0, 0) + metrics(("upgrade", "minor")) + UPGRADE_HELP
+                   + "keldoctl_upgrade_in_progress 1\n")
+
+    def test_repairs(self):
+        self.check("repair_failed", numbers(0, 1, 0) + metrics(("service-down:web", "major"))
+                   + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n" + ACTION_HELP
+                   + 'keldoctl_action_succeeded{id="restart-service:dns"} 1\n'
+                   + 'keldoctl_action_succeeded{id="restart-service:web"} 0\n')
+
+    def test_every_severity(self):
+        text = self.show(report([Problem("a", "A", "minor"), Problem("b", "B", "critical"),
+                                 Problem("c", "C", "critical"), Problem("d", "D", None)]))
+        self.assertTrue(text.startswith(
+            numbers(1, 0, 2) + metrics(("a", "minor"), ("b", "critical"), ("c", "critical"),
+                                       ("d", "unrated"))))
+
+    def test_labels_are_escaped(self):
+        for name, label in (("a\\b", r"a\\b"), ('a"b', r"a\"b"), ("a\nb", r"a\nb"),
+                            ('\\"\n\\n', r'\\\"\n\\n'), ("{a=b}#,", "{a=b}#,")):
+            with self.subTest(name):
+                text = self.show(report([Problem(name.replace("\n", "&#10;"), "P")])
+                                 .replace(b"&amp;", b"&"))
+                self.assertIn(metrics((label, "major")), text)
+
+    def test_the_checker_of_prometheus_finds_no_fault(self):
+        texts = {path.name: self.show(path.read_bytes()) for path in REPORTS.iterdir()}
+        texts["escaped"] = self.show(report(
+            [Problem('\\"&#10;\\', "P")], [Action('"', "A", status="ok")]).replace(b"&amp;", b"&"))
+        for name, text in texts.items():
+            with self.subTest(name):
+                done = subprocess.run(["promtool", "check", "metrics"], input=text.encode(),
+                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+                self.assertEqual((done.returncode, done.stdout), (0, b""))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,86 @@
+"""What all stylesheets have in common, and their words."""
+
+import re
+import unittest
+import xml.etree.ElementTree
+
+from panel import Action, Problem, report
+from views import VIEWS, recorded, run_view, show
+
+XSL = "{http://www.w3.org/1999/XSL/Transform}"
+LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
+STYLESHEETS = [*VIEWS.glob("*.xsl"), *VIEWS.glob("parts/*.xsl")]
+LANGUAGES = ["en", "cs", "de", "es", "fr", "it", "ja", "nl", "pl", "pt-BR", "ru", "tr", "zh-CN",
+             "zh-TW"]
+
+
+def words():
+    """The words by their ids, by language."""
+    tables = xml.etree.ElementTree.parse(VIEWS / "parts/words.xml").getroot()
+    return {table.get(LANGUAGE): {word.get("id"): word.text for word in table} for table in tables}
+
+
+class StylesheetsTest(unittest.TestCase):
+    def test_they_are_plain_xslt(self):
+        for path in STYLESHEETS:
+            with self.subTest(path.name):
+                root = xml.etree.ElementTree.parse(path).getroot()
+                self.assertEqual((root.tag, root.get("version")), (XSL + "stylesheet", "1.0"))
+                for element in root.iter():
+                    if "}" in element.tag:
+                        self.assertTrue(element.tag.startswith(XSL), element.tag)
+                    # Text of a report that is written as it stands could be markup, or a script.
+                    self.assertNotIn("disable-output-escaping", element.attrib)
+
+    def test_what_is_no_report_is_refused(self):
+        for view in ("html", "text", "prometheus", "nagios", "changes"):
+            for document in (b"", b"<keldoctl>", b"<html/>", b"<keldoctl xmlns='x'/>",
+                             b"<a><keldoctl/></a>"):
+                with self.subTest(view=view, document=document):
+                    done = run_view(view, document)
+                    self.assertNotEqual(done.returncode, 0)
+                    self.assertEqual(done.stdout, b"")
+
+
+class WordsTest(unittest.TestCase):
+    def test_every_language_has_every_word(self):
+        self.assertEqual(list(words()), LANGUAGES)
+        for language, table in words().items():
+            with self.subTest(language):
+                self.assertEqual(list(table), list(words()["en"]))
+                self.assertTrue(all(text and text == text.strip() for text in table.values()))
+
+    def test_the_words_are_those_that_are_used(self):
+        sources = "".join(path.read_text(encoding="utf-8") for path in STYLESHEETS)
+        named = re.findall(r"""\$words\[@id = '([a-z-]+)'\]|name="word" select="'([a-z-]+)'""",
+                           sources)
+        severities, outcomes = {"minor", "major", "critical", "unrated"}, {"ok", "error"}
+        self.assertEqual(set(words()["en"]),
+                         {word for names in named for word in names if word}
+                         | severities | outcomes)
+
+    def headline(self, reported, **parameters):
+        """The headline of a report with one problem, in the language reported."""
+        problem = Problem("p", "P.", language=reported)
+        return show("text", report([problem]), **parameters).split(":")[0]
+
+    def test_the_language_is_that_of_the_report(self):
+        for language, expected in (
+                ("en-US", "en"), ("en-GB", "en"), ("de-DE", "de"), ("de-AT", "de"),
+                ("pt-BR", "pt-BR"), ("pt-PT", "pt-BR"), ("zh-CN", "zh-CN"), ("zh-TW", "zh-TW"),
+                ("zh-SG", "zh-CN"), ("he-IL", "en"), ("", "en")):
+            with self.subTest(language):
+                self.assertEqual(self.headline(language), words()[expected]["problems"])
+
+    def test_english_texts_in_between_do_not_change_it(self):
+        mixed = report([Problem("a", "A.")], [Action("b", "B.", language="cs-CZ")])
+        self.assertEqual(show("text", mixed).split(":")[0], "Problémy")
+
+    def test_it_may_be_asked_for(self):
+        self.assertEqual(self.headline("de-DE", language="fr-FR"), "Problèmes")
+        self.assertEqual(show("text", recorded("all_well"), language="ja-JP"),
+                         words()["ja"]["well"] + "\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

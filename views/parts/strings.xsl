@@ -1,0 +1,62 @@
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- What the views do to texts. -->
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+
+  <!-- Writes $text with each $character replaced. Halves the text instead of walking along it: the
+       depth of calls is limited, and a log may have any number of lines. -->
+  <xsl:template name="replace">
+    <xsl:param name="text"/>
+    <xsl:param name="character"/>
+    <xsl:param name="by"/>
+    <xsl:variable name="half" select="floor(string-length($text) div 2)"/>
+    <xsl:choose>
+      <xsl:when test="not(contains($text, $character))"><xsl:value-of select="$text"/></xsl:when>
+      <xsl:when test="$text = $character"><xsl:value-of select="$by"/></xsl:when>
+      <xsl:otherwise>
+        <xsl:call-template name="replace">
+          <xsl:with-param name="text" select="substring($text, 1, $half)"/>
+          <xsl:with-param name="character" select="$character"/>
+          <xsl:with-param name="by" select="$by"/>
+        </xsl:call-template>
+        <xsl:call-template name="replace">
+          <xsl:with-param name="text" select="substring($text, $half + 1)"/>
+          <xsl:with-param name="character" select="$character"/>
+          <xsl:with-param name="by" select="$by"/>
+        </xsl:call-template>
+      </xsl:otherwise>
+    </xsl:choose>
+  </xsl:template>
+
+  <!-- The control characters that XML admits and a terminal obeys: the carriage return, delete, and
+       U+0080 to U+009F. The tab and the line feed are harmless. -->
+  <xsl:variable name="controls" select="concat('&#x0d;&#x7f;',
+      '&#x80;&#x81;&#x82;&#x83;&#x84;&#x85;&#x86;&#x87;&#x88;&#x89;&#x8a;&#x8b;&#x8c;&#x8d;&#x8e;&#x8f;',
+      '&#x90;&#x91;&#x92;&#x93;&#x94;&#x95;&#x96;&#x97;&#x98;&#x99;&#x9a;&#x9b;&#x9c;&#x9d;&#x9e;&#x9f;')"/>
+  <xsl:variable name="replacements" select="concat('&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;')"/>
+
+  <!-- Writes $text as one word for the shell. -->
+  <xsl:template name="shell-word">
+    <xsl:param name="text"/>
+    <xsl:variable name="harmless" select="concat('ABCDEFGHIJKLMNOPQRSTUVWXYZ',
+        'abcdefghijklmnopqrstuvwxyz0123456789', '%+,-./:=@_')"/>
+    <xsl:choose>
+      <xsl:when test="string($text) and not(translate($text, $harmless, ''))">
+        <xsl:value-of select="$text"/>
+      </xsl:when>
+      <xsl:otherwise>
+        <xsl:text>'</xsl:text>
+        <xsl:call-template name="replace">
+          <xsl:with-param name="text" select="$text"/>
+          <xsl:with-param name="character" select='"&apos;"'/>
+          <xsl:with-param name="by" select='"&apos;\&apos;&apos;"'/>
+        </xsl:call-template>
+        <xsl:text>'</xsl:text>
+      </xsl:otherwise>
+    </xsl:choose>
+  </xsl:template>
+
+</xsl:stylesheet>

@@ -1,0 +1,47 @@
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- What the views for a terminal have in common. -->
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+
+  <!-- A heading line, "WORD: NUMBER". -->
+  <xsl:template name="count">
+    <xsl:param name="word"/>
+    <xsl:param name="items"/>
+    <xsl:value-of select="$words[@id = $word]"/>
+    <xsl:value-of select="concat(': ', count($items), '&#10;')"/>
+  </xsl:template>
+
+  <!-- The line of a problem or an action, "[WORD] TEXT". -->
+  <xsl:template name="item">
+    <xsl:param name="word"/>
+    <xsl:text>[</xsl:text>
+    <xsl:value-of select="$words[@id = string($word)]"/>
+    <xsl:text>] </xsl:text>
+    <xsl:call-template name="lines">
+      <xsl:with-param name="text"><xsl:apply-templates select="." mode="text"/></xsl:with-param>
+    </xsl:call-template>
+  </xsl:template>
+
+  <!-- Writes $text, whose first line's indentation is written already, with its other lines
+       indented, and ends the last one. -->
+  <xsl:template name="lines">
+    <xsl:param name="text"/>
+    <xsl:variable name="harmless" select="translate($text, $controls, $replacements)"/>
+    <xsl:variable name="length" select="string-length($harmless)"/>
+    <xsl:variable name="is-ended" select="substring($harmless, $length) = '&#10;'"/>
+    <xsl:call-template name="replace">
+      <xsl:with-param name="text" select="substring($harmless, 1, $length - number($is-ended))"/>
+      <xsl:with-param name="character" select="'&#10;'"/>
+      <xsl:with-param name="by" select="'&#10;    '"/>
+    </xsl:call-template>
+    <xsl:text>&#10;</xsl:text>
+  </xsl:template>
+
+  <!-- Writes $text with no line feed nor tab in it, which an interactive shell would act on before
+       it has read the command. Nothing happens then when it is run: no action has such an id. -->
+  <xsl:template name="one-line">
+    <xsl:param name="text"/>
+    <xsl:value-of select="translate($text, concat('&#9;&#10;', $controls),
+        concat('&#xfffd;&#xfffd;', $replacements))"/>
+  </xsl:template>
+
+</xsl:stylesheet>

@@ -1,0 +1,37 @@
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- The fixed words of a view, in the report's language.
+
+     A report does not say which language was asked for; each of its texts says which one it is in.
+     English stands in for what has no translation, so the first other language is the report's. -->
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+
+  <!-- The language of the fixed words, such as "de-DE"; the report's own unless set. -->
+  <xsl:param name="language"/>
+
+  <xsl:variable name="other-languages" select="//@xml:lang[not(starts-with(., 'en'))]"/>
+  <xsl:variable name="wanted-language">
+    <xsl:choose>
+      <xsl:when test="$language"><xsl:value-of select="$language"/></xsl:when>
+      <xsl:when test="$other-languages"><xsl:value-of select="$other-languages[1]"/></xsl:when>
+      <xsl:otherwise>en</xsl:otherwise>
+    </xsl:choose>
+  </xsl:variable>
+  <!-- Without the country. -->
+  <xsl:variable name="wanted-family" select="substring-before(concat($wanted-language, '-'), '-')"/>
+
+  <xsl:variable name="tables" select="document('words.xml')/words/language"/>
+  <xsl:variable name="english" select="$tables[@xml:lang = 'en']"/>
+  <xsl:variable name="exact" select="$tables[@xml:lang = $wanted-language]"/>
+  <xsl:variable name="family"
+      select="$tables[substring-before(concat(@xml:lang, '-'), '-') = $wanted-family][1]"/>
+  <xsl:variable name="own"
+      select="$exact | $family[not($exact)] | $english[not($exact | $family)]"/>
+
+  <!-- The language that the fixed words are in. -->
+  <xsl:variable name="words-language" select="string($own/@xml:lang)"/>
+
+  <!-- $words[@id = ...]; English stands in for a word that is missing. -->
+  <xsl:variable name="words"
+      select="$own/word | $english/word[not(@id = $own/word/@id)]"/>
+
+</xsl:stylesheet>

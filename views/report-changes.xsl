@@ -1,0 +1,64 @@
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- What has changed from an older report to this one, as plain text: which problems are new, gone
+     and still there.
+
+     Parameters: older, the address of the older report, with its whole path; language
+     (parts/words.xsl). -->
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+
+  <xsl:include href="parts/report.xsl"/>
+  <xsl:include href="parts/text.xsl"/>
+  <xsl:include href="parts/words.xsl"/>
+
+  <xsl:output method="text" encoding="UTF-8"/>
+
+  <xsl:param name="older"/>
+
+  <xsl:variable name="older-problems" select="document($older)/keldoctl/problem"/>
+  <xsl:variable name="missing" select="$older-problems[not(@id = $problems/@id)]"/>
+  <!-- During an upgrade nothing but the upgrade is reported: the rest is not gone, but unknown. -->
+  <xsl:variable name="gone" select="$missing[not($is-upgrade)]"/>
+  <xsl:variable name="not-checked" select="$missing[$is-upgrade]"/>
+
+  <xsl:template match="keldoctl">
+    <xsl:if test="not(document($older)/keldoctl)">
+      <xsl:message terminate="yes">the older report is not one of keldoctl</xsl:message>
+    </xsl:if>
+    <xsl:call-template name="group">
+      <xsl:with-param name="word" select="'new'"/>
+      <xsl:with-param name="items" select="$problems[not(@id = $older-problems/@id)]"/>
+    </xsl:call-template>
+    <xsl:call-template name="group">
+      <xsl:with-param name="word" select="'gone'"/>
+      <xsl:with-param name="items" select="$gone"/>
+    </xsl:call-template>
+    <xsl:call-template name="group">
+      <xsl:with-param name="word" select="'unchanged'"/>
+      <xsl:with-param name="items" select="$problems[@id = $older-problems/@id]"/>
+    </xsl:call-template>
+    <xsl:if test="$not-checked">
+      <xsl:call-template name="group">
+        <xsl:with-param name="word" select="'not-checked'"/>
+        <xsl:with-param name="items" select="$not-checked"/>
+      </xsl:call-template>
+    </xsl:if>
+  </xsl:template>
+
+  <xsl:template name="group">
+    <xsl:param name="word"/>
+    <xsl:param name="items"/>
+    <xsl:call-template name="count">
+      <xsl:with-param name="word" select="$word"/>
+      <xsl:with-param name="items" select="$items"/>
+    </xsl:call-template>
+    <xsl:apply-templates select="$items"/>
+  </xsl:template>
+
+  <xsl:template match="problem">
+    <xsl:text>  </xsl:text>
+    <xsl:call-template name="item">
+      <xsl:with-param name="word"><xsl:apply-templates select="." mode="severity"/></xsl:with-param>
+    </xsl:call-template>
+  </xsl:template>
+
+</xsl:stylesheet>
