@@ -1,11 +1,13 @@
 """The views of a report, for tests of them."""
 
+import os
 import pathlib
 import subprocess
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 VIEWS = PROJECT / "views"
+BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
 REPORTS = PROJECT / "test/views/reports"
 
 
@@ -29,6 +31,13 @@ def show(view, report, **parameters):
     if (done.returncode, done.stderr) != (0, b""):
         raise RuntimeError(f"xsltproc ended with status {done.returncode}: {done.stderr.decode()}")
     return done.stdout.decode()
+
+
+def install_views(directory):
+    """Installs the views and their programs below a directory. Returns the prefix there."""
+    subprocess.run(["cmake", "--install", BUILD, "--component", "views"], check=True,
+                   stdout=subprocess.DEVNULL, env=os.environ | {"DESTDIR": str(directory)})
+    return next(pathlib.Path(directory).rglob("sbin/keldoctl-report")).parents[1]
 
 
 class ViewTestCase(unittest.TestCase):
