@@ -63,8 +63,10 @@ std::string phraseOf(std::string message) {
     return "the schema does not allow this -- " + message;
 }
 
-const xmlNode* elementOf(const xmlNode* node) {
-    return node->type == XML_ATTRIBUTE_NODE ? node->parent : node;
+/// For libxml2, of which some versions give a constant error.
+template <typename Error> void addFinding(void* findings, Error* error) {
+    static_cast<PlacedFindings*>(findings)->emplace_back(static_cast<const xmlNode*>(error->node),
+                                                         Level::error, phraseOf(error->message));
 }
 
 } // namespace
@@ -77,14 +79,7 @@ PlacedFindings schemaFindings(xmlDoc* document) {
         throw std::runtime_error("cannot read the schema of definitions");
     }
     PlacedFindings findings;
-    xmlSchemaSetValidStructuredErrors(
-        validator.get(),
-        [](void* found, auto* error) {
-            static_cast<PlacedFindings*>(found)->emplace_back(
-                elementOf(static_cast<const xmlNode*>(error->node)), Level::error,
-                phraseOf(error->message));
-        },
-        &findings);
+    xmlSchemaSetValidStructuredErrors(validator.get(), addFinding, &findings);
     xmlSchemaValidateDoc(validator.get(), document);
     return findings;
 }

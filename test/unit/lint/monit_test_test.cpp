@@ -84,7 +84,9 @@ TEST(MonitComplaints, CannotBeHadWithoutAPlaceForTheFile) {
 TEST(MonitComplaints, CannotBeHadWithoutTheWholeFile) {
     monitIsInstalled = true;
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit none = {0, 0};
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit none = {0, limit.rlim_max};
     setrlimit(RLIMIT_FSIZE, &none);
     try {
         monitComplaints("check process a\n");
@@ -92,6 +94,7 @@ TEST(MonitComplaints, CannotBeHadWithoutTheWholeFile) {
     } catch (const std::runtime_error& error) {
         EXPECT_EQ(error.what(), "cannot write a file -- " + lastDirectory + "/monitrc");
     }
+    setrlimit(RLIMIT_FSIZE, &limit); // a build that counts lines writes its counts at the end
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
