@@ -359,10 +359,18 @@ class UseTest(PageTestCase):
                          "keldoctl --repair restart-service:web")
 
     def test_buttons_are_large_enough_for_a_finger(self):
-        self.browser.view(width=PHONE)
-        self.load("two_down_in_german")
-        heights = self.each("button", "each.getBoundingClientRect().height")
-        self.assertGreaterEqual(min(heights), 40)
+        for width in (320, 360, 390, 412, 480, 600, 1024):
+            with self.subTest(width):
+                self.browser.view(width=width)
+                self.load("two_down_in_german")
+                heights = self.each(".proposal button", "each.getBoundingClientRect().height")
+                self.assertGreaterEqual(min(heights), 40)
+                # Their word is in one line.
+                words = self.each(".proposal button", """(range => {
+                    range.selectNodeContents(each);
+                    return range.getClientRects().length;
+                })(new Range())""")
+                self.assertEqual(words, [1, 1])
 
     def test_without_a_script_nothing_is_missing_but_the_buttons(self):
         self.browser.call("Emulation.setScriptExecutionDisabled", value=True)

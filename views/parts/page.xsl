@@ -102,7 +102,7 @@ h3 { margin-block-start: 0.5rem; font-size: 1.0625rem; font-weight: 600; }
 button {
   min-block-size: 2.5rem; padding: 0.25rem 1rem; border: 1px solid var(--button-line);
   border-radius: 0.5rem; background: var(--button); color: var(--text); font: inherit;
-  font-size: 0.875rem; cursor: pointer;
+  font-size: 0.875rem; white-space: nowrap; cursor: pointer;
 }
 button:hover { border-color: var(--text); }
 summary { padding-block: 0.25rem; font-size: 0.875rem; font-weight: 600; cursor: pointer; }
@@ -116,7 +116,7 @@ pre { margin-block-start: 0.25rem; max-block-size: 24rem; overflow-y: auto; line
 @media (max-width: 30rem) {
   body { padding: 0.75rem 0.75rem 2rem; }
   .card, .all, header { padding: 1rem; }
-  button { flex: 1; }
+  button { flex: auto; }
 }
 @media print {
   body { max-width: none; }
