@@ -7,27 +7,49 @@ import subprocess
 import tempfile
 import unittest
 
-from languages import listed_languages
-
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
 # What configuring makes, and what only tests use. All else in the build is there to be installed.
 NOT_COPIED = shutil.ignore_patterns("CMakeCache.txt", "CMakeFiles", "*.cmake", "*.a", "test")
 LINK = "/admin/sbin/keldoctl"  # below the panel's root
 
-# Where each file goes that is not the panel's, by GNUInstallDirs' name of the folder.
-PROGRAMS_AND_MANUALS = (
-    ("SBINDIR", "keldoctl"),
-    ("LIBEXECDIR", "keldoctl/link-locales"),
-    ("LIBEXECDIR", "keldoctl/monit-check-status"),
-    ("LIBEXECDIR", "keldoctl/panel-links"),
-    ("LIBEXECDIR", "keldoctl/panel-root"),
-    ("MANDIR", "man8/keldoctl.8"),
-    ("MANDIR", "man8/monit-check-status.8"))
-CATALOGUES = [f"share/locale/{language.catalogue}/LC_MESSAGES/keldoctl.mo"
-              for language in listed_languages()]
-LOCALES = BUILD / "lib/keldoctl/locale"
-DEFAULT_FOLDERS = {"SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man"}
+# What is not the panel's, below GNUInstallDirs' folder for it; "lib" stands for itself, since what is
+# there is looked for there on every architecture.
+FILES = {
+    "BINDIR": ("keldo-service-lint",),
+    "SBINDIR": ("keldoctl", "keldoctl-report"),
+    "LIBEXECDIR": (
+        "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
+        "keldoctl/panel-links", "keldoctl/panel-root"),
+    "MANDIR": (
+        "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
+        "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
+    "DATADIR": (
+        "bash-completion/completions/keldo-service-lint", "bash-completion/completions/keldoctl",
+        "keldoctl/examples/cache.xml", "keldoctl/examples/minimal.xml",
+        "keldoctl/examples/web.xml", "keldoctl/schemas/keldo-service.rnc",
+        "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
+        "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
+        "keldoctl/schemas/keldoctl-report.xsd", "keldoctl/schemas/xml.xsd",
+        "keldoctl/views/parts/page.xsl", "keldoctl/views/parts/report.xsl",
+        "keldoctl/views/parts/strings.xsl", "keldoctl/views/parts/text.xsl",
+        "keldoctl/views/parts/words.xml", "keldoctl/views/parts/words.xsl",
+        "keldoctl/views/report-changes.xsl", "keldoctl/views/report-html.xsl",
+        "keldoctl/views/report-nagios.xsl", "keldoctl/views/report-prometheus.xsl",
+        "keldoctl/views/report-text.xsl", "zsh/site-functions/_keldo-service-lint",
+        "zsh/site-functions/_keldoctl"),
+    "lib": (
+        "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-report.service",
+        "systemd/system/keldoctl-report.timer"),
+}
+DEFAULT_FOLDERS = {"BINDIR": "bin", "SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man",
+                   "DATADIR": "share", "lib": "lib"}
+LANGUAGES = [line.split() for line in
+             (PROJECT / "po/LINGUAS").read_text(encoding="utf-8").splitlines()
+             if not line.startswith("#")]
+CATALOGUES = [f"share/locale/{name}/LC_MESSAGES/keldoctl.mo" for name, *_ in LANGUAGES]
+# Of each locale, for whose files localedef alone knows the names, this one stands for all.
+LOCALES = [f"keldoctl/locale/{locale}/LC_CTYPE" for *_, locale in LANGUAGES]
 
 
 def install(build, *options, root=""):
@@ -41,12 +63,18 @@ def files_below(root):
             if path.is_symlink() or not path.is_dir()}
 
 
+def without_details(files):
+    """The files without those of a locale that LOCALES does not name."""
+    return {name for name in files
+            if "/keldoctl/locale/" not in name or name.endswith("/LC_CTYPE")}
+
+
 def expected(prefix, panel, folders=None):
     """What is installed, with GNUInstallDirs' folders as given, if not by default."""
     folders = DEFAULT_FOLDERS | (folders or {})
-    locales = {prefix + "/lib/keldoctl/locale" + name for name in files_below(LOCALES)}
-    return ({os.path.join(prefix, folders[folder], name) for folder, name in PROGRAMS_AND_MANUALS} |
-            locales |
+    return ({os.path.join(prefix, folders[folder], name)
+             for folder, names in FILES.items() for name in names} |
+            {os.path.join(prefix, "lib", name) for name in LOCALES} |
             {os.path.join(panel, name) for name in CATALOGUES} | {panel + LINK})
 
 
@@ -64,7 +92,8 @@ class InstallTest(unittest.TestCase):
                         "-DBUILD_TESTING=OFF", *options], check=True, stdout=subprocess.DEVNULL)
 
     def check(self, prefix, panel, folders=None):
-        self.assertEqual(files_below(self.root), expected(prefix, panel, folders))
+        self.assertEqual(without_details(files_below(self.root)),
+                         expected(prefix, panel, folders))
         link = pathlib.Path(f"{self.root}{panel}{LINK}")
         program = os.path.join(prefix, (folders or {}).get("SBINDIR", "sbin"), "keldoctl")
         self.assertEqual(os.readlink(link), program)
@@ -83,7 +112,8 @@ class InstallTest(unittest.TestCase):
         self.check("/usr/local", "/srv/panel")
 
     def test_folders_may_be_named_each_below_the_prefix_or_not(self):
-        folders = {"SBINDIR": "bin", "LIBEXECDIR": "lib/private", "MANDIR": "/srv/manuals"}
+        folders = {"SBINDIR": "bin", "LIBEXECDIR": "lib/private", "MANDIR": "/srv/manuals",
+                   "DATADIR": "data"}
         self.configure("-DCMAKE_INSTALL_PREFIX=/opt/diagnostics", "-DPRODUCT_ROOT_D=/srv/panel",
                        *(f"-DCMAKE_INSTALL_{name}={folder}" for name, folder in folders.items()))
         with self.subTest("the configured prefix"):
@@ -98,7 +128,7 @@ class InstallTest(unittest.TestCase):
         prefix, panel = self.root / "prefix", self.root / "panel"
         self.configure(f"-DPRODUCT_ROOT_D={panel}")
         install(self.build, "--prefix", prefix)
-        self.assertEqual(files_below(self.root), expected("/prefix", "/panel"))
+        self.assertEqual(without_details(files_below(self.root)), expected("/prefix", "/panel"))
         run = subprocess.run([f"{panel}{LINK}", "--help"], capture_output=True, text=True)
         self.assertEqual((run.returncode, run.stdout.splitlines()[0]),
                          (0, "Usage: keldoctl --status [--language=LANG_CODE]"))
@@ -106,7 +136,7 @@ class InstallTest(unittest.TestCase):
     def test_installed_into_the_panels_folder_it_is_no_link_to_itself(self):
         self.configure("-DCMAKE_INSTALL_SBINDIR=admin/sbin")
         install(self.build, "--prefix", "/usr/local/kvr", root=self.root)
-        self.assertEqual(files_below(self.root),
+        self.assertEqual(without_details(files_below(self.root)),
                          expected("/usr/local/kvr", "/usr/local/kvr", {"SBINDIR": "admin/sbin"}))
         self.assertFalse(os.path.islink(f"{self.root}/usr/local/kvr{LINK}"))
 
