@@ -32,6 +32,13 @@ install_build_dependencies() {
         die "the build dependencies could not be installed"
 }
 
+# Copies the sources into a directory, without what builds have made and what git keeps: a package is
+# built from what lies in its directory.
+copy_sources() {
+    tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' . |
+        tar --extract --directory="$1"
+}
+
 # Builds one preset: all of it, or the targets given after its name.
 build() {
     local preset=$1
