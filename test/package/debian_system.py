@@ -1,0 +1,125 @@
+"""A small Debian system with nothing of keldoctl's, for tests of its packages."""
+
+import os
+import pathlib
+import stat
+import subprocess
+import tempfile
+
+BASE = pathlib.Path(os.environ["KELDO_BASE_SYSTEM"])
+PACKAGES = pathlib.Path(os.environ["KELDO_PACKAGES"])
+# What package management itself keeps: its own lists, logs and caches.
+OF_PACKAGE_MANAGEMENT = ("proc", "etc/ld.so.cache", "var/cache", "var/lib/apt", "var/lib/dpkg",
+                         "var/log", "tmp")
+NAMES = ("keldoctl", "keldoctl-monit")
+
+
+def package_file(name, folder=PACKAGES):
+    """The one .deb of this name."""
+    [path] = folder.glob(f"{name}_*.deb")
+    return path
+
+
+class DebianSystem:
+    """A copy of the base system that is gone at close(). It has no network and runs no daemon; the
+    packages lie in /packages, and those of another version where the test puts them."""
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="keldo-debian."))
+        self.root = self.folder / "root"
+        # The caller has mounts of its own (script/package-test), which end with it.
+        self.mount("-t", "tmpfs", "-o", "mode=0755", "system", self.folder)
+        for name in ("upper", "work", "root"):
+            (self.folder / name).mkdir()
+        self.mount("-t", "overlay", "-o", f"lowerdir={BASE},upperdir={self.folder}/upper,"
+                   f"workdir={self.folder}/work", "system", self.root)
+        self.mount("-t", "proc", "proc", self.root / "proc")
+        for name in NAMES:
+            self.write(f"packages/{name}.deb", package_file(name).read_bytes())
+        self.clean = self.state()
+
+    def close(self):
+        subprocess.run(["umount", "--recursive", "--lazy", self.folder], check=True)
+        self.folder.rmdir()
+
+    @staticmethod
+    def mount(*arguments):
+        subprocess.run(["mount", *arguments], check=True)
+
+    def run(self, *command, status=0):
+        """Runs it there, with an administrator's bare environment, and returns what it printed."""
+        done = subprocess.run(
+            ["chroot", self.root, *command], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT, text=True,
+            env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "DEBIAN_FRONTEND": "noninteractive"})
+        if done.returncode != status:
+            raise AssertionError(f"{command} exits {done.returncode}:\n{done.stdout}")
+        return done.stdout
+
+    def install(self, *names, folder="/packages"):
+        return self.run("apt-get", "--yes", "--no-install-recommends", "install",
+                        *(f"{folder}/{name}.deb" for name in names))
+
+    def remove(self, *names):
+        return self.run("apt-get", "--yes", "remove", *names)
+
+    def purge(self, *names):
+        return self.run("apt-get", "--yes", "purge", *names)
+
+    def path(self, name):
+        return self.root / name.lstrip("/")
+
+    def write(self, name, content):
+        path = self.path(name)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    def link(self, name):
+        """Where the link leads to; None when there is none."""
+        path = self.path(name)
+        return os.readlink(path) if path.is_symlink() else None
+
+    def state(self):
+        """Every path with its kind, mode, owner and content, but for package management's own."""
+        found = {}
+        for folder, folders, files in os.walk(self.root):
+            inside = os.path.relpath(folder, self.root)
+            folders[:] = [name for name in folders if not skipped(inside, name)]
+            for name in folders + [name for name in files if not skipped(inside, name)]:
+                path = pathlib.Path(folder, name)
+                status = path.lstat()
+                found["/" + str(path.relative_to(self.root))] = (
+                    oct(status.st_mode), status.st_uid, status.st_gid, content_of(path, status))
+        return found
+
+    def add_old_version(self, version="0.9.0", change=lambda name, tree: None):
+        """Puts the packages into /old as they are, but of another version, and with what `change`
+        does to the tree of each."""
+        for name in NAMES:
+            with tempfile.TemporaryDirectory() as temporary:
+                tree = pathlib.Path(temporary, "tree")
+                subprocess.run(["dpkg-deb", "--raw-extract", package_file(name), tree], check=True)
+                control = tree / "DEBIAN/control"
+                text = control.read_text(encoding="utf-8")
+                [new] = [line.split()[1] for line in text.splitlines()
+                         if line.startswith("Version:")]
+                control.write_text(text.replace(f"Version: {new}", f"Version: {version}")
+                                   .replace(f"(= {new})", f"(= {version})"), encoding="utf-8")
+                change(name, tree)
+                self.path("old").mkdir(exist_ok=True)
+                subprocess.run(["dpkg-deb", "--build", "--root-owner-group", "-Znone", tree,
+                                self.path(f"old/{name}.deb")], check=True,
+                               stdout=subprocess.DEVNULL)
+        self.clean = self.state()
+
+
+def skipped(folder, name):
+    return os.path.normpath(os.path.join(folder, name)) in OF_PACKAGE_MANAGEMENT
+
+
+def content_of(path, status):
+    """What tells one content from another. All files together are too many to be read each time."""
+    if stat.S_ISLNK(status.st_mode):
+        return os.readlink(path)
+    return (status.st_size, status.st_mtime_ns) if stat.S_ISREG(status.st_mode) else None
