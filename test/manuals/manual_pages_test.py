@@ -11,7 +11,8 @@ from manual import BUILD, PAGES, displays, formatted, page, section, source
 from panel import CORE_SERVICES, PROJECT
 
 # Pages of others that ours refer to.
-FOREIGN_PAGES = {"flock.2", "gzip.1", "locale.1", "monit.1"}
+FOREIGN_PAGES = {"flock.2", "gzip.1", "locale.1", "monit.1", "sudo.8", "systemd.timer.5",
+                 "xsltproc.1"}
 
 
 def run(*command, env=None):
