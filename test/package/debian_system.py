@@ -108,10 +108,24 @@ class DebianSystem:
                                    .replace(f"(= {new})", f"(= {version})"), encoding="utf-8")
                 change(name, tree)
                 self.path("old").mkdir(exist_ok=True)
-                subprocess.run(["dpkg-deb", "--build", "--root-owner-group", "-Znone", tree,
-                                self.path(f"old/{name}.deb")], check=True,
-                               stdout=subprocess.DEVNULL)
+                self.build_package(tree, f"old/{name}.deb")
         self.clean = self.state()
+
+    def build_package(self, tree, name):
+        subprocess.run(["dpkg-deb", "--build", "--root-owner-group", "-Znone", tree,
+                        self.path(name)], check=True, stdout=subprocess.DEVNULL)
+
+    def add_package(self, name, files):
+        """Puts a package of somebody else's, with these files, into /packages."""
+        control = (f"Package: {name}\nVersion: 1\nArchitecture: all\nMaintainer: A <a@b.example>\n"
+                   "Description: a package\n")
+        with tempfile.TemporaryDirectory() as temporary:
+            tree = pathlib.Path(temporary, "tree")
+            for file, content in (files | {"DEBIAN/control": control}).items():
+                path = tree / file
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(content, encoding="utf-8")
+            self.build_package(tree, f"packages/{name}.deb")
 
 
 def skipped(folder, name):

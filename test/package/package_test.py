@@ -113,6 +113,15 @@ class InstallTest(PackageTest):
         self.assertEqual([name for name in self.system.state()
                           if name.startswith("/etc/systemd") and "keldoctl" in name], [])
 
+    def test_a_locale_of_another_package_is_ours_once_that_is_gone(self):
+        self.system.add_package("others", {"usr/lib/locale/de_DE/LC_CTYPE": "another's"})
+        self.system.install("others", "keldoctl")
+        locale = "/usr/lib/locale/de_DE/LC_CTYPE"
+        self.assertIsNone(self.system.link(locale))
+        self.system.purge("others")
+        self.assertIsNotNone(self.system.link(locale))
+        self.assertIn(GERMAN, self.german_report("keldoctl"))
+
     def test_the_installed_files_are_the_packages(self):
         self.system.install(*BOTH)
         self.assertEqual(self.system.run("dpkg", "--verify", *BOTH), "")
