@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Targets that look at the sources themselves: `format` rewrites them, `check` finds fault.
 find_program(CLANG_FORMAT clang-format)
 find_program(CLANG_TIDY clang-tidy)

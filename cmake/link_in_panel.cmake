@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run by each installation: the panel starts ${program} in ${folder}, the folder of its own programs,
 # wherever the prefix of this installation has put it.
 cmake_path(ABSOLUTE_PATH program BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Completion of keldoctl's command line in bash. It takes nothing of the bash-completion package
 # but the way in which its file is found.

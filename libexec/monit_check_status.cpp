@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // monit-check-status -c FILE -x check-status
 //
 // Runs the stock monit privately on the control file FILE, waits until every service of the file

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // panel-root
 //
 // Prints the panel's root directory, as keldoctl itself takes it from the panel's configuration

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # What the scripts share. Sourced with $program, the script's name for messages, set.
 

@@ -1,4 +1,5 @@
 <?xml version="1.0" encoding="UTF-8"?>
+<!-- SPDX-License-Identifier: MIT -->
 <!-- What has changed from an older report to this one, as plain text: which problems are new, gone
      and still there.
 

@@ -1,4 +1,5 @@
 <?xml version="1.0" encoding="UTF-8"?>
+<!-- SPDX-License-Identifier: MIT -->
 <!-- A report as one page that needs nothing else: no other file, no network, no font, and its
      script only for the buttons that copy a command.
 

@@ -1,4 +1,5 @@
 <?xml version="1.0" encoding="UTF-8"?>
+<!-- SPDX-License-Identifier: MIT -->
 <!-- A report as the one line of a Nagios plugin: the state, the worst problems, performance data.
 
      Parameters: warning and critical, the least severity (minor, major, critical) that gives that

@@ -1,4 +1,5 @@
 <?xml version="1.0" encoding="UTF-8"?>
+<!-- SPDX-License-Identifier: MIT -->
 <!-- A report as plain text for a terminal: repairs and their output, then problems, each with the
      commands that solve it.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of the script that sources this
 # Chooses what serves as the host: namespaces of its own, or the container that this runs in.
 

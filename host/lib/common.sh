@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
 # What host/run and host/make-layer share: where things are, and whether the layer is up to date.
 # Sourced after `program` and `project` are set.

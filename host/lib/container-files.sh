@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of common.sh
 # What a host consists of, outside the project's folder, when a container serves as it.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
 # The other way, where nothing may be mounted: the container that this runs in is the host. One
 # command at a time has it, and everything but the packages is taken away again afterwards.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # $project and $host are common.sh's
 # Lays the panel out below a root directory: host/root as it stands, and what was built.
 

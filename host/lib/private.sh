@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
 # The usual way: a host in namespaces of its own, over a layer that holds the daemons.
 

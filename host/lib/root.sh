@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of common.sh
 # Puts together the file tree of a private host, in a mount namespace of its own.
 

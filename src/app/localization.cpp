@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "app/localization.h"
 
 #include "conf/config_value.h"

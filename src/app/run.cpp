@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "app/run.h"
 
 #include "app/localization.h"

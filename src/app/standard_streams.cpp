@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "app/standard_streams.h"
 
 #include "conf/messages.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/assertion.h"
 
 #include <cerrno>

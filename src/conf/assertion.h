@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* Ends the process by abort() unless `condition` holds, in every build type: NDEBUG has no say.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/autoprepend.h"
 
 #include "conf/assertion.h"

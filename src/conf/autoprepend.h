@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* The panel's runtime configuration: 29 known variables, each with a compile-time default that the

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/config_value.h"
 
 #include "conf/autoprepend.h"

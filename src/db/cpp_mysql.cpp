@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "db/cpp_mysql.h"
 
 #include "conf/handles.h"

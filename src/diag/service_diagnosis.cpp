@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/service_diagnosis.h"
 
 #include "db/cpp_mysql.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/upgrade_check.h"
 
 #include "conf/config_value.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "exec/command_runner.h"
 
 #include "exec/duplicate.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "exec/program_name.h"
 
 namespace keldo {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/command_line.h"
 
 #include "exec/program_name.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/definition_checks.h"
 
 #include "lint/monit_syntax.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/finding.h"
 
 #include <array>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/lint_file.h"
 
 #include "exec/unique_fd.h"

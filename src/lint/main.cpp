@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "exec/program_name.h"
 #include "lint/command_line.h"
 #include "lint/lint_file.h"

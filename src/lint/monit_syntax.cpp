@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/monit_syntax.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/monit_test.h"
 
 #include "exec/command_runner.h"

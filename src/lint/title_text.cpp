@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/title_text.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/ending_signals.h"
 
 namespace keldo {

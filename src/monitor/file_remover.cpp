@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/file_remover.h"
 
 #include <atomic>

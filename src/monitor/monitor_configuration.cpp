@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/monitor_configuration.h"
 
 #include "conf/config_value.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/service_catalogue.h"
 
 namespace keldo {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/xpath.h"
 
 #include <array>

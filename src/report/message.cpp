@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/message.h"
 
 #include <utility>

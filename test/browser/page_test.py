@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The page that report-html.xsl makes of a report, in a real browser."""
 
 import functools

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// Linked into every program of a coverage build: libgcov writes what was counted when a process
 /// exits, and so the counts of one that ends by _exit(), abort() or raise() would be lost.
 

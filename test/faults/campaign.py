@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The whole fault campaign: every fault that there is, in every scenario. Run by script/faults.
 
     campaign.py                        the whole

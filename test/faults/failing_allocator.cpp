@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Takes the place of the C library's allocator and lets a call fail for want of memory, as the plan
 // says (fault_plan.h) for the function "malloc": every way to allocate is counted as that.
 

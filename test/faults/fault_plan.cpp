@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fault_plan.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Which call of the process is to go wrong, as a library that is loaded before all others

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A part of the fault campaign: all that can go wrong, but each in one kind of run alone, and of
 errors and allocations some. The whole is script/faults."""
 

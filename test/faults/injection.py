@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs of keldoctl in which a call goes wrong, and what can be seen of them.
 
 Three things make calls go wrong: strace, which answers a system call in the kernel's place; and two

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Stands in front of calls of the C library and lets one go another way than usual, as the plan
 // says (fault_plan.h):
 //   read, write, recv, send   move one byte alone

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What can go wrong in a run, and where: system calls, with the errors that the manual names for
 them, allocations, transfers, and what a fork does before it is the shell."""
 

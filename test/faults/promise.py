@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What keldoctl promises whatever goes wrong, and whether a run has kept it.
 
 Standard output carries one complete well-formed document, or nothing from a run that ends

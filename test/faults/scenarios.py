@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The kinds of runs that faults are injected into, each with the report that it prints otherwise."""
 
 import os

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/read_configuration.h"
 
 #include "conf/messages.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/report_writer.h"
 
 #include "report/xml_handles.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/service_definition.h"
 
 #include "monitor/xpath.h"

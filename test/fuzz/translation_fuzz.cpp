@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/translation.h"
 
 #include "support/fuzz_target.h"

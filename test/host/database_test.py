@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """keldoctl and a real database server: what is sent, over which connection, and what comes of it.
 
 The statements are those that the server's general query log names. It leaves out what ends a

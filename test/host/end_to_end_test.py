@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """keldoctl with the real services, the real database and the real monitor: whole reports."""
 
 import pathlib

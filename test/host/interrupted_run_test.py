@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Whole runs with a real database server that a signal interrupts every millisecond."""
 
 import unittest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The examples of keldoctl(8), on a host where they hold."""
 
 import subprocess

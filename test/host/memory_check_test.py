@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Whole runs under valgrind: no wrong access, nothing lost, and nothing kept that grows with the
 work; and no descriptor that is still open at the end.
 

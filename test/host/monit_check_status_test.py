@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """monit-check-status, run against the real stock monit.
 
 Everything here needs a host of its own: it starts a monit like the machine's own one, hides

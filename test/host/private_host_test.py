@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a private host promises to the commands on it. Run by host/run."""
 
 import fcntl

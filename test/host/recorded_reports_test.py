@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The reports on which the views are tested are what keldoctl prints."""
 
 import unittest

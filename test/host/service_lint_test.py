@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """keldo-service-lint with the real monit: what it says of definitions, and that monit agrees."""
 
 import os

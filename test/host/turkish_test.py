@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A Turkish run with a real database server: the same statements, the same services."""
 
 import unittest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The views of runs with the real services, the real database and the real monitor."""
 
 import pathlib

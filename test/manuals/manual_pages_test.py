@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The manual pages: that they are well made, and that they say what the sources say."""
 
 import os

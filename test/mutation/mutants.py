@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Mutants of C++ sources: copies that differ in one place, as a mistake would make them.
 
 The text is only split into tokens, not parsed: what is a comparison, a statement or a call is told

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The mutants that a piece of C++ has."""
 
 import unittest

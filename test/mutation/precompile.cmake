@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # For the builds of script/mutate, as CMAKE_PROJECT_INCLUDE: reads the large headers once instead of
 # for each mutant.
 function(precompile)

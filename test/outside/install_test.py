@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What an installation puts where: below the prefix, and below the panel's root directory."""
 
 import os

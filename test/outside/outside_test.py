@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What host/run does to the machine that it is used on: nothing. Run as root, not by host/run."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A small Debian system with nothing of keldoctl's, for tests of its packages."""
 
 import os

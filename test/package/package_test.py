@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The packages on a small Debian system: installed, upgraded, removed and purged."""
 
 import unittest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Two builds of the packages, as different as they may be, give the same bytes."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The message catalogues: complete, up to date with the sources, and fit for a report."""
 
 import pathlib

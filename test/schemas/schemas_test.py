@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The schemas: what they take, what they refuse and where, and that their forms say the same."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A headless Chromium with one page, driven over its DevTools protocol, for tests of pages.
 
 Wherever something takes time, an event of the protocol is waited for.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The panel's database server on a private host, for tests of keldoctl, and what it logs."""
 
 import fcntl

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The programs that apply the views, installed on a private host, for tests of them."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The languages that reports come in, as po/LINGUAS lists them."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Prints the unittest cases of the given files, a line each, for CTest to register.
 
 With --classes the lines are MODULE.CLASS, else MODULE.CLASS.METHOD. The files are parsed, not

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The locales that are installed with keldoctl, on a private host whose own are those of a stock
 system: C.UTF-8 alone.
 """

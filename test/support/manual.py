@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The manual pages of the build, for tests that hold them against the program."""
 
 import os

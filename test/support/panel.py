@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A panel laid out on a private host, for tests of keldoctl: its files, fakes of the programs that
 keldoctl calls, and the reports that it is expected to print.
 

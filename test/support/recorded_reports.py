@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The reports in test/views/reports, on which the views are tested: what keldoctl prints in the
 situations below.
 

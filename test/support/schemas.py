@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The schemas of reports and of service definitions, and what xmllint says by them."""
 
 import functools

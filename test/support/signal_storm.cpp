@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /* To be preloaded into keldoctl (LD_PRELOAD): interrupts it every millisecond with a signal that it
  * does not know of, from its first instruction to its last, so that each system call that may fail
  * with EINTR does. At the end it writes the number of signals to the file that the environment

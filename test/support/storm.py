@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs of keldoctl that a signal interrupts every millisecond (signal_storm.cpp)."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Processes that others leave behind, for tests that want to know of them."""
 
 import ctypes

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Interactive shells on terminals of their own: what they make of keys that are typed."""
 
 import os

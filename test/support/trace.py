@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """System calls of keldoctl, as strace saw them."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The views of a report, for tests of them."""
 
 import os

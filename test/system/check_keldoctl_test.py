@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The plugin for Nagios, with keldoctl and with what may be in its place."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The command line: what is accepted, what is refused and how."""
 
 import os

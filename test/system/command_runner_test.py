@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Commands as children of a run: their output, their end, their signals."""
 
 import unittest

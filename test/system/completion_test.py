@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Completion of command lines, in real shells on real terminals."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The panel configuration file as a whole run sees it."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Message catalogues that are broken, untrue about their codeset, or translated carelessly."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Definition files that are enormous, cut, in any encoding, or that ask for other files."""
 
 import gzip

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Monitors, repair commands and upgrade tools that misbehave, and texts that XML cannot carry."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a run may inherit: descriptors, signals, limits, an environment, a directory.
 
 Whatever it is, the run prints a complete report, or nothing and ends abnormally. It leaves no

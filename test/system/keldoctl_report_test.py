@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """keldoctl-report, and keep-report, which it shows the changes of."""
 
 import os

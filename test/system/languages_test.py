@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reports in each language that there is a catalogue for, and what Turkish must not change."""
 
 import gettext

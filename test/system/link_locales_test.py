@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """link-locales: makes our locales known to the system, and touches nobody else's."""
 
 import hashlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The language of a report: which text, and as what it is tagged."""
 
 import os

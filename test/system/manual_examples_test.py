@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the manual pages show: definitions with their control files, configuration, a monitor."""
 
 import os

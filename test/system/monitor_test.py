@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The monitor: its control file, its command line, and what its answer is taken for."""
 
 import os

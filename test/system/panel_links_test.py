@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The links that a package makes below the panel's root directory: panel-links, panel-root."""
 
 import os

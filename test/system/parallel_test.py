@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Many runs at the same time on one host."""
 
 import fcntl

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Repairs: which ids are carried out, how, and what the report says of them."""
 
 import unittest

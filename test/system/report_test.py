@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Odd texts in a report: what libxml2 makes of them as element content and as attributes."""
 
 import unittest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which services are checked, by what their definitions say. The database is down throughout."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Whole runs that a signal interrupts every millisecond."""
 
 import os

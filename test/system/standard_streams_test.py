@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What reaches standard output and standard error, and what children inherit."""
 
 import json

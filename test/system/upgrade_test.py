@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The check for an upgrade of the panel, and what it keeps from being checked."""
 
 import unittest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The version is what CMakeLists.txt says; what cannot take it from there says the same."""
 
 import os

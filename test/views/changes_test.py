@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The view of what has changed between two reports."""
 
 import pathlib

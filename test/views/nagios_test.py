@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The view for Nagios."""
 
 import unittest

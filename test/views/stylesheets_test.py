@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What all stylesheets have in common, and their words."""
 
 import re

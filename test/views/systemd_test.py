@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The units that keep reports, as they are installed."""
 
 import pathlib

@@ -1,4 +1,5 @@
 <?xml version="1.0" encoding="UTF-8"?>
+<!-- SPDX-License-Identifier: MIT -->
 <!-- The fixed words of a view, in the report's language.
 
      A report does not say which language was asked for; each of its texts says which one it is in.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/carriable_text.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/fuzz_target.h"
 
 #include <cstddef>

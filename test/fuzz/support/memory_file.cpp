@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/memory_file.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/quiet_libxml2.h"
 
 #include <libxml/xmlerror.h>

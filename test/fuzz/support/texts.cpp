@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/texts.h"
 
 #include <string_view>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "app/inherited_state.h"
 
 #include "support/temporary_directory.h"

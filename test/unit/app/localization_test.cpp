@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "app/localization.h"
 
 #include "app/german_texts.h"

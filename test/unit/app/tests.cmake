@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 keldo_unit_test(app
     SOURCES
         command_line_test.cpp

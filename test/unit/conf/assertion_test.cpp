@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // As in the release build: NDEBUG must not matter.
 #undef NDEBUG
 #define NDEBUG

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "forced_failures.h"
 
 #include <array>

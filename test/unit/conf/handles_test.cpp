@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/handles.h"
 
 #include "forced_failures.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "conf/messages.h"
 
 #include "forced_failures.h"

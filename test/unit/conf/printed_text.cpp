@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "printed_text.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The last name is conf_get_r() as the linker knows it: the tests count how often the table of
 # variables is searched.
 keldo_unit_test(conf

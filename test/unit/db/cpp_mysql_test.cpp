@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "db/cpp_mysql.h"
 
 #include "db/panel_database.h"

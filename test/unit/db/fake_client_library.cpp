@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fake_client_library.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "db/panel_database.h"
 
 #include "fake_client_library.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 keldo_unit_test(db
     SOURCES
         cpp_mysql_test.cpp

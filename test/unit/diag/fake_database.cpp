@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/fake_database.h"
 
 #include <mysql.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/repair.h"
 
 #include "exec/program_name.h"

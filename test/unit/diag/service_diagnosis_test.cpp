@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/service_diagnosis.h"
 
 #include "diag/fake_database.h"

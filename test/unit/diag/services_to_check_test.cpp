@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/services_to_check.h"
 
 #include "diag/fake_database.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What fake_database.cpp stands for. The last name is kvrDbConnectOrReport() as the linker knows it.
 set(fake_database_functions
     mysql_close

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "diag/upgrade_check.h"
 
 #include "monitor/fake_panel.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 keldo_unit_test(exec
     SOURCES
         command_runner_test.cpp

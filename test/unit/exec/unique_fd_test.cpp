@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "exec/unique_fd.h"
 
 #include <cerrno>

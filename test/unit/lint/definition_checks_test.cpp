@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/definition_checks.h"
 
 #include "report/xml_handles.h"

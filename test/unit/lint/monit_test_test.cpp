@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/monit_test.h"
 
 #include "exec/program_name.h"

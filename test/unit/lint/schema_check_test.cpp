@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "lint/schema_check.h"
 
 #include "lint/embedded_schemas.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 keldo_unit_test(lint
     SOURCES
         command_line_test.cpp

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/fake_panel.h"
 
 #include "monitor/service_catalogue.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/forced_failures.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/monitor_configuration.h"
 
 #include "monitor/fake_panel.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "monitor/monitor_status.h"
 
 #include "monitor/fake_panel.h"

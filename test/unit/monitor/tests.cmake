@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 keldo_unit_test(monitor
     SOURCES
         ending_signals_test.cpp

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/catalogue.h"
 
 #include "report/message.h"

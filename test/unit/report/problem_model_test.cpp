@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/problem_model.h"
 
 #include "report/print_message.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/xml_memory.h"
 
 #include "report/report_writer.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "report/xml_text.h"
 
 #include <gtest/gtest.h>

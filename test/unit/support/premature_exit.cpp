@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// Linked into every unit test program: where the code under test ends it by exit(0), which would
 /// look as if all tests had passed, it fails.
 

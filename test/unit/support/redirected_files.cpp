@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/redirected_files.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/temporary_directory.h"
 
 #include <cstdlib>
