@@ -91,7 +91,7 @@ class DebianSystem:
                 path = pathlib.Path(folder, name)
                 status = path.lstat()
                 found["/" + str(path.relative_to(self.root))] = (
-                    oct(status.st_mode), status.st_uid, status.st_gid, content_of(path, status))
+                    oct(status.st_mode), status.st_uid, status.st_gid, content_of(self.root, path, status))
         return found
 
     def add_old_version(self, version="0.9.0", change=lambda name, tree: None):
@@ -133,8 +133,12 @@ def skipped(folder, name):
     return os.path.normpath(os.path.join(folder, name)) in OF_PACKAGE_MANAGEMENT
 
 
-def content_of(path, status):
-    """What tells one content from another. All files together are too many to be read each time."""
+def content_of(root, path, status):
+    """What tells one content from another. All files together are too many to be read each time;
+    what programs keep under /var, and write anew, is little."""
     if stat.S_ISLNK(status.st_mode):
         return os.readlink(path)
-    return (status.st_size, status.st_mtime_ns) if stat.S_ISREG(status.st_mode) else None
+    if not stat.S_ISREG(status.st_mode):
+        return None
+    is_kept = path.is_relative_to(root / "var")
+    return path.read_bytes() if is_kept else (status.st_size, status.st_mtime_ns)
