@@ -201,6 +201,10 @@ void Checks::checkPidFile(const xmlNode* element) {
         error(element, "monit cannot read the path of a pid file with a line feed -- " + path);
     } else if (path.find('"') != std::string::npos) {
         error(element, "monit cannot read the path of a pid file with a quote -- " + path);
+    } else if (path.find('\\') != std::string::npos) {
+        error(element, "monit may take a backslash in the path of a pid file for the beginning "
+                       "of another character -- " +
+                           path);
     } else if (!path.starts_with("/")) {
         error(element,
               "monit cannot read the path of a pid file that does not begin with a slash -- " +

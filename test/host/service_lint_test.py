@@ -138,6 +138,7 @@ class FindingTest(LintTestCase):
         for name, checks, text in (
                 ("pid6", "<pid-file>/run/x </pid-file>", "white space at the end"),
                 ("pid7", "<pid-file>/run/x y</pid-file>", "white space in the path"),
+                ("pid8", r"<pid-file>/run/a\nb</pid-file>", "a backslash in the path"),
                 ("port1", '<port number="70000"/>', "no port of this number"),
                 ("port2", '<port number="0"/><port number="1"/>', "is dropped"),
                 ("port3", '<port number="1" type="tcp"/>', "unknown type"),

@@ -181,6 +181,8 @@ TEST(DefinitionChecks, FindWhatIsWrongWithAPidFile) {
         {"\n/run/x\n", "error: monit cannot read the path of a pid file with a line feed -- "
                        "\\n/run/x\\n"},
         {"/run/\"x", "error: monit cannot read the path of a pid file with a quote -- /run/\"x"},
+        {"/run/a\\nb", "error: monit may take a backslash in the path of a pid file for the "
+                       "beginning of another character -- /run/a\\nb"},
         {"run/x",
          "error: monit cannot read the path of a pid file that does not begin with a slash "
          "-- run/x"},
