@@ -29,6 +29,12 @@ bool isElement(const xmlNode* node, const char* name) {
            node->ns != nullptr && xmlStrEqual(node->ns->href, toXml(schemaUri)) != 0;
 }
 
+std::string trimmed(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(whiteSpace);
+    const std::size_t end = text.find_last_not_of(whiteSpace) + 1;
+    return begin == std::string::npos ? "" : text.substr(begin, end - begin);
+}
+
 using Elements = std::vector<const xmlNode*>;
 
 Elements childrenOf(const xmlNode* parent, const char* name) {
@@ -216,12 +222,16 @@ void Checks::checkPidFile(const xmlNode* element) {
     }
 }
 
+/// It stands between words in the control file, where white space around it is no part of it.
 void Checks::checkUnixSocket(const xmlNode* element) {
-    const std::string path = nodeContent(element);
-    if (path.empty()) {
+    const std::string text = nodeContent(element);
+    const std::string path = trimmed(text);
+    if (text.empty()) {
         error(element, "a unix socket without a path is dropped");
     } else if (definition_.pidFile.empty()) {
         error(element, "a unix socket is not tested where there is no pid file -- " + path);
+    } else if (path.empty()) {
+        error(element, "monit cannot read a unix socket whose path is white space");
     } else if (const std::string character = unquotableCharacter(path); !character.empty()) {
         error(element,
               "monit cannot read the path of a unix socket with " + character + " -- " + path);

@@ -127,6 +127,8 @@ class FindingTest(LintTestCase):
                 ("sock4", process + "<unix-socket>/run/a,b</unix-socket>"),
                 ("sock5", process + "<unix-socket>/run/a(b)</unix-socket>"),
                 ("sock6", process + "<unix-socket>run/a</unix-socket>"),
+                ("sock8", process + "<unix-socket>\n/run/a\nb\n</unix-socket>"),
+                ("sock9", process + "<unix-socket> </unix-socket>"),
                 ("port", process + '<port number="1" protocol="nonsense"/>')):
             with self.subTest(name=name, checks=checks):
                 lines = self.lines(name, definition(name, checks))
@@ -149,6 +151,14 @@ class FindingTest(LintTestCase):
                 lines = self.lines(name, definition(name, checks))
                 self.assertEqual(len(lines), 1)
                 self.assertIn(text, lines[0])
+
+    def test_nothing_is_found_in_what_monit_reads_and_keldoctl_too(self):
+        process = "<pid-file>/run/x</pid-file>"
+        for name, checks in (
+                ("sock", process + "<unix-socket>\n\t/run/a.sock \n</unix-socket>"),):
+            with self.subTest(name=name):
+                done = lint(self.write(name, definition(name, checks)))
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
 
     def test_monit_itself_takes_the_hosts_name_for_its_own(self):
         self.assertFalse(self.monit_reads(

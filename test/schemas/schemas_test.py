@@ -90,6 +90,7 @@ RIGHT_DEFINITIONS = (
     (CHECKS, "<checks><pid-file>/run/x</pid-file></checks>"),
     ('"start">start', '"stop">start', '"stop">stop', '"start">stop'),
     ('id="web"', 'id="_a.b-c+d1"'),
+    ("/run/web.sock", "\n      /run/web.sock\n\t"),
     ("Web Server", "Salt &amp;amp; Pepper"),
 )
 
@@ -133,6 +134,7 @@ WRONG_DEFINITIONS = (
     ("/run/web.sock", "/run/web(1).sock", 8),
     ("/run/web.sock", "/run/web'.sock", 8),
     ("/run/web.sock", "", 8),
+    ("/run/web.sock", " ", 8),
     ('<unix-socket protocol="http">', '<unix-socket protocol="h t">', 8),
     # Of this one libxml2's RELAX NG names the last place where it had a choice.
     (' number="80"', "", {"rng": 4, "xsd": 10}),

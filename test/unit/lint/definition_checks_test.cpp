@@ -213,6 +213,9 @@ TEST(DefinitionChecks, FindUnixSocketsThatAreNotTested) {
 TEST(DefinitionChecks, FindWhatIsWrongWithAUnixSocket) {
     const std::pair<const char*, const char*> table[] = {
         {"", "error: a unix socket without a path is dropped"},
+        {"\n ", "error: monit cannot read a unix socket whose path is white space"},
+        {" /run/a\nb", "error: monit cannot read the path of a unix socket with a line feed -- "
+                       "/run/a\\nb"},
         {"/run/a b", "error: monit cannot read the path of a unix socket with a space -- /run/a b"},
         {"run/x", "error: monit cannot read the path of a unix socket that does not begin with a "
                   "slash -- run/x"},
@@ -223,6 +226,12 @@ TEST(DefinitionChecks, FindWhatIsWrongWithAUnixSocket) {
                                           "</unix-socket>")),
                     ElementsAre(testing::EndsWith(message)));
     }
+}
+
+TEST(DefinitionChecks, LeaveWhiteSpaceAroundAUnixSocketAlone) {
+    EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) +
+                                      "<unix-socket>\n \t/run/web.sock\r\n </unix-socket>")),
+                IsEmpty());
 }
 
 TEST(DefinitionChecks, FindWhatIsWrongWithAPort) {
