@@ -251,6 +251,10 @@ void Checks::checkPort(const xmlNode* element) {
     const std::string protocol = attribute(element, "protocol");
     if (!protocol.empty() && !isMonitProtocol(protocol)) {
         error(element, "monit cannot read a control file with an unknown protocol -- " + protocol);
+    } else if (isProtocolOfUdpAlone(protocol) && portType(type) != PortType::UDP) {
+        error(element, "monit cannot read a control file with this protocol on a port that is not "
+                       "of the type UDP -- " +
+                           protocol);
     }
 }
 

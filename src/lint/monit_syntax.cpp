@@ -17,6 +17,9 @@ constexpr std::string_view protocols[] = {
     "postfix-policy", "rdate",   "redis",  "rsync", "sieve",    "sip",   "smtp",     "smtps",
     "spamassassin",   "ssh",     "tns"};
 
+/// Which it takes alike, but on a UDP port alone.
+constexpr std::string_view protocolsOfUdpAlone[] = {"radius"};
+
 /// The words of its manual page that monit 5.33 takes for more than a text where it expects one,
 /// less the protocols above; sorted.
 constexpr std::string_view keywords[] = {"action",
@@ -211,7 +214,6 @@ constexpr std::string_view keywords[] = {"action",
                                          "programtimeout",
                                          "proto",
                                          "protocol",
-                                         "radius",
                                          "rate",
                                          "read",
                                          "read-only",
@@ -351,7 +353,12 @@ std::string unquotableCharacter(std::string_view text) {
 }
 
 bool isMonitProtocol(std::string_view name) {
-    return std::ranges::binary_search(protocols, std::string_view(lowerCase(name)));
+    return std::ranges::binary_search(protocols, std::string_view(lowerCase(name))) ||
+           isProtocolOfUdpAlone(name);
+}
+
+bool isProtocolOfUdpAlone(std::string_view name) {
+    return std::ranges::binary_search(protocolsOfUdpAlone, std::string_view(lowerCase(name)));
 }
 
 bool isMonitKeyword(std::string_view word) {

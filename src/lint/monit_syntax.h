@@ -16,8 +16,11 @@ namespace keldo::lint {
 std::string unquotableCharacter(std::string_view text);
 
 /// Whether monit knows the protocol by that name, in upper or lower case, and takes it without
-/// further words.
+/// further words; some on a UDP port alone.
 bool isMonitProtocol(std::string_view name);
+
+/// Whether the protocol is one that monit refuses on a port that is not UDP.
+bool isProtocolOfUdpAlone(std::string_view name);
 
 /// Whether the word, in upper or lower case, is one of the control file's language and not the name
 /// of a protocol: services are often named after protocols.

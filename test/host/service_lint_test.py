@@ -129,7 +129,9 @@ class FindingTest(LintTestCase):
                 ("sock6", process + "<unix-socket>run/a</unix-socket>"),
                 ("sock8", process + "<unix-socket>\n/run/a\nb\n</unix-socket>"),
                 ("sock9", process + "<unix-socket> </unix-socket>"),
-                ("port", process + '<port number="1" protocol="nonsense"/>')):
+                ("port", process + '<port number="1" protocol="nonsense"/>'),
+                ("port4", process + '<port number="1" protocol="radius"/>'),
+                ("port5", process + '<port number="1" type="TCPSSL" protocol="radius"/>')):
             with self.subTest(name=name, checks=checks):
                 lines = self.lines(name, definition(name, checks))
                 said = [line for line in lines if "error: monit cannot read" in line]
@@ -155,7 +157,8 @@ class FindingTest(LintTestCase):
     def test_nothing_is_found_in_what_monit_reads_and_keldoctl_too(self):
         process = "<pid-file>/run/x</pid-file>"
         for name, checks in (
-                ("sock", process + "<unix-socket>\n\t/run/a.sock \n</unix-socket>"),):
+                ("sock", process + "<unix-socket>\n\t/run/a.sock \n</unix-socket>"),
+                ("port", process + '<port number="1" type="UDP" protocol="radius"/>')):
             with self.subTest(name=name):
                 done = lint(self.write(name, definition(name, checks)))
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
@@ -176,8 +179,10 @@ class SyntaxTest(LintTestCase):
         return words
 
     def test_every_protocol_is_known(self):
-        tests = "".join(f"\tif failed port 1 protocol {name} then alert\n"
-                        for name in self.words("protocols"))
+        tests = "".join(f"\tif failed port 1 {kind}protocol {name} then alert\n"
+                        for table, kind in (("protocols", ""),
+                                            ("protocolsOfUdpAlone", "type UDP "))
+                        for name in self.words(table))
         self.assertTrue(self.monit_reads(f"check host a\n\twith address 127.0.0.1\n{tests}"))
 
     def test_every_keyword_is_one(self):

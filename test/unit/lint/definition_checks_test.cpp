@@ -75,6 +75,7 @@ TEST(DefinitionChecks, FindNothingWrongWithADefinition) {
                                       "<unix-socket protocol='x'>/run/web.sock</unix-socket>"
                                       "<port number='80' protocol='http'/>"
                                       "<port number='53' type='UDP'/>"
+                                      "<port number='1812' type='UDP' protocol='radius'/>"
                                       "<port number='65535' type='TCPSSL'/>"
                                       "<port number='1' type='TCP'/>")),
                 IsEmpty());
@@ -246,6 +247,12 @@ TEST(DefinitionChecks, FindWhatIsWrongWithAPort) {
         {"number='80' type='tcp'", "unknown type of port, which keldoctl takes for TCP -- tcp"},
         {"number='80' protocol='htp'",
          "monit cannot read a control file with an unknown protocol -- htp"},
+        {"number='1812' protocol='radius'",
+         "monit cannot read a control file with this protocol on a port that is not of the type "
+         "UDP -- radius"},
+        {"number='1812' type='TCPSSL' protocol='Radius'",
+         "monit cannot read a control file with this protocol on a port that is not of the type "
+         "UDP -- Radius"},
     };
     for (const auto& [attributes, message] : table) {
         SCOPED_TRACE(attributes);

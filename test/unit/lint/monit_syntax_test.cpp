@@ -29,17 +29,24 @@ TEST(UnquotableCharacter, IsNoneOfANames) {
 }
 
 TEST(MonitProtocol, IsKnownInAnyCase) {
-    for (const char* name : {"http", "HTTP", "Imap", "clamav", "tns", "postfix-policy"}) {
+    for (const char* name : {"http", "HTTP", "Imap", "clamav", "tns", "postfix-policy", "Radius"}) {
         SCOPED_TRACE(name);
         EXPECT_TRUE(isMonitProtocol(name));
     }
 }
 
 TEST(MonitProtocol, IsNoOtherWordNorOneThatTakesMore) {
-    for (const char* name : {"", "htt", "httpx", "radius", "websocket", "apache-status", "if"}) {
+    for (const char* name : {"", "htt", "httpx", "generic", "websocket", "apache-status", "if"}) {
         SCOPED_TRACE(name);
         EXPECT_FALSE(isMonitProtocol(name));
     }
+}
+
+TEST(ProtocolOfUdpAlone, IsKnownInAnyCase) {
+    EXPECT_TRUE(isProtocolOfUdpAlone("radius"));
+    EXPECT_TRUE(isProtocolOfUdpAlone("RADIUS"));
+    EXPECT_FALSE(isProtocolOfUdpAlone("dns"));
+    EXPECT_FALSE(isProtocolOfUdpAlone(""));
 }
 
 TEST(MonitKeyword, IsKnownInAnyCase) {
@@ -50,7 +57,7 @@ TEST(MonitKeyword, IsKnownInAnyCase) {
 }
 
 TEST(MonitKeyword, IsNoOtherWordNorTheNameOfAProtocol) {
-    for (const char* word : {"", "web", "iff", "mysql", "dns", "redis"}) {
+    for (const char* word : {"", "web", "iff", "mysql", "dns", "radius"}) {
         SCOPED_TRACE(word);
         EXPECT_FALSE(isMonitKeyword(word));
     }
