@@ -13,8 +13,6 @@ namespace keldo {
 
 namespace {
 
-constexpr const char* databaseService = "mysql";
-
 bool databaseAnswers() {
     try {
         const mysql::Connection connection(true);

@@ -63,7 +63,8 @@ public:
         : service_(service), definition_(definition) {}
 
     void checkFileName(const std::string& path);
-    void checkId(const std::string& hostName);
+    void checkId();
+    void checkNameForMonit(const std::string& hostName);
     void checkTitles();
     void checkActions();
     void checkChecks();
@@ -104,12 +105,14 @@ void Checks::checkFileName(const std::string& path) {
     }
 }
 
-void Checks::checkId(const std::string& hostName) {
-    const std::string& id = definition_.id;
-    if (id.empty()) {
+void Checks::checkId() {
+    if (definition_.id.empty()) {
         error(service_, "there is no id, so keldoctl takes the service for unknown");
-        return;
     }
+}
+
+void Checks::checkNameForMonit(const std::string& hostName) {
+    const std::string& id = definition_.id;
     if (const std::string character = unquotableCharacter(id); !character.empty()) {
         error(service_, "monit cannot read an id with " + character + " -- " + id);
     }
@@ -280,10 +283,13 @@ PlacedFindings checkDefinition(const std::string& path, const xmlNode* service,
                                const ServiceDefinition& definition, const std::string& hostName) {
     Checks checks(service, definition);
     checks.checkFileName(path);
-    checks.checkId(hostName);
+    checks.checkId();
     checks.checkTitles();
     checks.checkActions();
-    checks.checkChecks();
+    if (definition.id != databaseService) {
+        checks.checkNameForMonit(hostName);
+        checks.checkChecks();
+    }
     return checks.findings();
 }
 

@@ -92,8 +92,10 @@ void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
             result.findings.push_back(finding.finding);
         }
     }
-    result.controlFile = controlFileOf(definition);
-    for (const std::string& complaint : monitComplaints(result.controlFile)) {
+    if (definition.id != databaseService) {
+        result.controlFile = controlFileOf(definition);
+    }
+    for (const std::string& complaint : monitComplaints(result.controlFile.value_or(""))) {
         add(xmlGetLineNo(root),
             "monit cannot read the control file of the service -- " + complaint);
     }

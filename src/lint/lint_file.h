@@ -4,6 +4,7 @@
 
 #include "lint/finding.h"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -17,8 +18,11 @@ public:
 
 /// What was found of one definition file.
 struct Result {
-    Findings findings;       ///< by line
-    std::string controlFile; ///< the text that keldoctl gives to monit; may be empty
+    Findings findings; ///< by line
+
+    /// The text that keldoctl gives to monit, which may be empty. None where it gives none: of the
+    /// database, and of what it cannot read.
+    std::optional<std::string> controlFile;
 };
 
 /// Looks at the file in all ways: is it XML, does keldoctl read a service of it, does the schema

@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,10 @@ void printMessage(const std::exception& error) {
     std::cerr << programName << ": " << error.what() << '\n';
 }
 
-/// As a comment, since a control file says nothing of where it comes from.
-void printControlFile(const std::string& path, const std::string& text) {
-    std::cout << "# " << path << '\n' << text << std::flush;
+/// After a comment, since a control file says nothing of where it comes from.
+void printControlFile(const std::string& path, const std::optional<std::string>& text) {
+    std::cout << "# " << path << '\n'
+              << text.value_or("# keldoctl writes no control file for it\n") << std::flush;
 }
 
 Status lintAndPrint(const std::string& path, bool showControlFile) {

@@ -37,6 +37,10 @@ struct PortCheck {
     bool operator==(const PortCheck&) const = default;
 };
 
+/// The id of the panel's database. Whether it is up is seen from a connection to it: the monitor is
+/// not asked, and its checks have no effect.
+inline constexpr const char* databaseService = "mysql";
+
 /// What the panel knows of one service. Its file is XML, every element in the namespace
 /// http://HOST/schemas/keldo/service/1 (HOST: KELDO_SCHEMA_HOST of the build):
 ///

@@ -96,6 +96,12 @@ class ControlFileTest(LintTestCase):
         path = self.write("a", definition("a", "<unix-socket>/run/x</unix-socket>"))
         self.assertEqual(lint("--show", path).stdout, f"# {path}\n")
 
+    def test_there_is_none_of_the_database(self):
+        path = self.write("mysql", definition("mysql", ""))
+        done = lint("--show", path)
+        self.assertEqual((done.returncode, done.stdout, done.stderr),
+                         (0, f"# {path}\n# keldoctl writes no control file for it\n", ""))
+
 
 class FindingTest(LintTestCase):
     def lines(self, name, text):

@@ -42,13 +42,14 @@ std::string withAttributes(const std::string& attributes) {
 }
 
 /// The findings as lines, of a file of that name.
-std::vector<std::string> findingsIn(const std::string& text, const std::string& name = "web.xml") {
+std::vector<std::string> findingsIn(const std::string& text, const std::string& name = "web.xml",
+                                    const std::string& hostName = "host1") {
     const TemporaryDirectory directory;
     const std::string path = directory.write(name, text);
     const XmlDocument document(xmlReadFile(path.c_str(), nullptr, 0));
     std::vector<std::string> lines;
     for (const PlacedFinding& placed : checkDefinition(path, xmlDocGetRootElement(document.get()),
-                                                       readServiceDefinition(path), "host1")) {
+                                                       readServiceDefinition(path), hostName)) {
         EXPECT_EQ(placed.finding.line, xmlGetLineNo(placed.element));
         lines.push_back(findingLine("f", placed.finding).substr(2));
     }
@@ -174,6 +175,15 @@ TEST(DefinitionChecks, FindThatNothingIsTested) {
             testing::Contains("1: error: nothing is tested, for want of a pid file and of a "
                               "port, so the service always counts as running"));
     }
+}
+
+TEST(DefinitionChecks, LeaveTheNameAndTheChecksOfTheDatabaseAlone) {
+    const std::string database =
+        service(std::string(title) + actions + "<checks><port number='0'/></checks>", "id='mysql'");
+    EXPECT_THAT(findingsIn(database, "mysql.xml", "mysql"), IsEmpty());
+    EXPECT_THAT(findingsIn(database, "web.xml"),
+                ElementsAre("1: error: the id is not the name of the file, by which keldoctl looks "
+                            "for a service -- mysql"));
 }
 
 TEST(DefinitionChecks, FindWhatIsWrongWithAPidFile) {

@@ -41,6 +41,19 @@ TEST(LintFile, HasTheControlFileThatKeldoctlWrites) {
                                   "port 80 then alert\n");
 }
 
+TEST(LintFile, HasAnEmptyControlFileWhereNothingIsTested) {
+    EXPECT_EQ(lintText(service("")).controlFile, "");
+}
+
+TEST(LintFile, HasNoControlFileOfTheDatabase) {
+    const TemporaryDirectory directory;
+    std::string text = service("");
+    text.replace(text.find("'web'"), 5, "'mysql'");
+    const Result result = lintFile(directory.write("mysql.xml", text));
+    EXPECT_THAT(linesOf(result), IsEmpty());
+    EXPECT_EQ(result.controlFile, std::nullopt);
+}
+
 TEST(LintFile, TellsOfAFileThatIsNoXml) {
     EXPECT_THAT(linesOf(lintText("<service>\n<title>\n</service>\n")),
                 ElementsAre("3: error: this is no XML -- Opening and ending tag mismatch: title "
@@ -57,7 +70,7 @@ TEST(LintFile, TellsOfAnotherRootElement) {
         ElementsAre("2: error: keldoctl reads nothing of a file whose root element is not a "
                     "service in the namespace http://" KELDO_SCHEMA_HOST
                     "/schemas/keldo/service/1"));
-    EXPECT_EQ(result.controlFile, "");
+    EXPECT_EQ(result.controlFile, std::nullopt);
 }
 
 TEST(LintFile, TellsWhatXmlAloneObjectsTo) {
