@@ -4,6 +4,7 @@
 
 #include "exec/unique_fd.h"
 #include "lint/definition_checks.h"
+#include "lint/entity_texts.h"
 #include "lint/monit_test.h"
 #include "lint/schema_check.h"
 #include "monitor/monitor_configuration.h"
@@ -34,7 +35,7 @@ public:
                 const std::string message = error->message;
                 static_cast<Findings*>(found)->push_back(
                     {error->line, Level::error,
-                     "this is no XML -- " + message.substr(0, message.find_last_not_of('\n') + 1)});
+                     message.substr(0, message.find_last_not_of('\n') + 1)});
             }
         });
     }
@@ -42,6 +43,18 @@ public:
     XmlErrors& operator=(const XmlErrors&) = delete;
     ~XmlErrors() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
 };
+
+/// Tells what libxml2's words mean: it also has some of what it reads, such as a prefix without a
+/// namespace.
+void explain(Findings& errorsOfXml, bool isXml) {
+    for (Finding& finding : errorsOfXml) {
+        if (isXml) {
+            finding.level = Level::warning;
+        }
+        finding.text.insert(0, isXml ? "keldoctl reads this, but it is no good XML -- "
+                                     : "this is no XML -- ");
+    }
+}
 
 void requireReadable(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -99,7 +112,6 @@ void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
         add(xmlGetLineNo(root),
             "monit cannot read the control file of the service -- " + complaint);
     }
-    std::ranges::stable_sort(result.findings, {}, &Finding::line);
 }
 
 } // namespace
@@ -109,9 +121,12 @@ Result lintFile(const std::string& path) {
     Result result;
     const XmlErrors errors(&result.findings);
     const XmlDocument document(xmlReadFile(path.c_str(), nullptr, 0));
+    explain(result.findings, document != nullptr);
     if (document) {
         const XmlErrors silence(nullptr); // the same errors come again
+        replaceEntitiesByText(xmlDocGetRootElement(document.get()));
         lintDocument(path, document.get(), result);
+        std::ranges::stable_sort(result.findings, {}, &Finding::line);
     }
     return result;
 }

@@ -73,10 +73,30 @@ TEST(LintFile, TellsOfAnotherRootElement) {
     EXPECT_EQ(result.controlFile, std::nullopt);
 }
 
-TEST(LintFile, TellsWhatXmlAloneObjectsTo) {
-    EXPECT_THAT(linesOf(lintText(service("<port number='80' x:y=''/>"))),
-                testing::Contains(testing::StartsWith("6: error: this is no XML -- Namespace "
-                                                      "prefix x for y")));
+TEST(LintFile, WarnsOfXmlThatIsReadNevertheless) {
+    const Result result = lintText(service("<port number='80' x:y=''/>"));
+    EXPECT_THAT(linesOf(result), testing::Contains(testing::StartsWith(
+                                     "6: warning: keldoctl reads this, but it is no good XML -- "
+                                     "Namespace prefix x for y")));
+    EXPECT_NE(result.controlFile, std::nullopt);
+    EXPECT_THAT(linesOf(lintText("\n<x:y/>")),
+                ElementsAre(testing::StartsWith("2: warning: keldoctl reads this, but it is no "
+                                                "good XML -- "),
+                            testing::StartsWith("2: error: keldoctl reads nothing of a file")));
+}
+
+TEST(LintFile, TakesTheTextsOfEntities) {
+    const Result result = lintText(
+        "<!DOCTYPE service [<!ENTITY p '/run/x'><!ENTITY n '80'><!ENTITY q '<port "
+        "number=\"1\"/>'>]>" +
+        service("<pid-file>&p;.pid</pid-file>&q;\n<port number='&n;'/><port number='&n;0&n;0'/>"));
+    EXPECT_THAT(linesOf(result),
+                ElementsAre(testing::StartsWith("1: warning: keldoctl reads this, but it is no "
+                                                "good XML -- Namespace"),
+                            "7: error: there is no port of this number -- 800800"));
+    EXPECT_EQ(result.controlFile,
+              "check process web\n\twith pidfile \"/run/x.pid\"\n\tif failed port 80 then alert\n"
+              "\tif failed port 800800 then alert\n");
 }
 
 TEST(LintFile, TellsOfAnElementByTheChecksRatherThanTheSchema) {

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+
+#include "lint/entity_texts.h"
+
+#include "monitor/xpath.h"
+#include "report/xml_handles.h"
+
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <string>
+
+namespace keldo::lint {
+namespace {
+
+/// The root element with its entities replaced, as XML.
+std::string replaced(const std::string& root) {
+    const std::string text = "<!DOCTYPE a [<!ENTITY t 'te&lt;xt'><!ENTITY u '-&t;-'>"
+                             "<!ENTITY e '<b>c</b>'><!ENTITY x SYSTEM 'file:///etc/passwd'>]>" +
+                             root;
+    const XmlDocument document(
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, 0));
+    xmlNode* const element = xmlDocGetRootElement(document.get());
+    const std::string before = nodeContent(element);
+    replaceEntitiesByText(element);
+    EXPECT_EQ(nodeContent(element), before);
+    const std::unique_ptr<xmlBuffer, void (*)(xmlBuffer*)> buffer(xmlBufferCreate(), xmlBufferFree);
+    xmlNodeDump(buffer.get(), document.get(), element, 0, 0);
+    return fromXml(xmlBufferContent(buffer.get()));
+}
+
+TEST(EntityTexts, StandInPlaceOfTheReferences) {
+    EXPECT_EQ(replaced("<a>1&t;2<b>&t;&u;</b></a>"), "<a>1te&lt;xt2<b>te&lt;xt-te&lt;xt-</b></a>");
+}
+
+TEST(EntityTexts, AreThoseOfAttributesAlready) {
+    EXPECT_EQ(replaced("<a b='&u;'/>"), "<a b=\"&u;\"/>");
+}
+
+TEST(EntityTexts, HaveNoElements) {
+    EXPECT_EQ(replaced("<a>&e;</a>"), "<a>c</a>");
+}
+
+TEST(EntityTexts, AreEmptyOfAnExternalEntity) {
+    EXPECT_EQ(replaced("<a>&x;</a>"), "<a></a>");
+}
+
+TEST(EntityTexts, ChangeNothingElse) {
+    EXPECT_EQ(replaced("<a>1<!--2--><?p 3?><b c=\"d\">&amp;</b></a>"),
+              "<a>1<!--2--><?p 3?><b c=\"d\">&amp;</b></a>");
+}
+
+} // namespace
+} // namespace keldo::lint
