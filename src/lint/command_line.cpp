@@ -3,6 +3,7 @@
 #include "lint/command_line.h"
 
 #include "exec/program_name.h"
+#include "lint/escaped_text.h"
 
 namespace keldo::lint {
 
@@ -19,7 +20,7 @@ void readOption(const std::string& option, CommandLine& commandLine) {
     } else if (option == "--help" || option == "-h") {
         commandLine.printUsage = true;
     } else {
-        throw errorOf("unknown option -- " + option);
+        throw errorOf("unknown option -- " + escapedText(option));
     }
 }
 

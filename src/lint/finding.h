@@ -22,9 +22,8 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
-/// The line that tells of it, "FILE:LINE: error: TEXT", without line end. Line feeds and other
-/// control characters of the text are escaped as in C, so that it is one line and changes no
-/// terminal.
+/// The line that tells of it, "FILE:LINE: error: TEXT", without line end, with file and text
+/// escaped (escaped_text.h).
 std::string findingLine(const std::string& file, const Finding& finding);
 
 } // namespace keldo::lint

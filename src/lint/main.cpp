@@ -2,6 +2,7 @@
 
 #include "exec/program_name.h"
 #include "lint/command_line.h"
+#include "lint/escaped_text.h"
 #include "lint/lint_file.h"
 #include "report/xml_memory.h"
 
@@ -20,13 +21,15 @@ using namespace keldo;
 enum Status { clean = EXIT_SUCCESS, found = 1, failed = 2 };
 
 void printMessage(const std::exception& error) {
-    std::cerr << programName << ": " << error.what() << '\n';
+    std::cerr << programName << ": " << lint::escapedText(error.what()) << '\n';
 }
 
 /// After a comment, since a control file says nothing of where it comes from.
 void printControlFile(const std::string& path, const std::optional<std::string>& text) {
-    std::cout << "# " << path << '\n'
-              << text.value_or("# keldoctl writes no control file for it\n") << std::flush;
+    std::cout << "# " << lint::escapedText(path) << '\n'
+              << lint::escapedText(text.value_or("# keldoctl writes no control file for it\n"),
+                                   "\n\t")
+              << std::flush;
 }
 
 Status lintAndPrint(const std::string& path, bool showControlFile) {

@@ -87,6 +87,14 @@ class ControlFileTest(LintTestCase):
         path = SERVICES / "web.xml"
         self.assertEqual(lint("--show", path).stdout, f"# {path}\n{written[0]}")
 
+    def test_nothing_in_it_is_for_the_terminal(self):
+        path = self.write("a\n\x9b", definition("web", "<pid-file>/run/\x9b31m\t&#13;</pid-file>"))
+        done = lint("--show", path)
+        name = f"{self.folder}/a\\n\\xc2\\x9b.xml"
+        self.assertEqual(done.stdout, f"# {name}\ncheck process web\n"
+                                      '\twith pidfile "/run/\\xc2\\x9b31m\t\\r"\n')
+        self.assertIn(f"\n{name}:1: error: the id is not the name of the file", f"\n{done.stderr}")
+
     def test_that_of_several_files_is_one_that_monit_reads(self):
         done = lint("--show", *sorted(EXAMPLES.glob("*.xml")))
         self.assertEqual(done.stdout.count("\ncheck "), 3)
@@ -232,6 +240,10 @@ class StatusTest(LintTestCase):
             "keldo-service-lint: cannot read a file -- /nonexistent.xml: No such file or directory\n"
             f"{found}:1: error: the id is not the name of the file, by which keldoctl looks for a "
             "service -- apache\n"))
+
+    def test_a_files_name_is_escaped_also_where_it_cannot_be_read(self):
+        self.assertEqual(lint("/\x1b[31m").stderr, "keldo-service-lint: cannot read a file -- "
+                                                   "/\\x1b[31m: No such file or directory\n")
 
     def test_findings_are_1_also_where_other_files_are_clean(self):
         done = lint(self.write("a", definition("b")), self.write("c", definition("c")))

@@ -43,6 +43,11 @@ TEST(CommandLine, TakesWhatFollowsTwoHyphensForFiles) {
               (CommandLine{false, false, {"--show", "--", "-x"}}));
 }
 
+TEST(CommandLine, EscapesAnUnknownOption) {
+    EXPECT_EQ(messageOf({"--\x1B["}),
+              "lint: unknown option -- --\\x1b[\nTry `lint --help` for more information.\n");
+}
+
 TEST(CommandLine, RefusesUnknownOptions) {
     for (const char* option : {"--shown", "-s", "-"}) {
         EXPECT_EQ(messageOf({"a.xml", option}), std::string("lint: unknown option -- ") + option +

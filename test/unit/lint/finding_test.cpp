@@ -13,12 +13,12 @@ TEST(FindingLine, IsLikeACompilers) {
 }
 
 TEST(FindingLine, EscapesWhatIsNoText) {
-    EXPECT_EQ(findingLine("f", {1, Level::error, "a\nb\rc\td\x1B[31m\x7F"}),
-              "f:1: error: a\\nb\\rc\\td\\x1b[31m\\x7f");
+    EXPECT_EQ(findingLine("f\n\xC2\x9B", {1, Level::error, "a\nb\x1B[31m"}),
+              "f\\n\\xc2\\x9b:1: error: a\\nb\\x1b[31m");
 }
 
 TEST(FindingLine, KeepsOtherLettersThanAscii) {
-    EXPECT_EQ(findingLine("f", {1, Level::error, "Größe"}), "f:1: error: Größe");
+    EXPECT_EQ(findingLine("ä", {1, Level::error, "Größe"}), "ä:1: error: Größe");
 }
 
 } // namespace

@@ -4,6 +4,7 @@ keldo_unit_test(lint
         command_line_test.cpp
         definition_checks_test.cpp
         entity_texts_test.cpp
+        escaped_text_test.cpp
         finding_test.cpp
         lint_file_test.cpp
         monit_syntax_test.cpp

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+
+#include "lint/escaped_text.h"
+
+#include "report/xml_text.h"
+
+#include <array>
+#include <cstdio>
+
+namespace keldo::lint {
+
+namespace {
+
+/// How many bytes at the start of a text, which is not empty, are a control character. Those of the
+/// C1 set are two, of which the first begins no other character than them and U+00A0 to U+00BF.
+std::size_t controlCharacterLength(std::string_view text) {
+    const auto byte = static_cast<unsigned char>(text.front());
+    if (byte < 0x20 || byte == 0x7F) {
+        return 1;
+    }
+    const bool isC1 =
+        text.size() > 1 && text[0] == '\xC2' && text[1] >= '\x80' && text[1] <= '\x9F';
+    return isC1 ? 2 : 0;
+}
+
+std::string escapedByte(char c) {
+    switch (c) {
+    case '\n':
+        return "\\n";
+    case '\r':
+        return "\\r";
+    case '\t':
+        return "\\t";
+    default:
+        std::array<char, 8> buffer;
+        std::snprintf(buffer.data(), buffer.size(), "\\x%02x",
+                      static_cast<unsigned>(static_cast<unsigned char>(c)));
+        return buffer.data();
+    }
+}
+
+} // namespace
+
+std::string escapedText(std::string_view text, std::string_view kept) {
+    std::string result;
+    while (!text.empty()) {
+        const bool isKept = kept.find(text.front()) != std::string_view::npos;
+        std::size_t length = isKept ? 0 : controlCharacterLength(text);
+        if (length == 0) {
+            result += text.front();
+            length = 1;
+        } else {
+            for (const char c : text.substr(0, length)) {
+                result += escapedByte(c);
+            }
+        }
+        text.remove_prefix(length);
+    }
+    return replaceUncarriable(result).value_or(result);
+}
+
+} // namespace keldo::lint
