@@ -7,8 +7,9 @@
 
 namespace keldo::lint {
 
-/// An error is what makes keldoctl or the monitor not do what the definition says; a warning is
-/// what works, but hardly as it is meant or not everywhere.
+/// An error is what makes keldoctl or the monitor not do what the definition says, or what the
+/// schema does not allow, though both may take it; a warning is what works, but hardly as it is
+/// meant or not everywhere.
 enum class Level { warning, error };
 
 /// One thing that is wrong with a definition.

@@ -83,6 +83,12 @@ std::string controlFileOf(const ServiceDefinition& definition) {
     return stream.str();
 }
 
+/// The path as one that libxml2 takes for nothing but a file's: "-" would be standard input to it,
+/// and what begins like a URL one.
+std::string filePath(const std::string& path) {
+    return path.starts_with("/") ? path : "./" + path;
+}
+
 /// Adds what is found of a well-formed document.
 void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
     const xmlNode* const root = xmlDocGetRootElement(document);
@@ -120,12 +126,13 @@ Result lintFile(const std::string& path) {
     requireReadable(path);
     Result result;
     const XmlErrors errors(&result.findings);
-    const XmlDocument document(xmlReadFile(path.c_str(), nullptr, 0));
+    const std::string file = filePath(path);
+    const XmlDocument document(xmlReadFile(file.c_str(), nullptr, 0));
     explain(result.findings, document != nullptr);
     if (document) {
         const XmlErrors silence(nullptr); // the same errors come again
         replaceEntitiesByText(xmlDocGetRootElement(document.get()));
-        lintDocument(path, document.get(), result);
+        lintDocument(file, document.get(), result);
         std::ranges::stable_sort(result.findings, {}, &Finding::line);
     }
     return result;

@@ -4,6 +4,7 @@
 
 #include "support/temporary_directory.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -117,6 +118,23 @@ TEST(LintFile, SortsByLine) {
                                          "<port number='80' protocol='b'/>"))),
                 ElementsAre(testing::StartsWith("6: "), testing::StartsWith("7: "),
                             testing::StartsWith("8: ")));
+}
+
+TEST(LintFile, TakesANameForAFileWhateverItIs) {
+    const TemporaryDirectory directory;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::create_directories(directory.path() / "http:/x");
+    std::filesystem::current_path(directory.path());
+    for (const char* name : {"-", "http://x/web", "web"}) {
+        SCOPED_TRACE(name);
+        directory.write(name, service("<port number='80'/>"));
+        const Result result = lintFile(name);
+        EXPECT_THAT(linesOf(result), ElementsAre(testing::StartsWith("1: error: the name of the "
+                                                                     "file does not end in .xml")));
+        EXPECT_EQ(result.controlFile,
+                  "check host web\n\twith address 127.0.0.1\n\tif failed port 80 then alert\n");
+    }
+    std::filesystem::current_path(before);
 }
 
 TEST(LintFile, RefusesWhatCannotBeRead) {
