@@ -2,12 +2,13 @@
 """keldoctl-report, and keep-report, which it shows the changes of."""
 
 import os
+import shutil
 import stat
 import subprocess
 import unittest
 
 from installed_views import KEPT_REPORTS, InstalledViewsTestCase
-from panel import PATH, PROJECT, down_report, report
+from panel import PATH, PROJECT, Panel, down_report, report
 
 NOBODY = 65534
 WEB_IS_DOWN = """\
@@ -199,6 +200,30 @@ class KeepReportTest(InstalledViewsTestCase):
                 self.fake_keldoctl(commands)
                 self.assertNotEqual(self.run_program("1")[0], 0)
                 self.assertEqual(self.kept(), [down_report("web")])
+
+    def test_no_report_is_kept_where_no_control_file_can_be_made(self):
+        for root in ("/usr/local/kvr", "/srv/a panel"):
+            with self.subTest(root):
+                self.panel = Panel(root)
+                self.addCleanup(shutil.rmtree, root, ignore_errors=True)
+                self.panel.fake_monitor({"web": 1})
+                (self.panel.root / "tmp").rmdir()
+                # Root may write anywhere but where the file system itself takes nothing.
+                (self.panel.root / "tmp").symlink_to("/proc/self")
+                status, output, errors = self.run_program("1")
+                self.assertEqual((status, output), (1, ""))
+                reason, message = errors.splitlines()
+                self.assertTrue(reason.startswith("mktemp: failed to create file "), reason)
+                self.assertEqual(
+                    message, "keep-report: no report is kept, as services cannot be checked without"
+                    f" files in {root}/tmp; if it is read-only for keldoctl-report.service alone,"
+                    " name it in ReadWritePaths")
+                self.assertEqual(self.panel.calls(), [])
+                self.assertFalse(KEPT_REPORTS.exists())
+
+    def test_nothing_is_left_in_the_panels_directory(self):
+        self.keep(1)
+        self.assertEqual(list((self.panel.root / "tmp").iterdir()), [])
 
     def test_what_a_run_has_left_that_was_killed_is_replaced(self):
         KEPT_REPORTS.mkdir(parents=True)
