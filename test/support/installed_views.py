@@ -36,6 +36,15 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.keldoctl.write_text(f"#!/bin/bash\n{commands}\n", encoding="utf-8")
         self.keldoctl.chmod(0o755)
 
+    def path_without_xsltproc(self):
+        """A PATH by which everything else is found."""
+        directory = self.prefix / "without-xsltproc"
+        directory.mkdir()
+        for program in pathlib.Path("/usr/bin").iterdir():
+            if program.name != "xsltproc":
+                (directory / program.name).symlink_to(program)
+        return str(directory)
+
     def run_program(self, *arguments, env=None, **options):
         """Runs the program. Returns its status and what it printed on both streams."""
         done = subprocess.run([self.prefix / self.PROGRAM, *arguments], check=False,

@@ -111,6 +111,17 @@ Während einer Aktualisierung werden die Dienste nicht geprüft.
                 self.assertNotEqual(status, 0)
                 self.assertEqual(output, "")
 
+    def test_without_xsltproc_nothing_is_run(self):
+        self.fake_keldoctl(f"touch {self.prefix}/has-run")
+        environment = {"PATH": self.path_without_xsltproc()}
+        for arguments in ([], ["--html"], ["--repair", "restart-service:web"],
+                          ["--changes", "/dev/null", "/dev/null"]):
+            with self.subTest(arguments):
+                self.assertEqual(self.run_program(*arguments, env=environment),
+                                 (1, "", "keldoctl-report: xsltproc is not installed\n"))
+        self.assertFalse((self.prefix / "has-run").exists())
+        self.assertEqual(self.run_program("--version", env=environment)[0], 0)
+
     def test_without_root(self):
         self.assertEqual(self.run_program(user=NOBODY, group=NOBODY),
                          (1, "", "keldoctl-report: needs root\n"))
@@ -220,6 +231,13 @@ class KeepReportTest(InstalledViewsTestCase):
                     " name it in ReadWritePaths")
                 self.assertEqual(self.panel.calls(), [])
                 self.assertFalse(KEPT_REPORTS.exists())
+
+    def test_without_xsltproc_nothing_is_run(self):
+        self.fake_keldoctl(f"touch {self.prefix}/has-run")
+        self.assertEqual(self.run_program("1", env={"PATH": self.path_without_xsltproc()}),
+                         (1, "", "keep-report: xsltproc is not installed\n"))
+        self.assertFalse((self.prefix / "has-run").exists())
+        self.assertFalse(KEPT_REPORTS.exists())
 
     def test_nothing_is_left_in_the_panels_directory(self):
         self.keep(1)
