@@ -92,6 +92,20 @@ Während einer Aktualisierung werden die Dienste nicht geprüft.
                 self.assertEqual((status, output), (1, ""))
                 self.assertTrue(errors.startswith("Usage: keldoctl-report "))
 
+    def test_words_that_would_not_count_are_wrong_usage(self):
+        self.fake_keldoctl(f"touch {self.prefix}/has-run; echo '<keldoctl/>'")
+        for arguments in (["--language=de-DE", "--repair", "restart-service:web"],
+                          ["--html", "--language=de-DE", "--repair", "restart-service:web"],
+                          ["--language=de-DE", "--status"], ["--language=de-DE", "word"],
+                          ["--status", "word"], ["--status", "--repair", "restart-service:web"],
+                          ["--status", "--language=de-DE", "word"], [""],
+                          ["", "--repair", "restart-service:web"]):
+            with self.subTest(arguments):
+                status, output, errors = self.run_program(*arguments)
+                self.assertEqual((status, output), (1, ""))
+                self.assertTrue(errors.startswith("Usage: keldoctl-report "))
+        self.assertFalse((self.prefix / "has-run").exists())
+
     def test_help_and_version(self):
         for option in ("--help", "-h"):
             status, output, errors = self.run_program(option)
