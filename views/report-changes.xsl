@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- What has changed from an older report to this one, as plain text: which problems are new, gone
-     and still there.
+<!-- What has changed from an older report to this one, as plain text: which problems are new, gone,
+     still there with another severity, and still there as they were.
 
      Parameters: older, the address of the older report, with its whole path; language
      (parts/words.xsl). -->
@@ -16,10 +16,23 @@
   <xsl:param name="older"/>
 
   <xsl:variable name="older-problems" select="document($older)/keldoctl/problem"/>
+  <xsl:variable name="added" select="$problems[not(@id = $older-problems/@id)]"/>
   <xsl:variable name="missing" select="$older-problems[not(@id = $problems/@id)]"/>
-  <!-- During an upgrade nothing but the upgrade is reported: the rest is not gone, but unknown. -->
+  <!-- During an upgrade nothing but the upgrade is reported: the rest is not gone, nor is it new
+       afterwards, but unknown. -->
+  <xsl:variable name="was-upgrade" select="boolean($older-problems[@id = 'upgrade'])"/>
+  <xsl:variable name="new" select="$added[not($was-upgrade)]"/>
+  <xsl:variable name="not-checked-before" select="$added[$was-upgrade]"/>
   <xsl:variable name="gone" select="$missing[not($is-upgrade)]"/>
   <xsl:variable name="not-checked" select="$missing[$is-upgrade]"/>
+
+  <xsl:variable name="common" select="$problems[@id = $older-problems/@id]"/>
+  <xsl:variable name="unchanged" select="
+      $common[severity = 'critical' and @id = $older-problems[severity = 'critical']/@id]
+      | $common[severity = 'major' and @id = $older-problems[severity = 'major']/@id]
+      | $common[severity = 'minor' and @id = $older-problems[severity = 'minor']/@id]
+      | $common[not(severity) and @id = $older-problems[not(severity)]/@id]"/>
+  <xsl:variable name="changed" select="$common[not(@id = $unchanged/@id)]"/>
 
   <xsl:template match="keldoctl">
     <xsl:if test="not(document($older)/keldoctl)">
@@ -27,16 +40,28 @@
     </xsl:if>
     <xsl:call-template name="group">
       <xsl:with-param name="word" select="'new'"/>
-      <xsl:with-param name="items" select="$problems[not(@id = $older-problems/@id)]"/>
+      <xsl:with-param name="items" select="$new"/>
     </xsl:call-template>
     <xsl:call-template name="group">
       <xsl:with-param name="word" select="'gone'"/>
       <xsl:with-param name="items" select="$gone"/>
     </xsl:call-template>
+    <xsl:if test="$changed">
+      <xsl:call-template name="group">
+        <xsl:with-param name="word" select="'changed'"/>
+        <xsl:with-param name="items" select="$changed"/>
+      </xsl:call-template>
+    </xsl:if>
     <xsl:call-template name="group">
       <xsl:with-param name="word" select="'unchanged'"/>
-      <xsl:with-param name="items" select="$problems[@id = $older-problems/@id]"/>
+      <xsl:with-param name="items" select="$unchanged"/>
     </xsl:call-template>
+    <xsl:if test="$not-checked-before">
+      <xsl:call-template name="group">
+        <xsl:with-param name="word" select="'not-checked-before'"/>
+        <xsl:with-param name="items" select="$not-checked-before"/>
+      </xsl:call-template>
+    </xsl:if>
     <xsl:if test="$not-checked">
       <xsl:call-template name="group">
         <xsl:with-param name="word" select="'not-checked'"/>
@@ -56,9 +81,20 @@
   </xsl:template>
 
   <xsl:template match="problem">
+    <xsl:variable name="id" select="@id"/>
+    <xsl:variable name="severity"><xsl:apply-templates select="." mode="severity"/></xsl:variable>
+    <!-- Nothing where it is new. -->
+    <xsl:variable name="older-severity">
+      <xsl:apply-templates select="$older-problems[@id = $id][1]" mode="severity"/>
+    </xsl:variable>
     <xsl:text>  </xsl:text>
     <xsl:call-template name="item">
-      <xsl:with-param name="word"><xsl:apply-templates select="." mode="severity"/></xsl:with-param>
+      <xsl:with-param name="word" select="string($severity)"/>
+      <xsl:with-param name="older-word">
+        <xsl:if test="string($older-severity) != string($severity)">
+          <xsl:value-of select="$older-severity"/>
+        </xsl:if>
+      </xsl:with-param>
     </xsl:call-template>
   </xsl:template>
 

@@ -5,7 +5,7 @@ import pathlib
 import tempfile
 import unittest
 
-from panel import down_report, report
+from panel import Problem, down_report, report
 from views import REPORTS, ViewTestCase, recorded, run_view
 
 
@@ -42,13 +42,40 @@ Not checked: 1
   [Major] The web title service is switched off.
 """)
 
-    def test_an_upgrade_that_is_over_is_gone(self):
+    def test_what_is_found_after_an_upgrade_is_not_new(self):
         self.assertEqual(self.changes(recorded("upgrade"), recorded("one_down")), """\
-New: 1
-  [Major] The web title service is switched off.
+New: 0
 Gone: 1
   [Minor] Upgrade is in progress. Please wait.
 Unchanged: 0
+Not checked before: 1
+  [Major] The web title service is switched off.
+""")
+
+    def test_an_upgrade_that_goes_on(self):
+        self.assertEqual(self.changes(recorded("upgrade"), recorded("upgrade")), """\
+New: 0
+Gone: 0
+Unchanged: 1
+  [Minor] Upgrade is in progress. Please wait.
+""")
+
+    def test_another_severity_is_a_change(self):
+        older = {"a": "minor", "b": "critical", "c": None, "d": "major", "e": None, "f": "major"}
+        newer = {"a": "critical", "b": "major", "c": "minor", "d": None, "e": None, "f": "major"}
+        reports = [report([Problem(name, f"{name}.", severity) for name, severity in each.items()])
+                   for each in (older, newer)]
+        self.assertEqual(self.changes(*reports), """\
+New: 0
+Gone: 0
+Changed in severity: 4
+  [Minor -> Critical] a.
+  [Critical -> Major] b.
+  [Not rated -> Minor] c.
+  [Major -> Not rated] d.
+Unchanged: 2
+  [Not rated] e.
+  [Major] f.
 """)
 
     def test_a_problem_is_the_same_in_another_language(self):

@@ -11,10 +11,15 @@
     <xsl:value-of select="concat(': ', count($items), '&#10;')"/>
   </xsl:template>
 
-  <!-- The line of a problem or an action, "[WORD] TEXT". -->
+  <!-- The line of a problem or an action, "[WORD] TEXT", or "[OLDER-WORD -> WORD] TEXT". -->
   <xsl:template name="item">
     <xsl:param name="word"/>
+    <xsl:param name="older-word"/>
     <xsl:text>[</xsl:text>
+    <xsl:if test="string($older-word)">
+      <xsl:value-of select="$words[@id = string($older-word)]"/>
+      <xsl:text> -&gt; </xsl:text>
+    </xsl:if>
     <xsl:value-of select="$words[@id = string($word)]"/>
     <xsl:text>] </xsl:text>
     <xsl:call-template name="lines">
