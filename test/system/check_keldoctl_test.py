@@ -81,7 +81,9 @@ class CheckKeldoctlTest(InstalledViewsTestCase):
                 self.unknown(f"not a number of seconds -- {value}", "-t", value)
 
     def test_a_language_that_is_none(self):
-        self.unknown("keldoctl ended with status 1", "-l", "german")
+        for code in ("german", "de", "de_DE", "DE-de", "de-DEU", "", "dé-DE"):
+            with self.subTest(code):
+                self.unknown(f"not a language code -- {code}", "-l", code)
 
     def test_without_root(self):
         self.unknown("needs root", user=NOBODY, group=NOBODY)
