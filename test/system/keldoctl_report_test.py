@@ -86,7 +86,8 @@ Während einer Aktualisierung werden die Dienste nicht geprüft.
 """, ""))
 
     def test_wrong_usage(self):
-        for arguments in (["--nothing"], ["status"], ["--html", "--text"], ["--changes", "one"]):
+        for arguments in (["--nothing"], ["status"], ["--html", "--text"], ["--changes", "one"],
+                          ["--changes", "--language=de-DE", "one"]):
             with self.subTest(arguments):
                 status, output, errors = self.run_program(*arguments)
                 self.assertEqual((status, output), (1, ""))
@@ -156,6 +157,23 @@ Gone: 1
   [Major] The web title service is switched off.
 Unchanged: 0
 """, ""))
+
+    def test_in_a_language(self):
+        empty, down = self.prefix / "empty.xml", self.prefix / "down.xml"
+        empty.write_bytes(report())
+        down.write_bytes(down_report("web"))
+        self.assertEqual(self.run_program("--changes", "--language=de-DE", empty, empty), (
+            0, "empty -> empty\n\nNeu: 0\nBehoben: 0\nUnverändert: 0\n", ""))
+        self.assertIn("\n  [Schwerwiegend] The web title service is switched off.\n",
+                      self.run_program("--changes", "--language=de-DE", empty, down)[1])
+        KEPT_REPORTS.mkdir(parents=True)
+        for name in ("older", "newer"):
+            (KEPT_REPORTS / f"{name}.xml").write_bytes(report())
+        self.assertIn("\nNeu: 0\n", self.run_program("--changes", "--language=de-DE")[1])
+
+    def test_a_language_that_is_none(self):
+        self.assertEqual(self.run_program("--changes", "--language=german"),
+                         (1, "", "keldoctl-report: invalid locale code -- german\n"))
 
     def test_a_file_that_is_missing(self):
         self.assertEqual(self.run_program("--changes", "/nowhere", "/dev/null"),
