@@ -105,13 +105,17 @@
         <xsl:call-template name="count">
           <xsl:with-param name="severity" select="'minor'"/>
         </xsl:call-template>
+        <xsl:call-template name="count">
+          <xsl:with-param name="severity" select="'unrated'"/>
+        </xsl:call-template>
       </ul>
     </xsl:if>
   </xsl:template>
 
   <xsl:template name="count">
     <xsl:param name="severity"/>
-    <xsl:variable name="found" select="$problems[severity = $severity]"/>
+    <xsl:variable name="found" select="$problems[severity = $severity]
+        | $unrated[$severity = 'unrated']"/>
     <xsl:if test="$found">
       <li>
         <xsl:call-template name="badge">

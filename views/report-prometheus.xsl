@@ -20,6 +20,9 @@
     <xsl:call-template name="number-of-problems">
       <xsl:with-param name="severity" select="'critical'"/>
     </xsl:call-template>
+    <xsl:call-template name="number-of-problems">
+      <xsl:with-param name="severity" select="'unrated'"/>
+    </xsl:call-template>
     <xsl:if test="$problems">
       <xsl:text># HELP keldoctl_problem A problem found; the value is always 1.&#10;</xsl:text>
       <xsl:text># TYPE keldoctl_problem gauge&#10;</xsl:text>
@@ -40,7 +43,7 @@
   <xsl:template name="number-of-problems">
     <xsl:param name="severity"/>
     <xsl:value-of select="concat('keldoctl_problems{severity=&quot;', $severity, '&quot;} ',
-        count($problems[severity = $severity]), '&#10;')"/>
+        count($problems[severity = $severity] | $unrated[$severity = 'unrated']), '&#10;')"/>
   </xsl:template>
 
   <xsl:template match="problem">

@@ -13,13 +13,14 @@ ACTION_HELP = ("# HELP keldoctl_action_succeeded Whether an action that was carr
                "(1) or failed (0).\n# TYPE keldoctl_action_succeeded gauge\n")
 
 
-def numbers(minor, major, critical):
+def numbers(minor, major, critical, unrated=0):
     return f"""\
 # HELP keldoctl_problems Number of problems found, by severity.
 # TYPE keldoctl_problems gauge
 keldoctl_problems{{severity="minor"}} {minor}
 keldoctl_problems{{severity="major"}} {major}
 keldoctl_problems{{severity="critical"}} {critical}
+keldoctl_problems{{severity="unrated"}} {unrated}
 """
 
 
@@ -55,7 +56,7 @@ class PrometheusTest(ViewTestCase):
         text = self.show(report([Problem("a", "A", "minor"), Problem("b", "B", "critical"),
                                  Problem("c", "C", "critical"), Problem("d", "D", None)]))
         self.assertTrue(text.startswith(
-            numbers(1, 0, 2) + metrics(("a", "minor"), ("b", "critical"), ("c", "critical"),
+            numbers(1, 0, 2, 1) + metrics(("a", "minor"), ("b", "critical"), ("c", "critical"),
                                        ("d", "unrated"))))
 
     def test_labels_are_escaped(self):

@@ -12,6 +12,9 @@
   <xsl:key name="default" match="/keldoctl/problem/solutions/action[@default = 'true']" use="@id"/>
 
   <xsl:variable name="problems" select="/keldoctl/problem"/>
+  <!-- A severity may be missing. -->
+  <xsl:variable name="unrated" select="$problems[
+      not(severity = 'critical' or severity = 'major' or severity = 'minor')]"/>
   <!-- What the problems propose first, each action once. -->
   <xsl:variable name="defaults" select="$problems/solutions/action[@default = 'true']
       [generate-id() = generate-id(key('default', @id)[1])]"/>
