@@ -69,7 +69,7 @@ class WordsTest(unittest.TestCase):
         for language, expected in (
                 ("en-US", "en"), ("en-GB", "en"), ("de-DE", "de"), ("de-AT", "de"),
                 ("pt-BR", "pt-BR"), ("pt-PT", "pt-BR"), ("zh-CN", "zh-CN"), ("zh-TW", "zh-TW"),
-                ("zh-SG", "zh-CN"), ("he-IL", "en")):
+                ("zh-SG", "zh-CN"), ("zh-HK", "zh-TW"), ("zh-MO", "zh-TW"), ("he-IL", "en")):
             with self.subTest(language):
                 self.assertEqual(self.headline(language), words()[expected]["problems"])
 

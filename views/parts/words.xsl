@@ -22,7 +22,9 @@
 
   <xsl:variable name="tables" select="document('words.xml')/words/language"/>
   <xsl:variable name="english" select="$tables[@xml:lang = 'en']"/>
-  <xsl:variable name="exact" select="$tables[@xml:lang = $wanted-language]"/>
+  <!-- Hong Kong and Macau write the characters of Taiwan. -->
+  <xsl:variable name="exact" select="$tables[@xml:lang = $wanted-language or @xml:lang = 'zh-TW'
+      and ($wanted-language = 'zh-HK' or $wanted-language = 'zh-MO')]"/>
   <xsl:variable name="family"
       select="$tables[substring-before(concat(@xml:lang, '-'), '-') = $wanted-family][1]"/>
   <xsl:variable name="own"
