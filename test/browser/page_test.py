@@ -204,7 +204,8 @@ class ContentTest(PageTestCase):
     def test_the_worst_comes_first_and_the_numbers_are_told(self):
         self.load(EVERYTHING)
         self.assertEqual(self.texts("h1"), ["Problems: 5"])
-        self.assertEqual(self.texts(".counts li"), ["Critical 1", "Major 1", "Minor 2", "Not rated 1"])
+        self.assertEqual(self.texts(".counts li"),
+                         ["Critical 1", "Major 1", "Minor 2", "Not rated 1"])
         self.assertEqual(self.texts("section:last-child h3"),
                          ["Terrible.", "Bad.", "Bearable.", "Upgrade is in progress.", "Anything."])
 

@@ -27,7 +27,8 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.prefix = install_views(directory)
         self.keldoctl = self.prefix / "sbin/keldoctl"
         self.keldoctl.symlink_to(KELDOCTL)
-        (self.prefix / "libexec/keldoctl/panel-root").symlink_to(KELDOCTL.parent / "libexec/panel-root")
+        (self.prefix / "libexec/keldoctl/panel-root").symlink_to(
+            KELDOCTL.parent / "libexec/panel-root")
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
     def fake_keldoctl(self, commands):
