@@ -206,6 +206,29 @@ class DiagnosticsTest(unittest.TestCase):
     def test_monit_check_status(self):
         self.check("monit-check-status.8", "libexec/monit_check_status.cpp")
 
+    def check_scripts(self, name, *scripts):
+        """`scripts` are pairs of a program's name and of what its messages begin with."""
+        patterns = []
+        for program, prefix in scripts:
+            code = (PROJECT / f"views/programs/{program}.in").read_text(encoding="utf-8")
+            for message in re.findall(r'\b(?:die|unknown) "(.*?)"', code):
+                parts = re.split(r"\$(?:\w+|\{.*?\})", prefix + message)
+                patterns.append("[A-Z_]+".join(map(re.escape, parts)))
+        explained = diagnostics(name)
+        for message in patterns:
+            with self.subTest("in the sources", message=message):
+                self.assertTrue(any(re.fullmatch(message, text) for text in explained))
+        for text in explained:
+            with self.subTest("in the page", text=text):
+                self.assertTrue(any(re.fullmatch(message, text) for message in patterns))
+
+    def test_keldoctl_report(self):
+        self.check_scripts("keldoctl-report.8", ("keldoctl-report", "keldoctl-report: "),
+                           ("keep-report", "keep-report: "))
+
+    def test_check_keldoctl(self):
+        self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))
+
 
 # --- What else the pages take from the sources
 

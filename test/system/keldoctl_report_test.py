@@ -258,9 +258,8 @@ class KeepReportTest(InstalledViewsTestCase):
                 reason, message = errors.splitlines()
                 self.assertTrue(reason.startswith("mktemp: failed to create file "), reason)
                 self.assertEqual(
-                    message, "keep-report: no report is kept, as services cannot be checked without"
-                    f" files in {root}/tmp; if it is read-only for keldoctl-report.service alone,"
-                    " name it in ReadWritePaths")
+                    message, "keep-report: no report is kept, as no file can be made in"
+                    f" {root}/tmp; is it in ReadWritePaths?")
                 self.assertEqual(self.panel.calls(), [])
                 self.assertFalse(KEPT_REPORTS.exists())
 
