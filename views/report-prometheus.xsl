@@ -43,7 +43,8 @@
   <xsl:template name="number-of-problems">
     <xsl:param name="severity"/>
     <xsl:value-of select="concat('keldoctl_problems{severity=&quot;', $severity, '&quot;} ',
-        count($problems[severity = $severity] | $unrated[$severity = 'unrated']), '&#10;')"/>
+        count($problems[severity = $severity] | $unrated[$severity = 'unrated']),
+        '&#10;')"/>
   </xsl:template>
 
   <xsl:template match="problem">
