@@ -67,7 +67,8 @@ int allocate_table(conf_rec* pconf) {
     pconf->data = static_cast<conf_pair*>(calloc(first_capacity, sizeof(conf_pair)));
     if (pconf->data == nullptr) {
         pconf->size = 0;
-        return -1; /* with calloc(3)'s errno */
+        errno = ENOMEM; /* whatever an allocator in the place of the C library's has set */
+        return -1;
     }
     pconf->size = first_capacity;
     pconf->nmemb = 0;

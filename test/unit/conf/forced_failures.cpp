@@ -18,6 +18,8 @@ struct Failures {
 
 std::array<Failures, 5> failures; // of each function
 
+int errnoOfFailures = ENOMEM;
+
 Failures& failuresOf(Call call) {
     return failures.at(static_cast<size_t>(call));
 }
@@ -29,7 +31,7 @@ bool fails(Call call) {
     }
     planned.successes = 0;
     --planned.count;
-    errno = ENOMEM;
+    errno = errnoOfFailures;
     return true;
 }
 
@@ -46,6 +48,10 @@ void failCall(Call call, int number) {
 
 void failNextCalls(Call call, int count) {
     failuresOf(call) = {.successes = 0, .count = count};
+}
+
+void setErrnoOfFailures(int error) {
+    errnoOfFailures = error;
 }
 
 void setErrnoInFree(int error) {

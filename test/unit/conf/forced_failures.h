@@ -17,6 +17,9 @@ void failCall(Call call, int number = 1);
 /// Makes that many calls of `call` fail with ENOMEM, from the next one on.
 void failNextCalls(Call call, int count);
 
+/// What errno is after a failed call from now on; ENOMEM at first.
+void setErrnoOfFailures(int error);
+
 /// Lets free() set errno, as POSIX allowed it to until 2024; 0 lets it not.
 void setErrnoInFree(int error);
 
