@@ -93,6 +93,17 @@ class InstallTest(PackageTest):
             with self.subTest(program):
                 self.assertIn(GERMAN, self.german_report(program))
 
+    def test_the_views_find_the_program_and_their_stylesheets(self):
+        self.system.install("keldoctl")
+        self.system.path(ROOT + "/tmp").mkdir(parents=True)
+        self.system.write("/service/mysql.xml", DEFINITION)
+        self.assertIn("restart-service:mysql", self.system.run("keldoctl-report"))
+        self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html"))
+        plugin = self.system.run("/usr/lib/nagios/plugins/check_keldoctl", status=2)
+        self.assertIn("KELDOCTL CRITICAL", plugin)
+        self.system.run("/usr/libexec/keldoctl/keep-report", "1")
+        self.assertEqual(len(list(self.system.path(RECORDS + "/reports").iterdir())), 1)
+
     def test_the_program_alone_brings_no_monitor(self):
         self.system.install("keldoctl")
         self.assertIsNone(self.system.link(MONITOR))
