@@ -143,7 +143,7 @@ class FindingTest(LintTestCase):
                 ("sock6", process + "<unix-socket>run/a</unix-socket>"),
                 ("sock8", process + "<unix-socket>\n/run/a\nb\n</unix-socket>"),
                 ("sock9", process + "<unix-socket> </unix-socket>"),
-                ("port", process + '<port number="1" protocol="nonsense"/>'),
+                ("radius", process + '<port number="1" protocol="nonsense"/>'),
                 ("port4", process + '<port number="1" protocol="radius"/>'),
                 ("port5", process + '<port number="1" type="TCPSSL" protocol="radius"/>')):
             with self.subTest(name=name, checks=checks):
@@ -172,7 +172,7 @@ class FindingTest(LintTestCase):
         process = "<pid-file>/run/x</pid-file>"
         for name, checks in (
                 ("sock", process + "<unix-socket>\n\t/run/a.sock \n</unix-socket>"),
-                ("port", process + '<port number="1" type="UDP" protocol="radius"/>')):
+                ("radius", process + '<port number="1" type="UDP" protocol="radius"/>')):
             with self.subTest(name=name):
                 done = lint(self.write(name, definition(name, checks)))
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
