@@ -18,9 +18,8 @@ std::size_t controlCharacterLength(std::string_view text) {
     if (byte < 0x20 || byte == 0x7F) {
         return 1;
     }
-    const bool isC1 =
-        text.size() > 1 && text[0] == '\xC2' && text[1] >= '\x80' && text[1] <= '\x9F';
-    return isC1 ? 2 : 0;
+    const auto next = static_cast<unsigned char>(text.size() > 1 ? text[1] : '\0');
+    return byte == 0xC2 && next >= 0x80 && next <= 0x9F ? 2 : 0;
 }
 
 std::string escapedByte(char c) {
