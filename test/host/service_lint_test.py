@@ -143,7 +143,7 @@ class FindingTest(LintTestCase):
                 ("sock6", process + "<unix-socket>run/a</unix-socket>"),
                 ("sock8", process + "<unix-socket>\n/run/a\nb\n</unix-socket>"),
                 ("sock9", process + "<unix-socket> </unix-socket>"),
-                ("radius", process + '<port number="1" protocol="nonsense"/>'),
+                ("port", process + '<port number="1" protocol="nonsense"/>'),
                 ("port4", process + '<port number="1" protocol="radius"/>'),
                 ("port5", process + '<port number="1" type="TCPSSL" protocol="radius"/>')):
             with self.subTest(name=name, checks=checks):
