@@ -12,13 +12,12 @@
 #include "report/xml_handles.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 #include <sstream>
+#include <sys/utsname.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -66,9 +65,9 @@ void requireReadable(const std::string& path) {
 }
 
 std::string hostName() {
-    std::array<char, HOST_NAME_MAX + 1> name{};
-    gethostname(name.data(), name.size() - 1);
-    return name.data();
+    utsname names;
+    uname(&names);
+    return names.nodename;
 }
 
 bool hasErrorAt(const xmlNode* element, const PlacedFindings& findings) {

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -35,7 +34,7 @@ public:
         std::filesystem::remove_all(path_, ignored);
     }
 
-    std::string name() const { return path_.substr(path_.rfind('/') + 1); }
+    std::string name() const { return std::filesystem::path(path_).filename(); }
     std::string file(const char* fileName) const { return path_ + "/" + fileName; }
 
 private:
@@ -52,9 +51,9 @@ std::string settings(const PrivateDirectory& directory) {
 
 /// Monit reads no file that others may read.
 void writePrivately(const std::string& path, const std::string& text) {
-    const mode_t previous = umask(S_IRWXG | S_IRWXO);
+    using std::filesystem::perms;
     std::ofstream stream(path, std::ios::binary);
-    umask(previous);
+    std::filesystem::permissions(path, perms::owner_read | perms::owner_write);
     stream << text << std::flush;
     if (!stream) {
         throw std::runtime_error("cannot write a file -- " + path);

@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
@@ -15,6 +16,7 @@ from panel import NAMESPACE, PATH, PROJECT, SERVICES, Panel, require_private_hos
 
 LINT = pathlib.Path(os.environ.get("SERVICE_LINT", PROJECT / "build/release/keldo-service-lint"))
 EXAMPLES = LINT.parent / "examples"
+FAULT_LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", LINT.parent / "test"))
 REFUSED = "monit cannot read the control file of the service -- "
 
 
@@ -124,6 +126,11 @@ class FindingTest(LintTestCase):
             self.lines("web", definition("web", '<port number="80" protocol="htp"/>')),
             [f"1: error: {REFUSED}line 3: syntax error 'htp'",
              "6: error: monit cannot read a control file with an unknown protocol -- htp"])
+
+    def test_a_complaint_of_monits_is_told_whole(self):
+        self.assertIn(
+            f"1: error: {REFUSED}line 4: syntax error '\"\\n/run/x\\n\"'",
+            self.lines("web", definition("web", "<pid-file>\n/run/x\n</pid-file>")))
 
     def test_monit_refuses_what_is_said_to_be_refused(self):
         process = "<pid-file>/run/x</pid-file>"
@@ -251,6 +258,36 @@ class StatusTest(LintTestCase):
 
     def test_a_warning_is_a_finding(self):
         self.assertEqual(lint(self.write("if", definition("if"))).returncode, 1)
+
+
+class MemoryTest(LintTestCase):
+    """Where there is no memory, nothing is said of a file that is not so, and the status tells."""
+
+    def run_with(self, number):
+        """A run in which no more memory is to be had from an allocation on. Returns it, and how
+        many allocations there were, where it ended by itself."""
+        log = self.folder / "log"
+        log.unlink(missing_ok=True)
+        done = lint(self.path, env={"PATH": PATH, "LD_PRELOAD": FAULT_LIBRARIES / "failing_allocator.so",
+                                    "FAULT_CALL": "malloc", "FAULT_NUMBER": str(number),
+                                    "FAULT_FOREVER": "1", "FAULT_LOG": log})
+        lines = log.read_text(encoding="utf-8").splitlines()
+        self.assertEqual("fault" in lines, number != 0)
+        return done, [int(line.split()[1]) for line in lines if line.startswith("calls ")]
+
+    def test_it_is_told_or_the_end(self):
+        self.path = self.write("a", definition("b"))
+        usual, [count] = self.run_with(0)
+        self.assertEqual(usual.returncode, 1)
+        for number in range(1, count, count // 200):
+            with self.subTest(number=number):
+                done, _ = self.run_with(number)
+                self.assertEqual(done.stdout, "")
+                said = set(done.stderr.splitlines()) - set(usual.stderr.splitlines())
+                if done.returncode != -signal.SIGABRT:
+                    self.assertEqual((done.returncode, said),
+                                     (2, {"keldo-service-lint: std::bad_alloc"}))
+                self.assertNotIn(str(self.path), "".join(said))
 
 
 if __name__ == "__main__":

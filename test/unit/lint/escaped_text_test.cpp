@@ -35,5 +35,9 @@ TEST(EscapedText, IsUtf8) {
               "31m\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
+TEST(EscapedText, LooksAtNothingBehindTheText) {
+    EXPECT_EQ(escapedText(std::string_view("a\xC2\x85").substr(0, 2)), "a\xEF\xBF\xBD");
+}
+
 } // namespace
 } // namespace keldo::lint

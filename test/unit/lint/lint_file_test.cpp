@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libxml/xmlerror.h>
 
 namespace keldo::lint {
 namespace {
@@ -135,6 +136,11 @@ TEST(LintFile, TakesANameForAFileWhateverItIs) {
                   "check host web\n\twith address 127.0.0.1\n\tif failed port 80 then alert\n");
     }
     std::filesystem::current_path(before);
+}
+
+TEST(LintFile, LeavesLibxmlWithoutAHandlerOfItsOwn) {
+    lintText(service(""));
+    EXPECT_EQ(xmlStructuredError, nullptr);
 }
 
 TEST(LintFile, RefusesWhatCannotBeRead) {
