@@ -38,6 +38,19 @@ TEST(CommandLine, PrintsTheUsageWithOrWithoutFiles) {
     }
 }
 
+TEST(CommandLine, HasAUsageForReaders) {
+    programName = "lint";
+    EXPECT_EQ(usage(),
+              "Usage: lint [--show] FILE...\n"
+              "Checks service definitions, and has monit check what keldoctl would give to it.\n"
+              "\n"
+              "  --show      print the control files that keldoctl makes of the definitions\n"
+              "  -h, --help  print this text\n"
+              "\n"
+              "Exit status: 0 nothing found, 1 something found, 2 wrong usage or unreadable "
+              "file.\n");
+}
+
 TEST(CommandLine, TakesWhatFollowsTwoHyphensForFiles) {
     EXPECT_EQ(parseCommandLine({"--", "--show", "--", "-x"}),
               (CommandLine{false, false, {"--show", "--", "-x"}}));
