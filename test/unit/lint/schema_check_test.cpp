@@ -84,7 +84,9 @@ TEST(Schema, KnowsTheLanguageAttribute) {
 
 TEST(Schema, ThatCannotBeReadEndsTheCheck) {
     validatorsCanBeMade = false;
-    EXPECT_THROW(findingsIn(definition("<port number='80'/>")), std::runtime_error);
+    EXPECT_THAT(
+        [] { findingsIn(definition("<port number='80'/>")); },
+        testing::ThrowsMessage<std::runtime_error>("cannot read the schema of definitions"));
     validatorsCanBeMade = true;
 }
 
