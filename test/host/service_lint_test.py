@@ -75,7 +75,7 @@ class CleanTest(LintTestCase):
                               capture_output=True, text=True, user="nobody", group="nogroup",
                               extra_groups=[])
         self.assertEqual(done.returncode, 1)
-        self.assertIn(REFUSED, done.stderr)
+        self.assertIn(f"{REFUSED}line 1: syntax error", done.stderr)
 
 
 class ControlFileTest(LintTestCase):
