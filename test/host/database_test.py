@@ -5,7 +5,9 @@ The statements are those that the server's general query log names. It leaves ou
 statement, so their last byte is looked for in what keldoctl's system calls send.
 """
 
+import pathlib
 import re
+import tempfile
 import unittest
 
 from database import START, STOP, Database, DatabaseTestCase
@@ -83,6 +85,35 @@ class StatementsTest(DatabaseTest):
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(),
                          [session(*PREPARATION, *ACTION_LOG), *[session(*PREPARATION)] * 2])
+
+
+class ClientLibraryTest(DatabaseTest):
+    """The library by which keldoctl is a client of the database."""
+
+    NAME = "libmariadb.so.3"
+
+    def opened(self, *arguments):
+        """How often a run looks for the library and finds it."""
+        _, calls = traced(self.panel, "open,openat", *arguments)
+        return len([call for call in own(calls)
+                    if f"/{self.NAME}" in call.arguments and not call.result.startswith("-")])
+
+    def test_it_is_loaded_once_and_by_a_run_that_asks_the_database(self):
+        self.assertEqual(self.opened("--help"), 0)
+        self.assertEqual(self.opened("--status"), 1)
+        self.panel.upgrade_tool(1)
+        self.assertEqual(self.opened("--status"), 0)
+
+    def test_without_it_the_database_is_down(self):
+        self.database.log_action(STOP, "dns")
+        self.panel.fake_monitor({"dns": 512})
+        [other] = pathlib.Path("/usr/lib").glob("*/libz.so.1")
+        for what, content in (("no library", b""), ("another library", other.read_bytes())):
+            with self.subTest(what), tempfile.TemporaryDirectory() as directory:
+                pathlib.Path(directory, self.NAME).write_bytes(content)
+                done = self.panel.run("--status", env={"LD_LIBRARY_PATH": directory})
+                self.assertEqual((done.returncode, done.stdout, done.stderr),
+                                 (0, down_report("dns", "mysql"), b""))
 
 
 class CharacterSetTest(DatabaseTest):
