@@ -5,12 +5,12 @@
 namespace keldo {
 
 HeldEndingSignals::HeldEndingSignals() noexcept {
-    sigprocmask(SIG_SETMASK, nullptr, &previous_);
-    sigset_t signals = previous_;
+    sigset_t signals;
+    sigemptyset(&signals);
     for (const int signal : endingSignals) {
         sigaddset(&signals, signal);
     }
-    sigprocmask(SIG_SETMASK, &signals, nullptr);
+    sigprocmask(SIG_BLOCK, &signals, &previous_);
 }
 
 void HeldEndingSignals::release() noexcept {

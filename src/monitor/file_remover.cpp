@@ -2,50 +2,58 @@
 
 #include "monitor/file_remover.h"
 
+#include "monitor/ending_signals.h"
+
 #include <atomic>
-#include <cstddef>
+#include <csignal>
 #include <unistd.h>
+#include <utility>
 
 namespace keldo {
 
 namespace {
 
-/// What a signal is to remove. Of a type that a handler may read.
+/// What a signal is to remove, or null. Of a type that a handler may read.
 std::atomic<const char*> fileInUse = nullptr;
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
 /// Of the default action, which is in place again, the process dies as the sender wishes.
 extern "C" void removeFileAndEnd(int signal) {
-    unlink(fileInUse);
+    if (const char* const file = fileInUse) {
+        unlink(file);
+    }
     raise(signal);
+}
+
+/// Once and for all: a file takes a moment, and there is one for each service.
+void handleEndingSignals() {
+    static bool handled = false;
+    if (std::exchange(handled, true)) {
+        return;
+    }
+    for (const int signal : endingSignals) {
+        struct sigaction action;
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_DFL) { // else it does not end the process
+            action.sa_handler = removeFileAndEnd;
+            action.sa_flags = static_cast<int>(SA_RESETHAND);
+            sigaction(signal, &action, nullptr);
+        }
+    }
 }
 
 } // namespace
 
 FileRemover::FileRemover(const std::string& path) noexcept : path_(&path) {
     fileInUse = path.c_str();
-    struct sigaction removal = {};
-    removal.sa_handler = removeFileAndEnd;
-    removal.sa_flags = static_cast<int>(SA_RESETHAND);
-    struct sigaction* previous = previousActions_.data();
-    for (const int signal : endingSignals) {
-        sigaction(signal, nullptr, previous);
-        if (previous->sa_handler == SIG_DFL) {
-            sigaction(signal, &removal, nullptr);
-        }
-        ++previous;
-    }
+    handleEndingSignals();
 }
 
 FileRemover::~FileRemover() {
     if (path_ != nullptr) {
         unlink(path_->c_str());
     }
-    struct sigaction* previous = previousActions_.data();
-    for (const int signal : endingSignals) {
-        sigaction(signal, previous, nullptr);
-        ++previous;
-    }
+    fileInUse = nullptr;
 }
 
 } // namespace keldo

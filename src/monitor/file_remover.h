@@ -2,17 +2,14 @@
 
 #pragma once
 
-#include "monitor/ending_signals.h"
-
-#include <array>
-#include <csignal>
 #include <string>
 
 namespace keldo {
 
 /// Removes a file when it goes, if the file is there then, and also when an ending signal
-/// (monitor/ending_signals.h) whose action is the default ends the process before. The path is not
-/// copied and outlives this. One at a time.
+/// (monitor/ending_signals.h) ends the process before. The path is not copied and outlives this.
+/// One at a time. The first one gives each ending signal whose action is the default a handler,
+/// which stays; the process still ends by the signal.
 class FileRemover {
 public:
     explicit FileRemover(const std::string& path) noexcept;
@@ -27,7 +24,6 @@ public:
 
 private:
     const std::string* path_;
-    std::array<struct sigaction, endingSignals.size()> previousActions_;
 };
 
 } // namespace keldo

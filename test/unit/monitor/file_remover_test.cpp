@@ -2,6 +2,7 @@
 
 #include "monitor/file_remover.h"
 
+#include "monitor/ending_signals.h"
 #include "support/temporary_directory.h"
 
 #include <csignal>
@@ -20,15 +21,17 @@ Handler actionOf(int signal) {
     return action.sa_handler;
 }
 
-/// The signals end the process, however the tests were started.
+/// The signals end the process, however the tests were started: before there is a first remover,
+/// and so before the tests.
+const bool endedBySignals = [] {
+    for (const int signal : endingSignals) {
+        std::signal(signal, SIG_DFL);
+    }
+    return true;
+}();
+
 class FileRemoval : public testing::Test {
 protected:
-    FileRemoval() {
-        for (const int signal : endingSignals) {
-            std::signal(signal, SIG_DFL);
-        }
-    }
-
     bool isThere() const { return std::filesystem::exists(path); }
 
     const test::TemporaryDirectory directory;
@@ -82,33 +85,38 @@ TEST_F(FileRemoval, DoesNotComeWithASignalAfterItsEnd) {
     EXPECT_TRUE(isThere());
 }
 
-TEST_F(FileRemoval, LeavesASignalIgnoredThatTheCallerIgnores) {
-    const Handler before = std::signal(SIGHUP, SIG_IGN);
-    {
-        const FileRemover remover(path);
-        EXPECT_EQ(SIG_IGN, actionOf(SIGHUP));
-        raise(SIGHUP);
-        EXPECT_TRUE(isThere());
-    }
-    EXPECT_EQ(SIG_IGN, actionOf(SIGHUP));
-    std::signal(SIGHUP, before);
-}
-
-TEST_F(FileRemoval, LeavesTheSignalsAsTheyWere) {
-    { const FileRemover remover(path); }
-    for (const int signal : endingSignals) {
-        EXPECT_EQ(SIG_DFL, actionOf(signal)) << signal;
-    }
-}
-
-TEST_F(FileRemoval, LeavesEachSignalAsThatOneWas) {
-    for (const int ignored : endingSignals) {
-        std::signal(ignored, SIG_IGN);
+TEST_F(FileRemoval, ComesWithTheSignalsOfALaterRemoverToo) {
+    const auto end = [this] {
         { const FileRemover remover(path); }
-        for (const int signal : endingSignals) {
-            EXPECT_EQ(signal == ignored ? SIG_IGN : SIG_DFL, actionOf(signal)) << signal;
-        }
-        std::signal(ignored, SIG_DFL);
+        const FileRemover remover(path);
+        directory.write("file", "text");
+        raise(SIGTERM);
+        _exit(0);
+    };
+    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_FALSE(isThere());
+}
+
+/// In a process of its own, in which there was no remover yet.
+class FirstFileRemoval : public FileRemoval {
+protected:
+    FirstFileRemoval() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(FirstFileRemoval, LeavesEachSignalIgnoredThatTheCallerIgnores) {
+    for (const int ignored : endingSignals) {
+        const auto run = [&] {
+            std::signal(ignored, SIG_IGN);
+            const FileRemover remover(path);
+            for (const int signal : endingSignals) {
+                if ((actionOf(signal) == SIG_IGN) != (signal == ignored)) {
+                    _exit(1);
+                }
+            }
+            raise(ignored);
+            _exit(isThere() ? 0 : 2);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(0), "") << ignored;
     }
 }
 
