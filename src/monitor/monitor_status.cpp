@@ -53,7 +53,7 @@ int monitorStatus(const std::string& name, const std::string& output, int defaul
     if (!document) {
         return defaultStatus;
     }
-    const XPathContext context(xmlXPathNewContext(document.get()));
+    const XPathContext context = xpathContext(document.get());
     if (!context) {
         return defaultStatus;
     }

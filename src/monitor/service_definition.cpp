@@ -132,7 +132,7 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     if (!document) {
         return definition;
     }
-    const XPathContext context(xmlXPathNewContext(document.get()));
+    const XPathContext context = xpathContext(document.get());
     if (!context) {
         return definition;
     }

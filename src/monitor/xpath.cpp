@@ -4,10 +4,18 @@
 
 #include <array>
 #include <charconv>
+#include <libxml/xpathInternals.h>
 
 namespace keldo {
 
 namespace {
+
+struct XPathContextCloser {
+    void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
+};
+
+/// The one that is kept, if any.
+std::unique_ptr<xmlXPathContext, XPathContextCloser> spareContext;
 
 /// The locale has no say in this conversion, as it would have in printf's: no decimal comma.
 std::string numberText(double number) {
@@ -23,6 +31,23 @@ std::string firstNodeContent(const xmlNodeSet* nodes) {
 }
 
 } // namespace
+
+void XPathContextKeeper::operator()(xmlXPathContext* context) const noexcept {
+    xmlXPathRegisteredNsCleanup(context);
+    spareContext.reset(context);
+}
+
+XPathContext xpathContext(xmlDoc* document) {
+    XPathContext context(spareContext ? spareContext.release() : xmlXPathNewContext(nullptr));
+    if (context) {
+        context->doc = document;
+        // An expression that could not be evaluated may have left these within the last document.
+        context->node = nullptr;
+        context->contextSize = -1;
+        context->proximityPosition = -1;
+    }
+    return context;
+}
 
 XPathObject evaluateXPath(const std::string& expression, xmlXPathContext* context) {
     return XPathObject(xmlXPathEvalExpression(toXml(expression), context));

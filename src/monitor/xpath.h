@@ -10,15 +10,21 @@
 
 namespace keldo {
 
-struct XPathContextCloser {
-    void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
+/// Keeps the context for the next document.
+struct XPathContextKeeper {
+    void operator()(xmlXPathContext* context) const noexcept;
 };
-using XPathContext = std::unique_ptr<xmlXPathContext, XPathContextCloser>;
+using XPathContext = std::unique_ptr<xmlXPathContext, XPathContextKeeper>;
 
 struct XPathObjectCloser {
     void operator()(xmlXPathObject* object) const noexcept { xmlXPathFreeObject(object); }
 };
 using XPathObject = std::unique_ptr<xmlXPathObject, XPathObjectCloser>;
+
+/// A context to evaluate expressions in, of a document that outlives it, without namespaces. As one
+/// by xmlXPathNewContext(), but making that takes longer than all that a document is asked for, so
+/// one that is kept is used first. Null without memory.
+XPathContext xpathContext(xmlDoc* document);
 
 /// Evaluates an XPath expression. Null where libxml2 gives no result: a syntax error, an unknown
 /// prefix.

@@ -26,16 +26,14 @@ unsigned long stepLimit = 0;
 } // namespace
 
 extern "C" {
-xmlXPathContext* __real_xmlXPathNewContext(xmlDoc* document);
-xmlXPathContext* __wrap_xmlXPathNewContext(xmlDoc* document);
+xmlXPathObject* __real_xmlXPathEvalExpression(const xmlChar* expression, xmlXPathContext* context);
+xmlXPathObject* __wrap_xmlXPathEvalExpression(const xmlChar* expression, xmlXPathContext* context);
 }
 
-xmlXPathContext* __wrap_xmlXPathNewContext(xmlDoc* document) {
-    xmlXPathContext* const context = __real_xmlXPathNewContext(document);
-    if (context != nullptr) {
-        context->opLimit = stepLimit;
-    }
-    return context;
+xmlXPathObject* __wrap_xmlXPathEvalExpression(const xmlChar* expression, xmlXPathContext* context) {
+    context->opLimit = stepLimit;
+    context->opCount = 0;
+    return __real_xmlXPathEvalExpression(expression, context);
 }
 
 namespace keldo::test {

@@ -98,7 +98,7 @@ ServiceDefinition definitionOf(const std::string& path) {
     if (!document) {
         return definition;
     }
-    const XPathContext context(xmlXPathNewContext(document.get()));
+    const XPathContext context = xpathContext(document.get());
     require(context != nullptr, "a document has a context");
     xmlXPathRegisterNs(context.get(), toXml("s"), toXml(schemaUri));
     definition.id = textOf("/s:service/@id", context.get());

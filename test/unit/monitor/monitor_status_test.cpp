@@ -4,6 +4,7 @@
 
 #include "monitor/fake_panel.h"
 #include "monitor/forced_failures.h"
+#include "monitor/xpath.h"
 #include "report/catalogue.h"
 
 #include <boost/lexical_cast.hpp>
@@ -130,6 +131,7 @@ TEST(MonitorStatus, IsReadAlikeInEveryLocale) {
 
 TEST(MonitorStatus, IsTheDefaultWithoutAnXPathContext) {
     const test::ForcedFailuresEnd failuresEnd;
+    const XPathContext inUse = xpathContext(nullptr);
     test::forcedFailures.newXPathContext = true;
     EXPECT_EQ(defaultStatus, statusOfWeb(serviceXml("web", "1")));
 }

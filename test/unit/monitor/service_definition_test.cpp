@@ -96,6 +96,7 @@ TEST_F(ReadServiceDefinition, IsEmptyWithoutAWellFormedFile) {
 }
 
 TEST_F(ReadServiceDefinition, IsEmptyWithoutAnXPathContext) {
+    const XPathContext inUse = xpathContext(nullptr);
     test::forcedFailures.newXPathContext = true;
     EXPECT_EQ(ServiceDefinition(), readService("<action type='start'>x</action>"));
 }
@@ -362,7 +363,7 @@ TEST_F(ReadServiceDefinition, GivesThePortsThatPositionsInXPathGive) {
         }
         const std::string xml = test::definitionXml("web", content);
         const XmlDocument document(xmlParseMemory(xml.data(), static_cast<int>(xml.size())));
-        const XPathContext context(xmlXPathNewContext(document.get()));
+        const XPathContext context = xpathContext(document.get());
         xmlXPathRegisterNs(context.get(), toXml("s"), toXml(schema));
         std::vector<std::string> found;
         for (const PortCheck& port : readPortChecks(context.get())) {
@@ -385,7 +386,7 @@ TEST_F(ReadServiceDefinition, ReadsTenThousandPorts) {
 TEST_F(ReadServiceDefinition, ReadersThrowWhereChecksCannotBeCounted) {
     const std::string xml = test::definitionXml("web", portOf("80"));
     const XmlDocument document(xmlParseMemory(xml.data(), static_cast<int>(xml.size())));
-    const XPathContext withoutPrefix(xmlXPathNewContext(document.get()));
+    const XPathContext withoutPrefix = xpathContext(document.get());
     EXPECT_THROW(readPortChecks(withoutPrefix.get()), boost::bad_lexical_cast);
     EXPECT_THROW(readUnixSocketChecks(withoutPrefix.get()), boost::bad_lexical_cast);
     EXPECT_EQ(Message("", "en-US"), readTitle(withoutPrefix.get()));

@@ -23,7 +23,7 @@ protected:
     const std::string text = "<r><a x='1'> one <b>two</b>\n</a><a x='2'>three</a>"
                              "<e/><!--note--></r>";
     XmlDocument document{xmlParseMemory(text.data(), static_cast<int>(text.size()))};
-    XPathContext context{xmlXPathNewContext(document.get())};
+    XPathContext context = xpathContext(document.get());
 };
 
 TEST_F(XPath, StringOfANodeSetIsTheUntrimmedTextOfItsFirstNode) {
@@ -114,6 +114,29 @@ TEST_F(XPath, StringOfAnyOtherKindOfValueIsEmpty) {
 
 TEST_F(XPath, ContentOfNoNodeIsEmpty) {
     EXPECT_EQ("", nodeContent(nullptr));
+}
+
+TEST_F(XPath, ContextIsAsNewForTheNextDocument) {
+    xmlXPathRegisterNs(context.get(), toXml("s"), toXml("urn:s"));
+    context->node = document->children;
+    context->contextSize = context->proximityPosition = 2;
+    const xmlXPathContext* const previous = context.get();
+    context.reset();
+    const XmlDocument other(xmlParseMemory("<r>other</r>", 12));
+    const XPathContext next = xpathContext(other.get());
+    EXPECT_EQ(previous, next.get());
+    EXPECT_EQ("other", xpathString("/r", next.get()));
+    EXPECT_EQ("", xpathString("string()", next.get()));
+    EXPECT_FALSE(evaluateXPath("/s:r", next.get()));
+    EXPECT_FALSE(evaluateXPath("position()", next.get()));
+    EXPECT_FALSE(evaluateXPath("last()", next.get()));
+}
+
+TEST_F(XPath, TwoDocumentsAtATimeHaveAContextEach) {
+    const XmlDocument other(xmlParseMemory("<r>other</r>", 12));
+    const XPathContext next = xpathContext(other.get());
+    EXPECT_EQ("other", xpathString("/r", next.get()));
+    EXPECT_EQ("three", value("/r/a[2]"));
 }
 
 TEST_F(XPath, EvaluatesToNullWhereLibxml2GivesNoResult) {
