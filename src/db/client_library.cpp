@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-/* The functions of the MySQL client library that this program calls, in front of the library's own.
- * The library is loaded by the first mysql_init(), not with the program: with the TLS libraries
- * that it brings along it would take more than half of the start of every run, also of one that
- * never asks the database. Where it cannot be loaded, mysql_init() returns null, as without memory;
- * the other functions may only be called with what it, or one of them, has returned. */
+#include "db/client_library.h"
 
 #include <dlfcn.h>
 #include <memory>
@@ -17,6 +13,7 @@ struct close_library {
 };
 using library_handle = std::unique_ptr<void, close_library>;
 
+/* Only to be called with what mysql_init(), or one of them, has returned. */
 struct client_functions {
     decltype(mysql_close)* close;
     decltype(mysql_errno)* error_number;
@@ -61,7 +58,7 @@ bool find_functions(void* library) {
            find_function(library, "mysql_store_result", client.store_result);
 }
 
-/* Returns whether the library is there. It stays until the process ends. */
+/* Loads the library where it is not there yet; it stays until the process ends. */
 bool is_loaded() {
     static bool loaded = false;
     if (!loaded) {
@@ -75,6 +72,10 @@ bool is_loaded() {
 }
 
 } // namespace
+
+void load_client_library() {
+    is_loaded();
+}
 
 MYSQL* mysql_init(MYSQL* db) {
     return is_loaded() ? client.init(db) : nullptr;

@@ -3,6 +3,7 @@
 #include "diag/upgrade_check.h"
 
 #include "conf/config_value.h"
+#include "db/client_library.h"
 #include "exec/command_runner.h"
 #include "report/problem_model.h"
 #include "report/translation.h"
@@ -18,7 +19,9 @@ constexpr int upgradeIsRunning = 1; // the tool's exit status
 
 void checkUpgrade() {
     const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
-    if (runCommand(tool, true).status == upgradeIsRunning) {
+    RunningCommand upgradeCheck(tool, true);
+    load_client_library(); // for the services, which are checked next, as a rule
+    if (upgradeCheck.result().status == upgradeIsRunning) {
         // Translators: the only problem reported while the panel itself is being upgraded.
         const Message message = translate("Upgrade is in progress. Please wait.");
         problemModel.addProblem({upgradeProblem, message, Severity::minor});

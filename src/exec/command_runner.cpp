@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <new>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -90,9 +89,51 @@ void dropOutput(int readEnd) {
     }
 }
 
+} // namespace
+
+RunningCommand::RunningCommand(const std::string& command, bool captureStderr) {
+    std::array<int, 2> ends;
+    if (pipe(ends.data()) == -1) {
+        failure_ = ": failed to create a pair of file descriptors";
+        return;
+    }
+    readEnd_.reset(ends[0]);
+    const UniqueFd writeEnd(ends[1]);
+    child_ = fork();
+    if (child_ == -1) {
+        failure_ = ": failed to create a child process";
+        return;
+    }
+    if (child_ == 0) {
+        runInChild(command, captureStderr, readEnd_.get(), writeEnd.get());
+    }
+}
+
+RunningCommand::~RunningCommand() {
+    if (child_ != -1) {
+        dropOutput(readEnd_.get());
+        int waitStatus = 0;
+        waitForEnd(waitStatus);
+    }
+}
+
+CommandResult RunningCommand::result() {
+    if (failure_ != nullptr) {
+        return failure(failure_);
+    }
+    std::string output = readOutput(readEnd_.get());
+    readEnd_.reset();
+    int waitStatus = 0;
+    if (waitForEnd(waitStatus) == -1) {
+        return failure(": failed to suspends execution");
+    }
+    return {WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, std::move(output)};
+}
+
 /// Returns -1 with errno, or the child's process id. A signal that interrupts the wait does not
 /// end it: the child would stay behind as a zombie and its output be lost.
-pid_t waitFor(pid_t child, int& waitStatus) {
+pid_t RunningCommand::waitForEnd(int& waitStatus) noexcept {
+    const pid_t child = std::exchange(child_, -1);
     pid_t waited = 0;
     do {
         waited = waitpid(child, &waitStatus, 0);
@@ -100,37 +141,8 @@ pid_t waitFor(pid_t child, int& waitStatus) {
     return waited;
 }
 
-} // namespace
-
 CommandResult runCommand(const std::string& command, bool captureStderr) {
-    std::array<int, 2> ends;
-    if (pipe(ends.data()) == -1) {
-        return failure(": failed to create a pair of file descriptors");
-    }
-    UniqueFd readEnd(ends[0]);
-    UniqueFd writeEnd(ends[1]);
-    const pid_t child = fork();
-    if (child == -1) {
-        return failure(": failed to create a child process");
-    }
-    if (child == 0) {
-        runInChild(command, captureStderr, readEnd.get(), writeEnd.get());
-    }
-    writeEnd.reset();
-    std::string output;
-    int waitStatus = 0;
-    try {
-        output = readOutput(readEnd.get());
-    } catch (const std::bad_alloc&) {
-        dropOutput(readEnd.get());
-        waitFor(child, waitStatus);
-        throw;
-    }
-    readEnd.reset();
-    if (waitFor(child, waitStatus) == -1) {
-        return failure(": failed to suspends execution");
-    }
-    return {WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, std::move(output)};
+    return RunningCommand(command, captureStderr).result();
 }
 
 } // namespace keldo

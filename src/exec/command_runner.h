@@ -2,7 +2,10 @@
 
 #pragma once
 
+#include "exec/unique_fd.h"
+
 #include <string>
+#include <sys/types.h>
 
 namespace keldo {
 
@@ -15,16 +18,36 @@ struct CommandResult {
     std::string output;
 };
 
-/// Runs `command` by the system shell (system(3)) in a child process and returns when it has
-/// closed its output and ended; there is no time limit. Captures standard output, and standard
-/// error with it if `captureStderr`; the other descriptors are inherited (0, 1 and 2 have to
-/// be open), SIGPIPE and SIGXFSZ have their default action. The output is taken as text: it is read
-/// in chunks of at most 1023 bytes, and a NUL byte cuts off the rest of its chunk.
-///
-/// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
-/// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard
-/// error. Failures come back in the result; nothing is thrown for them, printed or logged. Throws
-/// std::bad_alloc where there is no memory for the output; also then the command has ended.
+/// A command that runs by the system shell (system(3)) in a child process, from the constructor on
+/// until it has closed its output and ended, for which the destructor waits as well; there is no
+/// time limit. Captures standard output, and standard error with it if `captureStderr`; the other
+/// descriptors are inherited (0, 1 and 2 have to be open), SIGPIPE and SIGXFSZ have their default
+/// action. The output is taken as text: it is read in chunks of at most 1023 bytes, and a NUL byte
+/// cuts off the rest of its chunk.
+class RunningCommand {
+public:
+    RunningCommand(const std::string& command, bool captureStderr);
+    RunningCommand(const RunningCommand&) = delete;
+    RunningCommand& operator=(const RunningCommand&) = delete;
+    ~RunningCommand();
+
+    /// Waits for the end. To be called once.
+    ///
+    /// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
+    /// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard
+    /// error. Failures, also of the start, come back in the result; nothing is thrown for them,
+    /// printed or logged. Throws std::bad_alloc where there is no memory for the output.
+    CommandResult result();
+
+private:
+    pid_t waitForEnd(int& waitStatus) noexcept;
+
+    const char* failure_ = nullptr; ///< of the start
+    UniqueFd readEnd_;
+    pid_t child_ = -1; ///< that is still to be waited for
+};
+
+/// Runs a command and returns its result, also throws as that does.
 CommandResult runCommand(const std::string& command, bool captureStderr);
 
 } // namespace keldo

@@ -98,11 +98,16 @@ class ClientLibraryTest(DatabaseTest):
         return len([call for call in own(calls)
                     if f"/{self.NAME}" in call.arguments and not call.result.startswith("-")])
 
-    def test_it_is_loaded_once_and_by_a_run_that_asks_the_database(self):
+    def test_it_is_loaded_once_and_not_for_the_usage(self):
         self.assertEqual(self.opened("--help"), 0)
         self.assertEqual(self.opened("--status"), 1)
-        self.panel.upgrade_tool(1)
-        self.assertEqual(self.opened("--status"), 0)
+
+    def test_it_is_loaded_while_the_upgrade_tool_runs(self):
+        _, calls = traced(self.panel, "clone,clone3,openat,wait4", "--status")
+        order = [call.name for call in own(calls)
+                 if call.name != "openat" or f"/{self.NAME}" in call.arguments]
+        self.assertEqual([name.removesuffix("3") for name in order[:3]],
+                         ["clone", "openat", "wait4"])
 
     def test_without_it_the_database_is_down(self):
         self.database.log_action(STOP, "dns")

@@ -15,6 +15,7 @@
 #include <deque>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -24,6 +25,7 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -31,6 +33,7 @@
 using keldo::CommandResult;
 using keldo::programName;
 using keldo::runCommand;
+using keldo::RunningCommand;
 using keldo::UniqueFd;
 using keldo::test::contentOf;
 using keldo::test::TemporaryDirectory;
@@ -202,6 +205,28 @@ bool hasChildren() {
 }
 
 } // namespace
+
+// Time.
+
+TEST_F(CommandRunner, RunsWhileItsOwnerDoesSomethingElse) {
+    const TemporaryDirectory directory;
+    const std::string fifo = (directory.path() / "fifo").string();
+    ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+    RunningCommand command("read word < " + fifo + "; echo \"read $word\"", false);
+    std::ofstream(fifo) << "text\n";
+    EXPECT_EQ(command.result(), result(0, "read text\n"));
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(CommandRunner, EndsBeforeItsOwnerWhereNobodyAsksForTheResult) {
+    const TemporaryDirectory directory;
+    const std::string end = (directory.path() / "end").string();
+    const std::set<std::string> before = openDescriptors();
+    { const RunningCommand command("head -c 200000 /dev/zero; echo end > " + end, false); }
+    EXPECT_EQ(contentOf(end), "end\n");
+    EXPECT_FALSE(hasChildren());
+    EXPECT_EQ(openDescriptors(), before);
+}
 
 // Status.
 
