@@ -12,6 +12,7 @@
 #include <cstring>
 #include <iostream>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace keldo::mysql {
@@ -69,10 +70,12 @@ MYSQL* Connection::handle() {
 }
 
 std::string Connection::escape_name(const char* text, std::size_t length) {
-    std::string escaped(text, lengthOf(text, length));
-    for (std::size_t at = escaped.find('`'); at != std::string::npos;
-         at = escaped.find('`', at + 2)) {
-        escaped.insert(at, 1, '`');
+    std::string escaped;
+    for (const char c : std::string_view(text, lengthOf(text, length))) {
+        if (c == '`') {
+            escaped += c;
+        }
+        escaped += c;
     }
     return escaped;
 }
