@@ -48,9 +48,28 @@ std::string lookUp(const std::string& text) {
     return gettext(text.c_str());
 }
 
-size_t find(std::string_view text, const std::optional<Substitution>& substitution) {
-    return substitution ? text.find(substitution->placeholder) : std::string_view::npos;
-}
+/// Where a placeholder is in a text. The place last found is kept until it is passed: one that is
+/// far away, or nowhere, is not looked for again at each place of another.
+class Occurrences {
+public:
+    /// Both the text and the substitution outlive this.
+    Occurrences(std::string_view text, const std::optional<Substitution>& substitution)
+        : text_(text), substitution_(substitution),
+          position_(substitution ? text.find(substitution->placeholder) : std::string_view::npos) {}
+
+    /// The first one at or after `start`, which never goes back, or npos.
+    size_t next(size_t start) {
+        if (position_ < start) {
+            position_ = text_.find(substitution_->placeholder, start);
+        }
+        return position_;
+    }
+
+private:
+    std::string_view text_;
+    const std::optional<Substitution>& substitution_;
+    size_t position_;
+};
 
 } // namespace
 
@@ -65,20 +84,23 @@ Message translate(const std::string& text) {
 Message substitute(const Message& message, const std::optional<Substitution>& first,
                    const std::optional<Substitution>& second) {
     std::string result;
-    std::string_view rest = message.text;
-    while (!rest.empty()) {
-        const size_t firstPosition = find(rest, first);
-        const size_t secondPosition = find(rest, second);
+    const std::string_view text = message.text;
+    Occurrences firstOnes(text, first);
+    Occurrences secondOnes(text, second);
+    size_t done = 0;
+    while (done < text.size()) {
+        const size_t firstPosition = firstOnes.next(done);
+        const size_t secondPosition = secondOnes.next(done);
         if (firstPosition == secondPosition) { // neither is there, or both at the same place
-            result += rest;
+            result += text.substr(done);
             break;
         }
         const bool firstIsEarlier = firstPosition < secondPosition; // npos is the largest
         const size_t position = firstIsEarlier ? firstPosition : secondPosition;
         const Substitution& found = firstIsEarlier ? *first : *second;
-        result += rest.substr(0, position);
+        result += text.substr(done, position - done);
         result += found.value;
-        rest.remove_prefix(position + found.placeholder.size());
+        done = position + found.placeholder.size();
     }
     return {std::move(result), message.lang};
 }

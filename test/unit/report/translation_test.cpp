@@ -243,6 +243,12 @@ TEST(Substitute, FillsPlaceholdersFromLeftToRightInOnePass) {
         {"another case", "<A>", Substitution{"<a>", "1"}, none, "<A>"},
         {"no pairs", "x<a>y", none, none, "x<a>y"},
         {"overlapping occurrences", "aaa", Substitution{"aa", "1"}, none, "1a"},
+        {"the second begins within the first", "abc-bc", Substitution{"ab", "1"},
+         Substitution{"bc", "2"}, "1c-2"},
+        {"the first begins within the second", "abc-bc", Substitution{"bc", "1"},
+         Substitution{"ab", "2"}, "2c-1"},
+        {"the second comes after many of the first", "<a><a><a><b><a>", Substitution{"<a>", "1"},
+         Substitution{"<b>", "2"}, "11121"},
         {"an empty text", "", Substitution{"<a>", "1"}, Substitution{"<b>", "2"}, ""},
     };
     for (const auto& row : rows) {
