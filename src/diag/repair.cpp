@@ -7,6 +7,7 @@
 #include "report/translation.h"
 
 #include <string_view>
+#include <utility>
 
 namespace keldo {
 
@@ -31,9 +32,9 @@ Solution restartSolution(const std::string& serviceId) {
 }
 
 void carryOut(const Solution& solution) {
-    const CommandResult result = runCommand(solution.commands, true);
+    CommandResult result = runCommand(solution.commands, true);
     problemModel.storeAction(solution);
-    problemModel.setActionResult(solution.id, {result.status, result.output});
+    problemModel.setActionResult(solution.id, {result.status, std::move(result.output)});
 }
 
 } // namespace

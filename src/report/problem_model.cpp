@@ -41,8 +41,8 @@ void ProblemModel::storeAction(const Solution& solution) {
     actions_.insert_or_assign(solution.id, solution);
 }
 
-void ProblemModel::setActionResult(const std::string& actionId, const ActionResult& result) {
-    actionResults_.insert_or_assign(actionId, result);
+void ProblemModel::setActionResult(const std::string& actionId, ActionResult result) {
+    actionResults_.insert_or_assign(actionId, std::move(result));
 }
 
 const Problem* ProblemModel::findProblem(const std::string& id) const {

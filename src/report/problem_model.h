@@ -70,7 +70,7 @@ public:
     void storeAction(const Solution& solution);
 
     /// Files the result, replacing an earlier one of that action.
-    void setActionResult(const std::string& actionId, const ActionResult& result);
+    void setActionResult(const std::string& actionId, ActionResult result);
 
     /// Returns the problem with exactly that id, owned by the model, or null.
     const Problem* findProblem(const std::string& id) const;

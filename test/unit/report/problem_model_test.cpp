@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace keldo {
 namespace {
@@ -187,6 +188,14 @@ TEST(SetActionResult, KeepsTheLastOfAnId) {
     ASSERT_THAT(keys(model.actionResults()), ElementsAre("a"));
     EXPECT_EQ(0, model.actionResults().at("a").status);
     EXPECT_EQ("second", model.actionResults().at("a").log);
+}
+
+TEST(SetActionResult, TakesALogWithoutCopyingIt) {
+    ActionResult result = {0, std::string(1000, 'l')};
+    const char* const bytes = result.log.data();
+    ProblemModel model;
+    model.setActionResult("a", std::move(result));
+    EXPECT_EQ(bytes, model.actionResults().at("a").log.data());
 }
 
 TEST(ActionResult, IsASuccessUnlessSaidOtherwise) {
