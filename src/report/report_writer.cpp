@@ -137,9 +137,8 @@ void writeToStdout(std::string_view text) {
     }
 }
 
-} // namespace
-
-std::string reportDocument(const ProblemModel& model) {
+/// The report, with the document that it is made from gone.
+XmlText serialise(const ProblemModel& model) {
     xmlCheckVersion(oldestLibxml2);
     const XmlDocument document = makeDocument(model);
     xmlChar* buffer = nullptr;
@@ -148,12 +147,18 @@ std::string reportDocument(const ProblemModel& model) {
     if (buffer == nullptr) {
         throw std::runtime_error("the report cannot be serialised");
     }
-    const XmlText text(buffer);
-    return fromXml(text.get());
+    return XmlText(buffer);
+}
+
+} // namespace
+
+std::string reportDocument(const ProblemModel& model) {
+    return fromXml(serialise(model).get());
 }
 
 void printReport() {
-    writeToStdout(reportDocument(problemModel));
+    const XmlText text = serialise(problemModel);
+    writeToStdout(viewXml(text.get()));
 }
 
 } // namespace keldo

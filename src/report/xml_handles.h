@@ -5,6 +5,7 @@
 #include <libxml/tree.h>
 #include <memory>
 #include <string>
+#include <string_view>
 
 /// Owners of libxml2's objects, and its texts to and from std::string. An XPath context belongs to
 /// a document and a result to both: declare them in that order, they go in reverse.
@@ -30,6 +31,11 @@ inline const xmlChar* toXml(const char* text) {
 }
 inline const xmlChar* toXml(const std::string& text) {
     return toXml(text.c_str());
+}
+
+/// The bytes of a text of libxml2's, valid as long as `text` itself.
+inline std::string_view viewXml(const xmlChar* text) {
+    return reinterpret_cast<const char*>(text);
 }
 
 /// A copy of a text of libxml2's; a null one gives the empty string.
