@@ -69,6 +69,7 @@ int __wrap_pipe(int* ends) {
 
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
     if (forcedFailures.read) {
+        forcedFailures.read = false;
         throw std::bad_alloc();
     }
     return __real_read(fd, buffer, size);

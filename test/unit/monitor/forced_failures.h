@@ -11,7 +11,7 @@ struct ForcedFailures {
     bool elements = false;          ///< xmlXPathEvalExpression gives null, but for a count
     bool controlFileName = false;   ///< strdup of a control file's name gives null
     bool pipe = false;              ///< pipe gives -1
-    bool read = false;              ///< read throws std::bad_alloc
+    bool read = false;              ///< read throws std::bad_alloc, once
 };
 
 extern ForcedFailures forcedFailures;
