@@ -60,15 +60,14 @@ bool find_functions(void* library) {
 
 /* Loads the library where it is not there yet; it stays until the process ends. */
 bool is_loaded() {
-    static bool loaded = false;
-    if (!loaded) {
+    static void* loaded = nullptr;
+    if (loaded == nullptr) {
         library_handle library(dlopen(KELDO_CLIENT_LIBRARY, RTLD_NOW));
-        loaded = library && find_functions(library.get());
-        if (loaded) {
-            library.release();
+        if (library && find_functions(library.get())) {
+            loaded = library.release();
         }
     }
-    return loaded;
+    return loaded != nullptr;
 }
 
 } // namespace
