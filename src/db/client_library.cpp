@@ -76,6 +76,9 @@ void load_client_library() {
     is_loaded();
 }
 
+// Each maker's header has other names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
 MYSQL* mysql_init(MYSQL* db) {
     return is_loaded() ? client.init(db) : nullptr;
 }
@@ -138,3 +141,5 @@ MYSQL_ROW mysql_fetch_row(MYSQL_RES* result) {
 unsigned long* mysql_fetch_lengths(MYSQL_RES* result) {
     return client.fetch_lengths(result);
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
