@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+
+// The panel's configuration file of n lines, each a variable of its own. Each line that is added is
+// first looked for among those before it, so loading grows with the square of n; the table is
+// sorted then, and looking up goes by halving.
+
+#include "conf/read_configuration.h"
+#include "temporary_file.h"
+
+#include <algorithm>
+#include <array>
+#include <benchmark/benchmark.h>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using keldo::bench::TemporaryFile;
+
+struct FreeConfiguration {
+    void operator()(conf_rec* configuration) const noexcept { conf_free_r(configuration); }
+};
+using Configuration = std::unique_ptr<conf_rec, FreeConfiguration>;
+
+std::string variableName(std::int64_t number) {
+    std::array<char, 32> name;
+    std::snprintf(name.data(), name.size(), "VARIABLE_%06lld_D", static_cast<long long>(number));
+    return name.data();
+}
+
+std::string configurationText(std::int64_t lines) {
+    std::string text;
+    for (std::int64_t i = 0; i < lines; ++i) {
+        text += variableName(i) + "\t/usr/local/kvr/folder\n";
+    }
+    return text;
+}
+
+Configuration load(const TemporaryFile& file) {
+    Configuration configuration(static_cast<conf_rec*>(std::calloc(1, sizeof(conf_rec))));
+    if (configuration == nullptr ||
+        conf_read_file_r(file.path().c_str(), configuration.get()) != 0) {
+        std::abort();
+    }
+    return configuration;
+}
+
+void loadConfiguration(benchmark::State& state) {
+    const TemporaryFile file(configurationText(state.range(0)));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(load(file));
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(loadConfiguration)
+    ->Name("configuration/load")
+    ->RangeMultiplier(4)
+    ->Range(10, 10000)
+    ->Unit(benchmark::kMicrosecond)
+    ->Complexity(benchmark::oNSquared);
+
+/// Looks up random ones of the names in a configuration of n lines. So many that no branch can be
+/// foreseen: each halving then costs the same, whatever n is.
+void lookUp(benchmark::State& state, const std::string& ending) {
+    const std::int64_t lines = state.range(0);
+    const Configuration configuration = load(TemporaryFile(configurationText(lines)));
+    std::minstd_rand random; // NOLINT(cert-msc32-c,cert-msc51-cpp): the same names each time
+    std::uniform_int_distribution<std::int64_t> number(0, lines - 1);
+    std::vector<std::string> names(1 << 14);
+    std::ranges::generate(names, [&] { return variableName(number(random)) + ending; });
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(conf_get_r(names[next].c_str(), configuration.get()));
+        next = (next + 1) % names.size();
+    }
+    state.SetComplexityN(lines);
+}
+
+void ofLines(benchmark::internal::Benchmark* lookUps) {
+    lookUps->RangeMultiplier(4)->Range(10, 10000)->Complexity(benchmark::oLogN);
+}
+
+BENCHMARK_CAPTURE(lookUp, found, "")->Name("configuration/find")->Apply(ofLines);
+BENCHMARK_CAPTURE(lookUp, missing, "_MISSING")->Name("configuration/miss")->Apply(ofLines);
+
+/// One line whose value has n bytes, every other one a blank.
+void loadLongLine(benchmark::State& state) {
+    std::string value(static_cast<std::size_t>(state.range(0)), 'v');
+    for (std::size_t i = 1; i < value.size(); i += 2) {
+        value[i] = ' ';
+    }
+    const TemporaryFile file("NAME " + value + "v\n");
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(load(file));
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(loadLongLine)
+    ->Name("configuration/line_of_bytes")
+    ->RangeMultiplier(8)
+    ->Range(1 << 10, 1 << 22)
+    ->Unit(benchmark::kMicrosecond)
+    ->Complexity(benchmark::oN);
+
+} // namespace
