@@ -1,14 +1,13 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""What reading the panel's action log takes, on a real database server: the statements that keldoctl
-sends, their time and their plan, by the indexes that the tables have. Prints Markdown.
+"""What reading the panel's action log takes, on a real database server: the statements that
+keldoctl sends, their time and their plan, by the indexes that the tables have. Prints Markdown.
 
 Usage: host/run --bare env PYTHONPATH=test/support python3 bench/action_log.py [ENTRIES [SECONDS]]
 
 ENTRIES is the length of the log (a million); a statement that takes longer than SECONDS (60, as
-long as keldoctl waits for an answer) is given up, which the client tells on standard error. KELDOCTL
-names the program that is asked for its statements. A million entries take some minutes, most of
-which are statements without indexes.
+long as keldoctl waits for an answer) is given up, which the client tells on standard error.
+KELDOCTL names the program that is asked for its statements. A million entries take some minutes,
+most of which are statements without indexes.
 """
 
 import statistics
@@ -38,7 +37,8 @@ INDEXES = (
      "ALTER TABLE log_components DROP FOREIGN KEY log_components_ibfk_1, DROP INDEX action_id;"),
 )
 
-# Entries in turn of all kinds or of starts and stops, these at random, of one service after another.
+# Entries in turn of all kinds or of starts and stops, these at random, of one service after
+# another.
 FILL = """
 USE kvr;
 INSERT INTO actions (id, name) SELECT seq, CONCAT('action_', seq) FROM seq_3_to_{kinds};

@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 """What a repair takes whose command prints much: time and memory of whole runs of keldoctl, by the
 size of the output. Prints Markdown.

@@ -1,14 +1,23 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Tells how the time of each part grows: a table in Markdown of what build/bench/bench/growth/growth
-has measured. Usage: growth --benchmark_format=json | check_fits.py
+"""Tells how the time of each part grows: a table in Markdown of what growth has measured.
+
+Usage: build/bench/bench/growth/growth --benchmark_format=json |
+           python3 bench/growth/check_fits.py
+       with --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true on a machine that
+       does other work, with --benchmark_min_time=0.01 and without repetitions in a hurry
 
 For each part: the growth that the benchmark declares, the one that fits best, and the constant and
 the error (root mean square, in parts of the mean) of the declared one, from the medians of the
-repetitions. The fits are those of the benchmark library, dominated by the large n. Exponent is the
-slope of the time over n, both as logarithms, from a tenth of the largest n on: 1 where twice as much
-takes twice as long. Where the caches end it is some tenths more. A part grows "worse" than declared
-where it is more than half a power more: so much is no cache.
+repetitions. The fits are those of the benchmark library, dominated by the large n.
+
+Exponent is the slope of the time over n, both as logarithms, for the upper n: 1 where twice as
+much takes twice as long. It is made of the shortest times, as all else that a machine does only
+adds to a time. Where the caches end it is some tenths more, and so the ranges go on beyond that. A
+part grows "worse" than declared where it is more than half a power more. Where a time is in doubt,
+instructions tell, which do not depend on memory; those of the preparation are among them:
+
+    valgrind --tool=callgrind --callgrind-out-file=/dev/null build/bench/bench/growth/growth \\
+        --benchmark_min_time=0.000000001 --benchmark_filter='^report/problems/16384$'
 """
 
 import collections
@@ -18,6 +27,7 @@ import statistics
 import sys
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+UPPER_PART = 64  # the upper n are those from the largest one divided by this on
 # From the slowest growth to the fastest. The exponent of a logarithm is small and no power.
 GROWTHS = {
     "1": (lambda n: 1, 0),
@@ -53,8 +63,8 @@ class Part:
         return min(GROWTHS, key=lambda growth: self.fit(growth)[1])
 
     def exponent(self):
-        points = self.medians()
-        points = [(math.log(n), math.log(time)) for n, time in points if 10 * n >= points[-1][0]]
+        points = [(math.log(n), math.log(min(times))) for n, times in self.times.items()
+                  if UPPER_PART * n >= max(self.times)]
         return statistics.linear_regression(*zip(*points)).slope
 
     def is_worse(self):
@@ -92,8 +102,8 @@ def row(name, part):
     (first, _), *_, (last, longest) = part.medians()
     copies = f"{statistics.median(part.copies):.1f}" if part.copies else ""
     cells = [name, f"{first:,} to {last:,}", part.declared, part.best_growth(),
-             f"{part.exponent():.2f}", duration(constant), f"{error:.0%}", duration(longest), copies,
-             "worse" if part.is_worse() else "as declared"]
+             f"{part.exponent():.2f}", duration(constant), f"{error:.0%}", duration(longest),
+             copies, "worse" if part.is_worse() else "as declared"]
     return "| " + " | ".join(cells) + " |"
 
 
@@ -101,7 +111,7 @@ def main():
     print("| Part | n | Declared | Best fit | Exponent | Constant | Error | At the largest n"
           " | Copies | Growth |")
     print("|---|---|---|---|---|---|---|---|---|---|")
-    for name, part in read_parts(json.load(sys.stdin)).items():
+    for name, part in sorted(read_parts(json.load(sys.stdin)).items()):
         print(row(name, part))
 
 

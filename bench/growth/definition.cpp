@@ -48,7 +48,7 @@ void readDefinition(benchmark::State& state, const char* before, const char* ele
 }
 
 void ofMany(benchmark::internal::Benchmark* readings) {
-    readings->RangeMultiplier(4)->Range(1, 10000)->Unit(benchmark::kMicrosecond);
+    readings->RangeMultiplier(4)->Range(1, 100000)->Unit(benchmark::kMicrosecond);
     readings->Complexity(benchmark::oN);
 }
 

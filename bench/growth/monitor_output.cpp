@@ -38,7 +38,7 @@ void findLast(benchmark::State& state) {
 BENCHMARK(findLast)
     ->Name("monitor_output/last_service")
     ->RangeMultiplier(4)
-    ->Range(1, 10000)
+    ->Range(1, 100000)
     ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oN);
 
@@ -53,7 +53,7 @@ void findAmongEqual(benchmark::State& state) {
 BENCHMARK(findAmongEqual)
     ->Name("monitor_output/equal_names")
     ->RangeMultiplier(4)
-    ->Range(1, 10000)
+    ->Range(1, 100000)
     ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oN);
 

@@ -40,7 +40,7 @@ ProblemModel modelOfProblems(std::int64_t count) {
 }
 
 void ofMany(benchmark::internal::Benchmark* reports) {
-    reports->RangeMultiplier(4)->Range(1, 10000)->Unit(benchmark::kMicrosecond);
+    reports->RangeMultiplier(4)->Range(1, 100000)->Unit(benchmark::kMicrosecond);
     reports->Complexity(benchmark::oN);
 }
 
