@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 // What a run of keldoctl cannot do without: for each command, a child that hands it to system(),
-// with its output read from a pipe and its end waited for. The commands are the lines of a file.
+// with its output read from a pipe and its end waited for. The commands are those in a file, each
+// ended by a NUL byte.
 // Usage: floor FILE
 
 #include <array>
@@ -42,7 +43,9 @@ void run(const std::string& command) {
     while (read(ends[0], chunk.data(), chunk.size()) > 0) {
     }
     close(ends[0]);
-    require(waitpid(child, nullptr, 0) == child, "waitpid");
+    int waitStatus = 0;
+    require(waitpid(child, &waitStatus, 0) == child, "waitpid");
+    require(waitStatus == 0, command.c_str());
 }
 
 } // namespace
@@ -51,8 +54,8 @@ int main(int argc, char* argv[]) {
     std::ifstream file(argc > 1 ? argv[1] : "");
     require(file.is_open(), "floor");
     std::vector<std::string> commands;
-    for (std::string line; std::getline(file, line);) {
-        commands.push_back(line);
+    for (std::string command; std::getline(file, command, '\0');) {
+        commands.push_back(command);
     }
     for (const std::string& command : commands) {
         run(command);

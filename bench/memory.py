@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: MIT
+"""The peak memory of keldoctl itself."""
+
+import statistics
+import subprocess
+
+from rounds import ENVIRONMENT
+from table import Kibibytes, alone
+
+COUNTS = (6, 60, 600)
+TARGETS = {6: 12 * 1024}  # KiB
+PER_SERVICE_TARGET = 2  # KiB
+
+
+def rows(server, runs):
+    """Of --status, for some numbers of services, and what each further service adds."""
+    peaks = {}
+    for count in COUNTS:
+        server.start_services(count)
+        peaks[count] = statistics.median(_peak(server) for _ in range(runs))
+    least, most = min(COUNTS), max(COUNTS)
+    growth = (peaks[most] - peaks[least]) / (most - least)
+    return [*(alone(f"Peak memory, {count} services", Kibibytes(peak), runs, TARGETS.get(count))
+              for count, peak in peaks.items()),
+            alone(f"Peak memory, each service from {least} to {most}", Kibibytes(growth), runs,
+                  PER_SERVICE_TARGET)]
+
+
+def _peak(server):
+    return int(subprocess.run([server.peak_memory, server.keldoctl, "--status"], env=ENVIRONMENT,
+                              stdout=subprocess.PIPE, check=True).stdout)
