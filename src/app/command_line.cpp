@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
+#include <cstdio>
 #include <string_view>
 
 namespace keldo {
@@ -52,6 +52,12 @@ std::string languageOf(const std::string& option) {
     return code;
 }
 
+/// By the C library: std::cout, where it is mentioned, has all standard streams made at each start.
+void printLine(const std::string& line) {
+    std::fputs((line + '\n').c_str(), stdout);
+    std::fflush(stdout);
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
@@ -75,8 +81,8 @@ std::string tryHelpLine() {
 }
 
 void printUsage() {
-    std::cout << "Usage: " << programName << " --status [--language=LANG_CODE]" << std::endl;
-    std::cout << "   or: " << programName << " --repair [--language=LANG_CODE] ID..." << std::endl;
+    printLine("Usage: " + programName + " --status [--language=LANG_CODE]");
+    printLine("   or: " + programName + " --repair [--language=LANG_CODE] ID...");
 }
 
 } // namespace keldo

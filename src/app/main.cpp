@@ -5,8 +5,8 @@
 #include "app/run.h"
 #include "exec/program_name.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <libgen.h>
 #include <optional>
 #include <string>
@@ -24,7 +24,7 @@ std::optional<keldo::CommandLine> parse(const std::vector<std::string>& argument
     try {
         return keldo::parseCommandLine(arguments);
     } catch (const keldo::CommandLineError& error) {
-        std::cerr << error.what() << std::flush;
+        std::fputs(error.what(), stderr);
         return std::nullopt;
     }
 }

@@ -8,9 +8,9 @@
 
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -38,6 +38,12 @@ Value toValue(const char* bytes, unsigned long length) {
         return {"", true};
     }
     return {std::string(bytes, lengthOf(bytes, length)), false};
+}
+
+void show(int line, const char* expression, const std::string& value) {
+    std::fprintf(stderr, "static void keldo::mysql::Connection::test()(%s:%d)%s=%s\n",
+                 __FILE_NAME__, line, expression, value.c_str());
+    std::fflush(stderr);
 }
 
 } // namespace
@@ -141,10 +147,7 @@ void Connection::execute() {
     }
 }
 
-#define SHOW(expression)                                                                           \
-    std::cerr << "static void keldo::mysql::Connection::test()"                                    \
-              << "(" << __FILE_NAME__ << ":" << __LINE__ << ")" << #expression << "="              \
-              << (expression) << std::endl
+#define SHOW(expression) show(__LINE__, #expression, expression)
 
 void Connection::test() {
     Connection conn(true);
