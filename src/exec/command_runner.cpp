@@ -100,12 +100,11 @@ RunningCommand::RunningCommand(const std::string& command, bool captureStderr) {
     readEnd_.reset(ends[0]);
     const UniqueFd writeEnd(ends[1]);
     child_ = fork();
-    if (child_ == -1) {
-        failure_ = ": failed to create a child process";
-        return;
-    }
     if (child_ == 0) {
         runInChild(command, captureStderr, readEnd_.get(), writeEnd.get());
+    }
+    if (child_ == -1) {
+        failure_ = ": failed to create a child process";
     }
 }
 

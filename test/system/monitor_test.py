@@ -6,6 +6,7 @@ import stat
 import unittest
 
 from panel import Panel, down_report, report
+from trace import own, traced
 
 # A monitor that shows whether the control file was there, and its mode.
 SHOW_MODE = """#!/bin/sh
@@ -107,6 +108,15 @@ class ControlFileTest(OneServiceTest):
         text = self.control_file(ports=ports, pid_file="")
         self.assertEqual(text.splitlines()[2:],
                          [f"\tif failed port {number} then alert" for number, _ in ports])
+
+
+class SignalTest(unittest.TestCase):
+    def test_a_signal_gets_its_handler_once_for_all_services(self):
+        panel = Panel()
+        _, calls = traced(panel, "rt_sigaction", "--status")
+        self.assertEqual(len(panel.calls()), 5)
+        self.assertEqual([call.arguments.split(", ")[1] == "NULL" for call in own(calls)
+                          if call.arguments.startswith("SIGHUP,")], [True, False])
 
 
 class AnswerTest(OneServiceTest):

@@ -56,6 +56,7 @@ struct ReadAnswer {
 struct Answers {
     bool pipeFails = false;
     bool forkFails = false;
+    bool forkEnds = false; // the process, since there is to be none
     bool systemFails = false;
     std::map<int, std::deque<int>> duplications; // the errno of each dup2() onto a descriptor
     int interruptedWaits = 0;
@@ -105,6 +106,9 @@ int __wrap_dup2(int old, int fd) {
 }
 
 pid_t __wrap_fork() {
+    if (answers.forkEnds) {
+        std::abort();
+    }
     if (!answers.forkFails) {
         return __real_fork();
     }
@@ -496,6 +500,7 @@ TEST_F(CommandRunnerFailure, OfAnInterruptedCaptureIsNone) {
 
 TEST_F(CommandRunnerFailure, OfThePipe) {
     answers.pipeFails = true;
+    answers.forkEnds = true;
     EXPECT_EQ(runCommand("echo text", true),
               result(-1, "keldoctl: failed to create a pair of file descriptors"));
 }
