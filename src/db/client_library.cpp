@@ -34,36 +34,37 @@ struct client_functions {
 
 client_functions client;
 
-template <typename Function>
-bool find_function(void* library, const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(dlsym(library, name));
+/* As the linker finds it: where another library that was loaded before has it as well, as one that
+ * looks on or answers in this one's place, that one's. */
+template <typename Function> bool find_function(const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
     return function != nullptr;
 }
 
-bool find_functions(void* library) {
-    return find_function(library, "mysql_close", client.close) &&
-           find_function(library, "mysql_errno", client.error_number) &&
-           find_function(library, "mysql_error", client.error_text) &&
-           find_function(library, "mysql_fetch_fields", client.fetch_fields) &&
-           find_function(library, "mysql_fetch_lengths", client.fetch_lengths) &&
-           find_function(library, "mysql_fetch_row", client.fetch_row) &&
-           find_function(library, "mysql_free_result", client.free_result) &&
-           find_function(library, "mysql_init", client.init) &&
-           find_function(library, "mysql_num_fields", client.num_fields) &&
-           find_function(library, "mysql_options", client.options) &&
-           find_function(library, "mysql_query", client.query) &&
-           find_function(library, "mysql_real_connect", client.real_connect) &&
-           find_function(library, "mysql_real_escape_string", client.real_escape_string) &&
-           find_function(library, "mysql_real_query", client.real_query) &&
-           find_function(library, "mysql_store_result", client.store_result);
+bool find_functions() {
+    return find_function("mysql_close", client.close) &&
+           find_function("mysql_errno", client.error_number) &&
+           find_function("mysql_error", client.error_text) &&
+           find_function("mysql_fetch_fields", client.fetch_fields) &&
+           find_function("mysql_fetch_lengths", client.fetch_lengths) &&
+           find_function("mysql_fetch_row", client.fetch_row) &&
+           find_function("mysql_free_result", client.free_result) &&
+           find_function("mysql_init", client.init) &&
+           find_function("mysql_num_fields", client.num_fields) &&
+           find_function("mysql_options", client.options) &&
+           find_function("mysql_query", client.query) &&
+           find_function("mysql_real_connect", client.real_connect) &&
+           find_function("mysql_real_escape_string", client.real_escape_string) &&
+           find_function("mysql_real_query", client.real_query) &&
+           find_function("mysql_store_result", client.store_result);
 }
 
 /* Loads the library where it is not there yet; it stays until the process ends. */
 bool is_loaded() {
     static void* loaded = nullptr;
     if (loaded == nullptr) {
-        library_handle library(dlopen(KELDO_CLIENT_LIBRARY, RTLD_NOW));
-        if (library && find_functions(library.get())) {
+        library_handle library(dlopen(KELDO_CLIENT_LIBRARY, RTLD_NOW | RTLD_GLOBAL));
+        if (library && find_functions()) {
             loaded = library.release();
         }
     }

@@ -5,15 +5,17 @@ The statements are those that the server's general query log names. It leaves ou
 statement, so their last byte is looked for in what keldoctl's system calls send.
 """
 
+import os
 import pathlib
 import re
 import tempfile
 import unittest
 
 from database import START, STOP, Database, DatabaseTestCase
-from panel import Panel, down_report, report
+from panel import PROJECT, Panel, down_report, report
 from trace import own, traced
 
+OTHER_CLIENT = os.environ.get("OTHER_CLIENT", PROJECT / "build/release/test/libother_client.so")
 CONNECT = "admin@localhost on kvr using Socket"
 KEYS_OFF = "set foreign_key_checks=0"
 VERSION = "SHOW VARIABLES LIKE 'version'"
@@ -108,6 +110,10 @@ class ClientLibraryTest(DatabaseTest):
                  if call.name != "openat" or f"/{self.NAME}" in call.arguments]
         self.assertEqual([name.removesuffix("3") for name in order[:3]],
                          ["clone", "openat", "wait4"])
+
+    def test_functions_of_a_library_that_was_loaded_before_come_first(self):
+        done = self.panel.run("--status", env={"LD_PRELOAD": OTHER_CLIENT})
+        self.assertEqual(done.stdout, down_report("mysql"))
 
     def test_without_it_the_database_is_down(self):
         self.database.log_action(STOP, "dns")
