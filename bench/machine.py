@@ -15,7 +15,7 @@ def description():
     processor = re.search(r"^model name\s*: (.*)", _read("/proc/cpuinfo"), re.MULTILINE)
     load = _read("/proc/loadavg").split()[0]
     return (f"Processor: {processor[1] if processor else os.uname().machine}, "
-            f"{os.cpu_count()} of its cores; {load} processes were at work before\n"
+            f"{len(os.sched_getaffinity(0))} of its cores; load before: {load}\n"
             f"Kernel: {os.uname().sysname} {os.uname().release}\n"
             f"Compiler: {compiler()}\n"
             f"Packages: {', '.join(packages(PACKAGES))}\n")

@@ -31,8 +31,8 @@ void require(bool succeeded, const char* what) {
     require(nothing != -1, "/dev/null");
     dup2(nothing, STDIN_FILENO);
     dup2(nothing, STDOUT_FILENO);
+    dup2(nothing, STDERR_FILENO);
     execv(argv[0], argv);
-    std::perror(argv[0]);
     _exit(EXIT_FAILURE);
 }
 
@@ -72,7 +72,10 @@ std::string peakOf(pid_t process) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    require(argc > 1, "peak_memory");
+    if (argc < 2) {
+        std::fputs("usage: peak_memory PROGRAM [ARG...]\n", stderr);
+        return EXIT_FAILURE;
+    }
     const pid_t program = fork();
     require(program != -1, "fork");
     if (program == 0) {

@@ -52,10 +52,10 @@ std::string languageOf(const std::string& option) {
     return code;
 }
 
-/// By the C library: std::cout, where it is mentioned, has all standard streams made at each start.
-void printLine(const std::string& line) {
-    std::fputs((line + '\n').c_str(), stdout);
-    std::fflush(stdout);
+/// Returns whether it could. By the C library, as are messages in main: <iostream>, where it is
+/// included, has all standard streams made at each start.
+bool printLine(const std::string& line) {
+    return std::fputs((line + '\n').c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
 }
 
 } // namespace
@@ -81,8 +81,9 @@ std::string tryHelpLine() {
 }
 
 void printUsage() {
-    printLine("Usage: " + programName + " --status [--language=LANG_CODE]");
-    printLine("   or: " + programName + " --repair [--language=LANG_CODE] ID...");
+    if (printLine("Usage: " + programName + " --status [--language=LANG_CODE]")) {
+        printLine("   or: " + programName + " --repair [--language=LANG_CODE] ID...");
+    }
 }
 
 } // namespace keldo

@@ -20,7 +20,7 @@ constexpr int upgradeIsRunning = 1; // the tool's exit status
 void checkUpgrade() {
     const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
     RunningCommand upgradeCheck(tool, true);
-    load_client_library(); // for the services, which are checked next, as a rule
+    load_client_library(); // which takes as long as the tool, and is for what comes next
     if (upgradeCheck.result().status == upgradeIsRunning) {
         // Translators: the only problem reported while the panel itself is being upgraded.
         const Message message = translate("Upgrade is in progress. Please wait.");

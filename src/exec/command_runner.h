@@ -47,7 +47,8 @@ private:
     pid_t child_ = -1; ///< that is still to be waited for
 };
 
-/// Runs a command and returns its result, also throws as that does.
+/// Runs a command and returns its result when it has ended. Throws as that does; also then the
+/// command has ended.
 CommandResult runCommand(const std::string& command, bool captureStderr);
 
 } // namespace keldo

@@ -53,9 +53,10 @@ std::string settings(const PrivateDirectory& directory) {
 void writePrivately(const std::string& path, const std::string& text) {
     using std::filesystem::perms;
     std::ofstream stream(path, std::ios::binary);
-    std::filesystem::permissions(path, perms::owner_read | perms::owner_write);
+    std::error_code failure;
+    std::filesystem::permissions(path, perms::owner_read | perms::owner_write, failure);
     stream << text << std::flush;
-    if (!stream) {
+    if (failure || !stream) {
         throw std::runtime_error("cannot write a file -- " + path);
     }
 }

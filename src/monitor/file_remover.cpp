@@ -7,7 +7,6 @@
 #include <atomic>
 #include <csignal>
 #include <unistd.h>
-#include <utility>
 
 namespace keldo {
 
@@ -25,12 +24,13 @@ extern "C" void removeFileAndEnd(int signal) {
     raise(signal);
 }
 
-/// Once and for all: a file takes a moment, and there is one for each service.
+/// Once: for each file anew, that would be most of the system calls that a service takes.
 void handleEndingSignals() {
     static bool handled = false;
-    if (std::exchange(handled, true)) {
+    if (handled) {
         return;
     }
+    handled = true;
     for (const int signal : endingSignals) {
         struct sigaction action;
         sigaction(signal, nullptr, &action);

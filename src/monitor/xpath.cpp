@@ -34,6 +34,11 @@ std::string firstNodeContent(const xmlNodeSet* nodes) {
 
 void XPathContextKeeper::operator()(xmlXPathContext* context) const noexcept {
     xmlXPathRegisteredNsCleanup(context);
+    context->doc = nullptr;
+    // An expression that could not be evaluated may have left these within the document.
+    context->node = nullptr;
+    context->contextSize = -1;
+    context->proximityPosition = -1;
     spareContext.reset(context);
 }
 
@@ -41,10 +46,6 @@ XPathContext xpathContext(xmlDoc* document) {
     XPathContext context(spareContext ? spareContext.release() : xmlXPathNewContext(nullptr));
     if (context) {
         context->doc = document;
-        // An expression that could not be evaluated may have left these within the last document.
-        context->node = nullptr;
-        context->contextSize = -1;
-        context->proximityPosition = -1;
     }
     return context;
 }

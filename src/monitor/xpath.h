@@ -10,7 +10,8 @@
 
 namespace keldo {
 
-/// Keeps the context for the next document.
+/// Keeps the context for the next document. A context is of a document and a result of both:
+/// declare them in that order, they go in reverse.
 struct XPathContextKeeper {
     void operator()(xmlXPathContext* context) const noexcept;
 };

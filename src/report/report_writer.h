@@ -27,7 +27,7 @@ std::string reportDocument(const ProblemModel& model);
 
 /// Writes the document of the run's own model to standard output. An interrupted or short write is
 /// continued, and so is one to a full pipe that does not block; where writing fails, what was
-/// written stays. Nothing is written where reportDocument throws.
+/// written stays. Throws as reportDocument does, and writes nothing then.
 void printReport();
 
 } // namespace keldo

@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// Owners of libxml2's objects, and its texts to and from std::string. An XPath context belongs to
-/// a document and a result to both: declare them in that order, they go in reverse.
+/// Owners of libxml2's objects, and its texts to and from std::string.
 
 namespace keldo {
 

@@ -18,9 +18,3 @@ SUMMARY = """\
 class SystemCallsTest(unittest.TestCase):
     def test_calls_are_counted_by_name_without_the_total(self):
         self.assertEqual(system_calls.by_name(SUMMARY), {"rt_sigaction": 2836, "execve": 1})
-
-    def test_a_program_is_counted_with_and_without_its_children(self):
-        words = ["/bin/sh", "-c", "/bin/true; /bin/true; exit 0"]
-        own = system_calls.count(words, with_children=False)
-        all_calls = system_calls.count(words, with_children=True)
-        self.assertEqual((own["execve"], all_calls["execve"]), (1, 3))

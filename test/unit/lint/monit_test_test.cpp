@@ -20,6 +20,7 @@ namespace {
 /// Not so for all other tests of this program, whatever is installed on the machine.
 bool monitIsInstalled = false;
 bool directoriesCanBeMade = true;
+bool directoriesStay = true;
 bool pipesCanBeMade = true;
 std::string lastDirectory;
 
@@ -40,6 +41,9 @@ extern "C" char* __wrap_mkdtemp(char* name) {
     char* const result = __real_mkdtemp(name);
     if (std::string_view(name).find("keldo-service-lint") != std::string_view::npos) {
         lastDirectory = name;
+        if (!directoriesStay) {
+            rmdir(name);
+        }
     }
     return result;
 }
@@ -68,6 +72,7 @@ protected:
     void TearDown() override {
         monitIsInstalled = false;
         directoriesCanBeMade = true;
+        directoriesStay = true;
         pipesCanBeMade = true;
         programName.clear();
     }
@@ -99,6 +104,12 @@ TEST_F(MonitComplaints, CannotBeHadWithoutAPlaceForTheFile) {
     EXPECT_EQ(failureFor("check process a\n"), "cannot make a directory -- "
                                                "/tmp/keldo-service-lint.XXXXXX: No space left on "
                                                "device");
+}
+
+TEST_F(MonitComplaints, CannotBeHadWithoutTheFile) {
+    directoriesStay = false;
+    const std::string failure = failureFor("check process a\n");
+    EXPECT_EQ(failure, "cannot write a file -- " + lastDirectory + "/monitrc");
 }
 
 TEST_F(MonitComplaints, CannotBeHadWithoutTheWholeFile) {
