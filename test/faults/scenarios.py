@@ -101,7 +101,7 @@ def lay_out(scenario, database):
     pathlib.Path("/etc/nsswitch.conf").write_text(NAME_SERVICES, encoding="utf-8")
     for service in (*CORE_SERVICES, *scenario.started):
         panel.write_service(service, titles={"de-DE": german_title(service)},
-                            stop=f"echo {service}: stopped", start=start_commands(service))
+                            stop="true", start=start_commands(service))
     monitor = panel.root / "admin/sbin/monit"
     monitor.write_text(MONITOR, encoding="utf-8")
     panel.upgrade_tool(int(scenario.findings.upgrade))
@@ -117,9 +117,10 @@ def lay_out(scenario, database):
 
 
 def start_commands(service):
+    """All is printed in one go, so that each run reads as often as the others."""
     if service == "web":
-        return f"rm -f {DOWN}/web; echo web: started"
-    return f"echo {service}: failed; exit 3"
+        return f"rm -f {DOWN}/web; printf 'web: stopped\\nweb: started\\n'"
+    return f"printf '{service}: stopped\\n{service}: failed\\n'; exit 3"
 
 
 def prepare(scenario):
