@@ -5,6 +5,7 @@ import os
 import unittest
 
 from panel import KELDOCTL, Panel, down_report
+from trace import own, traced
 
 TRY = b"Try `keldoctl --help` for more information.\n"
 USAGE = (b"Usage: keldoctl --status [--language=LANG_CODE]\n"
@@ -27,6 +28,12 @@ class CommandLineTest(unittest.TestCase):
             with self.subTest(command):
                 self.check([command], 1, b"",
                            b"keldoctl: invalid command -- " + command.encode() + b"\n" + TRY)
+
+    def test_a_usage_that_cannot_be_written_ends_with_its_first_line(self):
+        with open("/dev/full", "wb") as full:
+            done, calls = traced(self.panel, "write", "--help", stdout=full)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(len([call for call in own(calls) if call.arguments.startswith("1, ")]), 1)
 
     def test_help_prints_the_usage(self):
         self.check(["--help"], 0, USAGE, b"")
