@@ -114,10 +114,12 @@ int mysql_real_query(MYSQL* db, const char* statement, unsigned long length) {
     return client.real_query(db, statement, length);
 }
 
+// GCOVR_EXCL_START The program itself puts no values into statements.
 unsigned long mysql_real_escape_string(MYSQL* db, char* escaped, const char* text,
                                        unsigned long length) {
     return client.real_escape_string(db, escaped, text, length);
 }
+// GCOVR_EXCL_STOP
 
 MYSQL_RES* mysql_store_result(MYSQL* db) {
     return client.store_result(db);
