@@ -17,7 +17,8 @@ def rows(server, runs):
     peaks = {}
     for count in COUNTS:
         server.start_services(count)
-        peaks[count] = statistics.median(_peak(server) for _ in range(runs))
+        peaks[count] = statistics.median(
+            peak(server.peak_memory, [server.keldoctl, "--status"]) for _ in range(runs))
     least, most = min(COUNTS), max(COUNTS)
     growth = (peaks[most] - peaks[least]) / (most - least)
     return [*(alone(f"Peak memory, {count} services", Kibibytes(peak), runs, TARGETS.get(count))
@@ -26,6 +27,7 @@ def rows(server, runs):
                   PER_SERVICE_TARGET)]
 
 
-def _peak(server):
-    return int(subprocess.run([server.peak_memory, server.keldoctl, "--status"], env=ENVIRONMENT,
-                              stdout=subprocess.PIPE, check=True).stdout)
+def peak(measure, words):
+    """The peak of a program itself, in KiB, as the program `measure` (peak_memory.cpp) tells it."""
+    return int(subprocess.run([measure, *words], env=ENVIRONMENT, stdout=subprocess.PIPE,
+                              check=True).stdout)
