@@ -17,6 +17,7 @@ import subprocess
 from typing import NamedTuple
 
 from panel import KELDOCTL, PATH, PROJECT, PRODUCT_ROOT
+from trace import whole
 
 import scenarios
 
@@ -191,24 +192,6 @@ class Call(NamedTuple):
 
 
 LINE = re.compile(r"(?:(\d+) +)?(\w+)\((.*?)(?:\) += (.*)| <unfinished \.\.\.>)")
-UNFINISHED = re.compile(r"(\d+) (.*) <unfinished \.\.\.>")
-RESUMED = re.compile(r"(\d+) +<\.\.\. \w+ resumed>(.*)")
-
-
-def whole(lines):
-    """The lines of a trace, with each call in one, where it began, which strace parts in two where
-    another process is at work in between."""
-    lines = list(lines)
-    begun = {}  # the place of each process's call, in lines
-    for place, line in enumerate(lines):
-        if match := UNFINISHED.fullmatch(line):
-            begun[match[1]] = place
-        elif (match := RESUMED.fullmatch(line)) and match[1] in begun:
-            start = begun.pop(match[1])
-            lines[start] = lines[start].removesuffix(" <unfinished ...>") + match[2]
-            lines[place] = ""
-    return lines
-
 
 # What begins with a call, by its name and the start of its arguments, in the order in which they
 # are tried.

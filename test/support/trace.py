@@ -19,6 +19,8 @@ class Call(NamedTuple):
 
 
 CALL = re.compile(r"(\d+) +(\w+)\((.*)\) += (.*)")
+UNFINISHED = re.compile(r"(\d+) (.*) <unfinished \.\.\.>")
+RESUMED = re.compile(r"(\d+) +<\.\.\. \w+ resumed>(.*)")
 
 
 def traced(panel, calls, *arguments, **options):
@@ -32,22 +34,24 @@ def traced(panel, calls, *arguments, **options):
         return done, _parse(log.read_text(encoding="utf-8", errors="surrogateescape"))
 
 
+def whole(lines):
+    """The lines of a trace, with each call in one, where it began, which strace parts in two where
+    another process is at work in between."""
+    lines = list(lines)
+    begun = {}  # the place of each process's call, in lines
+    for place, line in enumerate(lines):
+        if match := UNFINISHED.fullmatch(line):
+            begun[match[1]] = place
+        elif (match := RESUMED.fullmatch(line)) and match[1] in begun:
+            start = begun.pop(match[1])
+            lines[start] = lines[start].removesuffix(" <unfinished ...>") + match[2]
+            lines[place] = ""
+    return lines
+
+
 def _parse(text):
-    unfinished = {}
-    calls = []
-    for line in text.splitlines():
-        process, _, rest = line.partition(" ")
-        rest = rest.lstrip()
-        if rest.endswith("<unfinished ...>"):
-            unfinished[process] = rest.removesuffix("<unfinished ...>").rstrip()
-            continue
-        resumed = re.match(r"<\.\.\. \w+ resumed>(.*)", rest)
-        if resumed:
-            rest = unfinished.pop(process) + resumed[1]
-        match = CALL.fullmatch(f"{process} {rest}")
-        if match:
-            calls.append(Call(int(match[1]), match[2], match[3], match[4]))
-    return calls
+    matches = map(CALL.fullmatch, whole(text.splitlines()))
+    return [Call(int(match[1]), *match.groups()[1:]) for match in matches if match]
 
 
 def own(calls):
