@@ -15,21 +15,21 @@ using library_handle = std::unique_ptr<void, close_library>;
 
 /* Only to be called with what mysql_init(), or one of them, has returned. */
 struct client_functions {
-    decltype(mysql_close)* close;
-    decltype(mysql_errno)* error_number;
-    decltype(mysql_error)* error_text;
-    decltype(mysql_fetch_fields)* fetch_fields;
-    decltype(mysql_fetch_lengths)* fetch_lengths;
-    decltype(mysql_fetch_row)* fetch_row;
-    decltype(mysql_free_result)* free_result;
-    decltype(mysql_init)* init;
-    decltype(mysql_num_fields)* num_fields;
-    decltype(mysql_options)* options;
-    decltype(mysql_query)* query;
-    decltype(mysql_real_connect)* real_connect;
-    decltype(mysql_real_escape_string)* real_escape_string;
-    decltype(mysql_real_query)* real_query;
-    decltype(mysql_store_result)* store_result;
+    decltype(::mysql_close)* mysql_close;
+    decltype(::mysql_errno)* mysql_errno;
+    decltype(::mysql_error)* mysql_error;
+    decltype(::mysql_fetch_fields)* mysql_fetch_fields;
+    decltype(::mysql_fetch_lengths)* mysql_fetch_lengths;
+    decltype(::mysql_fetch_row)* mysql_fetch_row;
+    decltype(::mysql_free_result)* mysql_free_result;
+    decltype(::mysql_init)* mysql_init;
+    decltype(::mysql_num_fields)* mysql_num_fields;
+    decltype(::mysql_options)* mysql_options;
+    decltype(::mysql_query)* mysql_query;
+    decltype(::mysql_real_connect)* mysql_real_connect;
+    decltype(::mysql_real_escape_string)* mysql_real_escape_string;
+    decltype(::mysql_real_query)* mysql_real_query;
+    decltype(::mysql_store_result)* mysql_store_result;
 };
 
 client_functions client;
@@ -41,23 +41,17 @@ template <typename Function> bool find_function(const char* name, Function*& fun
     return function != nullptr;
 }
 
+#define FIND(function) find_function(#function, client.function)
+
 bool find_functions() {
-    return find_function("mysql_close", client.close) &&
-           find_function("mysql_errno", client.error_number) &&
-           find_function("mysql_error", client.error_text) &&
-           find_function("mysql_fetch_fields", client.fetch_fields) &&
-           find_function("mysql_fetch_lengths", client.fetch_lengths) &&
-           find_function("mysql_fetch_row", client.fetch_row) &&
-           find_function("mysql_free_result", client.free_result) &&
-           find_function("mysql_init", client.init) &&
-           find_function("mysql_num_fields", client.num_fields) &&
-           find_function("mysql_options", client.options) &&
-           find_function("mysql_query", client.query) &&
-           find_function("mysql_real_connect", client.real_connect) &&
-           find_function("mysql_real_escape_string", client.real_escape_string) &&
-           find_function("mysql_real_query", client.real_query) &&
-           find_function("mysql_store_result", client.store_result);
+    return FIND(mysql_close) && FIND(mysql_errno) && FIND(mysql_error) &&
+           FIND(mysql_fetch_fields) && FIND(mysql_fetch_lengths) && FIND(mysql_fetch_row) &&
+           FIND(mysql_free_result) && FIND(mysql_init) && FIND(mysql_num_fields) &&
+           FIND(mysql_options) && FIND(mysql_query) && FIND(mysql_real_connect) &&
+           FIND(mysql_real_escape_string) && FIND(mysql_real_query) && FIND(mysql_store_result);
 }
+
+#undef FIND
 
 /* Loads the library where it is not there yet; it stays until the process ends. */
 bool is_loaded() {
@@ -81,68 +75,68 @@ void load_client_library() {
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 
 MYSQL* mysql_init(MYSQL* db) {
-    return is_loaded() ? client.init(db) : nullptr;
+    return is_loaded() ? client.mysql_init(db) : nullptr;
 }
 
 int mysql_options(MYSQL* db, enum mysql_option option, const void* value) {
-    return client.options(db, option, value);
+    return client.mysql_options(db, option, value);
 }
 
 MYSQL* mysql_real_connect(MYSQL* db, const char* host, const char* user, const char* password,
                           const char* name, unsigned int port, const char* socket,
                           unsigned long flags) {
-    return client.real_connect(db, host, user, password, name, port, socket, flags);
+    return client.mysql_real_connect(db, host, user, password, name, port, socket, flags);
 }
 
 void mysql_close(MYSQL* db) {
-    client.close(db);
+    client.mysql_close(db);
 }
 
 unsigned int mysql_errno(MYSQL* db) {
-    return client.error_number(db);
+    return client.mysql_errno(db);
 }
 
 const char* mysql_error(MYSQL* db) {
-    return client.error_text(db);
+    return client.mysql_error(db);
 }
 
 int mysql_query(MYSQL* db, const char* statement) {
-    return client.query(db, statement);
+    return client.mysql_query(db, statement);
 }
 
 int mysql_real_query(MYSQL* db, const char* statement, unsigned long length) {
-    return client.real_query(db, statement, length);
+    return client.mysql_real_query(db, statement, length);
 }
 
 // GCOVR_EXCL_START The program itself puts no values into statements.
 unsigned long mysql_real_escape_string(MYSQL* db, char* escaped, const char* text,
                                        unsigned long length) {
-    return client.real_escape_string(db, escaped, text, length);
+    return client.mysql_real_escape_string(db, escaped, text, length);
 }
 // GCOVR_EXCL_STOP
 
 MYSQL_RES* mysql_store_result(MYSQL* db) {
-    return client.store_result(db);
+    return client.mysql_store_result(db);
 }
 
 void mysql_free_result(MYSQL_RES* result) {
-    client.free_result(result);
+    client.mysql_free_result(result);
 }
 
 unsigned int mysql_num_fields(MYSQL_RES* result) {
-    return client.num_fields(result);
+    return client.mysql_num_fields(result);
 }
 
 MYSQL_FIELD* mysql_fetch_fields(MYSQL_RES* result) {
-    return client.fetch_fields(result);
+    return client.mysql_fetch_fields(result);
 }
 
 MYSQL_ROW mysql_fetch_row(MYSQL_RES* result) {
-    return client.fetch_row(result);
+    return client.mysql_fetch_row(result);
 }
 
 unsigned long* mysql_fetch_lengths(MYSQL_RES* result) {
-    return client.fetch_lengths(result);
+    return client.mysql_fetch_lengths(result);
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

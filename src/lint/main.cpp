@@ -6,6 +6,7 @@
 #include "lint/lint_file.h"
 #include "report/xml_memory.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
