@@ -32,6 +32,8 @@ struct client_functions {
     decltype(::mysql_store_result)* mysql_store_result;
 };
 
+/* Set by the first loading that succeeds; the library stays until the process ends. */
+void* loaded_library = nullptr;
 client_functions client;
 
 /* As the linker finds it: where another library that was loaded before has it as well, as one that
@@ -53,16 +55,15 @@ bool find_functions() {
 
 #undef FIND
 
-/* Loads the library where it is not there yet; it stays until the process ends. */
+/* Loads the library where it is not there yet. */
 bool is_loaded() {
-    static void* loaded = nullptr;
-    if (loaded == nullptr) {
+    if (loaded_library == nullptr) {
         library_handle library(dlopen(KELDO_CLIENT_LIBRARY, RTLD_NOW | RTLD_GLOBAL));
         if (library && find_functions()) {
-            loaded = library.release();
+            loaded_library = library.release();
         }
     }
-    return loaded != nullptr;
+    return loaded_library != nullptr;
 }
 
 } // namespace

@@ -16,6 +16,10 @@ namespace {
 std::atomic<const char*> fileInUse = nullptr;
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
+/// Whether the ending signals have their handler. They get it once: for each file anew, that would
+/// be most of the system calls that a service takes.
+bool signalsAreHandled = false;
+
 /// Of the default action, which is in place again, the process dies as the sender wishes.
 extern "C" void removeFileAndEnd(int signal) {
     if (const char* const file = fileInUse) {
@@ -24,13 +28,11 @@ extern "C" void removeFileAndEnd(int signal) {
     raise(signal);
 }
 
-/// Once: for each file anew, that would be most of the system calls that a service takes.
 void handleEndingSignals() {
-    static bool handled = false;
-    if (handled) {
+    if (signalsAreHandled) {
         return;
     }
-    handled = true;
+    signalsAreHandled = true;
     for (const int signal : endingSignals) {
         struct sigaction action;
         sigaction(signal, nullptr, &action);
