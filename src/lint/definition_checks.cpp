@@ -16,7 +16,6 @@ namespace keldo::lint {
 
 namespace {
 
-constexpr const char* schemaUri = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1";
 constexpr std::string_view whiteSpace = " \t\n\r";
 constexpr std::uint32_t highestPort = 65535;
 
@@ -26,7 +25,7 @@ bool isBlank(std::string_view text) {
 
 bool isElement(const xmlNode* node, const char* name) {
     return node->type == XML_ELEMENT_NODE && xmlStrEqual(node->name, toXml(name)) != 0 &&
-           node->ns != nullptr && xmlStrEqual(node->ns->href, toXml(schemaUri)) != 0;
+           node->ns != nullptr && xmlStrEqual(node->ns->href, toXml(definitionNamespace)) != 0;
 }
 
 std::string trimmed(const std::string& text) {

@@ -96,8 +96,9 @@ void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
     };
     if (!isServiceElement(root)) {
         add(xmlGetLineNo(root),
-            "keldoctl reads nothing of a file whose root element is not a service "
-            "in the namespace http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1");
+            std::string("keldoctl reads nothing of a file whose root element is not a service "
+                        "in the namespace ") +
+                definitionNamespace);
         return;
     }
     const ServiceDefinition definition = readServiceDefinition(path);

@@ -16,9 +16,9 @@
 
 namespace keldo {
 
-namespace {
+const char* const definitionNamespace = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1";
 
-constexpr const char* schemaUri = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1";
+namespace {
 
 /// The elements at one position: at most one of each `checks` element, in document order.
 using ElementsAtPosition = std::vector<const xmlNode*>;
@@ -136,7 +136,7 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     if (!context) {
         return definition;
     }
-    xmlXPathRegisterNs(context.get(), toXml("s"), toXml(schemaUri));
+    xmlXPathRegisterNs(context.get(), toXml("s"), toXml(definitionNamespace));
     definition.id = xpathString("/s:service/@id", context.get());
     definition.title = readTitle(context.get());
     definition.startAction = xpathString("/s:service/s:action[@type='start']", context.get());

@@ -41,8 +41,11 @@ struct PortCheck {
 /// not asked, and its checks have no effect.
 inline constexpr const char* databaseService = "mysql";
 
-/// What the panel knows of one service. Its file is XML, every element in the namespace
-/// http://HOST/schemas/keldo/service/1 (HOST: KELDO_SCHEMA_HOST of the build):
+/// The XML namespace of all elements of a definition: http://HOST/schemas/keldo/service/1 (HOST:
+/// KELDO_SCHEMA_HOST of the build).
+extern const char* const definitionNamespace;
+
+/// What the panel knows of one service. Its file is XML, every element in definitionNamespace:
 ///
 ///     <service id="web">
 ///       <title xml:lang="en-US">Web Server</title>
