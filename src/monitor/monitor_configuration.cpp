@@ -3,12 +3,12 @@
 #include "monitor/monitor_configuration.h"
 
 #include "conf/config_value.h"
+#include "conf/handles.h"
 #include "monitor/file_remover.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,15 +18,11 @@ namespace {
 
 constexpr const char* lineIndent = "\t";
 
-struct FreeMemory {
-    void operator()(char* text) const noexcept { std::free(text); }
-};
-
 /// Makes the empty control file. Returns its path, which names no file where mkstemp failed, or
 /// the empty string without memory for it.
 std::string makeTemporaryFile() {
     std::string path = configValue("PRODUCT_ROOT_D") + "/tmp/monitrcXXXXXX";
-    const std::unique_ptr<char, FreeMemory> name(strdup(path.c_str()));
+    const heap_text name(strdup(path.c_str()));
     if (!name) {
         return "";
     }

@@ -18,7 +18,8 @@ void writeControlFile(const ServiceDefinition& definition, std::ostream& stream)
 
 /// Writes that text to a control file and returns its path: a new file of mode 0600 in the "tmp"
 /// folder below PRODUCT_ROOT_D; the caller removes it. Failures do not show, but that the path may
-/// then name no file or the file may lack lines; without memory for the name, the path is empty.
+/// then name no file, the file may lack lines, or, made by the stream where mkstemp could not, may
+/// have another mode; without memory for the name, the path is empty.
 std::string writeMonitorConfig(const ServiceDefinition& definition);
 
 /// One test line, without indent and line end. Values stand as they are, unquoted; around a type
