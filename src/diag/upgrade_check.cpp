@@ -8,6 +8,8 @@
 #include "report/problem_model.h"
 #include "report/translation.h"
 
+#include <utility>
+
 namespace keldo {
 
 namespace {
@@ -21,7 +23,7 @@ void checkUpgrade() {
     const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
     RunningCommand upgradeCheck(tool, true);
     load_client_library(); // which takes as long as the tool, and is for what comes next
-    if (upgradeCheck.result().status == upgradeIsRunning) {
+    if (std::move(upgradeCheck).result().status == upgradeIsRunning) {
         // Translators: the only problem reported while the panel itself is being upgraded.
         const Message message = translate("Upgrade is in progress. Please wait.");
         problemModel.addProblem({upgradeProblem, message, Severity::minor});

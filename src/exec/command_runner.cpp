@@ -116,7 +116,7 @@ RunningCommand::~RunningCommand() {
     }
 }
 
-CommandResult RunningCommand::result() {
+CommandResult RunningCommand::result() && {
     if (failure_ != nullptr) {
         return failure(failure_);
     }

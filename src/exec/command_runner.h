@@ -31,13 +31,13 @@ public:
     RunningCommand& operator=(const RunningCommand&) = delete;
     ~RunningCommand();
 
-    /// Waits for the end. To be called once.
+    /// Waits for the end and takes the result out; not to be called again.
     ///
     /// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
     /// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard
     /// error. Failures, also of the start, come back in the result; nothing is thrown for them,
     /// printed or logged. Throws std::bad_alloc where there is no memory for the output.
-    CommandResult result();
+    CommandResult result() &&;
 
 private:
     pid_t waitForEnd(int& waitStatus) noexcept;

@@ -218,7 +218,7 @@ TEST_F(CommandRunner, RunsWhileItsOwnerDoesSomethingElse) {
     ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
     RunningCommand command("read word < " + fifo + "; echo \"read $word\"", false);
     std::ofstream(fifo) << "text\n";
-    EXPECT_EQ(command.result(), result(0, "read text\n"));
+    EXPECT_EQ(std::move(command).result(), result(0, "read text\n"));
     EXPECT_FALSE(hasChildren());
 }
 
