@@ -54,11 +54,6 @@ TEST_F(FileRemoval, DoesNotComeAfterRelease) {
     EXPECT_TRUE(isThere());
 }
 
-TEST_F(FileRemoval, OfAFileThatIsGoneIsNone) {
-    const FileRemover remover(path);
-    std::filesystem::remove(path);
-}
-
 TEST_F(FileRemoval, ComesWithASignalThatEndsTheProcess) {
     for (const int signal :
          {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU}) {
