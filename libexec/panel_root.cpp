@@ -3,7 +3,7 @@
 // panel-root
 //
 // Prints the panel's root directory, as keldoctl itself takes it from the panel's configuration
-// file, for scripts: the rules for a value are too odd to be told twice.
+// file, for scripts: the rules for a value are too odd to be told in shell.
 
 #include "conf/config_value.h"
 

@@ -2,7 +2,10 @@
 
 #pragma once
 
-/* The panel's runtime configuration: 29 known variables, each with a compile-time default that the
+/* The names of this file and of its tables, spelled as they are, stand in the texts of assertion
+ * failures, by which the panel's developers search their logs.
+ *
+ * The panel's runtime configuration: 29 known variables, each with a compile-time default that the
  * panel configuration file overrides. The file is read by conf/read_configuration.h on the first
  * look-up that needs it and kept until exit; where that fails, each further look-up tries again.
  *
