@@ -13,7 +13,8 @@ struct close_library {
 };
 using library_handle = std::unique_ptr<void, close_library>;
 
-/* Only to be called with what mysql_init(), or one of them, has returned. */
+/* Only to be called with what mysql_init(), or one of them, has returned. mysql_options may be
+ * null. */
 struct client_functions {
     decltype(::mysql_close)* mysql_close;
     decltype(::mysql_errno)* mysql_errno;
@@ -49,8 +50,25 @@ bool find_functions() {
     return FIND(mysql_close) && FIND(mysql_errno) && FIND(mysql_error) &&
            FIND(mysql_fetch_fields) && FIND(mysql_fetch_lengths) && FIND(mysql_fetch_row) &&
            FIND(mysql_free_result) && FIND(mysql_init) && FIND(mysql_num_fields) &&
-           FIND(mysql_options) && FIND(mysql_query) && FIND(mysql_real_connect) &&
-           FIND(mysql_real_escape_string) && FIND(mysql_real_query) && FIND(mysql_store_result);
+           FIND(mysql_query) && FIND(mysql_real_connect) && FIND(mysql_real_escape_string) &&
+           FIND(mysql_real_query) && FIND(mysql_store_result);
+}
+
+/* Whether both functions are in the same library. */
+bool are_together(void* one, void* other) {
+    Dl_info library;
+    Dl_info library_of_other;
+    return dladdr(one, &library) != 0 && dladdr(other, &library_of_other) != 0 &&
+           library.dli_fbase == library_of_other.dli_fbase;
+}
+
+/* One that answers in this library's place need not know of options, and what it hands out as a
+ * connection is nothing to set this one's in. */
+void find_options() {
+    if (!FIND(mysql_options) || !are_together(reinterpret_cast<void*>(client.mysql_init),
+                                              reinterpret_cast<void*>(client.mysql_options))) {
+        client.mysql_options = nullptr;
+    }
 }
 
 #undef FIND
@@ -60,6 +78,7 @@ bool is_loaded() {
     if (loaded_library == nullptr) {
         library_handle library(dlopen(KELDO_CLIENT_LIBRARY, RTLD_NOW | RTLD_GLOBAL));
         if (library && find_functions()) {
+            find_options();
             loaded_library = library.release();
         }
     }
@@ -80,7 +99,9 @@ MYSQL* mysql_init(MYSQL* db) {
 }
 
 int mysql_options(MYSQL* db, enum mysql_option option, const void* value) {
-    return client.mysql_options(db, option, value);
+    constexpr int unknown_option = 1;
+    return client.mysql_options != nullptr ? client.mysql_options(db, option, value)
+                                           : unknown_option;
 }
 
 MYSQL* mysql_real_connect(MYSQL* db, const char* host, const char* user, const char* password,
