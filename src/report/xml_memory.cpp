@@ -29,7 +29,8 @@ void* requiredRealloc(void* memory, std::size_t size) {
 }
 
 char* requiredStrdup(const char* text) {
-    return static_cast<char*>(required(strdup(text)));
+    const std::size_t size = std::strlen(text) + 1;
+    return static_cast<char*>(std::memcpy(requiredMalloc(size), text, size));
 }
 
 } // extern "C"
