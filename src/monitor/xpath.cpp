@@ -43,7 +43,7 @@ void XPathContextKeeper::operator()(xmlXPathContext* context) const noexcept {
 }
 
 XPathContext xpathContext(xmlDoc* document) {
-    XPathContext context(spareContext ? spareContext.release() : xmlXPathNewContext(nullptr));
+    XPathContext context(spareContext ? spareContext.release() : xmlXPathNewContext(document));
     if (context) {
         context->doc = document;
     }
