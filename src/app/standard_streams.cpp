@@ -52,6 +52,10 @@ bool redirect(int stream, int& saved) {
     }
     const bool silent = duplicate(null, stream);
     close(null);
+    if (!silent) { // then there is nothing to put back, which might fail as well
+        close(saved);
+        saved = stream;
+    }
     return silent;
 }
 

@@ -231,8 +231,7 @@ TEST_P(StandardStream, StaysWhereItIsWithoutANullDevice) {
     redirect();
     const Descriptors during = descriptors();
     restore();
-    EXPECT_EQ(before.size() + 1, during.size());
-    EXPECT_EQ(before.at(stream), during.at(stream));
+    EXPECT_EQ(before, during);
     EXPECT_EQ(before, descriptors());
 }
 
@@ -248,12 +247,11 @@ TEST_P(StandardStream, StaysWhereItIsWithoutADescriptorToKeepItOn) {
 
 TEST_P(StandardStream, StaysWhereItIsWhereTheNullDeviceCannotTakeItsNumber) {
     const Descriptors before = descriptors();
-    dup2Errors = {EBUSY};
+    dup2Errors = {EBUSY, EBUSY};
     redirect();
     const Descriptors during = descriptors();
     restore();
-    EXPECT_EQ(before.size() + 1, during.size());
-    EXPECT_EQ(before.at(stream), during.at(stream));
+    EXPECT_EQ(before, during);
     EXPECT_EQ(before, descriptors());
 }
 
