@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/command_line.h"
-#include "app/inherited_state.h"
 #include "app/run.h"
+#include "exec/inherited_state.h"
 #include "exec/program_name.h"
 
 #include <cstdio>

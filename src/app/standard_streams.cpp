@@ -74,14 +74,6 @@ bool restore(int stream, int& saved) {
 
 } // namespace
 
-void openClosedStreams() {
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (fcntl(stream, F_GETFD) == -1) {
-            open64("/dev/null", O_RDWR); // takes the lowest number that is free: this one
-        }
-    }
-}
-
 void redirectStdout() {
     if (!redirect(STDOUT_FILENO, savedStdout)) {
         messages_on_stdout = 0;

@@ -4,10 +4,6 @@
 
 namespace keldo {
 
-/// Opens the null device on each standard descriptor that the caller has left closed. Otherwise the
-/// next file or pipe would get its number, and be taken for the stream.
-void openClosedStreams();
-
 /// Silencing of the standard streams while a run works, so that nothing that it, its libraries or
 /// its children print can spoil the report: descriptors 1 and 2 become the null device, and the
 /// real ones are kept aside, where children do not inherit them. A daemon that a repair starts

@@ -2,7 +2,6 @@
 keldo_unit_test(app
     SOURCES
         command_line_test.cpp
-        inherited_state_test.cpp
         localization_test.cpp
         run_test.cpp
         standard_streams_test.cpp

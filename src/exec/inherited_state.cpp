@@ -1,17 +1,25 @@
 // SPDX-License-Identifier: MIT
 
-#include "app/inherited_state.h"
-
-#include "app/standard_streams.h"
+#include "exec/inherited_state.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace keldo {
 
 namespace {
+
+/// Otherwise the next file or pipe would get the number, and be taken for the stream.
+void openClosedStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            open64("/dev/null", O_RDWR); // takes the lowest number that is free: this one
+        }
+    }
+}
 
 void resetSignals() {
     std::signal(SIGCHLD, SIG_DFL); // ignored, it would leave no child to wait for

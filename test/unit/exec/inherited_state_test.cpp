@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "app/inherited_state.h"
+#include "exec/inherited_state.h"
 
 #include "support/temporary_directory.h"
 
