@@ -12,18 +12,18 @@ namespace keldo {
 
 namespace {
 
-/// What a signal is to remove, or null. Of a type that a handler may read.
-std::atomic<const char*> fileInUse = nullptr;
-static_assert(std::atomic<const char*>::is_always_lock_free);
+/// What a signal has to remove its files, or null. Of a type that a handler may read.
+std::atomic<const FileRemover*> inUse = nullptr;
+static_assert(std::atomic<const FileRemover*>::is_always_lock_free);
 
 /// Whether the ending signals have their handler. They get it once: for each file anew, that would
 /// be most of the system calls that a service takes.
 bool signalsAreHandled = false;
 
 /// Of the default action, which is in place again, the process dies as the sender wishes.
-extern "C" void removeFileAndEnd(int signal) {
-    if (const char* const file = fileInUse) {
-        unlink(file);
+extern "C" void removeFilesAndEnd(int signal) {
+    if (const FileRemover* const remover = inUse) {
+        remover->remove();
     }
     raise(signal);
 }
@@ -37,7 +37,7 @@ void handleEndingSignals() {
         struct sigaction action;
         sigaction(signal, nullptr, &action);
         if (action.sa_handler == SIG_DFL) { // else it does not end the process
-            action.sa_handler = removeFileAndEnd;
+            action.sa_handler = removeFilesAndEnd;
             action.sa_flags = static_cast<int>(SA_RESETHAND);
             sigaction(signal, &action, nullptr);
         }
@@ -46,16 +46,24 @@ void handleEndingSignals() {
 
 } // namespace
 
-FileRemover::FileRemover(const std::string& path) noexcept : path_(&path) {
-    fileInUse = path.c_str();
+FileRemover::FileRemover(std::span<const std::string> paths) noexcept : paths_(paths) {
+    inUse = this;
     handleEndingSignals();
 }
 
 FileRemover::~FileRemover() {
-    if (path_ != nullptr) {
-        unlink(path_->c_str());
+    if (!released_) {
+        remove();
     }
-    fileInUse = nullptr;
+    inUse = nullptr;
+}
+
+void FileRemover::remove() const noexcept {
+    for (const std::string& path : paths_) {
+        if (unlink(path.c_str()) == -1) {
+            rmdir(path.c_str());
+        }
+    }
 }
 
 } // namespace keldo

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <span>
 #include <string>
 
 namespace keldo {
@@ -12,18 +13,25 @@ namespace keldo {
 /// which stays; the process still ends by the signal.
 class FileRemover {
 public:
-    explicit FileRemover(const std::string& path) noexcept;
+    explicit FileRemover(const std::string& path) noexcept : FileRemover(std::span(&path, 1)) {}
     explicit FileRemover(std::string&&) = delete;
+    /// Of several files, in this order. A path may also be that of a directory, which goes if it is
+    /// empty when its turn comes.
+    explicit FileRemover(std::span<const std::string> paths) noexcept;
     FileRemover(const FileRemover&) = delete;
     FileRemover& operator=(const FileRemover&) = delete;
     ~FileRemover();
 
+    /// Removes them at once. May be called by a signal's handler.
+    void remove() const noexcept;
+
     /// Leaves the file to somebody else, who comes before this goes: until then a signal removes
     /// it.
-    void release() noexcept { path_ = nullptr; }
+    void release() noexcept { released_ = true; }
 
 private:
-    const std::string* path_;
+    std::span<const std::string> paths_;
+    bool released_ = false;
 };
 
 } // namespace keldo

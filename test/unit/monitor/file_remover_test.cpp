@@ -5,6 +5,7 @@
 #include "monitor/ending_signals.h"
 #include "support/temporary_directory.h"
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -90,6 +91,35 @@ TEST_F(FileRemoval, ComesWithTheSignalsOfALaterRemoverToo) {
     };
     EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
     EXPECT_FALSE(isThere());
+}
+
+TEST_F(FileRemoval, OfSeveralGoesInTheirOrder) {
+    const std::string inner = directory.write("folder/file", "text");
+    const std::string folder = directory.path() / "folder";
+    const std::array paths = {path, inner, folder};
+    { const FileRemover remover{paths}; }
+    EXPECT_FALSE(isThere());
+    EXPECT_FALSE(std::filesystem::exists(folder));
+}
+
+TEST_F(FileRemoval, OfADirectoryLeavesOneThatIsNotEmpty) {
+    const std::array paths = {directory.path().string(), path};
+    { const FileRemover remover{paths}; }
+    EXPECT_FALSE(isThere());
+    EXPECT_TRUE(std::filesystem::exists(directory.path()));
+}
+
+TEST_F(FileRemoval, OfSeveralComesWithASignalThatEndsTheProcess) {
+    const std::string inner = directory.write("folder/file", "text");
+    const std::array paths = {inner, directory.path().string() + "/folder", path};
+    const auto end = [&] {
+        const FileRemover remover{paths};
+        raise(SIGTERM);
+        _exit(0);
+    };
+    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_FALSE(isThere());
+    EXPECT_FALSE(std::filesystem::exists(paths[1]));
 }
 
 /// In a process of its own, in which there was no remover yet.
