@@ -7,6 +7,7 @@
 #include "monitor/xpath.h"
 #include "report/xml_handles.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string_view>

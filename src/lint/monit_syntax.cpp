@@ -3,7 +3,6 @@
 #include "lint/monit_syntax.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace keldo::lint {
 
