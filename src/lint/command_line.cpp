@@ -52,7 +52,7 @@ std::string usage() {
            "  --show      print the control files that keldoctl makes of the definitions\n"
            "  -h, --help  print this text\n"
            "\n"
-           "Exit status: 0 nothing found, 1 something found, 2 wrong usage or unreadable file.\n";
+           "Exit status: 0 nothing found, 1 something found, 2 wrong usage or failure.\n";
 }
 
 } // namespace keldo::lint

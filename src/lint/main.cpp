@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 
+#include "exec/inherited_state.h"
 #include "exec/program_name.h"
 #include "lint/command_line.h"
 #include "lint/escaped_text.h"
@@ -7,12 +8,16 @@
 #include "report/xml_memory.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -25,12 +30,18 @@ void printMessage(const std::exception& error) {
     std::cerr << programName << ": " << lint::escapedText(error.what()) << '\n';
 }
 
+/// By the C library, which leaves the reason of a failure in errno.
+void print(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        throw std::runtime_error("cannot write to standard output -- " +
+                                 std::generic_category().message(errno));
+    }
+}
+
 /// After a comment, since a control file says nothing of where it comes from.
 void printControlFile(const std::string& path, const std::optional<std::string>& text) {
-    std::cout << "# " << lint::escapedText(path) << '\n'
-              << lint::escapedText(text.value_or("# keldoctl writes no control file for it\n"),
-                                   "\n\t")
-              << std::flush;
+    print("# " + lint::escapedText(path) + '\n' +
+          lint::escapedText(text.value_or("# keldoctl writes no control file for it\n"), "\n\t"));
 }
 
 Status lintAndPrint(const std::string& path, bool showControlFile) {
@@ -52,7 +63,7 @@ Status lintAndPrint(const std::string& path, bool showControlFile) {
 int run(const std::vector<std::string>& arguments) {
     const lint::CommandLine commandLine = lint::parseCommandLine(arguments);
     if (commandLine.printUsage) {
-        std::cout << lint::usage() << std::flush;
+        print(lint::usage());
         return clean;
     }
     Status worst = clean;
@@ -65,13 +76,17 @@ int run(const std::vector<std::string>& arguments) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    makeInheritedStateSane();
     const std::vector<std::string> words(argv, argv + argc);
     programName = std::filesystem::path(argc > 0 ? argv[0] : "").filename();
     endWithoutXmlMemory();
+    int status = failed;
     try {
-        return run({words.begin() + (argc > 0 ? 1 : 0), words.end()});
+        status = run({words.begin() + (argc > 0 ? 1 : 0), words.end()});
     } catch (const lint::CommandLineError& error) {
         std::cerr << error.what();
-        return failed;
+    } catch (const std::exception& error) {
+        printMessage(error);
     }
+    return std::cerr ? status : failed; // what was found may have been lost
 }

@@ -5,6 +5,7 @@ import itertools
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import socket
@@ -22,8 +23,9 @@ REFUSED = "monit cannot read the control file of the service -- "
 
 
 def lint(*arguments, **options):
-    return subprocess.run([LINT, *arguments], check=False, stdin=subprocess.DEVNULL,
-                          capture_output=True, text=True, **({"env": {"PATH": PATH}} | options))
+    usual = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+             "env": {"PATH": PATH}}
+    return subprocess.run([LINT, *arguments], check=False, text=True, **(usual | options))
 
 
 def definition(service, checks="<pid-file>/run/x.pid</pid-file>", title="Title"):
@@ -259,6 +261,73 @@ class StatusTest(LintTestCase):
 
     def test_a_warning_is_a_finding(self):
         self.assertEqual(lint(self.write("if", definition("if"))).returncode, 1)
+
+
+class OutputTest(LintTestCase):
+    """Where what there is to say cannot be written, the status tells."""
+
+    def setUp(self):
+        super().setUp()
+        self.clean = self.write("c", definition("c"))
+        self.full = self.enterContext(open("/dev/full", "wb"))
+
+    def test_a_full_device(self):
+        for arguments in (["--help"], ["--show", self.clean]):
+            with self.subTest(arguments):
+                done = lint(*arguments, stdout=self.full)
+                self.assertEqual((done.returncode, done.stderr), (
+                    2, "keldo-service-lint: cannot write to standard output -- "
+                       "No space left on device\n"))
+
+    def test_a_full_device_for_what_is_found(self):
+        found = self.write("a", definition("b"))
+        self.assertEqual(lint(found, stderr=self.full).returncode, 2)
+        self.assertEqual(lint(self.clean, stderr=self.full).returncode, 0)
+
+    def test_a_pipe_that_nobody_reads(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        done = lint("--show", self.clean, stdout=writer)
+        os.close(writer)
+        self.assertEqual((done.returncode, done.stderr), (
+            2, "keldo-service-lint: cannot write to standard output -- Broken pipe\n"))
+
+
+class InheritanceTest(LintTestCase):
+    """What a caller has left changes nothing of what is found."""
+
+    def setUp(self):
+        super().setUp()
+        self.clean = self.write("c", definition("c"))
+        self.refused = self.write("web", definition("web", '<port number="80" protocol="htp"/>'))
+        self.said = lint(self.refused).stderr
+
+    def check(self, preexec, closed=()):
+        done = lint(self.clean, preexec_fn=preexec)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        done = lint(self.refused, preexec_fn=preexec)
+        said = "" if 2 in closed else self.said
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (1, "", said))
+
+    def test_ignored_signals(self):
+        self.check(lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+
+    def test_closed_descriptors(self):
+        for closed in ((0,), (1,), (2,), (0, 1), (0, 2), (1, 2), (0, 1, 2)):
+            with self.subTest(closed):
+                self.check(lambda: [os.close(stream) for stream in closed], closed)
+
+    def test_a_file_that_may_not_grow(self):
+        done = lint(self.clean, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE,
+                                                                      (0, 0)))
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stderr, "^keldo-service-lint: cannot write a file -- /tmp/")
+        self.assertEqual(directories(), [])
+
+
+def directories():
+    """What runs have made for monit and not removed."""
+    return sorted(pathlib.Path("/tmp").glob("keldo-service-lint.*"))
 
 
 class MemoryTest(LintTestCase):

@@ -118,7 +118,7 @@ NOT_SHOWN = {
         " [--show] FILE...\nChecks service definitions, and has monit check what keldoctl would give "
         "to it.\n\n  --show      print the control files that keldoctl makes of the definitions\n"
         "  -h, --help  print this text\n\nExit status: 0 nothing found, 1 something found, 2 wrong "
-        "usage or unreadable file.\n"},
+        "usage or failure.\n"},
     "src/lint/definition_checks.cpp": {" \t\n\r"},
     "src/lint/main.cpp": {"# ", "# keldoctl writes no control file for it\n"},
     "src/lint/monit_syntax.cpp": ALL,
