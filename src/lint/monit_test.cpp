@@ -3,10 +3,14 @@
 #include "lint/monit_test.h"
 
 #include "exec/command_runner.h"
+#include "monitor/ending_signals.h"
+#include "monitor/file_remover.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -17,29 +21,38 @@ namespace keldo::lint {
 namespace {
 
 constexpr const char* monitPath = "/usr/bin/monit";
+constexpr int accepted = 0; ///< monit's exit status for what it can read
+constexpr int refused = 1;  ///< and for what it cannot, though not for that alone
 
-/// A fresh directory, mode 0700, removed with what is in it at the end.
+/// A fresh directory, mode 0700, removed with the files that monit may make in it, at the end or
+/// when an ending signal comes before. To remove it takes no memory, of which there may be none.
 class PrivateDirectory {
 public:
-    PrivateDirectory() {
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::runtime_error("cannot make a directory -- " + path_ + ": " +
-                                     std::generic_category().message(errno));
-        }
-    }
-    PrivateDirectory(const PrivateDirectory&) = delete;
-    PrivateDirectory& operator=(const PrivateDirectory&) = delete;
-    ~PrivateDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
+    PrivateDirectory();
 
     std::string name() const { return std::filesystem::path(path_).filename(); }
     std::string file(const char* fileName) const { return path_ + "/" + fileName; }
+    const std::string& controlFile() const { return removed_[0]; }
 
 private:
     std::string path_ = "/tmp/keldo-service-lint.XXXXXX";
+    // The id again, as monit may write it meanwhile: a signal to this process does not end it.
+    std::vector<std::string> removed_ = {file("monitrc"), file("state"), file("pid"), file("id"),
+                                         path_,           file("id"),    path_};
+    std::optional<FileRemover> remover_;
 };
+
+PrivateDirectory::PrivateDirectory() {
+    const HeldEndingSignals held; // until the remover is there
+    if (mkdtemp(path_.data()) == nullptr) {
+        throw std::runtime_error("cannot make a directory -- " + path_ + ": " +
+                                 std::generic_category().message(errno));
+    }
+    for (std::string& path : removed_) {
+        std::ranges::copy(path_, path.begin());
+    }
+    remover_.emplace(removed_);
+}
 
 /// Keeps monit's files in the directory and, as monit-check-status does, gives the host a name that
 /// no service has. Behind the text, as monit heeds the last of two equal settings and its lines
@@ -61,6 +74,12 @@ void writePrivately(const std::string& path, const std::string& text) {
     }
 }
 
+/// The shell is not to become monit, as some do for a last command: of a shell that dies by a
+/// signal the runner says that all went well.
+CommandResult runMonit(const std::string& controlFile) {
+    return runCommand(std::string(monitPath) + " -t -c " + controlFile + "; exit $?", true);
+}
+
 /// A complaint begins with the file's path, and ends where the next one begins.
 std::vector<std::string> complaintsIn(const std::string& output, const std::string& path) {
     std::vector<std::string> complaints;
@@ -75,6 +94,11 @@ std::vector<std::string> complaintsIn(const std::string& output, const std::stri
     return complaints;
 }
 
+std::string reasonOf(const CommandResult& result) {
+    const std::string text = result.output.substr(0, result.output.find_last_not_of('\n') + 1);
+    return text.empty() ? "exit status " + std::to_string(result.status) : text;
+}
+
 } // namespace
 
 std::vector<std::string> monitComplaints(const std::string& controlFile) {
@@ -82,15 +106,14 @@ std::vector<std::string> monitComplaints(const std::string& controlFile) {
         return {};
     }
     const PrivateDirectory directory;
-    const std::string path = directory.file("monitrc");
-    writePrivately(path, controlFile + settings(directory));
-    const CommandResult result = runCommand(std::string(monitPath) + " -t -c " + path, true);
-    if (result.status == 0) {
+    writePrivately(directory.controlFile(), controlFile + settings(directory));
+    const CommandResult result = runMonit(directory.controlFile());
+    if (result.status == accepted) {
         return {};
     }
-    std::vector<std::string> complaints = complaintsIn(result.output, path);
-    if (complaints.empty()) {
-        complaints.push_back(result.output);
+    std::vector<std::string> complaints = complaintsIn(result.output, directory.controlFile());
+    if (result.status != refused || complaints.empty()) {
+        throw std::runtime_error("monit could not test a control file -- " + reasonOf(result));
     }
     return complaints;
 }

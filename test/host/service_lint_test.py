@@ -330,6 +330,87 @@ def directories():
     return sorted(pathlib.Path("/tmp").glob("keldo-service-lint.*"))
 
 
+class OtherMonitTest(LintTestCase):
+    """With something else in the place of monit."""
+
+    UNTESTED = "keldo-service-lint: monit could not test a control file -- "
+
+    def setUp(self):
+        super().setUp()
+        self.clean = self.write("c", definition("c"))
+        self.started, self.gate = self.folder / "started", self.folder / "gate"
+        for path in (self.started, self.gate):
+            os.mkfifo(path)
+        self.monit = pathlib.Path("/usr/bin/monit")
+        stock = self.monit.rename("/usr/bin/monit.stock")
+        self.addCleanup(stock.rename, self.monit)
+
+    def replace_monit(self, text):
+        self.monit.unlink(missing_ok=True)  # not written anew: it may be running
+        self.monit.write_text(text, encoding="utf-8")
+        self.monit.chmod(0o755)
+
+    def check_untested(self, reason):
+        done = lint(self.clean)
+        self.assertEqual((done.returncode, done.stdout, done.stderr),
+                         (2, "", f"{self.UNTESTED}{reason}\n"))
+        self.assertEqual(directories(), [])
+
+    def test_what_cannot_be_executed(self):
+        self.replace_monit("#!/nonexistent\n")
+        self.check_untested("sh: 1: /usr/bin/monit: not found")
+
+    def test_what_is_killed(self):
+        self.replace_monit("#!/bin/sh\nkill -KILL $$\n")
+        self.check_untested("Killed")
+
+    def test_what_is_killed_under_a_shell_that_becomes_its_last_command(self):
+        self.replace_monit("#!/bin/sh\nkill -KILL $$\n")
+        shell = pathlib.Path("/usr/bin/sh")
+        usual = shell.rename("/usr/bin/sh.usual")
+        self.addCleanup(usual.replace, shell)
+        shell.symlink_to("bash")
+        done = lint(self.clean)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn(self.UNTESTED, done.stderr)
+
+    def test_what_fails_without_a_word(self):
+        self.replace_monit("#!/bin/sh\nexit 3\n")
+        self.check_untested("exit status 3")
+
+    def test_what_complains_of_something_else(self):
+        self.replace_monit("#!/bin/sh\necho The control file must be owned by you.\nexit 1\n")
+        self.check_untested("The control file must be owned by you.")
+
+    def test_a_signal_meanwhile_leaves_nothing_behind(self):
+        self.replace_monit(f"#!/bin/sh\necho > ${{3%/*}}/id\necho > {self.started}\n"
+                           f"read line < {self.gate}\n")
+        for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM,
+                       signal.SIGALRM, signal.SIGUSR1, signal.SIGUSR2, signal.SIGXCPU):
+            with self.subTest(signal.Signals(number).name):
+                run = subprocess.Popen([LINT, self.clean], stderr=subprocess.PIPE, preexec_fn=(
+                    lambda: resource.setrlimit(resource.RLIMIT_CORE, (0, 0))))
+                self.started.read_text(encoding="utf-8")
+                [directory] = directories()
+                self.assertEqual(sorted(path.name for path in directory.iterdir()),
+                                 ["id", "monitrc"])
+                run.send_signal(number)
+                _, said = run.communicate()
+                self.assertEqual((run.returncode, said, directories()), (-number, b"", []))
+                self.gate.write_text("", encoding="utf-8")  # monit's stand-in ends
+
+
+class UnknownUserTest(LintTestCase):
+    def test_monit_that_does_not_work_for_a_user_says_nothing_of_the_file(self):
+        self.folder.chmod(0o755)
+        program = shutil.copy(LINT, self.folder)
+        done = subprocess.run([program, self.write("c", definition("c"))], check=False,
+                              capture_output=True, text=True, user=54321, group=54321,
+                              extra_groups=[])
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stderr, "monit could not test a control file -- .*getpwuid_r failed")
+
+
 class MemoryTest(LintTestCase):
     """Where there is no memory, nothing is said of a file that is not so, and the status tells."""
 
@@ -355,6 +436,7 @@ class MemoryTest(LintTestCase):
             if "fault" not in log:  # there were not so many allocations
                 break
             with self.subTest(number=number):
+                self.assertEqual(directories(), [])
                 said = set(done.stderr.splitlines()) - set(usual.stderr.splitlines())
                 if done.returncode != -signal.SIGABRT:
                     self.assertEqual((done.returncode, said),

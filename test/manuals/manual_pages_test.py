@@ -123,7 +123,7 @@ NOT_SHOWN = {
     "src/lint/main.cpp": {"# ", "# keldoctl writes no control file for it\n"},
     "src/lint/monit_syntax.cpp": ALL,
     "src/lint/monit_test.cpp": {"\nset idfile ", "\nset statefile ", "\nset pidfile ",
-                                "\ncheck system ", " -t -c "},
+                                "\ncheck system ", " -t -c ", "; exit $?"},
     # The control file, and the monitor's command line.
     "src/monitor/monitor_configuration.cpp": ALL,
     "src/monitor/monitor_status.cpp": ALL,

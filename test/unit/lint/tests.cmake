@@ -12,7 +12,7 @@ keldo_unit_test(lint
         schema_check_test.cpp
         title_text_test.cpp
     LIBRARIES keldo_exec
-    WRAP access mkdtemp pipe xmlSchemaNewValidCtxt)
+    WRAP access mkdtemp pipe rmdir system xmlSchemaNewValidCtxt)
 target_compile_definitions(lint_test PRIVATE
     KELDO_SCHEMA_HOST="${KELDO_SCHEMA_HOST}"
     KELDO_SCHEMAS="${PROJECT_BINARY_DIR}/schemas")
