@@ -5,6 +5,7 @@
 #include "monitor/ending_signals.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <unistd.h>
 
@@ -60,7 +61,7 @@ FileRemover::~FileRemover() {
 
 void FileRemover::remove() const noexcept {
     for (const std::string& path : paths_) {
-        if (unlink(path.c_str()) == -1) {
+        if (unlink(path.c_str()) == -1 && errno == EISDIR) {
             rmdir(path.c_str());
         }
     }
