@@ -128,7 +128,7 @@ NOT_SHOWN = {
     "src/monitor/monitor_configuration.cpp": ALL,
     "src/monitor/monitor_status.cpp": ALL,
     # Monit's settings, its protocol and what it answers; the document.
-    "libexec/monit_check_status.cpp": {
+    "libexec/monit_check_status/main.cpp": {
         " \t\r\n\f\v,;", "\nset daemon 1000000\nset pidfile ", "\nset idfile ",
         "\nset statefile ", "\nset httpd unixsocket ", " allow monit:monit\n", "check system ",
         "GET /_status?format=xml HTTP/1.0\r\nAuthorization: Basic bW9uaXQ6bW9uaXQ=\r\n\r\n",
@@ -204,7 +204,7 @@ class DiagnosticsTest(unittest.TestCase):
         self.check("keldo-service-lint.1", "src/lint/*.cpp")
 
     def test_monit_check_status(self):
-        self.check("monit-check-status.8", "libexec/monit_check_status.cpp")
+        self.check("monit-check-status.8", "libexec/monit_check_status/*.cpp")
 
     def check_scripts(self, name, *scripts):
         """`scripts` are pairs of a program's name and of what its messages begin with."""
