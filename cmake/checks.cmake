@@ -6,7 +6,7 @@ find_program(CPPCHECK cppcheck)
 
 file(GLOB_RECURSE sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/src/*.cpp ${PROJECT_SOURCE_DIR}/src/*.h
-    ${PROJECT_SOURCE_DIR}/libexec/*.cpp
+    ${PROJECT_SOURCE_DIR}/libexec/*.cpp ${PROJECT_SOURCE_DIR}/libexec/*.h
     ${PROJECT_SOURCE_DIR}/bench/*.cpp ${PROJECT_SOURCE_DIR}/bench/*.h
     ${PROJECT_SOURCE_DIR}/test/*.cpp ${PROJECT_SOURCE_DIR}/test/*.h)
 set(shipped_sources ${sources})

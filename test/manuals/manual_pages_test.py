@@ -127,13 +127,18 @@ NOT_SHOWN = {
     # The control file, and the monitor's command line.
     "src/monitor/monitor_configuration.cpp": ALL,
     "src/monitor/monitor_status.cpp": ALL,
-    # Monit's settings, its protocol and what it answers; the document.
-    "libexec/monit_check_status/main.cpp": {
-        " \t\r\n\f\v,;", "\nset daemon 1000000\nset pidfile ", "\nset idfile ",
-        "\nset statefile ", "\nset httpd unixsocket ", " allow monit:monit\n", "check system ",
-        "GET /_status?format=xml HTTP/1.0\r\nAuthorization: Basic bW9uaXQ6bW9uaXQ=\r\n\r\n",
-        " 200 ", "<service ", '<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n',
+    # What separates words; the document; monit's settings, what it answers, and its protocol.
+    "libexec/monit_check_status/control_file.cpp": {" \t\r\n\f\v,;"},
+    "libexec/monit_check_status/document.cpp": {
+        '<?xml version="1.0" encoding="UTF-8"?>\n<monit>\n',
         "  <service>\n    <name>", "</name>\n    <status>", "</status>\n  </service>\n"},
+    "libexec/monit_check_status/monit.cpp": {
+        "\nset daemon 1000000\nset pidfile ", "\nset idfile ", "\nset statefile ",
+        "\nset httpd unixsocket ", " allow monit:monit\n", "check system "},
+    "libexec/monit_check_status/service.cpp": {"<service "},
+    "libexec/monit_check_status/status_request.cpp": {
+        "GET /_status?format=xml HTTP/1.0\r\nAuthorization: Basic bW9uaXQ6bW9uaXQ=\r\n\r\n",
+        " 200 "},
 }
 FOLDERS_OF_KELDOCTL = ("app", "conf", "db", "diag", "exec", "monitor", "report")
 # Messages of the libraries.
