@@ -33,6 +33,26 @@ install_build_dependencies() {
         die "the build dependencies could not be installed"
 }
 
+# Unpacks a Debian package into a directory, unless that is there. It is not installed: a daemon in
+# it would be started, and a package more or less on the machine has the private host's layer made
+# anew.
+unpack_package() {
+    local package=$1 directory=$2 new=$2.new
+    [[ ! -d $directory ]] || return 0
+    announce "Fetching $package"
+    rm -rf "$new"
+    mkdir -p "$new"
+    # Where that is root, the lists of packages may be older than what they tell of.
+    download_package "$package" "$new" || { apt-get update && download_package "$package" "$new"; } ||
+        die "$package could not be had"
+    dpkg-deb --extract "$new"/*.deb "$new" || die "$package could not be unpacked"
+    mv "$new" "$directory"
+}
+
+download_package() {
+    (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
+}
+
 # Copies the sources into a directory, without what builds have made and what git keeps: a package is
 # built from what lies in its directory.
 copy_sources() {
