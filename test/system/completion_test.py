@@ -8,10 +8,13 @@ import subprocess
 import tempfile
 import unittest
 
-from panel import CORE_SERVICES, PATH, PROJECT, SERVICES, Panel
+from languages import listed_languages
+from panel import CORE_SERVICES, KELDOCTL, PATH, SERVICES, Panel, require_private_host
 from terminal import Shell
 
-COMPLETION = PROJECT / "completion"
+BUILD = KELDOCTL.parent
+INSTALLED = pathlib.Path("/opt/keldo-completion")
+BASH_FILES = INSTALLED / "share/bash-completion"
 EMPTY_CATALOGUE = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n'
 TAB = "\t"
 ALL = "\x18a"  # inserts every candidate
@@ -27,7 +30,7 @@ bind '"\\C-xa": insert-completions'
 """
 ZSH_START = f"""
 PS1='{Shell.READY}'
-fpath=({COMPLETION} $fpath)
+fpath=({INSTALLED}/share/zsh/site-functions $fpath)
 autoload -Uz compinit && compinit -u -D
 print-line() {{ zle -I; print -r -- "{Shell.BEGIN}$BUFFER{Shell.END}"; BUFFER= }}
 zle -N print-line
@@ -52,7 +55,7 @@ def started(start, folder, *command, **environment):
 
 def bash(folder, start=""):
     """Bash that has just read the files of the completion."""
-    files = " ".join(f"source {path};" for path in COMPLETION.glob("*.bash"))
+    files = " ".join(f"source {path};" for path in (BASH_FILES / "completions").iterdir())
     return started(f"{BASH_START}\n{start}\n{files}\n",
                    folder, "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
 
@@ -64,17 +67,23 @@ def bash_of_few_borders(folder):
 
 def bash_with_package(folder):
     """Bash with the bash-completion package, which finds the files by itself."""
-    directory = folder / "completions"
-    directory.mkdir()
-    for path in COMPLETION.glob("*.bash"):
-        shutil.copy(path, directory / path.stem)
     return started(f"{BASH_START}\nsource /usr/share/bash-completion/bash_completion\n", folder,
                    "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i",
-                   BASH_COMPLETION_USER_DIR=str(folder))
+                   BASH_COMPLETION_USER_DIR=str(BASH_FILES))
 
 
 def zsh(folder):
     return started(ZSH_START, folder, "/bin/zsh", "-d", "-i")
+
+
+def setUpModule():
+    require_private_host()
+    unittest.addModuleCleanup(shutil.rmtree, INSTALLED)
+    subprocess.run(["cmake", "--install", BUILD, "--component", "completion",
+                    "--prefix", INSTALLED], check=True, stdout=subprocess.DEVNULL)
+    programs = INSTALLED / "libexec/keldoctl"
+    programs.mkdir(parents=True)
+    (programs / "panel-root").symlink_to(BUILD / "libexec/panel-root")
 
 
 SHELLS = (bash, bash_of_few_borders, bash_with_package, zsh)
@@ -165,11 +174,22 @@ class CompletionTest(unittest.TestCase):
                      "keldoctl --repair restart-service:web restart-service:dns ")])
 
     def test_languages_are_those_of_the_catalogues(self):
-        for locale in ("cs", "de", "ja", "pt_BR", "zh_CN", "zh_TW", "sr@latin", "nonsense"):
+        languages = listed_languages()
+        missing = languages.pop()
+        for language in languages:
+            self.panel.catalogue(EMPTY_CATALOGUE, language.catalogue)
+        (self.panel.root / f"share/locale/{missing.catalogue}/LC_MESSAGES").mkdir(parents=True)
+        self.check_candidates("keldoctl --status --language=",
+                              ["en-US", *(language.code for language in languages)])
+
+    def test_a_catalogue_of_somebodys_counts_where_its_name_tells_the_country(self):
+        for locale in ("en_US", "sr_RS", "sv", "sr@latin", "nonsense", "*"):
             self.panel.catalogue(EMPTY_CATALOGUE, locale)
-        (self.panel.root / "share/locale/fr/LC_MESSAGES").mkdir(parents=True)
-        self.check_candidates("keldoctl --status --language=", [
-            "cs-CZ", "de-DE", "en-US", "ja-JP", "pt-BR", "zh-CN", "zh-TW"])
+        self.check_candidates("keldoctl --status --language=", ["en-US", "sr-RS"])
+
+    def test_what_is_typed_of_a_language_is_completed(self):
+        for locale in ("de", "zh_CN", "zh_TW"):
+            self.panel.catalogue(EMPTY_CATALOGUE, locale)
         self.check([("keldoctl --status --language=d" + TAB, "keldoctl --status --language=de-DE "),
                     ("keldoctl --repair --language=z" + TAB, "keldoctl --repair --language=zh-"),
                     ("keldoctl --status --language=x" + TAB, "keldoctl --status --language=x")])
@@ -183,6 +203,11 @@ class CompletionTest(unittest.TestCase):
                         "# PRODUCT_ROOT_D /b\nDUMP_D /c\nOLD_PRODUCT_ROOT_D /d\nPRODUCT_ROOT_D\n")
         self.check([row])
         panel.configure("PRODUCT_ROOT_D /a\nPRODUCT_ROOT_D /usr/local/kvr/root")  # no newline
+        self.check([row])
+        # An even run of blanks belongs to the value.
+        shutil.copytree(panel.root, f"{panel.root}  ")
+        panel.configure(f"PRODUCT_ROOT_D {panel.root}  # moved\n")
+        shutil.rmtree(panel.root)
         self.check([row])
         panel.configure("")
         self.check([(row[0], row[0][:-1])])
