@@ -3,11 +3,14 @@
 
 import os
 import pathlib
+import resource
 import shutil
+import signal
 import subprocess
+import tempfile
 import unittest
 
-from panel import CONFIGURATION, PRODUCT_ROOT, require_private_host
+from panel import CONFIGURATION, PATH, PRODUCT_ROOT, require_private_host
 
 LIBEXEC = pathlib.Path(os.environ["MONIT_CHECK_STATUS"]).parent
 RECORDS = pathlib.Path("/var/lib/keldoctl")
@@ -38,11 +41,11 @@ class PanelLinksTest(unittest.TestCase):
         CONFIGURATION.mkdir(exist_ok=True)
         (CONFIGURATION / "kvr.conf").write_text(text, encoding="utf-8")
 
-    def panel_links(self, command, *links, package="keldoctl", status=0):
+    def panel_links(self, command, *links, package="keldoctl", status=0, **options):
         """What it says."""
         run = subprocess.run([LIBEXEC / "panel-links", command, package,
                               *(word for link in links for word in link)],
-                             capture_output=True, text=True)
+                             capture_output=True, text=True, **options)
         self.assertEqual((run.returncode, run.stdout), (status, ""), run.stderr)
         return run.stderr
 
@@ -194,6 +197,48 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {
             str(PRODUCT_ROOT): None, str(PRODUCT_ROOT / "admin"): "a file"})
+
+    def environment_where_rm_fails(self, link):
+        """One in which that link cannot be removed, as on a file system that is read-only."""
+        directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        program = directory / "rm"
+        program.write_text(f"""#!/bin/bash
+if [[ ${{@: -1}} == {self.place(link)} ]]; then
+    echo "rm: cannot remove it" >&2
+    exit 1
+fi
+exec /bin/rm "$@"
+""", encoding="utf-8")
+        program.chmod(0o755)
+        return {"PATH": f"{directory}:{PATH}"}
+
+    def test_a_link_that_cannot_be_removed_stays_on_record(self):
+        for command in (self.remove, self.update):
+            with self.subTest(command.__name__):
+                self.update(PROGRAM, CATALOGUE)
+                self.assertIn(f"panel-links: {self.place(PROGRAM)} could not be removed\n",
+                              command(env=self.environment_where_rm_fails(PROGRAM)))
+                self.assert_linked(PROGRAM)
+                self.assertFalse(self.place(CATALOGUE).is_symlink())
+                self.assertEqual(self.remove(), "")
+                self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_a_link_that_could_not_be_removed_is_the_packages_again(self):
+        self.update(PROGRAM)
+        self.remove(env=self.environment_where_rm_fails(PROGRAM))
+        self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
+        self.assert_linked(PROGRAM, CATALOGUE)
+        self.remove()
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_the_record_is_whole_when_a_run_dies_writing_it(self):
+        self.update(PROGRAM, CATALOGUE)
+        # Its first byte ends the run.
+        self.update(PROGRAM, status=-signal.SIGXFSZ, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_FSIZE, (0, 0)))
+        self.assert_linked(PROGRAM)
+        self.assertEqual(self.remove(), "")
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
     def test_usage(self):
         for arguments in ([], ["update"], ["update", ""], ["update", "a/b"],
