@@ -6,8 +6,9 @@ readonly host_paths=(
     /etc/kvr /service /usr/local/kvr /var/lib/kvr /var/log/kvr /run/kvr /run/mysqld
 )
 readonly german_locale=/usr/lib/locale/de_DE
-# Exists while there may be something to remove.
-readonly in_use=$work/in-use
+# Exists while there may be something to remove. It is where that is, and not in the project's
+# folder: a copy of that in another container, a real panel's, must not have anything removed there.
+readonly in_use=/var/lib/keldo-host-in-use
 
 lay_out_host_files() {
     : >"$in_use"

@@ -13,7 +13,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 HOST_RUN = PROJECT / "host/run"
 HOST_PATHS = [pathlib.Path(path) for path in (
     "/etc/kvr", "/service", "/usr/local/kvr", "/var/lib/kvr", "/var/log/kvr", "/run/kvr",
-    "/run/mysqld", "/usr/lib/locale/de_DE")]
+    "/run/mysqld", "/var/lib/keldo-host-in-use", "/usr/lib/locale/de_DE")]
 NO_HOST = 125
 HANG_SECONDS = 60  # no result depends on it: only a process that never ends is waited for so long
 # Has a daemon run and files lie about, says so, and stays until its standard input ends.
@@ -184,14 +184,16 @@ class ContainerAsHost(unittest.TestCase):
     # A copy of the project, since the layer of the real one is in use; and the private host's own
     # database makes way for the container's.
     IN_NAMESPACES = """
-        mkdir /tmp/project && cp -r host /tmp/project/ && rm -rf /var/lib/kvr /var/log/kvr
+        export project=/tmp/project
+        mkdir $project && cp -r host $project/ && rm -rf /var/lib/kvr /var/log/kvr
         unset KELDO_HOST
         container_run() {
-            setpriv --bounding-set=-sys_admin --inh-caps=-sys_admin /tmp/project/host/run "$@"
+            setpriv --bounding-set=-sys_admin --inh-caps=-sys_admin $project/host/run "$@"
         }
         """
     IN_CONTAINER = """
-        container_run() { host/run "$@"; }
+        export project=$PWD
+        container_run() { $project/host/run "$@"; }
         """
 
     def in_container(self, script):
@@ -221,6 +223,34 @@ class ContainerAsHost(unittest.TestCase):
             """)
         self.assertEqual((result.stdout, result.stderr), (
             f"{NO_HOST}\n", "host/run: this container cannot be the host: /service is in use\n"))
+
+    def test_what_is_there_is_not_taken_for_what_another_container_left(self):
+        # The project's folder is copied while it is in use, but for the layer.
+        result = self.in_container("""
+            original=$project copy=$(mktemp -d)
+            container_run bash -c 'cp -r "$1/host" "$2/" && mkdir -p "$2/build/host" &&
+                find "$1/build/host" -maxdepth 1 -type f -exec cp -t "$2/build/host" {} +' \
+                bash "$original" "$copy"
+            mkdir /service; touch /service/mine
+            project=$copy; container_run true; echo $?
+            rm /service/mine && rmdir /service; rm -rf "$copy"
+            """)
+        self.assertEqual((result.stdout, result.stderr.splitlines()[-1:]), (f"{NO_HOST}\n", [
+            "host/run: this container cannot be the host: /service is in use"]))
+
+    def test_what_a_killed_command_left_goes_with_the_next(self):
+        result = self.in_container("""
+            ready=$(mktemp -u); mkfifo "$ready"
+            set -m # a process group of its own
+            container_run sh -c 'echo >"$1"; exec sleep infinity' sh "$ready" &
+            set +m
+            read -r _ <"$ready"; rm "$ready"
+            kill -KILL -$!; wait $! 2>/dev/null
+            ls -d /etc/kvr /service
+            container_run true; echo $?
+            ls -d /etc/kvr /service 2>/dev/null
+            """)
+        self.assertEqual(result.stdout, "/etc/kvr\n/service\n0\n", result.stderr)
 
     def test_a_port_in_use_is_not_shared(self):
         result = self.in_container("""
