@@ -60,6 +60,14 @@ copy_sources() {
         tar --extract --directory="$1"
 }
 
+# Whether there are packages in a directory, made from the sources as they are now. The source package
+# is made first of all.
+packages_are_fresh() {
+    local source=("$1"/*.dsc)
+    [[ -e ${source[0]} && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \
+        -o -newer "${source[0]}" -print -quit) ]]
+}
+
 # Builds one preset: all of it, or the targets given after its name.
 build() {
     local preset=$1
