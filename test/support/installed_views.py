@@ -46,6 +46,15 @@ class InstalledViewsTestCase(unittest.TestCase):
                 (directory / program.name).symlink_to(program)
         return str(directory)
 
+    def have_no_xsltproc(self):
+        """Changes the PATH that the program sets itself, whatever it is given, to such a one."""
+        program = self.prefix / self.PROGRAM
+        own_path = f"PATH={PATH}\n"
+        text = program.read_text(encoding="utf-8")
+        self.assertEqual(text.count(own_path), 1)
+        program.write_text(text.replace(own_path, f"PATH={self.path_without_xsltproc()}\n"),
+                           encoding="utf-8")
+
     def run_program(self, *arguments, env=None, **options):
         """Runs the program. Returns its status and what it printed on both streams."""
         done = subprocess.run([self.prefix / self.PROGRAM, *arguments], check=False,

@@ -128,14 +128,29 @@ Während einer Aktualisierung werden die Dienste nicht geprüft.
 
     def test_without_xsltproc_nothing_is_run(self):
         self.fake_keldoctl(f"touch {self.prefix}/has-run")
-        environment = {"PATH": self.path_without_xsltproc()}
+        self.have_no_xsltproc()
         for arguments in ([], ["--html"], ["--repair", "restart-service:web"],
                           ["--changes", "/dev/null", "/dev/null"]):
             with self.subTest(arguments):
-                self.assertEqual(self.run_program(*arguments, env=environment),
+                self.assertEqual(self.run_program(*arguments),
                                  (1, "", "keldoctl-report: xsltproc is not installed\n"))
         self.assertFalse((self.prefix / "has-run").exists())
-        self.assertEqual(self.run_program("--version", env=environment)[0], 0)
+        self.assertEqual(self.run_program("--version")[0], 0)
+
+    def test_the_callers_path_is_for_repairs_alone(self):
+        directory = self.prefix / "callers"
+        directory.mkdir()
+        for name, commands in (("xsltproc", f"touch {self.prefix}/has-run"),
+                               ("start-web", "echo started")):
+            program = directory / name
+            program.write_text(f"#!/bin/sh\n{commands}\n", encoding="utf-8")
+            program.chmod(0o755)
+        self.panel.write_service("web", start="start-web")
+        status, output, errors = self.run_program("--repair", "restart-service:web",
+                                                  env={"PATH": f"{directory}:{PATH}"})
+        self.assertEqual((status, errors), (0, ""))
+        self.assertIn("[Succeeded] Restart the web title service.\n    started\n", output)
+        self.assertFalse((self.prefix / "has-run").exists())
 
     def test_without_root(self):
         self.assertEqual(self.run_program(user=NOBODY, group=NOBODY),
@@ -157,6 +172,17 @@ Gone: 1
   [Major] The web title service is switched off.
 Unchanged: 0
 """, ""))
+
+    def test_nothing_is_left_wherever_its_files_go(self):
+        older, newer = self.prefix / "older.xml", self.prefix / "newer.xml"
+        for path in (older, newer):
+            path.write_bytes(report())
+        temporary = self.prefix / "administrator's"
+        temporary.mkdir()
+        status, _, errors = self.run_program("--changes", older, newer,
+                                             env={"TMPDIR": str(temporary)})
+        self.assertEqual((status, errors), (0, ""))
+        self.assertEqual(os.listdir(temporary), [])
 
     def test_in_a_language(self):
         empty, down = self.prefix / "empty.xml", self.prefix / "down.xml"
