@@ -4,6 +4,10 @@
 import os
 import pty
 import re
+import select
+import signal
+
+PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
 
 
 class Shell:
@@ -38,6 +42,9 @@ class Shell:
     def _wait_for(self, pattern):
         """Reads what the shell prints until the pattern is among it, and forgets it."""
         while not (found := re.search(pattern.encode(), self._output, re.S)):
+            if not select.select([self._terminal], [], [], PATIENCE)[0]:
+                os.kill(self._process, signal.SIGKILL)
+                raise RuntimeError(f"the shell printed no {pattern}: {self._output!r}")
             self._output += os.read(self._terminal, 4096)
         self._output = self._output[found.end():]
         return found
