@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What a private host promises to the commands on it. Run by host/run."""
 
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -40,6 +41,25 @@ def kill_main_process(service):
     signal.pidfd_send_signal(process, signal.SIGKILL)
     select.select([process], [], [])
     os.close(process)
+
+
+def in_sessions(sessions):
+    """The processes that belong to one of those sessions, by their ids."""
+    found = []
+    for entry in filter(str.isdecimal, os.listdir("/proc")):
+        with contextlib.suppress(ProcessLookupError):  # it has ended since
+            if os.getsid(int(entry)) in sessions:
+                found.append(int(entry))
+    return found
+
+
+def has_open(process, target):
+    """Whether one of its descriptors leads there."""
+    for file in pathlib.Path(f"/proc/{process}/fd").iterdir():
+        with contextlib.suppress(FileNotFoundError):  # it was closed since
+            if os.readlink(file) == target:
+                return True
+    return False
 
 
 def query(statement, *options):
@@ -173,8 +193,7 @@ class Services(unittest.TestCase):
         service_control("start-all")
         sessions = {main_process(name) for name in PORTS}
         service_control("stop-all")
-        pids = [int(entry) for entry in os.listdir("/proc") if entry.isdecimal()]
-        self.assertEqual([pid for pid in pids if os.getsid(pid) in sessions], [])
+        self.assertEqual(in_sessions(sessions), [])
 
     def test_starts_again_after_its_main_process_was_killed(self):
         service_control("start-all")
@@ -218,9 +237,7 @@ class Services(unittest.TestCase):
             subprocess.run([SBIN / "service-control", "start-all"], check=True,
                            stdin=subprocess.DEVNULL, stdout=writer, pass_fds=[writer])
             pipe = os.readlink(f"/proc/self/fd/{writer}")
-            holders = {name for name in PORTS for file in
-                       pathlib.Path(f"/proc/{main_process(name)}/fd").iterdir()
-                       if os.readlink(file) == pipe}
+            holders = {name for name in PORTS if has_open(main_process(name), pipe)}
         self.assertEqual(holders, set())
 
 
