@@ -150,6 +150,16 @@ class RemoveTest(PackageTest):
         self.system.remove(*BOTH)
         self.assert_clean(but=TIMER_STATE)
 
+    def test_links_that_cannot_be_removed_keep_no_package(self):
+        self.system.install(*BOTH)
+        for name in ("panel-links", "link-locales"):
+            self.system.write(f"/usr/libexec/keldoctl/{name}", f"#!/bin/sh\necho {name} $*; exit 1\n")
+        output = self.system.remove(*BOTH)
+        for call in ("panel-links remove keldoctl\n", "panel-links remove keldoctl-monit\n",
+                     "link-locales remove\n"):
+            self.assertIn(call, output)
+        self.assertFalse(self.system.path("/usr/sbin/keldoctl").exists())
+
     def test_the_monitors_link_goes_with_its_package(self):
         self.system.install(*BOTH)
         self.system.purge("keldoctl-monit")
