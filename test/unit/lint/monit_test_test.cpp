@@ -244,6 +244,15 @@ protected:
     }
     static void writeId() { std::ofstream(lastDirectory + "/id") << "text"; }
 
+    /// The signal comes while monit would run, which has written its id by then.
+    void complainUntilEnded() const {
+        whenMonitIsToBeRun = [this] {
+            writeId();
+            end();
+        };
+        complain();
+    }
+
     /// Expects that the directory was there once, and is gone.
     void expectNothingLeft() const {
         const std::string left = test::contentOf(note);
@@ -256,14 +265,7 @@ protected:
 };
 
 TEST_F(EndedMonitComplaints, LeaveNothingBehind) {
-    const auto run = [this] {
-        whenMonitIsToBeRun = [this] {
-            writeId();
-            end();
-        };
-        complain();
-    };
-    EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EXIT(complainUntilEnded(), testing::KilledBySignal(SIGTERM), "");
     expectNothingLeft();
 }
 
@@ -279,11 +281,7 @@ TEST_F(EndedMonitComplaints, LeaveNoDirectoryThatWasMadeJustNow) {
 TEST_F(EndedMonitComplaints, LeaveNothingOfAMonitThatWritesMeanwhile) {
     const auto run = [this] {
         whenDirectoryIsToBeRemoved = writeId;
-        whenMonitIsToBeRun = [this] {
-            writeId();
-            end();
-        };
-        complain();
+        complainUntilEnded();
     };
     EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
     expectNothingLeft();
