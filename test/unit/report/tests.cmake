@@ -8,5 +8,5 @@ keldo_unit_test(report
         translation_test.cpp
         xml_memory_test.cpp
         xml_text_test.cpp
-    WRAP gettext malloc poll realloc write xmlDocDumpFormatMemoryEnc)
+    WRAP gettext malloc poll realloc strdup write xmlDocDumpFormatMemoryEnc)
 target_compile_definitions(report_test PRIVATE KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}")
