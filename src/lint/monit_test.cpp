@@ -49,7 +49,7 @@ PrivateDirectory::PrivateDirectory() {
                                  std::generic_category().message(errno));
     }
     for (std::string& path : removed_) {
-        std::ranges::copy(path_, path.begin());
+        std::ranges::copy(path_, path.begin()); // the name as it is now, of the same length
     }
     remover_.emplace(removed_);
 }
