@@ -10,7 +10,7 @@ import sys
 from typing import NamedTuple
 
 import beside_floor
-import instead
+import alternatives
 import machine
 import memory
 import repetition
@@ -50,8 +50,8 @@ def rows(server, plan):
     yield from start_up.instruction_rows(server)
     yield from beside_floor.system_call_rows(server, plan.system_calls)
     yield from beside_floor.instruction_rows(server, plan.instructions)
-    yield from instead.adapter_rows(server, plan.adapter)
-    yield from instead.status_rows(server, plan.instead)
+    yield from alternatives.adapter_rows(server, plan.adapter)
+    yield from alternatives.status_rows(server, plan.instead)
 
 
 def go_first():

@@ -3,7 +3,7 @@
 // A service's definition with n of what it can hold many of, and the monitor's control file made of
 // n tests.
 
-#include "monitor/monitor_configuration.h"
+#include "monitor/control_file.h"
 #include "monitor/service_definition.h"
 #include "temporary_file.h"
 

@@ -6,7 +6,7 @@
 #include "db/cpp_mysql.h"
 #include "report/problem_model.h"
 #include "report/report_writer.h"
-#include "report/xml_text.h"
+#include "xml/characters.h"
 
 #include <benchmark/benchmark.h>
 #include <cstddef>
@@ -43,20 +43,20 @@ void ofBytes(benchmark::internal::Benchmark* texts) {
     texts->Complexity(benchmark::oN);
 }
 
-void replaceUncarriable(benchmark::State& state, const std::string& piece) {
+void replaceInvalidXml(benchmark::State& state, const std::string& piece) {
     const std::string text = filled(state, piece);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(keldo::replaceUncarriable(text));
+        benchmark::DoNotOptimize(keldo::replaceInvalidXml(text));
     }
     state.SetComplexityN(state.range(0));
 }
-BENCHMARK_CAPTURE(replaceUncarriable, ascii, "web: started\n")
+BENCHMARK_CAPTURE(replaceInvalidXml, ascii, "web: started\n")
     ->Name("escaping/carriable_ascii")
     ->Apply(ofBytes);
-BENCHMARK_CAPTURE(replaceUncarriable, german, "web: läuft für Käufer\n")
+BENCHMARK_CAPTURE(replaceInvalidXml, german, "web: läuft für Käufer\n")
     ->Name("escaping/carriable_utf8")
     ->Apply(ofBytes);
-BENCHMARK_CAPTURE(replaceUncarriable, bytes, "\x1B\xFF\xE2\x82")
+BENCHMARK_CAPTURE(replaceInvalidXml, bytes, "\x1B\xFF\xE2\x82")
     ->Name("escaping/uncarriable")
     ->Apply(ofBytes);
 

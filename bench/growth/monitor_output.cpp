@@ -2,7 +2,7 @@
 
 // What the monitor prints about n services, and the one that is asked for.
 
-#include "monitor/monitor_status.h"
+#include "monitor/monitor_run.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdint>

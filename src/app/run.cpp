@@ -9,7 +9,7 @@
 #include "diag/upgrade_check.h"
 #include "report/message.h"
 #include "report/report_writer.h"
-#include "report/xml_memory.h"
+#include "xml/memory.h"
 
 #include <cstdlib>
 
@@ -17,7 +17,7 @@ namespace keldo {
 
 namespace {
 
-void speak(const std::string& language) {
+void setLanguageOrEnglish(const std::string& language) {
     if (!setLanguage(language)) {
         setLanguage(englishLanguage);
     }
@@ -26,15 +26,15 @@ void speak(const std::string& language) {
 } // namespace
 
 int run(const CommandLine& commandLine) {
-    endWithoutXmlMemory();
+    abortOnXmlOutOfMemory();
     if (commandLine.mode == Mode::printUsage) {
-        speak(commandLine.language);
+        setLanguageOrEnglish(commandLine.language);
         printUsage();
         return EXIT_SUCCESS;
     }
     redirectStdout(); // before all that could print a message
     redirectStderr();
-    speak(commandLine.language);
+    setLanguageOrEnglish(commandLine.language);
     if (commandLine.mode == Mode::execAndDiagnose) {
         repairActions(commandLine.repairIds);
     }

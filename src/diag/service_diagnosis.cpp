@@ -5,7 +5,7 @@
 #include "db/cpp_mysql.h"
 #include "diag/repair.h"
 #include "diag/services_to_check.h"
-#include "monitor/monitor_status.h"
+#include "monitor/monitor_run.h"
 #include "report/problem_model.h"
 #include "report/translation.h"
 

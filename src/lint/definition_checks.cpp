@@ -4,8 +4,8 @@
 
 #include "lint/monit_syntax.h"
 #include "lint/title_text.h"
-#include "monitor/xpath.h"
-#include "report/xml_handles.h"
+#include "xml/handles.h"
+#include "xml/xpath.h"
 
 #include <cstdint>
 #include <filesystem>

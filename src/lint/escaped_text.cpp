@@ -2,7 +2,7 @@
 
 #include "lint/escaped_text.h"
 
-#include "report/xml_text.h"
+#include "xml/characters.h"
 
 #include <array>
 #include <cstdio>
@@ -55,7 +55,7 @@ std::string escapedText(std::string_view text, std::string_view kept) {
         }
         text.remove_prefix(length);
     }
-    return replaceUncarriable(result).value_or(result);
+    return replaceInvalidXml(result).value_or(result);
 }
 
 } // namespace keldo::lint

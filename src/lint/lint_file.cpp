@@ -5,11 +5,11 @@
 #include "exec/unique_fd.h"
 #include "lint/definition_checks.h"
 #include "lint/entity_texts.h"
-#include "lint/monit_test.h"
+#include "lint/monit_acceptance.h"
 #include "lint/schema_check.h"
-#include "monitor/monitor_configuration.h"
+#include "monitor/control_file.h"
 #include "monitor/service_definition.h"
-#include "report/xml_handles.h"
+#include "xml/handles.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,7 +5,7 @@
 #include "lint/command_line.h"
 #include "lint/escaped_text.h"
 #include "lint/lint_file.h"
-#include "report/xml_memory.h"
+#include "xml/memory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -79,7 +79,7 @@ int main(int argc, char* argv[]) {
     makeInheritedStateSane();
     const std::vector<std::string> words(argv, argv + argc);
     programName = std::filesystem::path(argc > 0 ? argv[0] : "").filename();
-    endWithoutXmlMemory();
+    abortOnXmlOutOfMemory();
     int status = failed;
     try {
         status = run({words.begin() + (argc > 0 ? 1 : 0), words.end()});

@@ -3,7 +3,7 @@
 #include "lint/schema_check.h"
 
 #include "lint/embedded_schemas.h"
-#include "report/xml_handles.h"
+#include "xml/handles.h"
 
 #include <cstring>
 #include <libxml/parser.h>

@@ -3,8 +3,8 @@
 #include "monitor/service_definition.h"
 
 #include "conf/config_value.h"
-#include "monitor/xpath.h"
-#include "report/xml_handles.h"
+#include "xml/handles.h"
+#include "xml/xpath.h"
 
 #include <boost/lexical_cast.hpp>
 #include <cstddef>

@@ -2,8 +2,8 @@
 
 #include "report/report_writer.h"
 
-#include "report/xml_handles.h"
-#include "report/xml_text.h"
+#include "xml/characters.h"
+#include "xml/handles.h"
 
 #include <cerrno>
 #include <poll.h>
@@ -20,12 +20,12 @@ xmlNode* addElement(xmlNode* parent, const char* name, const xmlChar* content = 
 }
 
 xmlNode* addElement(xmlNode* parent, const char* name, const std::string& content) {
-    const std::optional<std::string> replaced = replaceUncarriable(content);
+    const std::optional<std::string> replaced = replaceInvalidXml(content);
     return addElement(parent, name, toXml(replaced ? *replaced : content));
 }
 
 void addAttribute(xmlNode* element, const char* name, const std::string& value) {
-    const std::optional<std::string> replaced = replaceUncarriable(value);
+    const std::optional<std::string> replaced = replaceInvalidXml(value);
     xmlNewProp(element, toXml(name), toXml(replaced ? *replaced : value));
 }
 

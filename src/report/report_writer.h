@@ -19,10 +19,10 @@ namespace keldo {
 /// the content argument of libxml2's xmlNewChild, so an entity reference in them is one in the
 /// report, and an ampersand that begins none loses the text or stands there as it is. Ids and
 /// languages are values of xmlNewProp. In all of them, what XML cannot carry is replaced
-/// (report/xml_text.h).
+/// (xml/characters.h).
 ///
 /// Throws std::runtime_error where libxml2 cannot serialise the document. Of libxml2's memory no
-/// account is taken here: see report/xml_memory.h.
+/// account is taken here: see xml/memory.h.
 std::string reportDocument(const ProblemModel& model);
 
 /// Writes the document of the run's own model to standard output. An interrupted or short write is

@@ -2,12 +2,12 @@
 
 #include "report/report_writer.h"
 
-#include "report/xml_handles.h"
 #include "support/carriable_text.h"
 #include "support/fuzz_target.h"
 #include "support/laws.h"
 #include "support/quiet_libxml2.h"
 #include "support/texts.h"
+#include "xml/handles.h"
 
 #include <libxml/parser.h>
 #include <map>

@@ -2,13 +2,13 @@
 
 #include "monitor/service_definition.h"
 
-#include "monitor/xpath.h"
-#include "report/xml_handles.h"
 #include "support/decimal.h"
 #include "support/fuzz_target.h"
 #include "support/laws.h"
 #include "support/memory_file.h"
 #include "support/quiet_libxml2.h"
+#include "xml/handles.h"
+#include "xml/xpath.h"
 
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The reports in test/views/reports, on which the views are tested: what keldoctl prints in the
+"""The reports in test/product/reports, on which the views are tested: what keldoctl prints in the
 situations below.
 
     host/run python3 test/support/recorded_reports.py

@@ -9,7 +9,7 @@ import unittest
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 VIEWS = PROJECT / "views"
 BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
-REPORTS = PROJECT / "test/views/reports"
+REPORTS = PROJECT / "test/product/reports"
 
 
 def recorded(name):

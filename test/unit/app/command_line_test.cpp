@@ -3,7 +3,7 @@
 #include "app/command_line.h"
 
 #include "exec/program_name.h"
-#include "report/catalogue.h"
+#include "support/catalogue.h"
 
 #include <array>
 #include <clocale>

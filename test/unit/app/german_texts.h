@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "report/catalogue.h"
+#include "support/catalogue.h"
 
 namespace keldo::test {
 

@@ -4,11 +4,11 @@
 
 #include "app/german_texts.h"
 #include "app/standard_streams.h"
-#include "diag/fake_database.h"
 #include "exec/program_name.h"
-#include "monitor/fake_panel.h"
-#include "report/catalogue.h"
 #include "report/problem_model.h"
+#include "support/catalogue.h"
+#include "support/fake_database.h"
+#include "support/fake_panel.h"
 
 #include <boost/lexical_cast.hpp>
 #include <clocale>

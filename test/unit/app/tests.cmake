@@ -5,11 +5,7 @@ keldo_unit_test(app
         localization_test.cpp
         run_test.cpp
         standard_streams_test.cpp
-        ../diag/fake_database.cpp
-        ../monitor/fake_panel.cpp
-        ../report/catalogue.cpp
-    LIBRARIES keldo_conf keldo_diag keldo_db keldo_exec
-    WRAP ${fake_database_functions} bindtextdomain dup dup2 open64 xmlParseFile)
-target_compile_definitions(app_test PRIVATE
-    KELDO_MSGFMT="${GETTEXT_MSGFMT_EXECUTABLE}"
-    KELDO_SCHEMA_HOST="${KELDO_SCHEMA_HOST}")
+    LIBRARIES
+        keldo_catalogue keldo_fake_database keldo_fake_panel
+        keldo_conf keldo_diag keldo_exec
+    WRAP bindtextdomain dup dup2 open64)

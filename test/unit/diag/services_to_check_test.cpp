@@ -2,8 +2,8 @@
 
 #include "diag/services_to_check.h"
 
-#include "diag/fake_database.h"
-#include "monitor/fake_panel.h"
+#include "support/fake_database.h"
+#include "support/fake_panel.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,6 +2,8 @@
 keldo_unit_test(exec
     SOURCES
         command_runner_test.cpp
+        ending_signals_test.cpp
+        file_remover_test.cpp
         inherited_state_test.cpp
         program_name_test.cpp
         unique_fd_test.cpp

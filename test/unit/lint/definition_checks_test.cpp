@@ -2,8 +2,8 @@
 
 #include "lint/definition_checks.h"
 
-#include "report/xml_handles.h"
 #include "support/temporary_directory.h"
+#include "xml/handles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 
 #include "lint/entity_texts.h"
 
-#include "monitor/xpath.h"
-#include "report/xml_handles.h"
+#include "xml/handles.h"
+#include "xml/xpath.h"
 
 #include <gtest/gtest.h>
 #include <libxml/parser.h>

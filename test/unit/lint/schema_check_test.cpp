@@ -3,8 +3,8 @@
 #include "lint/schema_check.h"
 
 #include "lint/embedded_schemas.h"
-#include "report/xml_handles.h"
 #include "support/temporary_directory.h"
+#include "xml/handles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,11 +7,11 @@ keldo_unit_test(lint
         escaped_text_test.cpp
         finding_test.cpp
         lint_file_test.cpp
+        monit_acceptance_test.cpp
         monit_syntax_test.cpp
-        monit_test_test.cpp
         schema_check_test.cpp
         title_text_test.cpp
-    LIBRARIES keldo_exec
+    LIBRARIES keldo_exec keldo_xml
     WRAP access mkdtemp pipe rmdir system xmlSchemaNewValidCtxt)
 target_compile_definitions(lint_test PRIVATE
     KELDO_SCHEMA_HOST="${KELDO_SCHEMA_HOST}"

@@ -2,8 +2,8 @@
 
 #include "monitor/service_catalogue.h"
 
-#include "monitor/fake_panel.h"
 #include "monitor/forced_failures.h"
+#include "support/fake_panel.h"
 
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>

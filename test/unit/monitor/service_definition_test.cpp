@@ -2,11 +2,11 @@
 
 #include "monitor/service_definition.h"
 
-#include "monitor/fake_panel.h"
 #include "monitor/forced_failures.h"
-#include "monitor/xpath.h"
-#include "report/catalogue.h"
 #include "report/print_message.h"
+#include "support/catalogue.h"
+#include "support/fake_panel.h"
+#include "xml/xpath.h"
 
 #include <boost/lexical_cast.hpp>
 #include <cerrno>

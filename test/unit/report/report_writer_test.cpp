@@ -2,8 +2,8 @@
 
 #include "report/report_writer.h"
 
-#include "report/xml_handles.h"
 #include "support/random_texts.h"
+#include "xml/handles.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,0 +1,157 @@
+# SPDX-License-Identifier: MIT
+"""What an installation puts where: below the prefix, and below the panel's root directory."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+PROJECT = pathlib.Path(__file__).resolve().parents[3]
+BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
+# What configuring makes, and what only tests use. All else in the build is there to be installed.
+NOT_COPIED = shutil.ignore_patterns("CMakeCache.txt", "CMakeFiles", "*.cmake", "*.a", "test")
+LINK = "/admin/sbin/keldoctl"  # below the panel's root
+
+# What is not the panel's, below GNUInstallDirs' folder for it; "lib" stands for itself, since what is
+# there is looked for there on every architecture.
+FILES = {
+    "BINDIR": ("keldo-service-lint",),
+    "SBINDIR": ("keldoctl", "keldoctl-report"),
+    "LIBEXECDIR": (
+        "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
+        "keldoctl/panel-links", "keldoctl/panel-root"),
+    "MANDIR": (
+        "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
+        "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
+    "DATADIR": (
+        "bash-completion/completions/keldo-service-lint", "bash-completion/completions/keldoctl",
+        "keldoctl/examples/cache.xml", "keldoctl/examples/minimal.xml",
+        "keldoctl/examples/web.xml", "keldoctl/schemas/keldo-service.rnc",
+        "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
+        "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
+        "keldoctl/schemas/keldoctl-report.xsd", "keldoctl/schemas/xml.xsd",
+        "keldoctl/views/parts/page.xsl", "keldoctl/views/parts/report.xsl",
+        "keldoctl/views/parts/strings.xsl", "keldoctl/views/parts/text.xsl",
+        "keldoctl/views/parts/words.xml", "keldoctl/views/parts/words.xsl",
+        "keldoctl/views/report-changes.xsl", "keldoctl/views/report-html.xsl",
+        "keldoctl/views/report-nagios.xsl", "keldoctl/views/report-prometheus.xsl",
+        "keldoctl/views/report-text.xsl", "zsh/site-functions/_keldo-service-lint",
+        "zsh/site-functions/_keldoctl"),
+    "lib": (
+        "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-report.service",
+        "systemd/system/keldoctl-report.timer"),
+}
+DEFAULT_FOLDERS = {"BINDIR": "bin", "SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man",
+                   "DATADIR": "share", "lib": "lib"}
+LANGUAGES = [line.split() for line in
+             (PROJECT / "po/LINGUAS").read_text(encoding="utf-8").splitlines()
+             if not line.startswith("#")]
+CATALOGUES = [f"share/locale/{name}/LC_MESSAGES/keldoctl.mo" for name, *_ in LANGUAGES]
+# Of each locale, for whose files localedef alone knows the names, this one stands for all.
+LOCALES = [f"keldoctl/locale/{locale}/LC_CTYPE" for *_, locale in LANGUAGES]
+
+
+def install(build, *options, root=""):
+    subprocess.run(["cmake", "--install", build, *options], check=True, stdout=subprocess.DEVNULL,
+                   env=os.environ | {"DESTDIR": str(root)})
+
+
+def files_below(root):
+    """The files and links below a directory, by the names that they have when it is the root."""
+    return {"/" + str(path.relative_to(root)) for path in pathlib.Path(root).rglob("*")
+            if path.is_symlink() or not path.is_dir()}
+
+
+def without_details(files):
+    """The files without those of a locale that LOCALES does not name."""
+    return {name for name in files
+            if "/keldoctl/locale/" not in name or name.endswith("/LC_CTYPE")}
+
+
+def expected(prefix, panel, folders=None):
+    """What is installed, with GNUInstallDirs' folders as given, if not by default."""
+    folders = DEFAULT_FOLDERS | (folders or {})
+    return ({os.path.join(prefix, folders[folder], name)
+             for folder, names in FILES.items() for name in names} |
+            {os.path.join(prefix, "lib", name) for name in LOCALES} |
+            {os.path.join(panel, name) for name in CATALOGUES} | {panel + LINK})
+
+
+class InstallTest(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name, "root")
+        self.build = pathlib.Path(temporary.name, "build")
+
+    def configure(self, *options):
+        """Has a build of its own for further options, with everything in it built already."""
+        shutil.copytree(BUILD, self.build, symlinks=True, ignore=NOT_COPIED)
+        subprocess.run(["cmake", "-S", PROJECT, "-B", self.build, "-G", "Ninja",
+                        "-DBUILD_TESTING=OFF", *options], check=True, stdout=subprocess.DEVNULL)
+
+    def check(self, prefix, panel, folders=None):
+        self.assertEqual(without_details(files_below(self.root)),
+                         expected(prefix, panel, folders))
+        link = pathlib.Path(f"{self.root}{panel}{LINK}")
+        program = os.path.join(prefix, (folders or {}).get("SBINDIR", "sbin"), "keldoctl")
+        self.assertEqual(os.readlink(link), program)
+
+    def test_the_panels_files_are_where_it_looks_and_the_others_below_usr_local(self):
+        install(BUILD, root=self.root)
+        self.check("/usr/local", "/usr/local/kvr")
+
+    def test_another_prefix_moves_all_but_what_is_the_panels(self):
+        install(BUILD, "--prefix", "/usr", root=self.root)
+        self.check("/usr", "/usr/local/kvr")
+
+    def test_another_root_of_the_panel_moves_what_is_the_panels(self):
+        self.configure("-DPRODUCT_ROOT_D=/srv/panel")
+        install(self.build, root=self.root)
+        self.check("/usr/local", "/srv/panel")
+
+    def test_folders_may_be_named_each_below_the_prefix_or_not(self):
+        folders = {"SBINDIR": "bin", "LIBEXECDIR": "lib/private", "MANDIR": "/srv/manuals",
+                   "DATADIR": "data"}
+        self.configure("-DCMAKE_INSTALL_PREFIX=/opt/diagnostics", "-DPRODUCT_ROOT_D=/srv/panel",
+                       *(f"-DCMAKE_INSTALL_{name}={folder}" for name, folder in folders.items()))
+        with self.subTest("the configured prefix"):
+            install(self.build, root=self.root)
+            self.check("/opt/diagnostics", "/srv/panel", folders)
+        shutil.rmtree(self.root)
+        with self.subTest("another one"):
+            install(self.build, "--prefix", "/opt/other", root=self.root)
+            self.check("/opt/other", "/srv/panel", folders)
+
+    def test_without_destdir_the_installed_program_runs_at_the_panels_place(self):
+        prefix, panel = self.root / "prefix", self.root / "panel"
+        self.configure(f"-DPRODUCT_ROOT_D={panel}")
+        install(self.build, "--prefix", prefix)
+        self.assertEqual(without_details(files_below(self.root)), expected("/prefix", "/panel"))
+        run = subprocess.run([f"{panel}{LINK}", "--help"], capture_output=True, text=True)
+        self.assertEqual((run.returncode, run.stdout.splitlines()[0]),
+                         (0, "Usage: keldoctl --status [--language=LANG_CODE]"))
+
+    def test_installed_into_the_panels_folder_it_is_no_link_to_itself(self):
+        self.configure("-DCMAKE_INSTALL_SBINDIR=admin/sbin")
+        install(self.build, "--prefix", "/usr/local/kvr", root=self.root)
+        self.assertEqual(without_details(files_below(self.root)),
+                         expected("/usr/local/kvr", "/usr/local/kvr", {"SBINDIR": "admin/sbin"}))
+        self.assertFalse(os.path.islink(f"{self.root}/usr/local/kvr{LINK}"))
+
+    def test_a_second_installation_replaces_the_first(self):
+        for _ in range(2):
+            install(BUILD, root=self.root)
+        self.check("/usr/local", "/usr/local/kvr")
+
+    def test_the_manifest_names_every_file(self):
+        self.configure()
+        install(self.build, root=self.root)
+        manifest = (self.build / "install_manifest.txt").read_text(encoding="utf-8")
+        self.assertEqual(set(manifest.split()), files_below(self.root))
+
+
+if __name__ == "__main__":
+    unittest.main()
