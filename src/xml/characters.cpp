@@ -10,16 +10,16 @@ namespace keldo {
 
 namespace {
 
-constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD"; // U+FFFD
+constexpr std::string_view replacementCharacter = "\uFFFD";
 
-/// A run of bytes at the start of a text: a character, or what has to be replaced as one.
+/// The bytes at the start of a text that are one character, or that one U+FFFD replaces.
 struct Piece {
     std::size_t length = 1;
-    bool carriable = false;
+    bool isValid = false;
 };
 
-/// A row of the Unicode standard's table of well-formed byte sequences: what may follow a first
-/// byte in this range. Only the second byte's range varies.
+/// One row of the Unicode standard's table of well-formed byte sequences. Third and fourth bytes
+/// are 80 to BF in every row.
 struct SequenceForm {
     unsigned char firstLow, firstHigh;
     unsigned char secondLow, secondHigh;
@@ -37,18 +37,16 @@ bool isWithin(char c, unsigned char low, unsigned char high) {
     return byte >= low && byte <= high;
 }
 
-/// Of the characters of one byte, XML lacks the control characters but tab and the line ends.
-bool isCarriableAscii(char c) {
-    return isWithin(c, 0x20, 0x7F) || c == '\t' || c == '\n' || c == '\r';
+/// The character that a well-formed sequence of two bytes or more encodes.
+char32_t decoded(std::string_view sequence) {
+    char32_t character = static_cast<unsigned char>(sequence.front()) & (0x7FU >> sequence.size());
+    for (const char c : sequence.substr(1)) {
+        character = character << 6 | (static_cast<unsigned char>(c) & 0x3FU);
+    }
+    return character;
 }
 
-/// Of the longer ones it lacks U+FFFE and U+FFFF; surrogates are no UTF-8 in the first place.
-bool isLackingInXml(std::string_view sequence) {
-    return sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF";
-}
-
-/// The piece at the start of a text that begins like this form: the whole sequence, or as much of
-/// it as is there.
+/// The first piece of `text`, whose first byte matches `form`.
 Piece sequencePiece(std::string_view text, const SequenceForm& form) {
     if (text.size() < 2 || !isWithin(text[1], form.secondLow, form.secondHigh)) {
         return {1, false};
@@ -57,25 +55,27 @@ Piece sequencePiece(std::string_view text, const SequenceForm& form) {
     while (length < form.length && length < text.size() && isWithin(text[length], 0x80, 0xBF)) {
         ++length;
     }
-    return {length, length == form.length && !isLackingInXml(text.substr(0, length))};
+    return {length, length == form.length && isXmlCharacter(decoded(text.substr(0, length)))};
 }
 
-/// The first piece of a text that is not empty.
+/// The first piece of `text`, which is not empty.
 Piece firstPiece(std::string_view text) {
     const char first = text.front();
+    if (isWithin(first, 0, 0x7F)) {
+        return {1, isXmlCharacter(static_cast<unsigned char>(first))};
+    }
     const auto* const form = std::ranges::find_if(sequenceForms, [first](const SequenceForm& row) {
         return isWithin(first, row.firstLow, row.firstHigh);
     });
-    return form != std::end(sequenceForms) ? sequencePiece(text, *form)
-                                           : Piece{1, isCarriableAscii(first)};
+    return form != std::end(sequenceForms) ? sequencePiece(text, *form) : Piece{1, false};
 }
 
-/// How many bytes at the start of a text are carriable.
-std::size_t carriableLength(std::string_view text) {
+/// The number of bytes before the first invalid piece.
+std::size_t validLength(std::string_view text) {
     std::size_t length = 0;
     while (length < text.size()) {
         const Piece piece = firstPiece(text.substr(length));
-        if (!piece.carriable) {
+        if (!piece.isValid) {
             break;
         }
         length += piece.length;
@@ -85,8 +85,15 @@ std::size_t carriableLength(std::string_view text) {
 
 } // namespace
 
+bool isXmlCharacter(char32_t character) {
+    return character == '\t' || character == '\n' || character == '\r' ||
+           (character >= 0x20 && character <= 0xD7FF) ||
+           (character >= 0xE000 && character <= 0xFFFD) ||
+           (character >= 0x10000 && character <= 0x10FFFF);
+}
+
 std::optional<std::string> replaceInvalidXml(std::string_view text) {
-    std::size_t length = carriableLength(text);
+    std::size_t length = validLength(text);
     if (length == text.size()) {
         return std::nullopt;
     }
@@ -96,9 +103,33 @@ std::optional<std::string> replaceInvalidXml(std::string_view text) {
         result += replacementCharacter;
         text.remove_prefix(length);
         text.remove_prefix(firstPiece(text).length);
-        length = carriableLength(text);
+        length = validLength(text);
     }
     result += text;
+    return result;
+}
+
+std::string escapeXml(std::string_view text) {
+    const std::optional<std::string> replaced = replaceInvalidXml(text);
+    std::string result;
+    for (const char c : replaced ? std::string_view(*replaced) : text) {
+        switch (c) {
+        case '&':
+            result += "&amp;";
+            break;
+        case '<':
+            result += "&lt;";
+            break;
+        case '>':
+            result += "&gt;";
+            break;
+        case '\r':
+            result += "&#13;";
+            break;
+        default:
+            result += c;
+        }
+    }
     return result;
 }
 

@@ -6,17 +6,22 @@
 #include <string>
 #include <string_view>
 
+/// Which text an XML 1.0 document in UTF-8 can carry. Commands print any bytes, and one invalid
+/// byte makes a parser refuse the whole document.
+
 namespace keldo {
 
-/// Makes a text one that an XML document in UTF-8 can carry. Texts are UTF-8 by convention, but a
-/// command prints what it likes and a catalogue may be in another codeset, while a single byte
-/// that XML cannot carry would cost the reader the whole document.
-///
-/// Each maximal ill-formed subsequence of UTF-8 (as the Unicode standard recommends, chapter 3,
-/// "U+FFFD Substitution of Maximal Subparts") and each character outside of the production Char of
-/// XML 1.0, such as NUL and escape, becomes one U+FFFD. Nothing else changes: markup and references
-/// stay as they are. Returns nothing where the text is fine as it stands, so that it need not be
-/// copied.
+/// Whether `character` is in XML 1.0's production Char.
+bool isXmlCharacter(char32_t character);
+
+/// Returns a copy of `text` that XML can carry, or nothing if `text` itself is valid.
+/// One U+FFFD replaces each maximal ill-formed subsequence of UTF-8 (Unicode standard, chapter 3,
+/// "U+FFFD Substitution of Maximal Subparts") and each character that XML does not allow, such as
+/// NUL or escape. Markup and references stay as they are.
 std::optional<std::string> replaceInvalidXml(std::string_view text);
+
+/// Returns XML element content that a parser reads as `text`: "&", "<", ">" and the carriage return
+/// are references, and invalid text is replaced as replaceInvalidXml() does.
+std::string escapeXml(std::string_view text);
 
 } // namespace keldo

@@ -12,21 +12,21 @@ namespace {
 
 using namespace std::string_literals;
 
-/// The text with U+FFFD shown as "?", and "same" where it is fine as it stands.
+/// The replaced text with "?" for U+FFFD, or "same" if nothing was invalid.
 std::string replaced(std::string_view text) {
     const std::optional<std::string> result = replaceInvalidXml(text);
     if (!result) {
         return "same";
     }
     std::string shown = *result;
-    for (std::size_t at = shown.find("\xEF\xBF\xBD"); at != std::string::npos;
-         at = shown.find("\xEF\xBF\xBD", at)) {
+    for (std::size_t at = shown.find("\uFFFD"); at != std::string::npos;
+         at = shown.find("\uFFFD", at)) {
         shown.replace(at, 3, "?");
     }
     return shown;
 }
 
-/// A character in UTF-8; not for surrogates.
+/// `character`, which is no surrogate, in UTF-8.
 std::string utf8(char32_t character) {
     std::string text;
     const auto add = [&text](char32_t byte) { text += static_cast<char>(byte); };
@@ -48,42 +48,29 @@ std::string utf8(char32_t character) {
     return text;
 }
 
-TEST(ReplaceUncarriable, LeavesWhatXmlCanCarry) {
+TEST(ReplaceInvalidXml, LeavesValidTextAsItIs) {
     for (const char* text :
          {"", "plain", "tab\tline\nreturn\r", "läuft € 😀", "a & b &amp; <c>", "\x7F",
-          "\xC2\x80\xC2\x9F", "\xEF\xBF\xBD", "\xEF\xB7\x90", "\xF0\x9F\xBF\xBE", "\xEF\xBB\xBF"}) {
+          "\xC2\x80\xC2\x9F", "\uFFFD", "\uFDD0", "\xF0\x9F\xBF\xBE", "\uFEFF"}) {
         EXPECT_EQ("same", replaced(text)) << text;
     }
 }
 
-TEST(ReplaceUncarriable, ReplacesEachCharacterThatXmlLacks) {
-    EXPECT_EQ("?[31mred?[0m", replaced("\x1B[31mred\x1B[0m"));
-    EXPECT_EQ("a??b", replaced("a\x01\x02"
-                               "b"));
-    EXPECT_EQ("?", replaced("\0"s));
-    EXPECT_EQ("a?b", replaced("a\xEF\xBF\xBE"
-                              "b"));
-    EXPECT_EQ("??", replaced("\xEF\xBF\xBF\xEF\xBF\xBE"));
-}
-
-TEST(ReplaceUncarriable, KnowsEveryCharacterAsLibxml2Does) {
+TEST(ReplaceInvalidXml, KnowsEveryCharacterAsLibxml2Does) {
     for (char32_t character = 0; character <= 0x10FFFF; ++character) {
-        if (character >= 0xD800 && character <= 0xDFFF) {
-            continue;
+        const bool isValid = IS_CHAR(character);
+        ASSERT_EQ(isValid, isXmlCharacter(character)) << static_cast<unsigned long>(character);
+        if (character < 0xD800 || character > 0xDFFF) {
+            ASSERT_EQ(isValid ? "same" : "?", replaced(utf8(character)))
+                << static_cast<unsigned long>(character);
         }
-        const bool isCarriable = IS_CHAR(character);
-        ASSERT_EQ(isCarriable ? "same" : "?", replaced(utf8(character)))
-            << static_cast<unsigned long>(character);
     }
+    EXPECT_FALSE(isXmlCharacter(0x110000));
+    EXPECT_FALSE(isXmlCharacter(0xFFFFFFFF));
 }
 
-// The rows are the Unicode standard's own examples of maximal subparts, and the ends of each range.
-TEST(ReplaceUncarriable, KeepsACharacterThatAStrayByteFollows) {
-    EXPECT_EQ("é?", replaced("é\x80"));
-    EXPECT_EQ("€?", replaced("€\x80"));
-}
-
-TEST(ReplaceUncarriable, ReplacesEachMaximalIllFormedSubsequence) {
+// The first rows are examples of the Unicode standard; the others are the ends of each range.
+TEST(ReplaceInvalidXml, ReplacesEachInvalidPiece) {
     const struct {
         std::string text;
         const char* result;
@@ -120,44 +107,37 @@ TEST(ReplaceUncarriable, ReplacesEachMaximalIllFormedSubsequence) {
         {"\xFE\xFF", "??"},
         {"l\xE4uft", "l?uft"},
         {"cut \xE2\x82", "cut ?"},
+        {"é\x80", "é?"},
+        {"€\x80", "€?"},
+        {"\x1B[31mred\x1B[0m", "?[31mred?[0m"},
+        {"a\1\2b\0"s, "a??b?"},
+        {"a\uFFFE\uFFFF", "a??"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.result, replaced(row.text)) << testing::PrintToString(row.text);
+        EXPECT_EQ("same", replaced(*replaceInvalidXml(row.text)));
     }
 }
 
-TEST(ReplaceUncarriable, TakesEveryFirstTwoBytesAsTheStandardsTableDoes) {
-    for (int first = 0x80; first <= 0xFF; ++first) {
-        for (int second = 0; second <= 0xFF; ++second) {
-            const std::string text = {static_cast<char>(first), static_cast<char>(second), 'x',
-                                      'x'};
-            const bool continues =
-                (first >= 0xC2 && first <= 0xDF && second >= 0x80 && second <= 0xBF) ||
-                (first == 0xE0 && second >= 0xA0 && second <= 0xBF) ||
-                (first == 0xED && second >= 0x80 && second <= 0x9F) ||
-                (first >= 0xE1 && first <= 0xEF && first != 0xED && second >= 0x80 &&
-                 second <= 0xBF) ||
-                (first == 0xF0 && second >= 0x90 && second <= 0xBF) ||
-                (first >= 0xF1 && first <= 0xF3 && second >= 0x80 && second <= 0xBF) ||
-                (first == 0xF4 && second >= 0x80 && second <= 0x8F);
-            const bool isWhole = continues && first <= 0xDF;
-            const std::string result = replaced(text);
-            ASSERT_EQ(isWhole, result == "same") << first << ' ' << second;
-            if (!isWhole) {
-                ASSERT_EQ(continues, result == "?xx") << first << ' ' << second << ' ' << result;
-            }
-        }
-    }
+TEST(ReplaceInvalidXml, ReadsNothingPastTheEnd) {
+    EXPECT_EQ("same", replaced(std::string_view("text\xFF", 4)));
+    EXPECT_EQ("te?", replaced(std::string_view("te\xC3\xA4", 3)));
 }
 
-TEST(ReplaceUncarriable, LooksAtNothingBehindTheText) {
-    EXPECT_EQ("same", replaced(std::string_view("text and more", 4)));
-    EXPECT_EQ("te?t", replaced(std::string_view("te\x1Bt and more", 4)));
-}
-
-TEST(ReplaceUncarriable, IsTheIdentityOnItsResult) {
-    for (const std::string& text : {"\xFF\xFE\x1B"s, "a\xE2\x82 b\0c"s, "\xF0\x9F\x98"s}) {
-        EXPECT_EQ("same", replaced(*replaceInvalidXml(text)));
+TEST(EscapeXml, GivesContentThatAParserReadsAsTheText) {
+    const struct {
+        std::string text;
+        const char* content;
+    } rows[] = {
+        {"", ""},
+        {"läuft\n\t\"'", "läuft\n\t\"'"},
+        {"a&b &amp; &#65;", "a&amp;b &amp;amp; &amp;#65;"},
+        {"<a>]]>", "&lt;a&gt;]]&gt;"},
+        {"a\r\n", "a&#13;\n"},
+        {"\xE2\x82|\xFF\0<"s, "\uFFFD|\uFFFD\uFFFD&lt;"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.content, escapeXml(row.text)) << testing::PrintToString(row.text);
     }
 }
 
