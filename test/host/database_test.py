@@ -11,6 +11,7 @@ import re
 import tempfile
 import unittest
 
+from counting import uncounted
 from database import START, STOP, Database, DatabaseTestCase
 from panel import PROJECT, Panel, down_report, report
 from trace import own, traced
@@ -59,6 +60,7 @@ class DatabaseTest(DatabaseTestCase):
         return services
 
 
+@uncounted
 class StatementsTest(DatabaseTest):
     def test_action_log_on_one_connection_and_database_check_on_another(self):
         self.assertEqual(self.status(), report())

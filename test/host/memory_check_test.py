@@ -10,6 +10,7 @@ import os
 import re
 import unittest
 
+from counting import uncounted
 from database import START, DatabaseTestCase
 from panel import KELDOCTL, down_report
 
@@ -21,6 +22,7 @@ msgstr "Der Dienst <service_title> ist ausgeschaltet."
 """
 
 
+@uncounted
 class MemoryTest(DatabaseTestCase):
     def kept(self, *arguments, **options):
         """Runs keldoctl under valgrind, with no fault found, and returns its output and what it

@@ -14,6 +14,7 @@ import tempfile
 import unittest
 from xml.sax.saxutils import escape, quoteattr
 
+from counting import uncounted
 from panel import NAMESPACE, PATH, PROJECT, SERVICES, Panel, require_private_host
 
 LINT = pathlib.Path(os.environ.get("SERVICE_LINT", PROJECT / "build/release/keldo-service-lint"))
@@ -411,6 +412,7 @@ class UnknownUserTest(LintTestCase):
         self.assertRegex(done.stderr, "monit could not test a control file -- .*getpwuid_r failed")
 
 
+@uncounted
 class MemoryTest(LintTestCase):
     """Where there is no memory, nothing is said of a file that is not so, and the status tells."""
 

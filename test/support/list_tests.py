@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""Prints the unittest cases of the given files, a line each, for CTest to register.
+"""Prints the unittest classes of the given files for CTest to register, one a line: MODULE.CLASS.
 
-With --classes the lines are MODULE.CLASS, else MODULE.CLASS.METHOD. The files are parsed, not
-imported: where they are listed, what they need to run may be missing.
+The files are parsed, not imported: the modules that they need may be missing when CMake runs.
 """
 
 import ast
@@ -10,27 +9,12 @@ import pathlib
 import sys
 
 
-def test_methods(test_class):
-    return [node.name for node in test_class.body
-            if isinstance(node, ast.FunctionDef) and node.name.startswith("test")]
+def has_tests(test_class):
+    return any(isinstance(node, ast.FunctionDef) and node.name.startswith("test")
+               for node in test_class.body)
 
 
-def cases(path, by_class):
-    module = pathlib.Path(path).stem
-    for test_class in ast.parse(pathlib.Path(path).read_text(encoding="utf-8")).body:
-        if not isinstance(test_class, ast.ClassDef) or not test_methods(test_class):
-            continue
-        if by_class:
-            yield f"{module}.{test_class.name}"
-        else:
-            for method in test_methods(test_class):
-                yield f"{module}.{test_class.name}.{method}"
-
-
-def main():
-    by_class = "--classes" in sys.argv[1:2]
-    for path in sys.argv[2 if by_class else 1:]:
-        print("\n".join(cases(path, by_class)))
-
-
-main()
+for path in map(pathlib.Path, sys.argv[1:]):
+    for node in ast.parse(path.read_text(encoding="utf-8")).body:
+        if isinstance(node, ast.ClassDef) and has_tests(node):
+            print(f"{path.stem}.{node.name}")

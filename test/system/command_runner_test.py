@@ -3,6 +3,7 @@
 
 import unittest
 
+from counting import uncounted
 from panel import Panel, report, restart, service_down
 from trace import own, traced
 
@@ -47,6 +48,7 @@ class CommandTest(unittest.TestCase):
     def test_an_unknown_command_is_the_shells_business(self):
         self.check("no-such-program 2>/dev/null", "error", "")
 
+    @uncounted
     def test_each_command_has_one_child_that_writes_nothing(self):
         self.panel.write_service("web", start="true")
         _, calls = traced(self.panel, "fork,clone,write", "--repair", "restart-service:web")

@@ -17,6 +17,7 @@ import tempfile
 import unittest
 import xml.etree.ElementTree
 
+from counting import uncounted
 from panel import KELDOCTL, WEB_DOWN, Panel, down_report, report, restart, service_down
 from subreaper import become_subreaper
 
@@ -262,9 +263,11 @@ class LimitTest(InheritanceTest):
                 for count in range(3, 17)]
         self.assertEqual(ends[-1], 0)
 
+    @uncounted
     def test_files_that_may_not_grow(self):
         self.check(limit(resource.RLIMIT_FSIZE, 0))
 
+    @uncounted
     def test_commands_may_be_ended_by_files_that_may_not_grow(self):
         self.repair("head -c 1 /dev/zero > /usr/local/kvr/file; kill -l $?")
         self.check(limit(resource.RLIMIT_FSIZE, 0), log="File size limit exceeded\nXFSZ\n")
@@ -301,6 +304,7 @@ class LimitTest(InheritanceTest):
             ends.append(self.check_whole_or_nothing(limit(resource.RLIMIT_AS, size)))
         return ends
 
+    @uncounted
     def test_little_memory(self):
         ends = self.ends_with_memory(1 << 15)
         self.assertEqual(ends[0], 127)

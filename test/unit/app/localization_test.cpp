@@ -3,10 +3,10 @@
 #include "app/localization.h"
 
 #include "app/german_texts.h"
-#include "report/print_message.h"
 #include "report/translation.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
+#include "support/print_message.h"
 
 #include <clocale>
 #include <cstdlib>

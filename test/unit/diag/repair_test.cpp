@@ -3,9 +3,9 @@
 #include "diag/repair.h"
 
 #include "exec/program_name.h"
-#include "report/print_message.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
+#include "support/print_message.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>

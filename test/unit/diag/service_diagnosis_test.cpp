@@ -2,11 +2,11 @@
 
 #include "diag/service_diagnosis.h"
 
-#include "report/print_message.h"
 #include "report/problem_model.h"
 #include "support/catalogue.h"
 #include "support/fake_database.h"
 #include "support/fake_panel.h"
+#include "support/print_message.h"
 
 #include <boost/lexical_cast.hpp>
 #include <fstream>

@@ -2,10 +2,10 @@
 
 #include "diag/upgrade_check.h"
 
-#include "report/print_message.h"
 #include "report/problem_model.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
+#include "support/print_message.h"
 
 #include <gtest/gtest.h>
 

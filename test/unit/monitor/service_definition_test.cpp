@@ -3,9 +3,9 @@
 #include "monitor/service_definition.h"
 
 #include "monitor/forced_failures.h"
-#include "report/print_message.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
+#include "support/print_message.h"
 #include "xml/xpath.h"
 
 #include <boost/lexical_cast.hpp>

@@ -2,7 +2,7 @@
 
 #include "report/problem_model.h"
 
-#include "report/print_message.h"
+#include "support/print_message.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

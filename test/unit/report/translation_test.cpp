@@ -2,8 +2,8 @@
 
 #include "report/translation.h"
 
-#include "report/print_message.h"
 #include "support/catalogue.h"
+#include "support/print_message.h"
 #include "support/random_texts.h"
 #include "support/temporary_directory.h"
 
