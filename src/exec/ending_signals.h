@@ -2,17 +2,19 @@
 
 #pragma once
 
-#include <array>
 #include <csignal>
 
 namespace keldo {
 
-/// The signals by which a user, a terminal, the panel, an alarm that it has set or a limit ends a
-/// run, and which can be handled.
-inline constexpr std::array endingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,
-                                             SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU};
+/// The signals that end a process by default and that it may handle to clean up first. Not among
+/// them: SIGKILL; the signals of program errors (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP,
+/// SIGSYS), after which the process is in no state to clean up; SIGPIPE and SIGXFSZ, which a run
+/// ignores (exec/inherited_state.h). The set suits sigprocmask(2) and signalfd(2); the signals in
+/// it are from 1 to SIGRTMAX.
+sigset_t endingSignals() noexcept;
 
-/// While it lives, or until release(), the ending signals are blocked: they come afterwards.
+/// Blocks the ending signals until release() or destruction. Signals that arrive meanwhile are
+/// delivered then.
 class HeldEndingSignals {
 public:
     HeldEndingSignals() noexcept;

@@ -13,15 +13,16 @@ namespace keldo {
 
 namespace {
 
-/// What a signal has to remove its files, or null. Of a type that a handler may read.
+/// The remover that exists, or null: set by its constructor, reset by its destructor, read by the
+/// signal handler. Lives until exit.
 std::atomic<const FileRemover*> inUse = nullptr;
 static_assert(std::atomic<const FileRemover*>::is_always_lock_free);
 
-/// Whether the ending signals have their handler. They get it once: for each file anew, that would
-/// be most of the system calls that a service takes.
+/// True from the first remover until exit: the signal handler is installed once, since doing it for
+/// each file would be most of the system calls that a service takes.
 bool signalsAreHandled = false;
 
-/// Of the default action, which is in place again, the process dies as the sender wishes.
+/// SA_RESETHAND has restored the default action, so raising the signal again ends the process.
 extern "C" void removeFilesAndEnd(int signal) {
     if (const FileRemover* const remover = inUse) {
         remover->remove();
@@ -29,18 +30,25 @@ extern "C" void removeFilesAndEnd(int signal) {
     raise(signal);
 }
 
+void handle(int signal) {
+    struct sigaction action;
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_DFL) { // an ignored signal does not end the process
+        action.sa_handler = removeFilesAndEnd;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigaction(signal, &action, nullptr);
+    }
+}
+
 void handleEndingSignals() {
     if (signalsAreHandled) {
         return;
     }
     signalsAreHandled = true;
-    for (const int signal : endingSignals) {
-        struct sigaction action;
-        sigaction(signal, nullptr, &action);
-        if (action.sa_handler == SIG_DFL) { // else it does not end the process
-            action.sa_handler = removeFilesAndEnd;
-            action.sa_flags = static_cast<int>(SA_RESETHAND);
-            sigaction(signal, &action, nullptr);
+    const sigset_t signals = endingSignals();
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        if (sigismember(&signals, signal) == 1) {
+            handle(signal);
         }
     }
 }

@@ -7,26 +7,28 @@
 
 namespace keldo {
 
-/// Removes a file when it goes, if the file is there then, and also when an ending signal
-/// (exec/ending_signals.h) ends the process before. The path is not copied and outlives this.
-/// One at a time. The first one gives each ending signal whose action is the default a handler,
-/// which stays; the process still ends by the signal.
+/// Removes its file on destruction, or if an ending signal (exec/ending_signals.h) ends the process
+/// first. A file that is missing is no error. Only one remover may exist at a time. The path is not
+/// copied and must outlive the remover.
+///
+/// The first remover installs a handler, which stays, for each ending signal whose action is the
+/// default. The process still dies by the signal.
 class FileRemover {
 public:
     explicit FileRemover(const std::string& path) noexcept : FileRemover(std::span(&path, 1)) {}
     explicit FileRemover(std::string&&) = delete;
-    /// Of several files, in this order. A path may also be that of a directory, which goes if it is
-    /// empty when its turn comes.
+    /// Removes several files, in this order. A path may also name a directory, which is removed if
+    /// it is empty by then.
     explicit FileRemover(std::span<const std::string> paths) noexcept;
     FileRemover(const FileRemover&) = delete;
     FileRemover& operator=(const FileRemover&) = delete;
     ~FileRemover();
 
-    /// Removes them at once. May be called by a signal's handler.
+    /// Removes the files now. Async-signal-safe.
     void remove() const noexcept;
 
-    /// Leaves the file to somebody else, who comes before this goes: until then a signal removes
-    /// it.
+    /// The destructor will not remove the files. A signal still does until then, so the next owner
+    /// of the files must exist before this one is destroyed.
     void release() noexcept { released_ = true; }
 
 private:

@@ -262,9 +262,9 @@ class ContentTest(unittest.TestCase):
                       re.sub(r"\s+", " ", formatted(page("keldoctl.8"))))
 
     def test_the_ending_signals(self):
-        code = (PROJECT / "src/exec/ending_signals.h").read_text(encoding="utf-8")
-        signals = re.findall(r"SIG\w+", re.search(r"endingSignals = {(.*?)}", code, re.S)[1])
-        self.assertIn(f"ended by {', '.join(signals[:-1])} or {signals[-1]} dies",
+        code = (PROJECT / "src/exec/ending_signals.cpp").read_text(encoding="utf-8")
+        table = re.search(r"namedEndingSignals\[\] = {(.*?)};", code, re.S)[1]
+        self.assertIn(f"ended by {', '.join(re.findall(r'(SIG.*?),', table))} or a real-time signal",
                       re.sub(r"\s+", " ", formatted(page("keldoctl.8"))))
 
     def test_the_variables_and_their_defaults(self):

@@ -9,29 +9,35 @@
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace keldo {
 namespace {
 
-using Handler = void (*)(int);
-
-Handler actionOf(int signal) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler;
+std::vector<int> allEndingSignals() {
+    std::vector<int> numbers;
+    const sigset_t signals = endingSignals();
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        if (sigismember(&signals, signal) == 1) {
+            numbers.push_back(signal);
+        }
+    }
+    return numbers;
 }
 
-/// The signals end the process, however the tests were started: before there is a first remover,
-/// and so before the tests.
-const bool endedBySignals = [] {
-    for (const int signal : endingSignals) {
+/// The tests' caller may ignore signals. Gives them back their default action before the first
+/// test, since the first remover of the process looks at it.
+const bool signalsAreReset = [] {
+    for (const int signal : allEndingSignals()) {
         std::signal(signal, SIG_DFL);
     }
     return true;
 }();
 
-class FileRemoval : public testing::Test {
+class FileRemoverTest : public testing::Test {
 protected:
     bool isThere() const { return std::filesystem::exists(path); }
 
@@ -39,7 +45,12 @@ protected:
     const std::string path = directory.write("file", "text");
 };
 
-TEST_F(FileRemoval, ComesWithTheRemoversEnd) {
+TEST_F(FileRemoverTest, RemovesTheFileOnDestructionUnlessReleased) {
+    {
+        FileRemover remover(path);
+        remover.release();
+    }
+    EXPECT_TRUE(isThere());
     {
         const FileRemover remover(path);
         EXPECT_TRUE(isThere());
@@ -47,21 +58,12 @@ TEST_F(FileRemoval, ComesWithTheRemoversEnd) {
     EXPECT_FALSE(isThere());
 }
 
-TEST_F(FileRemoval, DoesNotComeAfterRelease) {
-    {
-        FileRemover remover(path);
-        remover.release();
-    }
-    EXPECT_TRUE(isThere());
-}
-
-TEST_F(FileRemoval, ComesWithASignalThatEndsTheProcess) {
-    for (const int signal :
-         {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU}) {
+TEST_F(FileRemoverTest, RemovesTheFileWhenAnEndingSignalEndsTheProcess) {
+    for (const int signal : allEndingSignals()) {
         SCOPED_TRACE(signal);
-        const std::string file = directory.write("file", "text");
+        directory.write("file", "text");
         const auto end = [&] {
-            const FileRemover remover(file);
+            const FileRemover remover(path);
             raise(signal);
             _exit(0);
         };
@@ -70,78 +72,72 @@ TEST_F(FileRemoval, ComesWithASignalThatEndsTheProcess) {
     }
 }
 
-TEST_F(FileRemoval, DoesNotComeWithASignalAfterItsEnd) {
-    const auto end = [this] {
-        { const FileRemover remover(path); }
-        directory.write("file", "somebody else's");
-        raise(SIGTERM);
-        _exit(0);
-    };
-    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
-    EXPECT_TRUE(isThere());
+TEST_F(FileRemoverTest, IsDoneAfterDestructionUntilTheNextOneExists) {
+    for (const bool next : {false, true}) {
+        SCOPED_TRACE(next);
+        const auto end = [&] {
+            { const FileRemover first(path); }
+            const auto second = next ? std::make_unique<FileRemover>(path) : nullptr;
+            directory.write("file", "new text");
+            raise(SIGTERM);
+            _exit(0);
+        };
+        EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
+        EXPECT_EQ(isThere(), !next);
+    }
 }
 
-TEST_F(FileRemoval, ComesWithTheSignalsOfALaterRemoverToo) {
-    const auto end = [this] {
-        { const FileRemover remover(path); }
-        const FileRemover remover(path);
-        directory.write("file", "text");
-        raise(SIGTERM);
-        _exit(0);
-    };
-    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
-    EXPECT_FALSE(isThere());
+TEST_F(FileRemoverTest, RemovesSeveralFilesInOrderThenTheirDirectory) {
+    for (const bool bySignal : {false, true}) {
+        SCOPED_TRACE(bySignal);
+        const std::string inner = directory.write("folder/file", "text");
+        const std::string folder = directory.path() / "folder";
+        const std::array paths = {directory.write("file", "text"), inner, folder};
+        const auto end = [&] {
+            {
+                const FileRemover remover{paths};
+                if (bySignal) {
+                    raise(SIGTERM);
+                }
+            }
+            raise(SIGTERM);
+            _exit(0);
+        };
+        EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
+        EXPECT_FALSE(isThere());
+        EXPECT_FALSE(std::filesystem::exists(folder));
+    }
 }
 
-TEST_F(FileRemoval, OfSeveralGoesInTheirOrder) {
-    const std::string inner = directory.write("folder/file", "text");
-    const std::string folder = directory.path() / "folder";
-    const std::array paths = {path, inner, folder};
-    { const FileRemover remover{paths}; }
-    EXPECT_FALSE(isThere());
-    EXPECT_FALSE(std::filesystem::exists(folder));
-}
-
-TEST_F(FileRemoval, OfADirectoryLeavesOneThatIsNotEmpty) {
+TEST_F(FileRemoverTest, LeavesADirectoryThatIsNotEmpty) {
     const std::array paths = {directory.path().string(), path};
     { const FileRemover remover{paths}; }
     EXPECT_FALSE(isThere());
     EXPECT_TRUE(std::filesystem::exists(directory.path()));
 }
 
-TEST_F(FileRemoval, OfSeveralComesWithASignalThatEndsTheProcess) {
-    const std::string inner = directory.write("folder/file", "text");
-    const std::array paths = {inner, directory.path().string() + "/folder", path};
-    const auto end = [&] {
-        const FileRemover remover{paths};
-        raise(SIGTERM);
-        _exit(0);
-    };
-    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
-    EXPECT_FALSE(isThere());
-    EXPECT_FALSE(std::filesystem::exists(paths[1]));
-}
-
-/// In a process of its own, in which there was no remover yet.
-class FirstFileRemoval : public FileRemoval {
-protected:
-    FirstFileRemoval() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_F(FirstFileRemoval, LeavesEachSignalIgnoredThatTheCallerIgnores) {
-    for (const int ignored : endingSignals) {
+TEST_F(FileRemoverTest, LeavesEachSignalIgnoredThatTheCallerIgnores) {
+    // A fresh process, in which no remover has existed yet.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const int parity : {0, 1}) {
         const auto run = [&] {
-            std::signal(ignored, SIG_IGN);
+            for (const int signal : allEndingSignals()) {
+                std::signal(signal, signal % 2 == parity ? SIG_IGN : SIG_DFL);
+            }
             const FileRemover remover(path);
-            for (const int signal : endingSignals) {
-                if ((actionOf(signal) == SIG_IGN) != (signal == ignored)) {
+            for (const int signal : allEndingSignals()) {
+                struct sigaction action;
+                sigaction(signal, nullptr, &action);
+                if ((action.sa_handler == SIG_IGN) != (signal % 2 == parity)) {
                     _exit(1);
                 }
+                if (action.sa_handler == SIG_IGN) {
+                    raise(signal);
+                }
             }
-            raise(ignored);
             _exit(isThere() ? 0 : 2);
         };
-        EXPECT_EXIT(run(), testing::ExitedWithCode(0), "") << ignored;
+        EXPECT_EXIT(run(), testing::ExitedWithCode(0), "") << parity;
     }
 }
 
