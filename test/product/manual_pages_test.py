@@ -66,7 +66,11 @@ class FormTest(unittest.TestCase):
             with self.subTest(path.name):
                 text = path.read_text(encoding="utf-8")
                 self.assertIn(f"\n.Os keldoctl {version}\n", text)
-                self.assertNotRegex(text, r"@\w+@")
+
+    def test_the_sources_can_be_read_as_pages(self):
+        for path in (PROJECT / "doc").glob("*.[1-9]"):
+            with self.subTest(path.name):
+                self.assertNotRegex(path.read_text(encoding="utf-8"), r"@\w+@")
 
     def test_references_lead_to_our_pages_or_to_known_ones(self):
         ours = {path.name for path in PAGES}

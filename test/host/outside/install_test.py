@@ -120,6 +120,12 @@ class InstallTest(unittest.TestCase):
         with self.subTest("the configured prefix"):
             install(self.build, root=self.root)
             self.check("/opt/diagnostics", "/srv/panel", folders)
+            pages = "".join(path.read_text(encoding="utf-8")
+                            for path in (self.root / "srv/manuals").rglob("*.[1-9]"))
+            for path in ("/opt/diagnostics/lib/private/keldoctl/keep-report",
+                         "/opt/diagnostics/data/keldoctl/views/report-nagios.xsl",
+                         "/opt/diagnostics/lib/nagios/plugins/check_keldoctl"):
+                self.assertIn(path, pages)
         shutil.rmtree(self.root)
         with self.subTest("another one"):
             install(self.build, "--prefix", "/opt/other", root=self.root)
