@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""link-locales: makes our locales known to the system, and touches nobody else's."""
+"""link-locales makes our locales known to the system and leaves those of others alone."""
 
 import hashlib
 import os
@@ -13,12 +13,13 @@ from locales import ALIASES, SYSTEM, StockLocales, charset_of, install_catalogue
 from panel import PATH, Panel
 
 NAMES = [language.locale for language in listed_languages()]
-NONE = "ANSI_X3.4-1968"  # what charset_of() says of a locale that is not there
+NONE = "ANSI_X3.4-1968"  # charset_of() of a missing locale
 ARCHIVE = SYSTEM / "locale-archive"
+RECORD = pathlib.Path("/var/lib/keldoctl")
 
 
 def tree(root):
-    """What is below a directory: for each path the target of the link, or the hash of the file."""
+    """All paths below a directory, each with the link's target or the file's hash."""
     found = {}
     for path in sorted(pathlib.Path(root).rglob("*")):
         if path.is_symlink():
@@ -33,6 +34,13 @@ def tree(root):
 def localedef(*arguments):
     """Compiles a locale as an administrator does."""
     subprocess.run(["localedef", *arguments], check=True, env={"PATH": PATH})
+
+
+def archived():
+    """The names in the system's locale archive."""
+    done = subprocess.run(["localedef", "--list-archive"], check=True, stdout=subprocess.PIPE,
+                          text=True, env={"PATH": PATH})
+    return set(done.stdout.split())
 
 
 class LinkTest(unittest.TestCase):
@@ -53,7 +61,7 @@ class LinkTest(unittest.TestCase):
     def charsets(self):
         return {name: charset_of(name) for name in NAMES}
 
-    def test_the_system_knows_them_all_after_add_and_none_after_remove(self):
+    def test_add_makes_all_locales_known_and_remove_unknown(self):
         self.assertEqual(self.charsets(), dict.fromkeys(NAMES, NONE))
         self.link()
         self.assertEqual(self.charsets(), dict.fromkeys(NAMES, "UTF-8"))
@@ -61,7 +69,7 @@ class LinkTest(unittest.TestCase):
         self.assertEqual(self.charsets(), dict.fromkeys(NAMES, NONE))
         self.assertEqual(tree(SYSTEM), self.before)
 
-    def test_twice_is_as_once(self):
+    def test_a_second_call_changes_nothing(self):
         self.link()
         linked = tree(SYSTEM)
         self.link()
@@ -70,7 +78,7 @@ class LinkTest(unittest.TestCase):
         self.link("remove")
         self.assertEqual(tree(SYSTEM), self.before)
 
-    def test_a_system_without_any_locale_gets_them(self):
+    def test_a_system_without_any_locale_gets_ours(self):
         shutil.rmtree(SYSTEM)
         self.link("remove")
         self.link()
@@ -89,7 +97,7 @@ class LinkTest(unittest.TestCase):
         self.link()
         self.assertEqual(tree(SYSTEM), linked)
 
-    def test_an_upgrade_takes_away_what_is_gone_and_brings_what_is_new(self):
+    def test_an_upgrade_removes_old_locales_and_adds_new_ones(self):
         self.link()
         shutil.copytree(self.locales.ours / "zh_TW", self.locales.ours / "xx_XX")
         shutil.rmtree(self.locales.ours / "zh_TW")
@@ -100,25 +108,22 @@ class LinkTest(unittest.TestCase):
         self.link("remove")
         self.assertEqual(tree(SYSTEM), self.before)
 
-    def test_an_archived_locale_of_the_administrator_comes_first(self):
+    def test_an_archived_locale_of_the_administrator_comes_before_ours(self):
         localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
         archive = tree(SYSTEM)
         self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
         self.assertEqual(charset_of("de_DE"), "ISO-8859-1")
         self.assertEqual(charset_of("fr_FR"), "UTF-8")
+        ARCHIVE.rename(SYSTEM / "kept")
+        self.assertEqual(charset_of("de_DE"), "UTF-8")
+        (SYSTEM / "kept").rename(ARCHIVE)
         self.link("remove")
         self.assertEqual(tree(SYSTEM), archive)
 
-    def test_an_archived_locale_in_utf_8_is_nothing_to_tell_of(self):
+    def test_an_archived_locale_in_utf_8_needs_no_message(self):
         localedef("-i", "de_DE", "-f", "UTF-8", "de_DE")
         self.link()
         self.link("remove")
-        self.assertEqual(charset_of("de_DE"), "UTF-8")
-
-    def test_a_locale_that_leaves_the_archive_is_replaced_by_ours(self):
-        localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
-        self.link(told=self.own_kept("de_DE", "ISO-8859-1"))
-        ARCHIVE.unlink()
         self.assertEqual(charset_of("de_DE"), "UTF-8")
 
     def test_a_directory_of_the_administrator_stays(self):
@@ -142,7 +147,7 @@ class LinkTest(unittest.TestCase):
         self.link("remove")
         self.assertEqual(tree(SYSTEM), before)
 
-    def test_localedef_replaces_our_links_and_not_what_they_lead_to(self):
+    def test_localedef_replaces_our_links_and_not_their_targets(self):
         self.link()
         localedef("--no-archive", "-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
         own = tree(SYSTEM / "de_DE")
@@ -150,7 +155,7 @@ class LinkTest(unittest.TestCase):
         self.link("remove")
         self.assertEqual(tree(SYSTEM), self.before | {str(SYSTEM / "de_DE"): None} | own)
 
-    def test_remove_leaves_single_files_that_somebody_put_in_place_of_links(self):
+    def test_remove_leaves_files_that_replaced_our_links(self):
         self.link()
         (SYSTEM / "new").write_text("another's", encoding="utf-8")
         (SYSTEM / "new").replace(SYSTEM / "de_DE/LC_TIME")
@@ -158,30 +163,64 @@ class LinkTest(unittest.TestCase):
         self.assertEqual((SYSTEM / "de_DE/LC_TIME").read_text(encoding="utf-8"), "another's")
         self.assertEqual(os.listdir(SYSTEM / "de_DE"), ["LC_TIME"])
 
-    def test_a_directory_of_the_administrator_that_is_no_locale_is_told_of(self):
+    def test_a_directory_that_is_not_a_locale_is_reported(self):
         (SYSTEM / "de_DE").mkdir()
         (SYSTEM / "de_DE/notes").write_text("mine", encoding="utf-8")
         self.link(told="link-locales: reports need this locale in UTF-8, but the system cannot "
                        "load it -- de_DE\n")
         self.assertEqual(os.listdir(SYSTEM / "de_DE"), ["notes"])
 
-    def test_another_name_for_a_locale_is_told_of(self):
-        # Such names are looked up first, for Japanese on systems that have the package locales.
-        ALIASES.write_text("# names\nja_JP\t\tja_JP.eucJP\n", encoding="utf-8")
-        self.link(told="link-locales: reports need this locale in UTF-8, but "
-                       f"{ALIASES} names another -- ja_JP (ja_JP.eucJP)\n")
-        self.assertEqual(charset_of("ja_JP"), NONE)
-        localedef("-i", "ja_JP", "-f", "UTF-8", "ja_JP")
-        self.assertEqual(charset_of("ja_JP"), "UTF-8")
-        self.link()
+    def have_debians_aliases(self):
+        """The list of the package `locales`, which makes ja_JP another name of ja_JP.eucJP."""
+        ALIASES.symlink_to("/etc/locale.alias")
+        self.assertRegex(ALIASES.read_text("utf-8"), r"(?m)^ja_JP\s+ja_JP\.eucJP$")
 
-    def test_the_environment_does_not_matter(self):
+    def test_a_locale_whose_name_is_an_alias_is_loaded_from_the_archive(self):
+        self.have_debians_aliases()
+        for _ in range(2):
+            self.link()
+            self.assertEqual(self.charsets(), dict.fromkeys(NAMES, "UTF-8"))
+        panel = Panel()
+        panel.upgrade_tool(1)
+        install_catalogues(panel)
+        self.assertIn('<message xml:lang="ja-JP">',
+                      panel.run("--status", "--language=ja-JP").stdout.decode())
+        self.link("remove")
+        self.assertEqual(tree(SYSTEM), self.before)
+        self.assertFalse(RECORD.exists())
+
+    def test_only_our_entries_leave_the_archive(self):
+        self.have_debians_aliases()
+        localedef("-i", "de_DE", "-f", "UTF-8", "de_DE")
+        before = archived()
+        self.link()
+        self.link("remove")
+        self.assertEqual(archived(), before)
+
+    def test_names_that_somebody_else_archived_since_stay(self):
+        self.have_debians_aliases()
+        self.link()
+        ARCHIVE.unlink()
+        localedef("-i", "ja_JP", "-f", "UTF-8", "ja_JP.UTF-8")
+        for action in ("add", "remove", "remove"):
+            self.link(action)
+        self.assertEqual(archived(), {"ja_JP.utf8"})
+
+    def test_an_archived_locale_behind_an_alias_stays(self):
+        self.have_debians_aliases()
+        localedef("-i", "ja_JP", "-f", "EUC-JP", "ja_JP")
+        before = archived()
+        self.link(told=self.own_kept("ja_JP", "EUC-JP"))
+        self.link("remove")
+        self.assertEqual(archived(), before)
+
+    def test_the_callers_locale_has_no_effect(self):
         environment = {"PATH": PATH, "LOCPATH": os.environ["LOCPATH_LATIN1"], "LC_ALL": "C.UTF-8"}
         done = subprocess.run([self.locales.program, "add"], check=False, capture_output=True,
                               env=environment)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
 
-    def test_bad_usage_and_a_lack_of_locales_are_told(self):
+    def test_bad_usage_and_missing_locales_are_reported(self):
         for arguments in ((), ("list",), ("add", "remove"), ("",)):
             with self.subTest(arguments):
                 done = self.locales.run(*arguments)
@@ -198,15 +237,15 @@ class CompiledLocalesTest(unittest.TestCase):
     def setUp(self):
         self.locales = StockLocales(self)
 
-    def test_there_is_one_for_each_language(self):
+    def test_each_language_has_a_locale(self):
         self.assertEqual(sorted(os.listdir(self.locales.ours)), sorted(NAMES))
 
-    def test_a_file_that_several_share_is_there_once(self):
+    def test_a_file_that_locales_share_is_stored_once(self):
         files = [(path.name, path.read_bytes()) for path in self.locales.ours.rglob("*")
                  if path.is_file() and not path.is_symlink()]
         self.assertEqual(len(files), len(set(files)))
 
-    def test_each_is_what_localedef_makes(self):
+    def test_each_locale_is_what_localedef_makes(self):
         for name in ("de_DE", "tr_TR"):
             with self.subTest(name):
                 again = self.locales.ours.parent / "again" / name
@@ -221,9 +260,9 @@ class CompiledLocalesTest(unittest.TestCase):
 
 
 class OtherCharsetTest(unittest.TestCase):
-    """What becomes of a report where the administrator's own locale is not in UTF-8."""
+    """A report in a locale of the administrator's that is not in UTF-8."""
 
-    def test_letters_beyond_ascii_are_replaced(self):
+    def test_letters_outside_the_charset_are_replaced(self):
         locales = StockLocales(self)
         localedef("-i", "de_DE", "-f", "ISO-8859-1", "de_DE")
         locales.run("add")

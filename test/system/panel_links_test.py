@@ -15,6 +15,7 @@ from panel import CONFIGURATION, PATH, PRODUCT_ROOT, require_private_host
 LIBEXEC = pathlib.Path(os.environ["MONIT_CHECK_STATUS"]).parent
 RECORDS = pathlib.Path("/var/lib/keldoctl")
 PROGRAM = ("/usr/sbin/keldoctl", "admin/sbin/keldoctl")
+SCRATCH = ("-", "tmp")
 CATALOGUE = ("/usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo",
              "share/locale/de/LC_MESSAGES/keldoctl.mo")
 
@@ -152,6 +153,69 @@ class PanelLinksTest(unittest.TestCase):
         self.assertFalse((PRODUCT_ROOT / "share").exists())
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
+    def test_a_directory_is_roots_alone_and_goes_when_it_is_empty(self):
+        for leftover in (None, "monitrc"):
+            with self.subTest(leftover=leftover):
+                for _ in range(2):
+                    self.assertEqual(self.update(SCRATCH), "")
+                    self.assertEqual(self.place(SCRATCH).stat().st_mode & 0o7777, 0o700)
+                # Another package's run leaves it.
+                self.update(PROGRAM, package="other")
+                self.remove(package="other")
+                self.assertTrue(self.place(SCRATCH).exists())
+                if leftover:
+                    (self.place(SCRATCH) / leftover).touch()
+                self.assertEqual(self.remove(), "")
+                self.assertEqual(self.place(SCRATCH).exists(), bool(leftover))
+                self.assertEqual(tree(RECORDS), {})
+
+    def test_a_directory_that_was_there_stays_as_it_is(self):
+        self.place(SCRATCH).mkdir(parents=True)
+        os.chown(self.place(SCRATCH), 1, 1)
+        self.place(SCRATCH).chmod(0o1777)
+        before = self.place(SCRATCH).stat()
+        self.assertEqual(self.update(SCRATCH), "")
+        self.assertEqual(self.place(SCRATCH).stat(), before)
+        self.assertEqual(self.remove(), "")
+        self.assertEqual(self.place(SCRATCH).stat(), before)
+
+    def test_no_link_below_the_root_is_followed(self):
+        outside = pathlib.Path("/srv/outside")
+        for link in (PROGRAM, SCRATCH):
+            for folder in (PRODUCT_ROOT / "admin", PRODUCT_ROOT / "admin/sbin", PRODUCT_ROOT / "tmp"):
+                with self.subTest(link=link, folder=folder.name):
+                    shutil.rmtree(PRODUCT_ROOT, ignore_errors=True)
+                    (outside / "sbin").mkdir(parents=True)
+                    folder.parent.mkdir(parents=True)
+                    folder.symlink_to(outside)
+                    before = tree(outside)
+                    said = self.update(link)
+                    is_below = self.place(link).is_relative_to(folder)
+                    self.assertEqual(str(self.place(link)) in said, is_below, said)
+                    self.remove()
+                    self.assertEqual(tree(outside), before)
+                    shutil.rmtree(outside)
+
+    def test_nothing_is_removed_behind_a_link_that_has_replaced_a_folder(self):
+        outside = pathlib.Path("/srv/outside")
+        self.update(PROGRAM, SCRATCH)
+        shutil.copytree(PRODUCT_ROOT, outside, symlinks=True)
+        self.addCleanup(shutil.rmtree, outside)
+        before = tree(outside)
+        shutil.rmtree(PRODUCT_ROOT / "admin")
+        (PRODUCT_ROOT / "admin").symlink_to(outside / "admin")
+        self.remove()
+        self.assertEqual(tree(outside), before)
+
+    def test_the_root_itself_may_be_a_link(self):
+        pathlib.Path("/srv/panel").mkdir()
+        PRODUCT_ROOT.symlink_to("/srv/panel")
+        self.addCleanup(PRODUCT_ROOT.unlink)
+        self.assertEqual(self.update(PROGRAM, SCRATCH), "")
+        self.assert_linked(PROGRAM)
+        self.assertEqual(self.remove(), "")
+        self.assertEqual(os.listdir("/srv/panel"), [])
 
     def test_packages_have_links_of_their_own(self):
         monitor = ("/usr/libexec/keldoctl/monit-check-status", "admin/sbin/monit")
