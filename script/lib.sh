@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash
-# What the scripts share. Sourced with $program, the script's name for messages, set.
+# Functions that the scripts share. $program, the script's name for messages, is set before.
 
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 cd "$project" || exit
@@ -11,7 +11,7 @@ die() {
     exit 1
 }
 
-# Tells what comes next, where the output of other programs passes by.
+# Prints a heading between the output of other programs.
 announce() {
     printf '\n== %s\n' "$*"
 }
@@ -20,31 +20,39 @@ need_root() {
     ((EUID == 0)) || die "needs root"
 }
 
-# Installs what debian/control asks for, unless all of it is there.
+# Installs the packages of debian/control's Build-Depends, if any is missing. With
+# DEB_BUILD_PROFILES=nocheck apt-get leaves out what only tests and checks need.
 install_build_dependencies() {
     local plan
     if plan=$(apt-get --simulate --no-install-recommends build-dep ./ 2>&1) &&
         ! grep -q '^Inst ' <<<"$plan"; then
         return
     fi
-    announce "Installing the build tools and libraries that debian/control lists"
+    announce "Installing build tools and libraries from debian/control"
     apt-get update || die "the package lists could not be fetched"
     apt-get --yes --no-install-recommends build-dep ./ ||
         die "the build dependencies could not be installed"
 }
 
-# Unpacks a Debian package into a directory, unless that is there. It is not installed: a daemon in
-# it would be started, and a package more or less on the machine has the private host's layer made
-# anew.
+# Installs the package of a command, if the command is missing.
+install_command() {
+    ! command -v "$1" >/dev/null || return 0
+    announce "Installing $2"
+    { ((EUID == 0)) && apt-get --yes --no-install-recommends install "$2"; } ||
+        die "$1 is missing: install $2"
+}
+
+# Unpacks a Debian package into a directory, unless the directory exists. To install it would start
+# its daemons, and would make the private host's layer out of date.
 unpack_package() {
     local package=$1 directory=$2 new=$2.new
     [[ ! -d $directory ]] || return 0
     announce "Fetching $package"
     rm -rf "$new"
     mkdir -p "$new"
-    # Where that is root, the lists of packages may be older than what they tell of.
+    # The package lists may be out of date; root can update them.
     download_package "$package" "$new" || { apt-get update && download_package "$package" "$new"; } ||
-        die "$package could not be had"
+        die "$package could not be fetched"
     dpkg-deb --extract "$new"/*.deb "$new" || die "$package could not be unpacked"
     mv "$new" "$directory"
 }
@@ -53,22 +61,22 @@ download_package() {
     (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
 }
 
-# Copies the sources into a directory, without what builds have made and what git keeps: a package is
-# built from what lies in its directory.
+# Copies the sources into a directory, without build results and git's data. Packages are built there,
+# since dpkg-buildpackage takes all files of its directory.
 copy_sources() {
     tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' . |
         tar --extract --directory="$1"
 }
 
-# Whether there are packages in a directory, made from the sources as they are now. The source package
-# is made first of all.
+# Whether a directory holds packages that are newer than all sources. A build makes the source package
+# (.dsc) first, so its time counts.
 packages_are_fresh() {
     local source=("$1"/*.dsc)
     [[ -e ${source[0]} && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \
         -o -newer "${source[0]}" -print -quit) ]]
 }
 
-# Builds one preset: all of it, or the targets given after its name.
+# Builds a preset, or only the targets given after its name.
 build() {
     local preset=$1
     shift

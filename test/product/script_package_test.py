@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What script/package does with directories, while another program stands for the build."""
+"""What script/package does, with fakes of the programs that it calls."""
 
 import os
 import pathlib
@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
-# Makes what a build leaves beside the sources.
+# Makes the files that a build leaves beside the sources.
 BUILD = "touch ../keldoctl_2_amd64.deb ../keldoctl_2_amd64.changes"
 MADE = ["keldoctl_2_amd64.changes", "keldoctl_2_amd64.deb"]
 
@@ -46,13 +46,13 @@ class PackageTest(unittest.TestCase):
         for name in names:
             (folder / name).touch()
 
-    def test_in_its_own_directory_nothing_of_an_earlier_build_stays(self):
+    def test_its_own_directory_is_emptied_first(self):
         packages = self.project / "build/packages"
         self.have(packages, "keldoctl_1_amd64.deb", "keldoctl_1_amd64.changes")
         self.package()
         self.assertEqual(sorted(os.listdir(packages)), MADE)
 
-    def test_in_a_directory_of_somebodys_all_else_stays(self):
+    def test_other_files_of_a_given_directory_stay(self):
         packages = self.folder / "repository"
         self.have(packages, "other.deb", "keldoctl_1_amd64.deb", "a.changes", MADE[1])
         self.package(KELDO_PACKAGES=str(packages))
@@ -61,7 +61,18 @@ class PackageTest(unittest.TestCase):
         self.assertEqual((self.folder / "looked-at").read_text(encoding="utf-8"),
                          f"{packages}/{MADE[0]}")
 
-    def test_a_build_that_fails_leaves_the_packages_that_were_there(self):
+    def test_root_installs_a_missing_lintian_and_others_are_told(self):
+        lintian = self.folder / "bin/lintian"
+        lintian.rename(self.folder / "lintian")
+        self.program("apt-get", f'[[ "$*" != *"install lintian" ]] || cp {self.folder}/lintian {lintian}')
+        for name in ("bash", "cp", "dirname", "find", "grep", "ls", "mkdir", "mktemp", "mv", "rm", "tar",
+                     "touch"):
+            (self.folder / "bin" / name).symlink_to(shutil.which(name))
+        is_root = os.geteuid() == 0
+        self.package(status=0 if is_root else 1, PATH=f"{self.folder}/bin")
+        self.assertEqual((self.folder / "looked-at").exists(), is_root)
+
+    def test_a_failed_build_keeps_the_old_packages(self):
         packages = self.project / "build/packages"
         self.have(packages, "keldoctl_1_amd64.deb")
         self.program("dpkg-buildpackage", "exit 2")
