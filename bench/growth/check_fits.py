@@ -1,20 +1,20 @@
 # SPDX-License-Identifier: MIT
-"""Tells how the time of each part grows: a table in Markdown of what growth has measured.
+"""Prints a Markdown table of how the time of each part grows, from the output of `growth`.
 
 Usage: build/bench/bench/growth/growth --benchmark_format=json |
            python3 bench/growth/check_fits.py
-       with --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true on a machine that
-       does other work, with --benchmark_min_time=0.01 and without repetitions in a hurry
+       On a busy machine add --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true.
+       For a quick look add --benchmark_min_time=0.01.
 
-For each part: the growth that the benchmark declares, the one that fits best, and the constant and
-the error (root mean square, in parts of the mean) of the declared one, from the medians of the
-repetitions. The fits are those of the benchmark library, dominated by the large n.
+For each part the table has the growth that the benchmark declares, the growth that fits best, and
+the constant and the error of the declared growth (root mean square, relative to the mean), from the
+medians of the repetitions. Large n dominate the fits, as in the benchmark library.
 
-Exponent is the slope of the time over n, both as logarithms, for the upper n: 1 where twice as
-much takes twice as long. It is made of the shortest times, as all else that a machine does only
-adds to a time. Where the caches end it is some tenths more, and so the ranges go on beyond that. A
-part grows "worse" than declared where it is more than half a power more. Where a time is in doubt,
-instructions tell, which do not depend on memory; those of the preparation are among them:
+The exponent is the slope of log(time) over log(n) for the upper n: 1 if doubling n doubles the time.
+It uses the shortest times, since other work only makes a time longer. It rises by some tenths when
+the data outgrow a cache, so the ranges go far beyond that. A part is "worse" if its exponent exceeds
+the declared one by more than 0.5. If a time is doubtful, count instructions, which do not depend on
+memory; they include those of the preparation:
 
     valgrind --tool=callgrind --callgrind-out-file=/dev/null build/bench/bench/growth/growth \\
         --benchmark_min_time=0.000000001 --benchmark_filter='^report/problems/16384$'
@@ -28,7 +28,7 @@ import sys
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 UPPER_PART = 64  # the upper n are those from the largest one divided by this on
-# From the slowest growth to the fastest. The exponent of a logarithm is small and no power.
+# From the slowest growth to the fastest. A logarithm has no exponent; over these n it is about 0.25.
 GROWTHS = {
     "1": (lambda n: 1, 0),
     "lgN": (lambda n: max(math.log2(n), 1e-9), 0.25),
@@ -40,12 +40,11 @@ GROWTHS = {
 
 
 class Part:
-    """One benchmark: its times by n, the growth that it declares, and how much memory it takes."""
+    """One benchmark: its times by n, and the growth that it declares."""
 
     def __init__(self):
         self.times = collections.defaultdict(list)
         self.declared = None
-        self.copies = []
 
     def medians(self):
         """Pairs of n and a time in nanoseconds, n ascending."""
@@ -77,20 +76,19 @@ def read_parts(results):
     for entry in results["benchmarks"]:
         if "error_message" in entry:
             raise SystemExit(f"{entry['name']}: {entry['error_message']}")
-        # SUBJECT/PART/N, and by which clock where it is not the processor's
+        # SUBJECT/PART/N, followed by /real_time if that is the clock
         *name, n = entry["run_name"].removesuffix("/real_time").split("/")
         if entry["run_type"] == "iteration":
             clock = "real_time" if entry["run_name"].endswith("/real_time") else "cpu_time"
             part = parts["/".join(name)]
             part.times[int(n)].append(entry[clock] * NANOSECONDS[entry["time_unit"]])
-            part.copies += [entry["copies"]] if "copies" in entry and int(n) >= 1 << 26 else []
         elif entry["aggregate_name"] == "BigO":
             parts[entry["run_name"].removesuffix("/real_time")].declared = entry["big_o"]
     return parts
 
 
 def duration(nanoseconds):
-    """A time as people read it, with three digits."""
+    """A time with three digits and its unit."""
     for unit, size in reversed(NANOSECONDS.items()):
         if nanoseconds >= size:
             return f"{nanoseconds / size:.3g} {unit}"
@@ -100,17 +98,16 @@ def duration(nanoseconds):
 def row(name, part):
     constant, error = part.fit(part.declared)
     (first, _), *_, (last, longest) = part.medians()
-    copies = f"{statistics.median(part.copies):.1f}" if part.copies else ""
     cells = [name, f"{first:,} to {last:,}", part.declared, part.best_growth(),
              f"{part.exponent():.2f}", duration(constant), f"{error:.0%}", duration(longest),
-             copies, "worse" if part.is_worse() else "as declared"]
+             "worse" if part.is_worse() else "as declared"]
     return "| " + " | ".join(cells) + " |"
 
 
 def main():
     print("| Part | n | Declared | Best fit | Exponent | Constant | Error | At the largest n"
-          " | Copies | Growth |")
-    print("|---|---|---|---|---|---|---|---|---|---|")
+          " | Growth |")
+    print("|---|---|---|---|---|---|---|---|---|")
     for name, part in sorted(read_parts(json.load(sys.stdin)).items()):
         print(row(name, part))
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-// The panel's configuration file of n lines, each a variable of its own. Each line that is added is
-// first looked for among those before it, so loading grows with the square of n; the table is
-// sorted then, and looking up goes by halving.
+// The panel's configuration file with n lines, each for another variable. Loading looks for each
+// new name among the earlier lines, so its time grows with the square of n. A look-up is a binary
+// search.
 
 #include "conf/read_configuration.h"
-#include "temporary_file.h"
 
 #include <algorithm>
 #include <array>
@@ -14,14 +13,38 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
-using keldo::bench::TemporaryFile;
+/// A file that is removed on destruction. Ends the program if the file cannot be made.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& content)
+        : path_(std::filesystem::temp_directory_path() / "keldo-growth-XXXXXX") {
+        const int file = mkstemp(path_.data());
+        std::ofstream stream(path_);
+        if (file == -1 || !(stream << content).flush()) {
+            std::perror(path_.c_str());
+            std::exit(EXIT_FAILURE);
+        }
+        close(file);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() { unlink(path_.c_str()); }
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
 
 struct FreeConfiguration {
     void operator()(conf_rec* configuration) const noexcept { conf_free_r(configuration); }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// What the monitor prints about n services, and the one that is asked for.
+// Reading the status of one service from a monitor's output with n services.
 
 #include "monitor/monitor_run.h"
 
@@ -27,7 +27,7 @@ void findStatus(benchmark::State& state, const std::string& output) {
     state.SetComplexityN(state.range(0));
 }
 
-/// The service that is asked for comes last.
+/// The service comes last.
 void findLast(benchmark::State& state) {
     std::string output = "<monit>\n";
     for (std::int64_t i = 1; i < state.range(0); ++i) {
@@ -42,7 +42,7 @@ BENCHMARK(findLast)
     ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oN);
 
-/// Each is the one that is asked for.
+/// All services have the name.
 void findAmongEqual(benchmark::State& state) {
     std::string output = "<monit>\n";
     for (std::int64_t i = 0; i < state.range(0); ++i) {

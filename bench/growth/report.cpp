@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A report of n problems, each with an action that solves it; of n actions that were carried out;
-// of one problem with n solutions. And the model that it is made of.
+// Making the document of n problems, of n actions and of one problem with n solutions, and making
+// the model of n problems.
 
 #include "report/problem_model.h"
 #include "report/report_writer.h"
@@ -78,7 +78,7 @@ void reportSolutions(benchmark::State& state) {
 }
 BENCHMARK(reportSolutions)->Name("report/solutions")->Apply(ofMany);
 
-/// Makes the model itself, which keeps ids in order: what is added to it is looked for by halving.
+/// The model keeps its ids sorted, so it finds the place of a new one by binary search.
 void collectProblems(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(modelOfProblems(state.range(0)));

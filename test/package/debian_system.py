@@ -9,7 +9,7 @@ import tempfile
 
 BASE = pathlib.Path(os.environ["KELDO_BASE_SYSTEM"])
 PACKAGES = pathlib.Path(os.environ["KELDO_PACKAGES"])
-# What package management itself keeps: its own lists, logs and caches.
+# Lists, logs and caches of the package management.
 OF_PACKAGE_MANAGEMENT = ("proc", "etc/ld.so.cache", "var/cache", "var/lib/apt", "var/lib/dpkg",
                          "var/log", "tmp")
 NAMES = ("keldoctl", "keldoctl-monit")
@@ -22,13 +22,13 @@ def package_file(name, folder=PACKAGES):
 
 
 class DebianSystem:
-    """A copy of the base system that is gone at close(). It has no network and runs no daemon; the
-    packages lie in /packages, and those of another version where the test puts them."""
+    """A copy of the base system until close(). It has no network and runs no daemon. The packages are
+    in /packages."""
 
     def __init__(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="keldo-debian."))
         self.root = self.folder / "root"
-        # The caller has mounts of its own (script/package-test), which end with it.
+        # script/package-test has its own mount namespace, so its end removes the mounts.
         self.mount("-t", "tmpfs", "-o", "mode=0755", "system", self.folder)
         for name in ("upper", "work", "root"):
             (self.folder / name).mkdir()
@@ -48,7 +48,7 @@ class DebianSystem:
         subprocess.run(["mount", *arguments], check=True)
 
     def run(self, *command, status=0):
-        """Runs it there, with an administrator's bare environment, and returns what it printed."""
+        """Runs a command on the system with a minimal environment, and returns its output."""
         done = subprocess.run(
             ["chroot", self.root, *command], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT, text=True,
@@ -77,12 +77,12 @@ class DebianSystem:
         return path
 
     def link(self, name):
-        """Where the link leads to; None when there is none."""
+        """The target of a link, or None if there is no link."""
         path = self.path(name)
         return os.readlink(path) if path.is_symlink() else None
 
     def state(self):
-        """Every path with its kind, mode, owner and content, but for package management's own."""
+        """Every path with its mode, owner and content, except those of the package management."""
         found = {}
         for folder, folders, files in os.walk(self.root):
             inside = os.path.relpath(folder, self.root)
@@ -95,8 +95,7 @@ class DebianSystem:
         return found
 
     def add_old_version(self, version="0.9.0", change=lambda name, tree: None):
-        """Puts the packages into /old as they are, but of another version, and with what `change`
-        does to the tree of each."""
+        """Puts the packages with another version into /old, after `change` has edited each tree."""
         for name in NAMES:
             with tempfile.TemporaryDirectory() as temporary:
                 tree = pathlib.Path(temporary, "tree")
@@ -117,7 +116,7 @@ class DebianSystem:
                         self.path(name)], check=True, stdout=subprocess.DEVNULL)
 
     def add_package(self, name, files):
-        """Puts a package of somebody else's, with these files, into /packages."""
+        """Puts another package, with these files, into /packages."""
         control = (f"Package: {name}\nVersion: 1\nArchitecture: all\nMaintainer: A <a@b.example>\n"
                    "Description: a package\n")
         with tempfile.TemporaryDirectory() as temporary:
@@ -134,8 +133,8 @@ def skipped(folder, name):
 
 
 def content_of(root, path, status):
-    """What tells one content from another. All files together are too many to be read each time;
-    what programs keep under /var, and write anew, is little."""
+    """A value that changes with the content: size and time, or the content itself below /var, where
+    programs rewrite small files. Reading all files would take too long."""
     if stat.S_ISLNK(status.st_mode):
         return os.readlink(path)
     if not stat.S_ISREG(status.st_mode):

@@ -10,18 +10,19 @@ PROGRAM = ROOT + "/admin/sbin/keldoctl"
 MONITOR = ROOT + "/admin/sbin/monit"
 CATALOGUE = ROOT + "/share/locale/de/LC_MESSAGES/keldoctl.mo"
 ADAPTER = "/usr/libexec/keldoctl/monit-check-status"
+CONTROL_FILES = ROOT + "/tmp"
 RECORDS = "/var/lib/keldoctl"
 BOTH = ("keldoctl", "keldoctl-monit")
-# What systemd's helper remembers until a purge: whether the administrator has the timer enabled.
+# systemd's helper keeps the state of the timer until a purge.
 TIMER_STATE = ("/var/lib/systemd/deb-systemd-helper-enabled/keldoctl-report.timer.dsh-also",)
 REPORT = RECORDS + "/reports/2026-11-21T120000.000000000Z.xml"
-# The database is not there, which takes no monitor to find out.
+# keldoctl finds out without a monitor that the database is down.
 DEFINITION = """<service xmlns="http://keldo.example/schemas/keldo/service/1" id="mysql">
 <title xml:lang="en-US">Database</title><title xml:lang="de-DE">Datenbank</title>
 <action type="start">true</action><action type="stop">true</action><checks/></service>
 """
 GERMAN = '<message xml:lang="de-DE">Der Dienst „Datenbank“ ist ausgeschaltet.</message>'
-# What an administrator may have where ours is to go, and elsewhere.
+# An administrator's files, some in the places of ours.
 ADMINISTRATORS = {
     "/etc/kvr/kvr.conf": "PRODUCT_ROOT_D /usr/local/kvr\n",
     "/etc/kvr/.kvr.shadow": "secret\n",
@@ -41,11 +42,11 @@ class PackageTest(unittest.TestCase):
         self.addCleanup(self.system.close)
 
     def have(self, files):
-        """Has an administrator's files there, and takes the state with them for a clean one."""
+        """Creates an administrator's files, which belong to the clean state."""
         for name, content in files.items():
             self.system.write(name, content)
         self.system.path("/srv/empty").mkdir(parents=True)
-        self.system.path(ROOT + "/tmp").mkdir(parents=True)
+        self.system.path(CONTROL_FILES).mkdir(parents=True)
         self.system.clean = self.system.state()
 
     def assert_clean(self, but=()):
@@ -58,12 +59,12 @@ class PackageTest(unittest.TestCase):
         names = sorted(expected.keys() | state.keys())
         differences = [f"{name}: {expected.get(name)} became {state.get(name)}"
                        for name in names if expected.get(name) != state.get(name)]
-        # Not assertEqual, which looks for ever for what is alike in two long lists.
+        # assertEqual would take minutes to compare two long lists.
         if differences:
             self.fail("\n".join(differences[:40]))
 
     def changed_by(self, action):
-        """The paths that were there before and are not as they were."""
+        """The paths from before that the action changes."""
         before = self.system.state()
         action()
         after = self.system.state()
@@ -75,7 +76,7 @@ class PackageTest(unittest.TestCase):
 
 
 class InstallTest(PackageTest):
-    def test_nothing_that_was_there_is_changed(self):
+    def test_no_file_that_was_there_changes(self):
         self.have(ADMINISTRATORS)
         self.assertEqual(self.changed_by(lambda: self.system.install(*BOTH)), [])
 
@@ -95,7 +96,6 @@ class InstallTest(PackageTest):
 
     def test_the_views_find_the_program_and_their_stylesheets(self):
         self.system.install("keldoctl")
-        self.system.path(ROOT + "/tmp").mkdir(parents=True)
         self.system.write("/service/mysql.xml", DEFINITION)
         self.assertIn("restart-service:mysql", self.system.run("keldoctl-report"))
         self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html"))
@@ -103,6 +103,24 @@ class InstallTest(PackageTest):
         self.assertIn("KELDOCTL CRITICAL", plugin)
         self.system.run("/usr/libexec/keldoctl/keep-report", "1")
         self.assertEqual(len(list(self.system.path(RECORDS + "/reports").iterdir())), 1)
+
+    def test_control_files_have_a_directory_for_root_alone(self):
+        self.system.install("keldoctl")
+        status = self.system.path(CONTROL_FILES).stat()
+        self.assertEqual((status.st_mode & 0o7777, status.st_uid), (0o700, 0))
+
+    def test_a_japanese_report_works_although_the_name_is_an_alias(self):
+        # As in Debian's package `locales`, installed before and after.
+        self.system.add_package("aliases", {"usr/share/locale/locale.alias": "ja_JP ja_JP.eucJP\n"})
+        self.system.write("/service/mysql.xml", DEFINITION)
+        for names in (("aliases", "keldoctl"), ("keldoctl", "aliases")):
+            with self.subTest(names):
+                for name in names:
+                    self.system.install(name)
+                self.assertIn('<message xml:lang="ja-JP">',
+                              self.system.run("keldoctl", "--status", "--language=ja-JP"))
+                self.system.purge(*names)
+                self.assertFalse(self.system.path("/usr/lib/locale/locale-archive").exists())
 
     def test_the_program_alone_brings_no_monitor(self):
         self.system.install("keldoctl")
@@ -119,13 +137,13 @@ class InstallTest(PackageTest):
         self.system.purge(*BOTH)
         self.assertFalse(self.system.path("/srv/panel").exists())
 
-    def test_reports_are_not_kept_unless_the_administrator_wants_it(self):
+    def test_the_timer_that_keeps_reports_is_off(self):
         self.system.install(*BOTH)
         self.assertTrue(self.system.path("/lib/systemd/system/keldoctl-report.timer").exists())
         self.assertEqual([name for name in self.system.state()
                           if name.startswith("/etc/systemd") and "keldoctl" in name], [])
 
-    def test_a_locale_of_another_package_is_ours_once_that_is_gone(self):
+    def test_our_locale_replaces_that_of_a_purged_package(self):
         self.system.add_package("others", {"usr/lib/locale/de_DE/LC_CTYPE": "another's"})
         self.system.install("others", "keldoctl")
         locale = "/usr/lib/locale/de_DE/LC_CTYPE"
@@ -134,23 +152,18 @@ class InstallTest(PackageTest):
         self.assertIsNotNone(self.system.link(locale))
         self.assertIn(GERMAN, self.german_report("keldoctl"))
 
-    def test_the_installed_files_are_the_packages(self):
+    def test_installed_files_match_the_packages_checksums(self):
         self.system.install(*BOTH)
         self.assertEqual(self.system.run("dpkg", "--verify", *BOTH), "")
 
 
 class RemoveTest(PackageTest):
-    def test_nothing_is_left_by_a_purge(self):
-        self.system.install(*BOTH)
-        self.system.purge(*BOTH)
-        self.assert_clean()
-
     def test_a_removal_leaves_no_links_and_no_files(self):
         self.system.install(*BOTH)
         self.system.remove(*BOTH)
         self.assert_clean(but=TIMER_STATE)
 
-    def test_links_that_cannot_be_removed_keep_no_package(self):
+    def test_a_failing_script_does_not_block_removal(self):
         self.system.install(*BOTH)
         for name in ("panel-links", "link-locales"):
             self.system.write(f"/usr/libexec/keldoctl/{name}", f"#!/bin/sh\necho {name} $*; exit 1\n")
@@ -166,7 +179,7 @@ class RemoveTest(PackageTest):
         self.assertIsNone(self.system.link(MONITOR))
         self.assertEqual(self.system.link(PROGRAM), "/usr/sbin/keldoctl")
 
-    def test_whoever_removes_the_program_removes_the_monitor_too(self):
+    def test_purging_the_program_removes_the_monitor_and_leaves_nothing(self):
         self.system.install(*BOTH)
         self.system.purge("keldoctl")
         self.assert_clean()
@@ -179,7 +192,7 @@ class RemoveTest(PackageTest):
         self.system.purge(*BOTH)
         self.assert_clean()
 
-    def test_installed_anew_all_is_there_again(self):
+    def test_a_second_installation_is_like_the_first(self):
         self.system.install(*BOTH)
         installed = self.system.state()
         self.system.remove(*BOTH)
@@ -207,7 +220,7 @@ class RemoveTest(PackageTest):
         self.system.purge(*BOTH)
         self.assert_clean()
 
-    def test_what_has_taken_our_places_since_stays(self):
+    def test_files_that_replaced_our_links_stay(self):
         self.system.install(*BOTH)
         for name in (MONITOR, CATALOGUE):
             self.system.path(name).unlink()
@@ -227,7 +240,7 @@ class UpgradeTest(PackageTest):
             self.assertIn(f"Unpacking {name} (1", output)
             self.assertIn("over (0.9.0)", output)
 
-    def test_after_an_upgrade_all_is_as_freshly_installed(self):
+    def test_an_upgrade_is_like_a_fresh_installation(self):
         self.system.add_old_version()
         self.system.install(*BOTH)
         fresh = self.system.state()
@@ -237,7 +250,7 @@ class UpgradeTest(PackageTest):
         self.system.purge(*BOTH)
         self.assert_clean()
 
-    def test_what_the_new_version_has_no_longer_goes(self):
+    def test_links_of_files_that_the_new_version_lacks_go(self):
         def change(name, tree):
             if name == "keldoctl":
                 folder = tree / "usr/share/keldoctl/locale/xx/LC_MESSAGES"
@@ -251,7 +264,7 @@ class UpgradeTest(PackageTest):
         self.assertIsNone(self.system.link(link))
         self.assertFalse(self.system.path(link).parent.parent.exists())
 
-    def test_what_the_new_version_adds_is_linked(self):
+    def test_new_files_are_linked(self):
         def change(name, tree):
             if name == "keldoctl":
                 (tree / "usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo").unlink()
@@ -266,7 +279,7 @@ class UpgradeTest(PackageTest):
         self.system.purge(*BOTH)
         self.assert_clean()
 
-    def test_what_has_taken_our_places_since_stays(self):
+    def test_files_that_replaced_our_links_stay(self):
         self.system.add_old_version()
         self.system.install(*BOTH, folder="/old")
         self.system.path(MONITOR).unlink()
@@ -274,7 +287,7 @@ class UpgradeTest(PackageTest):
         self.assertEqual([name for name in self.changed_by(lambda: self.system.install(*BOTH))
                           if name.startswith(ROOT)], [])
 
-    def test_a_downgrade_works_as_well(self):
+    def test_a_downgrade_works(self):
         self.system.add_old_version()
         self.system.install(*BOTH)
         self.system.run("dpkg", "--install", "/old/keldoctl.deb", "/old/keldoctl-monit.deb")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Two builds of the packages, as different as they may be, give the same bytes."""
+"""Two builds of the packages in very different environments give the same bytes."""
 
 import os
 import pathlib
@@ -30,7 +30,7 @@ class ReproducibleTest(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stdout)
         return {path.name: path.read_bytes() for path in folder.glob("*.deb")}
 
-    def test_place_time_language_mask_and_order_leave_no_trace(self):
+    def test_place_time_language_umask_and_order_do_not_matter(self):
         one = self.build("one", 0o022, {"LC_ALL": "C", "TZ": "UTC"})
         other = self.build("another/place-with-a-longer-name", 0o077, {
             "LC_ALL": "C.UTF-8", "LANGUAGE": "de", "TZ": "Pacific/Kiritimati",
