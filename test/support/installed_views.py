@@ -1,20 +1,21 @@
 # SPDX-License-Identifier: MIT
 """The programs that apply the views, installed on a private host, for tests of them."""
 
+import os
 import pathlib
 import shutil
 import subprocess
 import tempfile
 import unittest
 
-from panel import KELDOCTL, PATH, Panel
+from panel import KELDOCTL, PATH, PROJECT, Panel
 from views import install_views
 
 KEPT_REPORTS = pathlib.Path("/var/lib/keldoctl/reports")
 
 
 class InstalledViewsTestCase(unittest.TestCase):
-    """A panel on which all is well, and the programs installed with the keldoctl built."""
+    """A panel without problems, and the programs installed beside the keldoctl of the build."""
 
     maxDiff = None
     PROGRAM = None  # below the prefix
@@ -23,7 +24,7 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.panel = Panel()
         self.panel.write_definition("mysql", None)  # no database runs
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-        directory.chmod(0o755)  # for other users
+        directory.chmod(0o755)  # other users enter it
         self.prefix = install_views(directory)
         self.keldoctl = self.prefix / "sbin/keldoctl"
         self.keldoctl.symlink_to(KELDOCTL)
@@ -32,32 +33,53 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
     def fake_keldoctl(self, commands):
-        """Puts shell commands in the place of keldoctl."""
+        """Puts shell commands in the place of keldoctl. Returns the file whose existence tells that
+        they ran."""
+        has_run = self.prefix / "has-run"
         self.keldoctl.unlink()
-        self.keldoctl.write_text(f"#!/bin/bash\n{commands}\n", encoding="utf-8")
+        self.keldoctl.write_text(f"#!/bin/bash\ntouch {has_run}\n{commands}\n", encoding="utf-8")
         self.keldoctl.chmod(0o755)
+        return has_run
 
-    def path_without_xsltproc(self):
-        """A PATH by which everything else is found."""
-        directory = self.prefix / "without-xsltproc"
+    def upgrade_in_german(self):
+        """Has an upgrade run and a catalogue and a locale for German."""
+        self.panel.catalogue((PROJECT / "po/de.po").read_text(encoding="utf-8"))
+        self.panel.upgrade_tool(1)
+        self.fake_keldoctl(f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec {KELDOCTL} "$@"')
+
+    def write_xml(self, name, content):
+        """Writes a file below the prefix and returns its path."""
+        path = self.prefix / f"{name}.xml"
+        path.write_bytes(content)
+        return path
+
+    def path_with(self, programs):
+        """A PATH with these programs, shell commands by name or None for a missing one, and all of
+        /usr/bin."""
+        directory = self.prefix / "programs"
         directory.mkdir()
         for program in pathlib.Path("/usr/bin").iterdir():
-            if program.name != "xsltproc":
+            if program.name not in programs:
                 (directory / program.name).symlink_to(program)
+        for name, commands in programs.items():
+            if commands:
+                (directory / name).write_text(f"#!/bin/bash\n{commands}\n", encoding="utf-8")
+                (directory / name).chmod(0o755)
         return str(directory)
 
-    def have_no_xsltproc(self):
-        """Changes the PATH that the program sets itself, whatever it is given, to such a one."""
+    def have_programs(self, programs):
+        """Changes the PATH that the program sets itself to path_with(programs)."""
         program = self.prefix / self.PROGRAM
         own_path = f"PATH={PATH}\n"
         text = program.read_text(encoding="utf-8")
         self.assertEqual(text.count(own_path), 1)
-        program.write_text(text.replace(own_path, f"PATH={self.path_without_xsltproc()}\n"),
+        program.write_text(text.replace(own_path, f"PATH={self.path_with(programs)}\n"),
                            encoding="utf-8")
 
     def run_program(self, *arguments, env=None, **options):
         """Runs the program. Returns its status and what it printed on both streams."""
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
+                   "stderr": subprocess.PIPE}
         done = subprocess.run([self.prefix / self.PROGRAM, *arguments], check=False,
-                              env={"PATH": PATH} | (env or {}), stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
-        return done.returncode, done.stdout.decode(), done.stderr.decode()
+                              env={"PATH": PATH} | (env or {}), **streams | options)
+        return done.returncode, (done.stdout or b"").decode(), done.stderr.decode()
