@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The units that keep reports, as they are installed."""
+"""The installed units that keep reports."""
 
 import pathlib
 import shutil
@@ -18,26 +18,30 @@ class SystemdTest(unittest.TestCase):
         self.root = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.prefix = install_views(self.root)
 
-    def verify(self):
-        """What systemd has to say about the units."""
-        # Its own units, which ours refer to, have to be in the same root directory.
+    def analyze(self, *arguments):
+        """Runs systemd-analyze on the installed units."""
+        return subprocess.run(["systemd-analyze", *arguments, f"--root={self.root}"],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+
+    def test_systemd_finds_no_error_but_a_missing_program(self):
+        # Our units refer to systemd's own, which must be below the same root.
         shutil.copytree(f"/{SYSTEM_UNITS}", self.root / SYSTEM_UNITS, symlinks=True,
                         dirs_exist_ok=True)
-        return subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no",
-                               f"--root={self.root}", *UNITS], stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, check=False)
-
-    def test_systemd_finds_no_fault(self):
-        done = self.verify()
+        verify = ["verify", "--man=no", "--recursive-errors=no", *UNITS]
+        done = self.analyze(*verify)
         self.assertEqual((done.returncode, done.stdout), (0, b""))
-
-    def test_it_would_find_that_the_program_is_missing(self):
         (self.prefix / "libexec/keldoctl/keep-report").unlink()
-        done = self.verify()
+        done = self.analyze(*verify)
         self.assertNotEqual(done.returncode, 0)
         self.assertIn(b"keep-report is not executable", done.stdout)
 
-    def test_nothing_is_enabled_by_the_installation(self):
+    def test_the_service_has_few_privileges(self):
+        # systemd rates the exposure from 0 to 100; above the threshold the status is not 0.
+        done = self.analyze("security", "--offline=yes", "--threshold=37", "--no-pager", UNITS[0])
+        self.assertEqual(done.returncode, 0, done.stdout.decode())
+        self.assertNotIn("✗ SystemCallArchitectures=", done.stdout.decode())
+
+    def test_the_installation_enables_no_unit(self):
         self.assertEqual(sorted(path.name for path in (self.prefix / "lib/systemd").rglob("*")),
                          [*UNITS, "system"])
 
