@@ -1,10 +1,9 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- What has changed from an older report to this one, as plain text: which problems are new, gone,
-     still there with another severity, and still there as they were.
+<!-- The differences between an older report and this one, as plain text: problems that are new, gone,
+     changed in severity and unchanged.
 
-     Parameters: older, the address of the older report, with its whole path; language
-     (parts/words.xsl). -->
+     Parameters: older, the absolute address of the older report; language (parts/words.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:include href="parts/report.xsl"/>
@@ -18,8 +17,8 @@
   <xsl:variable name="older-problems" select="document($older)/keldoctl/problem"/>
   <xsl:variable name="added" select="$problems[not(@id = $older-problems/@id)]"/>
   <xsl:variable name="missing" select="$older-problems[not(@id = $problems/@id)]"/>
-  <!-- During an upgrade nothing but the upgrade is reported: the rest is not gone, nor is it new
-       afterwards, but unknown. -->
+  <!-- A report during an upgrade contains only the upgrade, so the state of the services is unknown:
+       other problems are neither gone during the upgrade nor new after it. -->
   <xsl:variable name="was-upgrade" select="boolean($older-problems[@id = 'upgrade'])"/>
   <xsl:variable name="new" select="$added[not($was-upgrade)]"/>
   <xsl:variable name="not-checked-before" select="$added[$was-upgrade]"/>
@@ -36,7 +35,7 @@
 
   <xsl:template match="keldoctl">
     <xsl:if test="not(document($older)/keldoctl)">
-      <xsl:message terminate="yes">the older report is not one of keldoctl</xsl:message>
+      <xsl:message terminate="yes">the older document is not a report of keldoctl</xsl:message>
     </xsl:if>
     <xsl:call-template name="group">
       <xsl:with-param name="word" select="'new'"/>
@@ -83,7 +82,7 @@
   <xsl:template match="problem">
     <xsl:variable name="id" select="@id"/>
     <xsl:variable name="severity"><xsl:apply-templates select="." mode="severity"/></xsl:variable>
-    <!-- Nothing where it is new. -->
+    <!-- Empty if the problem is new. -->
     <xsl:variable name="older-severity">
       <xsl:apply-templates select="$older-problems[@id = $id][1]" mode="severity"/>
     </xsl:variable>

@@ -1,17 +1,17 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- A report as one page that needs nothing else: no other file, no network, no font, and its
-     script only for the buttons that copy a command.
+<!-- A report as one page that needs no other file, network or font. Its script only adds the buttons
+     that copy a command.
 
-     Parameters: language (parts/words.xsl), command (parts/report.xsl); host and time, texts that
-     tell whose report it is and of when, which the report itself does not. -->
+     Parameters: language (parts/words.xsl), command (parts/report.xsl); host and time, the texts
+     for the head of the page: the report has neither. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:include href="parts/report.xsl"/>
   <xsl:include href="parts/words.xsl"/>
   <xsl:include href="parts/page.xsl"/>
 
-  <!-- Not indented: in a command and in a log each blank counts. -->
+  <!-- Not indented: blanks matter in commands and logs. -->
   <xsl:output method="html" encoding="UTF-8" indent="no" doctype-system="about:legacy-compat"/>
 
   <xsl:param name="host"/>
@@ -44,6 +44,7 @@
 
   <xsl:template name="head">
     <head>
+      <xsl:call-template name="security-policy"/>
       <meta name="viewport" content="width=device-width, initial-scale=1"/>
       <meta name="color-scheme" content="light dark"/>
       <title>
@@ -92,7 +93,7 @@
     </header>
   </xsl:template>
 
-  <!-- How many problems there are of each severity. -->
+  <!-- The number of problems of each severity. -->
   <xsl:template name="counts">
     <xsl:if test="count($problems) &gt; 1">
       <ul class="counts" role="list">
@@ -157,7 +158,7 @@
     </li>
   </xsl:template>
 
-  <!-- What an action printed: open at once where it tells why the action failed. -->
+  <!-- The output of an action. It is open if the action failed, since it tells why. -->
   <xsl:template match="log">
     <xsl:variable name="label">
       <xsl:value-of select="$words[@id = 'output']"/>
@@ -165,7 +166,7 @@
     <details>
       <xsl:if test="../status != 'ok'"><xsl:attribute name="open">open</xsl:attribute></xsl:if>
       <summary><xsl:value-of select="$label"/></summary>
-      <!-- The first line feed of a pre element is none of its text. -->
+      <!-- Browsers drop a line feed at the start of a pre element. -->
       <pre tabindex="0" role="region" aria-label="{$label}" dir="auto">
         <xsl:value-of select="concat('&#10;', .)"/>
       </pre>
@@ -175,7 +176,7 @@
   <xsl:template name="proposals">
     <xsl:if test="$problems">
       <section aria-labelledby="problems">
-        <!-- Right below the headline it would say the same again. -->
+        <!-- Hidden right below the headline, which says the same. -->
         <h2 id="problems">
           <xsl:if test="not($repairs)"><xsl:attribute name="class">spoken</xsl:attribute></xsl:if>
           <xsl:value-of select="$words[@id = 'problems']"/>
@@ -232,7 +233,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- A command to copy: a click selects all of it, and the script adds a button. -->
+  <!-- A command to copy. A click selects all of it; the script adds a button. -->
   <xsl:template name="command">
     <xsl:param name="actions"/>
     <div class="command">
@@ -244,7 +245,7 @@
     </div>
   </xsl:template>
 
-  <!-- The text of the problem or action, in its own language and direction. -->
+  <!-- The text of the problem or action, with its language and direction. -->
   <xsl:template name="text">
     <xsl:attribute name="dir">auto</xsl:attribute>
     <xsl:for-each select="message[string()]/@xml:lang">
@@ -253,7 +254,8 @@
     <xsl:apply-templates select="." mode="text"/>
   </xsl:template>
 
-  <!-- A severity or an outcome, in a word and by a symbol: never by colour alone. -->
+  <!-- A severity or an outcome. A word and a symbol show it, since colour alone does not reach every
+       reader. -->
   <xsl:template name="badge">
     <xsl:param name="id"/>
     <span class="badge {$id}">

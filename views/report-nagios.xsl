@@ -2,8 +2,8 @@
 <!-- SPDX-License-Identifier: MIT -->
 <!-- A report as the one line of a Nagios plugin: the state, the worst problems, performance data.
 
-     Parameters: warning and critical, the least severity (minor, major, critical) that gives that
-     state, or none. check_keldoctl makes an exit status of the state. -->
+     Parameters: warning and critical, each the mildest severity (minor, major, critical) that gives
+     that state, or none. check_keldoctl turns the state into its exit status. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:include href="parts/report.xsl"/>
@@ -13,7 +13,7 @@
   <xsl:param name="warning" select="'minor'"/>
   <xsl:param name="critical" select="'major'"/>
 
-  <!-- Monitors cut long lines, and the performance data are at the end. -->
+  <!-- Monitors cut long lines, and the performance data stand at the end. -->
   <xsl:variable name="most-problems" select="8"/>
   <xsl:variable name="most-characters" select="120"/>
 
@@ -70,7 +70,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Writes the beginning of $text without what has a meaning in a plugin's output: the bar begins
+  <!-- Writes the beginning of $text without the characters that monitors give a meaning: a bar begins
        the performance data, a line feed the details. -->
   <xsl:template name="neutral">
     <xsl:param name="text"/>
@@ -84,7 +84,8 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- " LABEL=VALUE;WARN;CRIT;MIN": a severity that has a state is to have no problems. -->
+  <!-- " LABEL=VALUE;WARN;CRIT;MIN". The threshold is 0 if a problem of this severity gives the
+       state. -->
   <xsl:template name="performance">
     <xsl:param name="severity"/>
     <xsl:variable name="rank" select="string-length(substring-before($severities, $severity))"/>

@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- A report as plain text for a terminal: repairs and their output, then problems, each with the
-     commands that solve it.
+<!-- A report as plain text for a terminal: first the repairs with their output, then each problem with
+     the commands that solve it.
 
      Parameters: language (parts/words.xsl), command (parts/report.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
@@ -66,7 +66,7 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- An action that was carried out. -->
+  <!-- An action that was carried out, with its output. -->
   <xsl:template match="keldoctl/action">
     <xsl:text>&#10;</xsl:text>
     <xsl:call-template name="item">
@@ -78,7 +78,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- What holds for all problems together. -->
+  <!-- The notes about all problems together. -->
   <xsl:template name="notes">
     <xsl:if test="$is-upgrade">
       <xsl:text>&#10;</xsl:text>

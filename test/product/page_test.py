@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The page that report-html.xsl makes of a report, in a real browser."""
+"""The page of a report (report-html.xsl) in a real browser."""
 
 import functools
 import pathlib
@@ -16,7 +16,7 @@ PHONE = 360  # CSS pixels
 LONG_LOG = "".join(f"line {number}\n" for number in range(500))
 MANY = report([service_down(f"s{number:03}") for number in range(200)],
               [restart(f"s{number:03}") for number in range(200)])
-# Everything that a page can have.
+# A report with each part that a page can have.
 EVERYTHING = report(
     [Problem("a", "Bearable.", "minor", ("one", "two"), "two"),
      Problem("b", "Bad.", "major", ("one",), "one"), Problem("c", "Terrible.", "critical"),
@@ -29,8 +29,8 @@ REPORTS_TO_TRY = {path.name: path.read_bytes() for path in sorted(REPORTS.iterdi
 
 OPEN_ALL = "document.querySelectorAll('details').forEach(each => each.open = true)"
 
-# The text elements whose contrast is less than WCAG 2's level AA asks for, and the number of all.
-# A colour is what is painted by the nearest ancestors until one is opaque.
+# The text elements with less contrast than level AA of WCAG 2 demands, and the number of all text
+# elements. A background is the mixture of the colours of all ancestors up to the first opaque one.
 LOW_CONTRASTS = r"""(() => {
   const parse = text => text.match(/[\d.]+/g).map(Number);
   const over = ([r, g, b, a = 1], below) =>
@@ -67,7 +67,7 @@ LOW_CONTRASTS = r"""(() => {
   return [low, elements.size];
 })()"""
 
-# What reaches beyond a side of the window, or is cut off at a side of its own.
+# The elements that are wider than the window or cut off their own content.
 TOO_WIDE = """[...document.querySelectorAll("body *:not(.spoken)")].filter(each => {
   const box = each.getBoundingClientRect();
   const isCut = each.clientWidth > 0 && each.scrollWidth > each.clientWidth + 1;
@@ -93,11 +93,14 @@ class PageTestCase(unittest.TestCase):
         self.browser.view()
 
     def load(self, document, **parameters):
-        """Shows the page of a report, or of the recorded one of that name."""
+        """Shows the page of a report, or of a recorded report, given by its name."""
         if isinstance(document, str):
             document = recorded(document)
+        self.load_html(page_of(document, **parameters))
+
+    def load_html(self, html):
         page = self.directory / "page.html"
-        page.write_text(page_of(document, **parameters), encoding="utf-8")
+        page.write_text(html, encoding="utf-8")
         self.browser.load(page)
 
     def run_script(self, script):
@@ -113,17 +116,17 @@ class PageTestCase(unittest.TestCase):
 
 
 class EveryPageTest(PageTestCase):
-    """What is true of the page of any report."""
+    """Rules for the page of any report."""
 
     def check_each(self, check, **parameters):
-        """Shows the page of each report and calls `check` with the report as an XML tree."""
+        """Shows the page of each report, then calls `check` with the XML tree of the report."""
         for name, document in REPORTS_TO_TRY.items():
             with self.subTest(name):
                 self.load(document, **parameters)
                 self.run_script(OPEN_ALL)
                 check(xml.etree.ElementTree.fromstring(document))
 
-    def test_the_browser_has_nothing_to_say_and_nothing_else_to_load(self):
+    def test_the_browser_logs_nothing_and_loads_nothing_else(self):
         def check(_):
             self.assertEqual(self.browser.events(
                 "Log.entryAdded", "Runtime.consoleAPICalled", "Runtime.exceptionThrown"), [])
@@ -146,7 +149,7 @@ class EveryPageTest(PageTestCase):
             self.browser.view(scheme=scheme)
             self.check_each(check)
 
-    def test_a_phone_has_to_scroll_downwards_only(self):
+    def test_a_phone_scrolls_downwards_only(self):
         def check(_):
             self.assertEqual(self.run_script("document.documentElement.scrollWidth"), width)
             self.assertEqual(self.run_script(TOO_WIDE), [])
@@ -155,7 +158,7 @@ class EveryPageTest(PageTestCase):
             self.browser.view(width=width, height=640)
             self.check_each(check, host="a-very-long-name-of-a-host." * 5)
 
-    def test_texts_arrive_as_they_are(self):
+    def test_texts_are_unchanged(self):
         def check(root):
             repairs = [action for action in root.findall("action")
                        if action.find("status") is not None]
@@ -163,13 +166,13 @@ class EveryPageTest(PageTestCase):
             self.assertCountEqual(self.texts(".card > h3"),
                                   [each.findtext("message") or each.get("id") for each in items])
             self.assertCountEqual(self.texts(".card > .id"), [each.get("id") for each in items])
-            # A page has one kind of line ends.
+            # HTML has only line feeds.
             self.assertEqual(self.texts("pre"), [log.replace("\r\n", "\n") for each in repairs
                                                  if (log := each.findtext("log"))])
 
         self.check_each(check)
 
-    def test_headings_go_down_step_by_step(self):
+    def test_heading_levels_have_no_gap(self):
         def check(_):
             levels = self.each("h1, h2, h3", "Number(each.tagName[1])")
             self.assertEqual(levels.count(1), 1)
@@ -177,7 +180,7 @@ class EveryPageTest(PageTestCase):
 
         self.check_each(check)
 
-    def test_severity_and_outcome_are_words_and_symbols_of_their_own(self):
+    def test_each_severity_and_outcome_has_a_word_and_a_symbol(self):
         self.load(EVERYTHING)
         badges = dict(zip(self.texts(".card > .badge"), self.each(
             ".card > .badge use", "each.getAttribute('href')")))
@@ -191,52 +194,55 @@ class EveryPageTest(PageTestCase):
             self.assertGreater(min(width, height), 10)
 
 
-class ContentTest(PageTestCase):
-    """What a page says."""
+class SecurityPolicyTest(PageTestCase):
+    def test_the_browser_runs_and_loads_nothing_of_a_text_that_became_markup(self):
+        self.load_html(page_of(recorded("one_down")).replace("<main>", """<main>
+            <script>document.title = "script"</script>
+            <img id="image" src="data:," onerror="document.title = 'handler'">
+            <style>main { display: none }</style><p id="text" style="display: none">x</p>
+            <base href="https://example.invalid/">"""))
+        self.assertEqual(self.run_script("document.title"), "Problems: 1 – Service report")
+        self.assertEqual(self.each("main, #text", "getComputedStyle(each).display"),
+                         ["block", "block"])
+        self.assertTrue(self.run_script("document.baseURI").startswith("file:"))
+        # Our own script has run.
+        self.assertEqual(self.texts("button"), ["Copy"])
 
-    def test_all_well(self):
+
+class ContentTest(PageTestCase):
+    """The content of a page."""
+
+    def test_no_problems(self):
         self.load("all_well", host="panel.example", time="2026-11-21 12:00 UTC")
         self.assertEqual(self.run_script("document.body.innerText.split(/\\n+/)"), [
             "Service report", "panel.example", "2026-11-21 12:00 UTC", "No problems found"])
         self.assertEqual(self.run_script("document.title"),
                          "No problems found – panel.example – Service report")
 
-    def test_the_worst_comes_first_and_the_numbers_are_told(self):
+    def test_everything(self):
         self.load(EVERYTHING)
-        self.assertEqual(self.texts("h1"), ["Problems: 5"])
-        self.assertEqual(self.texts(".counts li"),
-                         ["Critical 1", "Major 1", "Minor 2", "Not rated 1"])
-        self.assertEqual(self.texts("section:last-child h3"),
-                         ["Terrible.", "Bad.", "Bearable.", "Upgrade is in progress.", "Anything."])
-
-    def test_an_upgrade_says_what_is_not_known(self):
-        self.load("upgrade")
-        self.assertEqual(self.texts(".note"),
-                         ["Services are not checked while an upgrade is in progress."])
-
-    def test_proposals(self):
-        self.load(EVERYTHING)
-        self.assertEqual(self.texts(".proposal .label"), [
-            "Proposed repair", "Proposed repair – recommended", "Proposed repair"])
-        self.assertEqual(self.texts(".proposal .label + p"), ["First.", "Second.", "First."])
-        self.assertEqual(self.texts(".command code"), [
-            "keldoctl --repair one", "keldoctl --repair two", "keldoctl --repair one",
-            "keldoctl --repair two one"])
+        for selector, texts in (
+                ("h1", ["Problems: 5"]),
+                (".counts li", ["Critical 1", "Major 1", "Minor 2", "Not rated 1"]),
+                ("section:last-child h3", ["Terrible.", "Bad.", "Bearable.",
+                                           "Upgrade is in progress.", "Anything."]),
+                (".note", ["Services are not checked while an upgrade is in progress."]),
+                (".proposal .label", ["Proposed repair", "Proposed repair – recommended",
+                                      "Proposed repair"]),
+                (".proposal .label + p", ["First.", "Second.", "First."]),
+                (".command code", ["keldoctl --repair one", "keldoctl --repair two",
+                                   "keldoctl --repair one", "keldoctl --repair two one"]),
+                (".silent", ["No output"])):
+            with self.subTest(selector):
+                self.assertEqual(self.texts(selector), texts)
+        # Only the output of the failed repair is open.
+        self.assertEqual(self.each(".card details", "each.open"), [False, True])
 
     def test_commands_quote_ids_for_the_shell(self):
         self.load("odd_ids")
         self.assertEqual(self.texts(".proposal code")[1:5], [
-            "keldoctl --repair 'restart-service:$(touch x)'",
-            "keldoctl --repair 'restart-service:*'",
-            "keldoctl --repair 'restart-service:`touch x`'",
-            "keldoctl --repair 'restart-service:a b'"])
-        self.load(report([Problem("p", "P", actions=("it's",))]))
-        self.assertEqual(self.texts(".command code"), ["keldoctl --repair 'it'\\''s'"])
-
-    def test_the_output_is_open_where_a_repair_failed(self):
-        self.load(EVERYTHING)
-        self.assertEqual(self.each(".card details", "each.open"), [False, True])
-        self.assertEqual(self.texts(".silent"), ["No output"])
+            f"keldoctl --repair 'restart-service:{service}'"
+            for service in ("$(touch x)", "*", "`touch x`", "a b")])
 
     def test_two_hundred_problems(self):
         self.load(MANY)
@@ -245,48 +251,41 @@ class ContentTest(PageTestCase):
 
 
 class LanguageTest(PageTestCase):
-    def page_language(self):
-        return self.run_script("(({lang, dir}) => [lang, dir])(document.documentElement)")
-
-    def test_the_page_is_in_the_language_of_the_report(self):
-        self.load("two_down_in_german")
-        self.assertEqual(self.texts("h1"), ["Probleme: 2"])
-        self.assertEqual(self.page_language(), ["de", "ltr"])
-        self.assertEqual(set(self.each("h3, .label + p", "each.lang")), {"de-DE"})
-
-    def test_texts_that_are_in_another_language_say_so(self):
-        self.load(report([Problem("a", "Eins.", language="de-DE"), Problem("b", "Two.")]))
-        self.assertEqual(self.each("h3", "each.lang"), ["de-DE", "en-US"])
-
-    def test_a_text_that_is_missing_is_in_no_language(self):
-        self.load("odd_texts")
-        self.assertEqual(self.each("section:last-child h3", "each.lang"), ["", "en-US", "en-US"])
+    def test_languages_and_directions(self):
+        german = Problem("a", "Eins.", language="de-DE")
+        hebrew = Problem("b", "שירות.", language="he-IL")
+        for document, page, languages, directions in (
+                ("two_down_in_german", ["de", "ltr"], ["de-DE"] * 2, ["ltr"] * 2),
+                (report([german, Problem("b", "Two.")]), ["de", "ltr"], ["de-DE", "en-US"],
+                 ["ltr"] * 2),
+                # A missing text has no language.
+                ("odd_texts", ["en", "ltr"], ["en-US", "", "en-US", "en-US"], ["ltr"] * 4),
+                (report([german, hebrew]), ["de", "ltr"], ["de-DE", "he-IL"], ["ltr", "rtl"]),
+                ("repair_in_hebrew", ["en", "rtl"], ["he-IL"] * 2, ["rtl"] * 2)):
+            with self.subTest(document):
+                self.load(document)
+                self.assertEqual(self.run_script(
+                    "(({lang, dir}) => [lang, dir])(document.documentElement)"), page)
+                self.assertEqual(self.each("h3", "each.lang"), languages)
+                self.assertEqual(self.each("h3", "getComputedStyle(each).direction"), directions)
+                self.assertLessEqual(set(self.each(".label + p", "each.lang")), set(languages))
+                # Commands and ids never change their direction.
+                self.assertEqual(set(self.each("code", "getComputedStyle(each).direction")), {"ltr"})
 
     def test_the_page_turns_for_a_language_from_right_to_left(self):
         self.browser.view(width=PHONE)
         self.load("repair_in_hebrew")
-        self.assertEqual(self.page_language(), ["en", "rtl"])
-        self.assertEqual(set(self.each("h3, .label + p", "each.lang")), {"he-IL"})
         self.assertEqual(self.each(".card", """(({borderLeftWidth, borderRightWidth}) =>
             [borderLeftWidth, borderRightWidth])(getComputedStyle(each))"""), [["1px", "5px"]] * 2)
         # The symbol is on the right of its word.
         self.assertEqual(self.each(".badge", """each.firstChild.getBoundingClientRect().left
             > each.getBoundingClientRect().left + 20"""), [True] * 2)
-        self.assertEqual(self.each("h3", "getComputedStyle(each).direction"), ["rtl"] * 2)
-        # Commands and ids stay as they are typed.
-        self.assertEqual(set(self.each("code", "getComputedStyle(each).direction")), {"ltr"})
-
-    def test_a_text_from_right_to_left_keeps_to_itself_on_another_page(self):
-        self.load(report([Problem("a", "Eins.", language="de-DE"),
-                          Problem("b", "שירות.", language="he-IL")]))
-        self.assertEqual(self.page_language(), ["de", "ltr"])
-        self.assertEqual(self.each("h3", "getComputedStyle(each).direction"), ["ltr", "rtl"])
 
 
 class UseTest(PageTestCase):
-    """Reading and copying by keyboard, by touch, and without a script."""
+    """Reading and copying by keyboard, by touch and without a script."""
 
-    # What has the focus: the tag, and the text that tells it from others.
+    # The focused element: its tag, and the beginning of a text that identifies it.
     FOCUSED = """(e => [e.tagName, (e.parentElement.querySelector("code") ?? e).textContent
         .slice(0, 24)])(document.activeElement)"""
 
@@ -294,23 +293,19 @@ class UseTest(PageTestCase):
         self.browser.press("Tab", 9)
         return self.run_script(self.FOCUSED)
 
-    def test_the_keyboard_goes_through_the_page_in_its_order(self):
-        self.load("repair_failed")
-        self.assertEqual([self.tab() for _ in range(4)], [
-            ["SUMMARY", "Output"], ["SUMMARY", "Output"], ["PRE", "web: line 1 of the journ"],
-            ["BUTTON", "keldoctl --repair restar"]])
-        self.tab()
-        self.assertEqual(self.run_script("document.activeElement.tagName"), "BODY")
-
-    def test_the_focus_is_seen(self):
+    def test_the_keyboard_follows_the_order_of_the_page_and_shows_the_focus(self):
         for scheme in ("light", "dark"):
             self.browser.view(scheme=scheme)
             self.load("repair_failed")
-            for _ in range(4):
-                self.tab()
+            for focused in (["SUMMARY", "Output"], ["SUMMARY", "Output"],
+                            ["PRE", "web: line 1 of the journ"],
+                            ["BUTTON", "keldoctl --repair restar"]):
+                self.assertEqual(self.tab(), focused)
                 self.assertEqual(self.run_script(
                     "(s => [s.outlineStyle, s.outlineWidth])"
                     "(getComputedStyle(document.activeElement))"), ["solid", "3px"])
+            self.tab()
+            self.assertEqual(self.run_script("document.activeElement.tagName"), "BODY")
 
     def test_a_long_output_scrolls_by_the_keyboard(self):
         self.load("repair_failed")
@@ -322,9 +317,6 @@ class UseTest(PageTestCase):
         self.run_script("window.scrolled.then(() => 0)")
         self.assertGreater(self.run_script("document.activeElement.scrollTop"), 100)
 
-    def copied(self):
-        return self.run_script("navigator.clipboard.readText()")
-
     def test_a_button_copies_its_command(self):
         self.browser.call("Browser.grantPermissions",
                           permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
@@ -334,12 +326,12 @@ class UseTest(PageTestCase):
             .observe(document.getElementById("status"), {childList: true})); 0""")
         self.browser.press("Enter", 13, "\r")
         self.run_script("window.said.then(() => 0)")
-        self.assertEqual(self.copied(), "keldoctl --repair 'a  b'\\''c\"&<'")
+        self.assertEqual(self.run_script("navigator.clipboard.readText()"), "keldoctl --repair 'a  b'\\''c\"&<'")
         self.assertEqual(self.texts("button, #status"), ["Copied", "Copy", "Copied"])
         self.tab()
         self.assertEqual(self.texts("button, #status"), ["Copy", "Copy", ""])
 
-    def test_a_button_tells_what_it_copies(self):
+    def test_the_description_of_a_button_is_its_command(self):
         self.load("two_down_in_german")
         self.browser.call("Accessibility.enable")
         nodes = self.browser.call("Accessibility.getFullAXTree")["nodes"]
@@ -349,7 +341,7 @@ class UseTest(PageTestCase):
             ("Kopieren", "keldoctl --repair restart-service:mail"),
             ("Kopieren", "keldoctl --repair restart-service:web")])
 
-    def test_where_copying_is_not_allowed_the_command_is_selected(self):
+    def test_the_command_is_selected_if_copying_is_not_allowed(self):
         self.load("one_down")
         self.run_script("navigator.clipboard.writeText = () => Promise.reject(new Error()); 0")
         self.run_script("window.selected = new Promise(done =>"
@@ -367,14 +359,14 @@ class UseTest(PageTestCase):
                 self.load("two_down_in_german")
                 heights = self.each(".proposal button", "each.getBoundingClientRect().height")
                 self.assertGreaterEqual(min(heights), 40)
-                # Their word is in one line.
+                # The label does not wrap.
                 words = self.each(".proposal button", """(range => {
                     range.selectNodeContents(each);
                     return range.getClientRects().length;
                 })(new Range())""")
                 self.assertEqual(words, [1, 1])
 
-    def test_without_a_script_nothing_is_missing_but_the_buttons(self):
+    def test_without_a_script_only_the_buttons_are_missing(self):
         self.browser.call("Emulation.setScriptExecutionDisabled", value=True)
         self.addCleanup(self.browser.call, "Emulation.setScriptExecutionDisabled", value=False)
         self.load("two_down_in_german")

@@ -1,13 +1,18 @@
 # SPDX-License-Identifier: MIT
-"""What all stylesheets have in common, and their words."""
+"""Rules for all stylesheets, and the words of the views."""
 
+import base64
+import hashlib
+import pathlib
 import re
+import shutil
+import tempfile
 import unittest
 import xml.etree.ElementTree
 
 from languages import listed_languages
 from panel import Action, Problem, report
-from views import VIEWS, recorded, run_view, show
+from views import REPORTS, VIEWS, recorded, run_view, show
 
 XSL = "{http://www.w3.org/1999/XSL/Transform}"
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
@@ -30,10 +35,10 @@ class StylesheetsTest(unittest.TestCase):
                 for element in root.iter():
                     if "}" in element.tag:
                         self.assertTrue(element.tag.startswith(XSL), element.tag)
-                    # Text of a report that is written as it stands could be markup, or a script.
+                    # Without escaping, a text of the report could be markup or a script.
                     self.assertNotIn("disable-output-escaping", element.attrib)
 
-    def test_what_is_no_report_is_refused(self):
+    def test_every_view_refuses_other_documents(self):
         for view in ("html", "text", "prometheus", "nagios", "changes"):
             for document in (b"", b"<keldoctl>", b"<html/>", b"<keldoctl xmlns='x'/>",
                              b"<a><keldoctl/></a>"):
@@ -41,17 +46,43 @@ class StylesheetsTest(unittest.TestCase):
                     done = run_view(view, document)
                     self.assertNotEqual(done.returncode, 0)
                     self.assertEqual(done.stdout, b"")
+        done = run_view("changes", report(), older=pathlib.Path(__file__))
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn(b"the older document is not a report of keldoctl", done.stderr)
+
+    def test_texts_are_the_same_without_exslt(self):
+        with tempfile.TemporaryDirectory() as directory:
+            views = pathlib.Path(directory, "views")
+            shutil.copytree(VIEWS, views)
+            strings = views / "parts/strings.xsl"
+            text = strings.read_text(encoding="utf-8")
+            self.assertIn("http://exslt.org/strings", text)
+            strings.write_text(text.replace("http://exslt.org/strings", "urn:unknown"),
+                               encoding="utf-8")
+            for path in REPORTS.iterdir():
+                for view in ("text", "prometheus"):
+                    with self.subTest(path.name, view=view):
+                        self.assertEqual(
+                            run_view(view, path.read_bytes(), views=views).stdout.decode(),
+                            show(view, path.read_bytes()))
+
+    def test_the_security_policy_has_the_hashes_of_the_style_and_the_script(self):
+        page = show("html", report())
+        for name in ("style", "script"):
+            content = re.search(rf"<{name}>(.*?)</{name}>", page, re.S)[1]
+            digest = base64.b64encode(hashlib.sha256(content.encode()).digest()).decode()
+            self.assertIn(f"{name}-src 'sha256-{digest}'", page)
 
 
 class WordsTest(unittest.TestCase):
-    def test_every_language_has_every_word(self):
+    def test_each_language_has_each_word(self):
         self.assertEqual(list(words()), LANGUAGES)
         for language, table in words().items():
             with self.subTest(language):
                 self.assertEqual(list(table), list(words()["en"]))
                 self.assertTrue(all(text and text == text.strip() for text in table.values()))
 
-    def test_the_words_are_those_that_are_used(self):
+    def test_each_word_is_used(self):
         sources = "".join(path.read_text(encoding="utf-8") for path in STYLESHEETS)
         named = re.findall(r"""\$words\[@id = '([a-z-]+)'\]|name="word" select="'([a-z-]+)'""",
                            sources)
@@ -61,11 +92,11 @@ class WordsTest(unittest.TestCase):
                          | severities | outcomes)
 
     def headline(self, reported, **parameters):
-        """The headline of a report with one problem, in the language reported."""
+        """The headline of a report with one problem in the language `reported`."""
         problem = Problem("p", "P.", language=reported)
         return show("text", report([problem]), **parameters).split(":")[0]
 
-    def test_the_language_is_that_of_the_report(self):
+    def test_the_language_is_that_of_the_report_or_of_the_parameter(self):
         for language, expected in (
                 ("en-US", "en"), ("en-GB", "en"), ("de-DE", "de"), ("de-AT", "de"),
                 ("pt-BR", "pt-BR"), ("pt-PT", "pt-BR"), ("zh-CN", "zh-CN"), ("zh-TW", "zh-TW"),
@@ -73,11 +104,8 @@ class WordsTest(unittest.TestCase):
             with self.subTest(language):
                 self.assertEqual(self.headline(language), words()[expected]["problems"])
 
-    def test_english_texts_in_between_do_not_change_it(self):
         mixed = report([Problem("a", "A.")], [Action("b", "B.", language="cs-CZ")])
         self.assertEqual(show("text", mixed).split(":")[0], "Problémy")
-
-    def test_it_may_be_asked_for(self):
         self.assertEqual(self.headline("de-DE", language="fr-FR"), "Problèmes")
         self.assertEqual(show("text", recorded("all_well"), language="ja-JP"),
                          words()["ja"]["well"] + "\n")

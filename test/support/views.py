@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The views of a report, for tests of them."""
+"""Runs the views of a report, for tests."""
 
 import os
 import pathlib
@@ -10,6 +10,9 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 VIEWS = PROJECT / "views"
 BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
 REPORTS = PROJECT / "test/product/reports"
+# A text with each character that changes its direction, and what a terminal gets of it.
+DIRECTIONS = "a\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069b"
+DIRECTIONS_REPLACED = "a" + "\ufffd" * 12 + "b"
 
 
 def recorded(name):
@@ -17,17 +20,18 @@ def recorded(name):
     return (REPORTS / f"{name}.xml").read_bytes()
 
 
-def run_view(view, report, **parameters):
-    """Applies the stylesheet report-VIEW.xsl to a report and returns the completed process."""
+def run_view(view, report, *, views=VIEWS, **parameters):
+    """Applies the stylesheet report-VIEW.xsl of a directory to a report. Returns the completed
+    process."""
     options = [word for name, value in parameters.items()
                for word in ("--stringparam", name, str(value))]
-    return subprocess.run(["xsltproc", "--nonet", *options, VIEWS / f"report-{view}.xsl", "-"],
+    return subprocess.run(["xsltproc", "--nonet", *options, views / f"report-{view}.xsl", "-"],
                           input=report, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           check=False)
 
 
 def show(view, report, **parameters):
-    """The text that a view makes of a report, without a complaint."""
+    """The text that a view makes of a report. Fails if xsltproc prints a message."""
     done = run_view(view, report, **parameters)
     if (done.returncode, done.stderr) != (0, b""):
         raise RuntimeError(f"xsltproc ended with status {done.returncode}: {done.stderr.decode()}")
@@ -42,7 +46,7 @@ def install_views(directory):
 
 
 class ViewTestCase(unittest.TestCase):
-    """Tests of the view named VIEW, on whole texts."""
+    """Compares whole texts of the view named VIEW."""
 
     maxDiff = None
     VIEW = None
@@ -51,5 +55,5 @@ class ViewTestCase(unittest.TestCase):
         return show(self.VIEW, report, **parameters)
 
     def check(self, name, expected, **parameters):
-        """Compares what is made of a recorded report."""
+        """Compares the view of a recorded report with a text."""
         self.assertEqual(self.show(recorded(name), **parameters), expected)

@@ -1,9 +1,18 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- How the page of a report looks, its symbols, and its script. -->
+<!-- The style, the symbols and the script of the page of a report. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <!-- The direction of the page is that of the report's language. -->
+  <!-- The browser runs and loads nothing but the style and the script of this file, even if a text of
+       the report became markup. A test prints the hash of a changed style or script. -->
+  <xsl:template name="security-policy">
+    <meta http-equiv="Content-Security-Policy" content="{concat(
+        &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
+        &quot;style-src 'sha256-BCvtYLxprhlA6FLKd1JDTaAFdAE4q2ia3ZNIAbcG0uQ='; &quot;,
+        &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
+  </xsl:template>
+
+  <!-- The direction of the page follows the report's language. -->
   <xsl:variable name="direction">
     <xsl:choose>
       <xsl:when test="contains(' ar dv fa he ku ps sd ug ur yi ', concat(' ', $wanted-family, ' '))">
@@ -13,7 +22,7 @@
     </xsl:choose>
   </xsl:variable>
 
-  <!-- Only logical sides (start, end) are named, so that the page turns with its direction. -->
+  <!-- Uses logical sides (start, end) only, so that the page turns with its direction. -->
   <xsl:template name="style">
     <style><![CDATA[
 :root {
@@ -151,8 +160,8 @@ pre { margin-block-start: 0.25rem; max-block-size: 24rem; overflow-y: auto; line
     </svg>
   </xsl:template>
 
-  <!-- The buttons, where the browser lets a page copy. The words are in attributes and come to the
-       script as text, so nothing of the report is ever code. -->
+  <!-- Adds the buttons if the browser lets a page copy. The script reads its words from attributes, as
+       text, so nothing of the report becomes code. -->
   <xsl:template name="script">
     <p class="spoken" role="status" id="status">
       <xsl:attribute name="data-copy">
@@ -178,7 +187,7 @@ function addCopyButton(command) {
     try {
       await navigator.clipboard.writeText(code.textContent);
       button.textContent = announcement.textContent = words.copied;
-    } catch { // Not allowed here: then it is selected, for the reader to copy.
+    } catch { // Copying is not allowed: select the command, so that the reader can copy it.
       getSelection().selectAllChildren(code);
     }
   });

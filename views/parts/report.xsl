@@ -1,11 +1,11 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- What all views of a report have in common. A view has a template for the element keldoctl. -->
+<!-- The common part of all views. A view adds a template for the element keldoctl. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:include href="strings.xsl"/>
 
-  <!-- How keldoctl is called in a proposed command, such as "sudo keldoctl". -->
+  <!-- The start of each proposed command, such as "sudo keldoctl". -->
   <xsl:param name="command" select="'keldoctl'"/>
 
   <xsl:key name="action" match="/keldoctl/action" use="@id"/>
@@ -15,7 +15,7 @@
   <!-- A severity may be missing. -->
   <xsl:variable name="unrated" select="$problems[
       not(severity = 'critical' or severity = 'major' or severity = 'minor')]"/>
-  <!-- What the problems propose first, each action once. -->
+  <!-- The problems' default actions, each once. -->
   <xsl:variable name="defaults" select="$problems/solutions/action[@default = 'true']
       [generate-id() = generate-id(key('default', @id)[1])]"/>
   <xsl:variable name="repairs" select="/keldoctl/action[status]"/>
@@ -28,7 +28,7 @@
     <xsl:apply-templates select="keldoctl"/>
   </xsl:template>
 
-  <!-- Applies the view's template for a problem to each, the worst first. -->
+  <!-- Applies the view's template for problems, the worst problem first. -->
   <xsl:template name="problems">
     <xsl:apply-templates select="$problems">
       <xsl:sort data-type="number" order="descending" select="(severity = 'critical') * 3
@@ -46,7 +46,7 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- The text of a problem or an action; its id where it has none. -->
+  <!-- The text of a problem or an action, or its id if it has no text. -->
   <xsl:template match="problem | action" mode="text">
     <xsl:value-of select="(@id | message[string()])[last()]"/>
   </xsl:template>

@@ -1,10 +1,12 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- What the views do to texts. -->
-<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<!-- Templates for strings. -->
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform"
+                xmlns:str="http://exslt.org/strings">
 
-  <!-- Writes $text with each $character replaced. Halves the text instead of walking along it: the
-       depth of calls is limited, and a log may have any number of lines. -->
+  <!-- Writes $text with each $character replaced. A log may have millions of lines: a processor with
+       EXSLT replaces them in one pass. Any other one halves the text, since the depth of calls is
+       limited. -->
   <xsl:template name="replace">
     <xsl:param name="text"/>
     <xsl:param name="character"/>
@@ -12,6 +14,9 @@
     <xsl:variable name="half" select="floor(string-length($text) div 2)"/>
     <xsl:choose>
       <xsl:when test="not(contains($text, $character))"><xsl:value-of select="$text"/></xsl:when>
+      <xsl:when test="function-available('str:replace')">
+        <xsl:value-of select="str:replace(string($text), $character, $by)"/>
+      </xsl:when>
       <xsl:when test="$text = $character"><xsl:value-of select="$by"/></xsl:when>
       <xsl:otherwise>
         <xsl:call-template name="replace">
@@ -28,12 +33,17 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- The control characters that XML admits and a terminal obeys: the carriage return, delete, and
-       U+0080 to U+009F. The tab and the line feed are harmless. -->
+  <!-- The characters that a terminal obeys and XML admits: the carriage return, delete, U+0080 to
+       U+009F, and those that change the direction of a text, by which one command can look like
+       another. The tab and the line feed are harmless. -->
   <xsl:variable name="controls" select="concat('&#x0d;&#x7f;',
       '&#x80;&#x81;&#x82;&#x83;&#x84;&#x85;&#x86;&#x87;&#x88;&#x89;&#x8a;&#x8b;&#x8c;&#x8d;&#x8e;&#x8f;',
-      '&#x90;&#x91;&#x92;&#x93;&#x94;&#x95;&#x96;&#x97;&#x98;&#x99;&#x9a;&#x9b;&#x9c;&#x9d;&#x9e;&#x9f;')"/>
+      '&#x90;&#x91;&#x92;&#x93;&#x94;&#x95;&#x96;&#x97;&#x98;&#x99;&#x9a;&#x9b;&#x9c;&#x9d;&#x9e;&#x9f;',
+      '&#x61c;&#x200e;&#x200f;&#x202a;&#x202b;&#x202c;&#x202d;&#x202e;',
+      '&#x2066;&#x2067;&#x2068;&#x2069;')"/>
+  <!-- A U+FFFD for each of $controls. -->
   <xsl:variable name="replacements" select="concat('&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',

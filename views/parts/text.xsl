@@ -1,6 +1,6 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- What the views for a terminal have in common. -->
+<!-- The common part of the views for a terminal. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <!-- A heading line, "WORD: NUMBER". -->
@@ -27,8 +27,8 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- Writes $text, whose first line's indentation is written already, with its other lines
-       indented, and ends the last one. -->
+  <!-- Writes $text, indents every line but the first, which the caller has indented, and ends the last
+       line. -->
   <xsl:template name="lines">
     <xsl:param name="text"/>
     <xsl:variable name="harmless" select="translate($text, $controls, $replacements)"/>
@@ -42,8 +42,8 @@
     <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <!-- Writes $text with no line feed nor tab in it, which an interactive shell would act on before
-       it has read the command. Nothing happens then when it is run: no action has such an id. -->
+  <!-- Writes $text and replaces tabs and line feeds, since an interactive shell acts on them before it
+       has read the whole command. The command then names no action, so it does nothing. -->
   <xsl:template name="one-line">
     <xsl:param name="text"/>
     <xsl:value-of select="translate($text, concat('&#9;&#10;', $controls),

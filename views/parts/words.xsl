@@ -2,11 +2,11 @@
 <!-- SPDX-License-Identifier: MIT -->
 <!-- The fixed words of a view, in the report's language.
 
-     A report does not say which language was asked for; each of its texts says which one it is in.
-     English stands in for what has no translation, so the first other language is the report's. -->
+     A report does not name the language that was asked for, but each of its texts has a language.
+     Texts without a translation are in English, so the first other language is the report's. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <!-- The language of the fixed words, such as "de-DE"; the report's own unless set. -->
+  <!-- The language of the fixed words, such as "de-DE". The default is the report's own. -->
   <xsl:param name="language"/>
 
   <xsl:variable name="other-languages" select="//@xml:lang[not(starts-with(., 'en'))]"/>
@@ -22,7 +22,7 @@
 
   <xsl:variable name="tables" select="document('words.xml')/words/language"/>
   <xsl:variable name="english" select="$tables[@xml:lang = 'en']"/>
-  <!-- Hong Kong and Macau write the characters of Taiwan. -->
+  <!-- Hong Kong and Macau use the characters of Taiwan. -->
   <xsl:variable name="exact" select="$tables[@xml:lang = $wanted-language or @xml:lang = 'zh-TW'
       and ($wanted-language = 'zh-HK' or $wanted-language = 'zh-MO')]"/>
   <xsl:variable name="family"
