@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The views of runs with the real services, the real database and the real monitor."""
+"""The views of runs with real services, a real database and a real monitor."""
 
 import pathlib
 import re
@@ -26,7 +26,7 @@ class ViewsTest(unittest.TestCase):
         (cls.prefix / "sbin/keldoctl").symlink_to(shutil.which("keldoctl"))
 
     def run_program(self, name, *arguments):
-        """The status and the output of an installed program, without a complaint."""
+        """The status and the output of an installed program. It must print no message."""
         done = subprocess.run([self.prefix / name, *arguments], check=False,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.assertEqual(done.stderr, b"")
@@ -37,7 +37,7 @@ class ViewsTest(unittest.TestCase):
         self.assertEqual(status, 0)
         return output
 
-    def test_each_view_of_a_crash_and_its_repair_by_the_command_that_is_shown(self):
+    def test_the_views_of_a_crash_and_of_its_repair_by_the_shown_command(self):
         self.assertEqual(self.show_report(), "No problems found\n")
         service_control("kill", "web")
         text = self.show_report("--language=de-DE")

@@ -12,7 +12,7 @@ ACTION_HELP = ("# HELP keldoctl_action_succeeded Whether an action that was carr
                "(1) or failed (0).\n# TYPE keldoctl_action_succeeded gauge\n")
 
 
-def numbers(minor, major, critical, unrated=0):
+def numbers(minor=0, major=0, critical=0, unrated=0):
     return f"""\
 # HELP keldoctl_problems Number of problems found, by severity.
 # TYPE keldoctl_problems gauge
@@ -30,26 +30,25 @@ def metrics(*problems):
             "# TYPE keldoctl_problem gauge\n" + "".join(lines))
 
 
+def upgrade(value):
+    return f"{UPGRADE_HELP}keldoctl_upgrade_in_progress {value}\n"
+
+
 class PrometheusTest(ViewTestCase):
     VIEW = "prometheus"
 
-    def test_all_well(self):
-        self.check("all_well", numbers(0, 0, 0) + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n")
-
-    def test_problems_keep_their_ids_in_any_language(self):
-        self.check("two_down_in_german", numbers(0, 2, 0)
-                   + metrics(("service-down:mail", "major"), ("service-down:web", "major"))
-                   + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n")
-
-    def test_upgrade(self):
-        self.check("upgrade", numbers(1, 0, 0) + metrics(("upgrade", "minor")) + UPGRADE_HELP
-                   + "keldoctl_upgrade_in_progress 1\n")
-
-    def test_repairs(self):
-        self.check("repair_failed", numbers(0, 1, 0) + metrics(("service-down:web", "major"))
-                   + UPGRADE_HELP + "keldoctl_upgrade_in_progress 0\n" + ACTION_HELP
-                   + 'keldoctl_action_succeeded{id="restart-service:dns"} 1\n'
-                   + 'keldoctl_action_succeeded{id="restart-service:web"} 0\n')
+    def test_recorded_reports(self):
+        web = ("service-down:web", "major")
+        for name, text in (
+                ("all_well", numbers() + upgrade(0)),
+                ("two_down_in_german",
+                 numbers(major=2) + metrics(("service-down:mail", "major"), web) + upgrade(0)),
+                ("upgrade", numbers(minor=1) + metrics(("upgrade", "minor")) + upgrade(1)),
+                ("repair_failed", numbers(major=1) + metrics(web) + upgrade(0) + ACTION_HELP
+                 + 'keldoctl_action_succeeded{id="restart-service:dns"} 1\n'
+                 + 'keldoctl_action_succeeded{id="restart-service:web"} 0\n')):
+            with self.subTest(name):
+                self.check(name, text)
 
     def test_every_severity(self):
         text = self.show(report([Problem("a", "A", "minor"), Problem("b", "B", "critical"),

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The view for Prometheus, held against Prometheus's own checker."""
+"""The view for Prometheus, checked by Prometheus's own promtool."""
 
 import subprocess
 import unittest
@@ -7,14 +7,14 @@ import unittest
 from panel import Action, Problem, report
 from views import PROJECT, REPORTS, ViewTestCase
 
-# Where support/unpack-promtool has it, which ctest runs before.
+# ctest runs support/unpack-promtool first, which puts it there.
 PROMTOOL = PROJECT / "build/prometheus/usr/bin/promtool"
 
 
 class PromtoolTest(ViewTestCase):
     VIEW = "prometheus"
 
-    def test_it_finds_no_fault(self):
+    def test_promtool_finds_no_error(self):
         texts = {path.name: self.show(path.read_bytes()) for path in REPORTS.iterdir()}
         texts["escaped"] = self.show(report(
             [Problem('\\"&#10;\\', "P")], [Action('"', "A", status="ok")]).replace(b"&amp;", b"&"))

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A headless Chromium with one page, driven over its DevTools protocol, for tests of pages.
 
-Wherever something takes time, an event of the protocol is waited for.
+It waits for events of the protocol, never for a time.
 """
 
 import contextlib
@@ -14,11 +14,11 @@ import subprocess
 import tempfile
 
 PROGRAM = "chromium-headless-shell"
-PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
+PATIENCE = 60  # seconds until a missing answer fails the test; no test passes by it
 
 
 class Browser:
-    """A browser of its own, without a network. Use it as a context manager, or call close()."""
+    """A browser without a network. Use it as a context manager, or call close()."""
 
     def __init__(self):
         self._directory = tempfile.mkdtemp(prefix="keldo-browser.")
@@ -26,7 +26,7 @@ class Browser:
         answers_end, answers = os.pipe()
         # The browser reads its commands from descriptor 3 and answers on 4.
         start = ["sh", "-c", f'exec "$@" 3<&{commands} 4>&{answers}', "sh", PROGRAM]
-        # Root has no sandbox; the pages are the tests' own.
+        # The sandbox does not work for root. Only the tests' own pages are loaded.
         options = ["--no-sandbox", "--disable-gpu", "--remote-debugging-pipe",
                    "--host-resolver-rules=MAP * ~NOTFOUND", "--force-color-profile=srgb",
                    "--font-render-hinting=none", f"--user-data-dir={self._directory}"]
@@ -51,9 +51,9 @@ class Browser:
         self.close()
 
     def close(self):
-        """Ends the browser; returns when it has ended."""
+        """Ends the browser and waits until it has ended."""
         self._session = None
-        # In good order, as its children write to its directory to the end; unless it is gone.
+        # An orderly end: its children write to its directory until then. It may have ended already.
         with contextlib.suppress(OSError, RuntimeError):
             self.call("Browser.close")
         self._process.wait()
@@ -75,7 +75,7 @@ class Browser:
         return answer["result"]
 
     def wait_for(self, method):
-        """Waits for an event of that name since the last load() and returns its parameters."""
+        """Waits for an event since the last load() and returns its parameters."""
         for position, event in enumerate(self._events):
             if event.get("method") == method:
                 return self._events.pop(position)["params"]
@@ -84,11 +84,11 @@ class Browser:
         return event["params"]
 
     def events(self, *methods):
-        """The parameters of the events with those names since the last load()."""
+        """The parameters of the events with these names since the last load()."""
         return [event["params"] for event in self._events if event.get("method") in methods]
 
     def load(self, path):
-        """Opens a file and returns when it is loaded."""
+        """Opens a file and waits until it is loaded."""
         self._events = []
         self.call("Page.navigate", url=f"file://{path}")
         self.wait_for("Page.loadEventFired")
@@ -102,7 +102,7 @@ class Browser:
         return result["result"].get("value")
 
     def view(self, width=1024, height=768, scheme="light"):
-        """Sets the size of the window, in CSS pixels, and the colours asked for: light or dark."""
+        """Sets the size of the window in CSS pixels and the colour scheme: light or dark."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=height,
                   deviceScaleFactor=1, mobile=width < 600)
         self.call("Emulation.setEmulatedMedia",
@@ -129,7 +129,7 @@ class Browser:
         """The next message from the browser."""
         while b"\0" not in self._unread:
             if not select.select([self._answers], [], [], PATIENCE)[0]:
-                # The program that was started is a script; the browser is in its group.
+                # We started a script; the browser is in its process group.
                 os.killpg(self._process.pid, signal.SIGKILL)
             more = os.read(self._answers, 1 << 16)
             if not more:

@@ -32,12 +32,18 @@ USAGE = "Usage: keldoctl-report "
 class ReportTest(InstalledViewsTestCase):
     PROGRAM = "sbin/keldoctl-report"
 
-    def test_a_run_as_text(self):
+    def test_a_run_as_text_and_as_a_page(self):
         self.panel.fake_monitor({"web": 1})
         for arguments in ([], ["--status"], ["--text"], ["--text", "--status"],
                           ["--language=en-US"], ["--text", "--status", "--language=en-US"]):
             with self.subTest(arguments):
                 self.assertEqual(self.run_program(*arguments), (0, WEB_IS_DOWN, ""))
+        status, page, errors = self.run_program("--html")
+        self.assertEqual((status, errors), (0, ""))
+        self.assertTrue(page.startswith("<!DOCTYPE html"))
+        self.assertIn("The web title service is switched off.", page)
+        self.assertIn(f'<span dir="auto">{os.uname().nodename}</span>', page)
+        self.assertRegex(page, r'<span dir="auto">\d{4}-\d\d-\d\d \d\d:\d\d [A-Z]+</span>')
 
     def test_the_id_of_a_repair_is_passed_unchanged(self):
         for service in ("web", "a b*"):
@@ -99,15 +105,6 @@ class ReportTest(InstalledViewsTestCase):
     def test_a_keldoctl_that_dies_shows_nothing(self):
         self.fake_keldoctl("echo '<keldoctl/>'; kill -ABRT $$")
         self.assertEqual(self.run_program()[:2], (134, ""))
-
-    def test_a_page(self):
-        self.panel.fake_monitor({"web": 1})
-        status, page, errors = self.run_program("--html")
-        self.assertEqual((status, errors), (0, ""))
-        self.assertTrue(page.startswith("<!DOCTYPE html"))
-        self.assertIn("The web title service is switched off.", page)
-        self.assertIn(f'<span dir="auto">{os.uname().nodename}</span>', page)
-        self.assertRegex(page, r'<span dir="auto">\d{4}-\d\d-\d\d \d\d:\d\d [A-Z]+</span>')
 
     def test_the_metrics_of_the_manuals_example(self):
         [example] = [text for text in displays("keldoctl-report.8", "EXAMPLES")
@@ -176,7 +173,7 @@ Während einer Aktualisierung werden die Dienste nicht geprüft.
         self.assertFalse(has_run.exists())
         self.assertEqual(self.run_program("--version")[0], 0)
 
-    def test_only_repairs_get_the_callers_path_and_environment(self):
+    def test_only_keldoctl_gets_the_callers_path_and_environment(self):
         has_run, directory = self.prefix / "has-run", self.prefix / "callers"
         directory.mkdir()
         for name, commands in (("xsltproc", f"touch {has_run}"), ("start-web", "echo $WORD")):
