@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The differences between an older report and this one, as plain text: problems that are new, gone,
-     changed in severity and unchanged.
+<!-- The differences between an older report and this one, as plain text: problems that are new,
+     gone, changed in severity and unchanged.
 
      Parameters: older, the absolute address of the older report; language (parts/words.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
@@ -17,8 +17,8 @@
   <xsl:variable name="older-problems" select="document($older)/keldoctl/problem"/>
   <xsl:variable name="added" select="$problems[not(@id = $older-problems/@id)]"/>
   <xsl:variable name="missing" select="$older-problems[not(@id = $problems/@id)]"/>
-  <!-- A report during an upgrade contains only the upgrade, so the state of the services is unknown:
-       other problems are neither gone during the upgrade nor new after it. -->
+  <!-- A report during an upgrade contains only the upgrade, so the state of the services is
+       unknown: other problems are neither gone during the upgrade nor new after it. -->
   <xsl:variable name="was-upgrade" select="boolean($older-problems[@id = 'upgrade'])"/>
   <xsl:variable name="new" select="$added[not($was-upgrade)]"/>
   <xsl:variable name="not-checked-before" select="$added[$was-upgrade]"/>

@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- A report as one page that needs no other file, network or font. Its script only adds the buttons
-     that copy a command.
+<!-- A report as one page that needs no other file, network or font. Its script only adds the
+     buttons that copy a command.
 
      Parameters: language (parts/words.xsl), command (parts/report.xsl); host and time, the texts
      for the head of the page: the report has neither. -->
@@ -254,8 +254,8 @@
     <xsl:apply-templates select="." mode="text"/>
   </xsl:template>
 
-  <!-- A severity or an outcome. A word and a symbol show it, since colour alone does not reach every
-       reader. -->
+  <!-- A severity or an outcome. A word and a symbol show it, since colour alone does not reach
+       every reader. -->
   <xsl:template name="badge">
     <xsl:param name="id"/>
     <span class="badge {$id}">

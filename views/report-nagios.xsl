@@ -70,8 +70,8 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Writes the beginning of $text without the characters that monitors give a meaning: a bar begins
-       the performance data, a line feed the details. -->
+  <!-- Writes the beginning of $text without the characters that monitors give a meaning: a bar
+       begins the performance data, a line feed the details. -->
   <xsl:template name="neutral">
     <xsl:param name="text"/>
     <xsl:variable name="line" select="normalize-space(translate($text, concat('|', $controls),

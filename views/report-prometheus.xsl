@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- A report as metrics in Prometheus' text format, for the text-file collector of its node exporter.
-     The collector itself adds the time of the file. -->
+<!-- A report as metrics in Prometheus' text format, for the text-file collector of its node
+     exporter. The collector itself adds the time of the file. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:include href="parts/report.xsl"/>
@@ -61,8 +61,8 @@
     <xsl:value-of select="concat('&quot;} ', number(status = 'ok'), '&#10;')"/>
   </xsl:template>
 
-  <!-- Escapes the value of a label. The backslash comes first, since the escapes of the quotation mark
-       and the line feed contain one. -->
+  <!-- Escapes the value of a label. The backslash comes first, since the escapes of the quotation
+       mark and the line feed contain one. -->
   <xsl:template match="@*" mode="label">
     <xsl:variable name="backslashes">
       <xsl:call-template name="replace">

@@ -1,7 +1,7 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- A report as plain text for a terminal: first the repairs with their output, then each problem with
-     the commands that solve it.
+<!-- A report as plain text for a terminal: first the repairs with their output, then each problem
+     with the commands that solve it.
 
      Parameters: language (parts/words.xsl), command (parts/report.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">

@@ -270,7 +270,8 @@ class LanguageTest(PageTestCase):
                 self.assertEqual(self.each("h3", "getComputedStyle(each).direction"), directions)
                 self.assertLessEqual(set(self.each(".label + p", "each.lang")), set(languages))
                 # Commands and ids never change their direction.
-                self.assertEqual(set(self.each("code", "getComputedStyle(each).direction")), {"ltr"})
+                self.assertEqual(set(self.each("code", "getComputedStyle(each).direction")),
+                                 {"ltr"})
 
     def test_the_page_turns_for_a_language_from_right_to_left(self):
         self.browser.view(width=PHONE)

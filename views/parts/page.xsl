@@ -3,8 +3,8 @@
 <!-- The style, the symbols and the script of the page of a report. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <!-- The browser runs and loads nothing but the style and the script of this file, even if a text of
-       the report became markup. A test prints the hash of a changed style or script. -->
+  <!-- The browser runs and loads nothing but the style and the script of this file, even if a text
+       of the report became markup. A test prints the hash of a changed style or script. -->
   <xsl:template name="security-policy">
     <meta http-equiv="Content-Security-Policy" content="{concat(
         &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
@@ -160,8 +160,8 @@ pre { margin-block-start: 0.25rem; max-block-size: 24rem; overflow-y: auto; line
     </svg>
   </xsl:template>
 
-  <!-- Adds the buttons if the browser lets a page copy. The script reads its words from attributes, as
-       text, so nothing of the report becomes code. -->
+  <!-- Adds the buttons if the browser lets a page copy. The script reads its words from attributes,
+       as text, so nothing of the report becomes code. -->
   <xsl:template name="script">
     <p class="spoken" role="status" id="status">
       <xsl:attribute name="data-copy">

@@ -4,9 +4,9 @@
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform"
                 xmlns:str="http://exslt.org/strings">
 
-  <!-- Writes $text with each $character replaced. A log may have millions of lines: a processor with
-       EXSLT replaces them in one pass. Any other one halves the text, since the depth of calls is
-       limited. -->
+  <!-- Writes $text with each $character replaced. A log may have millions of lines: a processor
+       with EXSLT replaces them in one pass. Any other one halves the text, since the depth of calls
+       is limited. -->
   <xsl:template name="replace">
     <xsl:param name="text"/>
     <xsl:param name="character"/>
@@ -43,7 +43,8 @@
       '&#x2066;&#x2067;&#x2068;&#x2069;')"/>
   <!-- A U+FFFD for each of $controls. -->
   <xsl:variable name="replacements" select="concat('&#xfffd;&#xfffd;',
-      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
+      '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',

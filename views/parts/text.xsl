@@ -27,8 +27,8 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- Writes $text, indents every line but the first, which the caller has indented, and ends the last
-       line. -->
+  <!-- Writes $text, indents every line but the first, which the caller has indented, and ends the
+       last line. -->
   <xsl:template name="lines">
     <xsl:param name="text"/>
     <xsl:variable name="harmless" select="translate($text, $controls, $replacements)"/>
@@ -42,8 +42,8 @@
     <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <!-- Writes $text and replaces tabs and line feeds, since an interactive shell acts on them before it
-       has read the whole command. The command then names no action, so it does nothing. -->
+  <!-- Writes $text and replaces tabs and line feeds, since an interactive shell acts on them before
+       it has read the whole command. The command then names no action, so it does nothing. -->
   <xsl:template name="one-line">
     <xsl:param name="text"/>
     <xsl:value-of select="translate($text, concat('&#9;&#10;', $controls),
