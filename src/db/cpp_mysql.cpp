@@ -20,10 +20,10 @@ namespace keldo::mysql {
 namespace {
 
 std::string errorMessage(MYSQL* handle, const std::string& context) {
-    const unsigned int number = mysql_errno(handle);
+    const unsigned int number = db_client()->error_number(handle);
     const heap_text text(number != 0
                              ? msg_asprintf("Mysql error %d: %s\n%s", static_cast<int>(number),
-                                            mysql_error(handle), context.c_str())
+                                            db_client()->error_text(handle), context.c_str())
                              : msg_asprintf("Unknown error\n%s", context.c_str()));
     return text.get();
 }
@@ -32,7 +32,7 @@ std::size_t lengthOf(const char* text, std::size_t length) {
     return length != 0 ? length : std::strlen(text);
 }
 
-/// A value's bytes. Without a length from the library its text counts up to the first zero byte.
+/// A column's value. If the library gives no length, the text ends at its first zero byte.
 Value toValue(const char* bytes, unsigned long length) {
     if (bytes == nullptr) {
         return {"", true};
@@ -61,7 +61,7 @@ Connection::Connection(bool connectAtOnce) {
 
 Connection::~Connection() {
     if (handle_ != nullptr) {
-        mysql_close(handle_);
+        db_client()->close(handle_);
     }
 }
 
@@ -92,9 +92,10 @@ std::string Connection::escape(const char* text, std::size_t length) {
     if (!buffer) {
         throw std::bad_alloc();
     }
-    const unsigned long escaped = mysql_real_escape_string(handle(), buffer.get(), text, size);
+    MYSQL* const db = handle();
+    const unsigned long escaped = db_client()->real_escape_string(db, buffer.get(), text, size);
     if (escaped == static_cast<unsigned long>(-1)) { // the session's SQL mode forbids backslashes
-        throw mError(handle(), " escaping value");
+        throw mError(db, " escaping value");
     }
     return {buffer.get(), escaped};
 }
@@ -131,7 +132,7 @@ Connection& Connection::operator<<(int number) {
 
 Connection& Connection::operator<<(double number) {
     constexpr int decimals = 6;
-    std::array<char, 320> buffer; // takes the largest double's 309 digits and the decimals
+    std::array<char, 320> buffer; // room for a sign, 309 digits, the point and the decimals
     const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
                                             std::chars_format::fixed, decimals);
     return *this << std::string(buffer.data(), end);
@@ -142,7 +143,7 @@ void Connection::execute() {
     statement_.str("");
     mode_ = verbatim;
     MYSQL* const db = handle();
-    if (mysql_real_query(db, statement.data(), statement.size()) != 0) {
+    if (db_client()->real_query(db, statement.data(), statement.size()) != 0) {
         throw mError(db, " executing query");
     }
 }
@@ -169,24 +170,24 @@ const Value& Row::operator[](const std::string& fieldName) const {
 
 Result::Result(Connection& connection) {
     connection.execute();
-    result_ = mysql_store_result(connection.handle());
+    result_ = db_client()->store_result(connection.handle());
     if (result_ == nullptr) {
         throw mError(connection.handle(), " fetching result");
     }
-    fields_ = mysql_fetch_fields(result_);
+    fields_ = db_client()->fetch_fields(result_);
 }
 
 Result::~Result() {
-    mysql_free_result(result_);
+    db_client()->free_result(result_);
 }
 
 bool Result::fetch(Row& row) {
-    MYSQL_ROW columns = mysql_fetch_row(result_);
+    MYSQL_ROW columns = db_client()->fetch_row(result_);
     if (columns == nullptr) {
         return false;
     }
-    const unsigned long* const lengths = mysql_fetch_lengths(result_);
-    const unsigned int count = mysql_num_fields(result_);
+    const unsigned long* const lengths = db_client()->fetch_lengths(result_);
+    const unsigned int count = db_client()->num_fields(result_);
     row.values_.clear();
     for (unsigned int i = 0; i < count; ++i) {
         const std::string fieldName = fields_[i].name;

@@ -11,8 +11,8 @@
 
 /// Queries on the panel database. Order of use: construct a Connection, insert the text of a
 /// statement into it, construct a Result from it, which executes the statement, and fetch rows.
-/// A connection takes any number of statements one after another, and what one sets in the session
-/// the next one sees. Every failure is an mError and leaves the connection usable. One thread only.
+/// A connection takes any number of statements, one after another, in one session of the server.
+/// Every failure is an mError and leaves the connection usable. For one thread only.
 namespace keldo::mysql {
 
 /// A failure of this layer.
@@ -20,8 +20,8 @@ class mError : public std::exception {
 public:
     explicit mError(std::string message);
 
-    /// The message "Mysql error NUMBER: TEXT", a newline and `context`; where the handle reports
-    /// no error, "Unknown error", a newline and `context`.
+    /// The message is "Mysql error NUMBER: TEXT", or "Unknown error" if the handle reports no
+    /// error; then a newline and `context`.
     mError(MYSQL* handle, const std::string& context);
 
     const char* what() const noexcept override { return message_.c_str(); }
@@ -33,44 +33,44 @@ private:
 /// A connection to the panel database, closed by the destructor, with the statement being built.
 class Connection {
 public:
-    /// How the next inserted item goes into the statement. Every insertion and every execution set
-    /// it back to `verbatim`; in any mode that is not listed here an item is dropped.
+    /// How the next item is inserted into the statement. Every insertion and every execution
+    /// resets the mode to `verbatim`. In a mode that is not listed here, an item is dropped.
     enum InsertionMode { value = 0, name = 1, verbatim = 2 };
 
-    /// Connects if `connectAtOnce`, as handle() does.
+    /// If `connectAtOnce`, connects like handle().
     explicit Connection(bool connectAtOnce);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection();
 
-    /// The client library's handle, owned by the connection. Connects first where that has not
-    /// happened; if that fails, the reason is printed (kvrDbConnectOrReport) and mError says
-    /// "connection failed".
+    /// The client library's handle, owned by the connection. Connects on the first call; a failure
+    /// prints the reason (kvrDbConnectOrReport) and throws mError with "connection failed".
     MYSQL* handle();
 
-    /// `text` with every backquote doubled, for an identifier between backquotes. A `length` of 0
-    /// means the text's own.
+    /// Returns `text` with every backquote doubled, for an identifier between backquotes. A
+    /// `length` of 0 means the length of the string.
     static std::string escape_name(const char* text, std::size_t length = 0);
 
-    /// `text` escaped for a string literal by mysql_real_escape_string. A `length` of 0 means the
-    /// text's own. Throws std::bad_alloc where there is no memory for twice the length.
+    /// Returns `text` escaped for a string literal by mysql_real_escape_string. A `length` of 0
+    /// means the length of the string. Throws std::bad_alloc if memory runs out, mError if the
+    /// library cannot escape in this session.
     std::string escape(const char* text, std::size_t length = 0);
 
     /// Sets the mode of the next insertion: `connection << Connection::value << text`.
     Connection& operator<<(InsertionMode mode);
 
-    /// Insert into the statement: an integer in decimal, a double with six decimals and a decimal
-    /// point in every locale.
+    /// Inserts an item into the statement. An integer is written in decimal, a double with six
+    /// decimals and a point, in every locale.
     Connection& operator<<(const std::string& text);
     Connection& operator<<(const char* text);
     Connection& operator<<(int number);
     Connection& operator<<(double number);
 
-    /// Sends the statement built so far, which may hold any bytes, and starts a new one.
+    /// Sends the statement, which may contain any bytes, and starts a new one.
     void execute();
 
-    /// Prints on standard error what escape_name makes of four texts, a line each. A self-test for
-    /// a person to read: it compares nothing.
+    /// Prints four results of escape_name on standard error, one per line. A person reads them:
+    /// this self-test compares nothing.
     static void test();
 
 private:
@@ -88,7 +88,8 @@ struct Value {
 /// A row: values by the names of their fields.
 class Row {
 public:
-    /// The value of a field; mError "No field named NAME in result set" where there is none.
+    /// Returns the value of a field. Throws mError "No field named NAME in result set" if the row
+    /// has no such field.
     const Value& operator[](const std::string& fieldName) const;
 
 private:
@@ -99,15 +100,15 @@ private:
 /// The result set of one statement.
 class Result {
 public:
-    /// Executes the connection's statement and stores its result. mError also for a statement that
-    /// produces no result set.
+    /// Executes the connection's statement and stores its result. Throws mError if the statement
+    /// fails or produces no result set.
     explicit Result(Connection& connection);
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result();
 
-    /// Reads the next row. Returns false where there is none, with `row` as it was. mError for two
-    /// fields of the same name.
+    /// Reads the next row. Returns false and leaves `row` unchanged if there is none. Throws mError
+    /// if two fields have the same name.
     bool fetch(Row& row);
 
 private:

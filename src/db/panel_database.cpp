@@ -14,6 +14,20 @@ const char* const kvrShadowFile = "/etc/kvr/.kvr.shadow";
 
 namespace {
 
+/* The process-wide state of this folder. It lives until the process ends. */
+
+/* The functions of the loaded library; db_client() fills it once. */
+client_library loaded_library = {};
+
+/* What db_client() returns: null, `loaded_library`, or the record of db_use_client(). */
+const client_library* client_in_use = nullptr;
+
+/* The last character set that was chosen; see db_utf8_mode(). Never reset. */
+int db_names_utf8 = -1;
+
+/* The connection of kvrDbUtf8Mode(), kept here so that leak checkers find it. */
+MYSQL* utf8_mode_connection = nullptr;
+
 const char* const db_host = "localhost";
 const char* const db_user = "admin";
 const char* const db_name = "kvr";
@@ -21,25 +35,18 @@ const char* const db_name = "kvr";
 /* With room for the terminator. */
 const size_t password_size = 100;
 
-/* Set by each successful choice of a character set, never reset; see db_utf8_mode(). */
-int db_names_utf8 = -1;
-
-/* The connection that kvrDbUtf8Mode() has made. It stays open until the process ends; it is kept
- * here so that it does not look lost. */
-MYSQL* utf8_mode_connection = nullptr;
-
-/* How long a server that does not answer is waited for, in seconds: for the connection, and for
- * each answer after that. Half up, it may take connections and stay silent for ever. */
+/* In seconds: how long to wait for each word of a server, which may accept connections and then
+ * hang. The first limit holds until the handshake is complete. */
 const unsigned int connect_time_limit = 30;
 const unsigned int answer_time_limit = 60;
 
 struct free_result {
-    void operator()(MYSQL_RES* result) const noexcept { mysql_free_result(result); }
+    void operator()(MYSQL_RES* result) const noexcept { db_client()->free_result(result); }
 };
 using result_handle = std::unique_ptr<MYSQL_RES, free_result>;
 
-/* Returns 0, or -1 with a message. Of the line only a newline is dropped: a carriage return or
- * blanks at its end belong to the password. */
+/* Returns 0, or -1 with a message. Drops only the newline: a carriage return or blanks at the end
+ * of the line belong to the password. */
 int read_password(char* password, char* error, size_t size) {
     const file_handle file(fopen(kvrShadowFile, "rt"));
     if (!file) {
@@ -57,26 +64,33 @@ int read_password(char* password, char* error, size_t size) {
     return 0;
 }
 
-/* A limit that the library does not take is let go: connecting works without. */
-void set_time_limits(MYSQL* db) {
-    mysql_options(db, MYSQL_OPT_CONNECT_TIMEOUT, &connect_time_limit);
-    mysql_options(db, MYSQL_OPT_READ_TIMEOUT, &answer_time_limit);
-    mysql_options(db, MYSQL_OPT_WRITE_TIMEOUT, &answer_time_limit);
+void set_option(MYSQL* db, mysql_option option, const void* value) {
+    const auto options = db_client()->options;
+    if (options != nullptr) {
+        options(db, option, value); // connecting works also without an option that is unknown
+    }
 }
 
-/* Returns the connection, or null and closes it where its last call failed. */
+void set_options(MYSQL* db) {
+    set_option(db, MYSQL_OPT_CONNECT_TIMEOUT, &connect_time_limit);
+    set_option(db, MYSQL_OPT_READ_TIMEOUT, &answer_time_limit);
+    set_option(db, MYSQL_OPT_WRITE_TIMEOUT, &answer_time_limit);
+}
+
+/* Returns the connection; closes it and returns null if its last call failed. */
 MYSQL* close_if_failed(MYSQL* db) {
-    if (mysql_errno(db) == 0) {
+    if (db_client()->error_number(db) == 0) {
         return db;
     }
-    mysql_close(db);
+    db_client()->close(db);
     return nullptr;
 }
 
 /* Describes the failure of the step `label`. Returns -1. */
 int step_failed(MYSQL* db, const char* label, char* error, size_t size) {
-    if (mysql_errno(db) != 0) {
-        snprintf(error, size, "DB error (%s) %u: %s", label, mysql_errno(db), mysql_error(db));
+    if (db_client()->error_number(db) != 0) {
+        snprintf(error, size, "DB error (%s) %u: %s", label, db_client()->error_number(db),
+                 db_client()->error_text(db));
     } else {
         snprintf(error, size, "DB error (%s): unknown error", label);
     }
@@ -87,17 +101,17 @@ bool starts_with(const char* text, const char* start) {
     return strncmp(text, start, strlen(start)) == 0;
 }
 
-/* Servers before 4.1 know no connection character sets. Returns 1 for one of those, 0 for a newer
- * one, -1 with a message on failure. */
+/* Returns 1 for a server before 4.1, which has no connection character sets, 0 for a newer server,
+ * and -1 with a message on failure. */
 int is_server_without_charsets(MYSQL* db, char* error, size_t size) {
-    if (mysql_query(db, "SHOW VARIABLES LIKE 'version'") != 0) {
+    if (db_client()->query(db, "SHOW VARIABLES LIKE 'version'") != 0) {
         return step_failed(db, "query version", error, size);
     }
-    const result_handle result(mysql_store_result(db));
+    const result_handle result(db_client()->store_result(db));
     if (!result) {
         return step_failed(db, "store query result", error, size);
     }
-    MYSQL_ROW row = mysql_fetch_row(result.get());
+    MYSQL_ROW row = db_client()->fetch_row(result.get());
     if (row == nullptr) {
         return step_failed(db, "fetch version row", error, size);
     }
@@ -108,19 +122,19 @@ int is_server_without_charsets(MYSQL* db, char* error, size_t size) {
     return starts_with(version, "3.") || starts_with(version, "4.0.") ? 1 : 0;
 }
 
-/* What the panel says of its texts, from the result of the last query: 1 for UTF-8. */
+/* Reads the result of the query for "mysql41_compatible". Returns 1 for UTF-8, 0 for binary. */
 int stored_utf8_mode(MYSQL* db) {
-    const result_handle result(mysql_store_result(db));
-    MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    const result_handle result(db_client()->store_result(db));
+    MYSQL_ROW row = result ? db_client()->fetch_row(result.get()) : nullptr;
     const char* const value = row != nullptr ? row[0] : nullptr;
     return value != nullptr && value[0] != '\0' && strcmp(value, "false") != 0 ? 1 : 0;
 }
 
-/* What db_connect() and db_connect_setup() do alike. */
+/* The common part of db_connect() and db_connect_setup(). */
 MYSQL* connect_and_prepare(char* error, size_t size) {
     MYSQL* const db = db_connect_checked(error, size);
     if (db != nullptr) {
-        mysql_query(db, "set foreign_key_checks=0");
+        db_client()->query(db, "set foreign_key_checks=0");
         db_set_names(db, error, size);
     }
     return db;
@@ -128,22 +142,35 @@ MYSQL* connect_and_prepare(char* error, size_t size) {
 
 } // namespace
 
+const client_library* db_client() {
+    if (client_in_use == nullptr && load_client_library(&loaded_library) == 0) {
+        client_in_use = &loaded_library;
+    }
+    return client_in_use;
+}
+
+void db_use_client(const client_library* functions) {
+    client_in_use = functions;
+}
+
 MYSQL* db_connect_admin(char* error, size_t size) {
     char password[password_size];
     if (read_password(password, error, size) == -1) {
         return nullptr;
     }
-    MYSQL* const db = mysql_init(nullptr);
+    const client_library* const client = db_client();
+    MYSQL* const db = client != nullptr ? client->init(nullptr) : nullptr;
     if (db == nullptr) {
         snprintf(error, size, "Unable to initialize MySQL connection structure: %s",
                  strerror(ENOMEM));
         errno = ENOMEM;
         return nullptr;
     }
-    set_time_limits(db);
-    if (mysql_real_connect(db, db_host, db_user, password, db_name, 0, nullptr, 0) == nullptr) {
-        snprintf(error, size, "Unable to connect to Keldo Database: %s", mysql_error(db));
-        mysql_close(db);
+    set_options(db);
+    if (client->real_connect(db, db_host, db_user, password, db_name, 0, nullptr, 0) == nullptr) {
+        snprintf(error, size, "Unable to connect to Keldo Database: %s",
+                 db_client()->error_text(db));
+        db_client()->close(db);
         return nullptr;
     }
     return db;
@@ -172,11 +199,11 @@ int db_set_names(MYSQL* db, char* error, size_t size) {
         db_names_utf8 = 0;
         return 0;
     }
-    if (mysql_query(db, "SELECT val FROM misc WHERE param='mysql41_compatible'") != 0) {
+    if (db_client()->query(db, "SELECT val FROM misc WHERE param='mysql41_compatible'") != 0) {
         return step_failed(db, "mysql41 compatible query", error, size);
     }
     db_names_utf8 = stored_utf8_mode(db);
-    if (mysql_query(db, db_names_utf8 == 1 ? "SET NAMES utf8" : "SET NAMES binary") != 0) {
+    if (db_client()->query(db, db_names_utf8 == 1 ? "SET NAMES utf8" : "SET NAMES binary") != 0) {
         return step_failed(db, "set names query", error, size);
     }
     return 0;

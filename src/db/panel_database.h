@@ -2,17 +2,22 @@
 
 #pragma once
 
+#include "db/client_library.h"
+
 #include <cstddef>
 #include <mysql.h>
 
 /* Connections to the panel's own database: "kvr" on the local server, as its user "admin". The
  * password is the first line of kvrShadowFile, without its newline; at most 99 characters of it
- * are read. A server that does not answer is given up 30 seconds after connecting began, and 60
- * seconds after a statement.
+ * are read. Connecting, with the handshake, fails after 30 seconds without a word from the server,
+ * a statement after 60.
  *
- * A function that connects returns a handle that the caller closes with mysql_close(), or null. One
- * that takes a buffer `error` of `size` bytes puts the reason of a failure there (cut to the
- * buffer; untouched where there is nothing to say) and prints nothing. One thread only. */
+ * A function that connects returns a handle, which the caller closes with db_client()->close(), or
+ * null. A function that takes a buffer `error` of `size` bytes writes the reason of a failure into
+ * it, cut to its size, and prints nothing; without a reason the buffer stays as it was. For one
+ * thread only. */
+
+extern "C" {
 
 /* The file with the administrator's password. */
 extern const char* const kvrShadowFile;
@@ -20,34 +25,43 @@ extern const char* const kvrShadowFile;
 /* The size of the error buffers of the upper layers. */
 const size_t db_error_size = 4097;
 
-/* Connects and does nothing else. Sets errno to ENOMEM where the client object cannot be made. */
+/* The client library's functions. The first call loads the library. Returns null if that fails;
+ * the next call tries again. Never null while a connection is open. */
+const struct client_library* db_client();
+
+/* Replaces the client library by the functions of `functions`, which must outlive their use; null
+ * returns to the library. Call it while no connection is open. */
+void db_use_client(const struct client_library* functions);
+
+/* Connects and does nothing else. Sets errno to ENOMEM if the client object cannot be made. */
 MYSQL* db_connect_admin(char* error, size_t size);
 
-/* As db_connect_admin(), and null where the handle reports an error right after connecting. */
+/* Does what db_connect_admin() does, but returns null if the handle then reports an error. */
 MYSQL* db_connect_checked(char* error, size_t size);
 
-/* Connects, switches the foreign key checks off and chooses the character set. Null also where the
+/* Connects, switches the foreign key checks off and chooses the character set. Returns null if the
  * handle then reports an error. */
 MYSQL* db_connect(char* error, size_t size);
 
-/* As db_connect(), but with the connection kept whatever became of the character set. */
+/* Does what db_connect() does, but keeps the connection if choosing the character set fails. */
 MYSQL* db_connect_setup(char* error, size_t size);
 
-/* Chooses the connection's character set: UTF-8 where the panel database says so (misc row
- * "mysql41_compatible", neither empty nor "false"), else binary; none on a server older than 4.1.
- * Records the choice for db_utf8_mode(). Returns 0, or -1 with a message in the buffer. */
+/* Chooses the connection's character set. UTF-8 if the panel database asks for it: its misc row
+ * "mysql41_compatible" is neither empty nor "false". Otherwise binary; none on a server older than
+ * 4.1. Records the choice for db_utf8_mode(). Returns 0, or -1 with a message in the buffer. */
 int db_set_names(MYSQL* db, char* error, size_t size);
 
-/* How text from the database is encoded: 1 UTF-8, 0 binary, -1 as long as no
- * connection has chosen a character set. */
+/* How text from the database is encoded: 1 UTF-8, 0 binary, -1 while no connection has chosen a
+ * character set. */
 int db_utf8_mode();
 
 /* db_connect() under the name that the upper layers use. */
 MYSQL* kvrDbConnect(char* error, size_t size);
 
-/* db_connect() that prints the message of a failure by report_error(). */
+/* db_connect() that prints the message of a failure with report_error(). */
 MYSQL* kvrDbConnectOrReport();
 
-/* As db_utf8_mode(), but connects first, as kvrDbConnectOrReport() does, where it is not known;
- * that connection stays open. */
+/* Returns db_utf8_mode(). If that is -1, first connects with kvrDbConnectOrReport(); this
+ * connection stays open. */
 int kvrDbUtf8Mode();
+}

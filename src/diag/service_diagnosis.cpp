@@ -17,7 +17,7 @@ bool databaseAnswers() {
     try {
         const mysql::Connection connection(true);
         return true;
-    } catch (...) { // Whatever went wrong, the panel cannot use its database.
+    } catch (...) { // Any failure means that the panel cannot use its database.
         return false;
     }
 }

@@ -6,14 +6,14 @@
 
 namespace keldo {
 
-/// Checks the services that ought to be running (servicesToCheck) and adds a problem to the run's
-/// model for each that is down. The service "mysql" is up when a connection to the panel database
-/// opens, whatever the reason that it does not; any other when monit finds it running. Passes on
-/// what servicesToCheck and isServiceRunning throw.
+/// Checks the services that should be running (servicesToCheck) and adds a problem to the run's
+/// model for each that is down. The service "mysql" is up if a connection to the panel database
+/// opens; it is down whatever the reason of a failure. Any other service is up if monit finds it
+/// running. Passes on what servicesToCheck and isServiceRunning throw.
 void checkServices();
 
-/// Adds the problem "service-down:" + id of a service, major, with the restart of the service as
-/// its only and default solution: an empty one where the id has no definition of its own.
+/// Adds the problem "service-down:ID" of a service, with severity major. Its only solution, also
+/// the default one, is the restart of that id; it is empty if the id has no definition file.
 void reportServiceDown(const ServiceDefinition& service);
 
 } // namespace keldo

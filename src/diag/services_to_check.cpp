@@ -15,17 +15,17 @@ using Services = std::vector<ServiceDefinition>;
 
 constexpr const char* coreServices[] = {"mysql", "keldo", "smtp", "web", "dns", "mail"};
 
-// The ids of the two actions stay in user variables of the session, so all four statements have to
-// go over one connection.
+// The first two statements set user variables of the session, so all four statements must use one
+// connection.
 constexpr const char* rememberStartAction =
     "SELECT @start_action_id:=id FROM actions WHERE name='service_start' LIMIT 1;";
 
 constexpr const char* rememberStopAction =
     "SELECT @stop_action_id:=id FROM actions WHERE name='service_stop' LIMIT 1;";
 
-// One group for each service; max() picks the key of its latest entry, the zero-padded log id, a
-// dot and the action's id, and substring() cuts the action's id out of it again. Ids of more than
-// eight digits are cut as well. To be completed with the variable that the action has to equal.
+// Each service is one group. The key of an entry is its log id, padded to eight digits, a dot and
+// the id of its action. max() finds the latest key, and substring() takes the action from it. A
+// longer log id is cut to eight digits. The caller appends the variable to compare the action with.
 constexpr const char* servicesByLatestAction =
     "SELECT c.old_value name FROM log_actions l left join log_components c on l.id=c.action_id "
     "WHERE l.action_id=@start_action_id or l.action_id=@stop_action_id GROUP BY c.old_value "
@@ -79,8 +79,7 @@ std::vector<ServiceDefinition> servicesToCheck() {
     }
     try {
         applyActionLog(services);
-    } catch (...) {
-        // The diagnosis goes on with what it has: the database is most needed when it is down.
+    } catch (...) { // A failed database must not end the diagnosis: keep the list read so far.
     }
     std::erase_if(services, [](const ServiceDefinition& service) { return service.id.empty(); });
     return services;

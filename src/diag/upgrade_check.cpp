@@ -3,12 +3,9 @@
 #include "diag/upgrade_check.h"
 
 #include "conf/config_value.h"
-#include "db/client_library.h"
 #include "exec/command_runner.h"
 #include "report/problem_model.h"
 #include "report/translation.h"
-
-#include <utility>
 
 namespace keldo {
 
@@ -21,9 +18,7 @@ constexpr int upgradeIsRunning = 1; // the tool's exit status
 
 void checkUpgrade() {
     const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
-    RunningCommand upgradeCheck(tool, true);
-    load_client_library(); // which takes as long as the tool, and is for what comes next
-    if (std::move(upgradeCheck).result().status == upgradeIsRunning) {
+    if (runCommand(tool, true).status == upgradeIsRunning) {
         // Translators: the only problem reported while the panel itself is being upgraded.
         const Message message = translate("Upgrade is in progress. Please wait.");
         problemModel.addProblem({upgradeProblem, message, Severity::minor});

@@ -4,15 +4,13 @@
 
 namespace keldo {
 
-/// Asks the panel's own tool, "admin/sbin/noupgradecheck" below PRODUCT_ROOT_D, whether the panel
-/// is being upgraded, and adds the problem "upgrade" to the run's model if so: if the tool's exit
-/// status is exactly 1. A tool that is missing or fails otherwise means that no upgrade is running.
-/// While the tool runs, the database's client library is loaded, since the checks that follow begin
-/// with the database.
+/// Runs the panel's own tool, "admin/sbin/noupgradecheck" below PRODUCT_ROOT_D. If its exit status
+/// is 1, the panel is being upgraded: adds the problem "upgrade" to the run's model. Any other
+/// status, and a missing tool, mean that no upgrade is running.
 void checkUpgrade();
 
-/// Whether the run's model holds no problem "upgrade". While it does, services are expected to be
-/// down and are not to be checked.
+/// Returns false if the run's model holds the problem "upgrade". Services are expected to be down
+/// then, so the caller does not check them.
 bool noUpgradeInProgress();
 
 } // namespace keldo

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""keldoctl and a real database server: what is sent, over which connection, and what comes of it.
+"""keldoctl and a real database server: the statements of each connection, and their effect.
 
-The statements are those that the server's general query log names. It leaves out what ends a
-statement, so their last byte is looked for in what keldoctl's system calls send.
+The server's general query log names the statements, but without their last byte. One test reads
+that from keldoctl's system calls.
 """
 
 import os
@@ -34,10 +34,11 @@ LAST_STOPPED = (
 ACTION_LOG = [START_ACTION, STOP_ACTION, LAST_STARTED, LAST_STOPPED]
 PREPARATION = [KEYS_OFF, VERSION, MISC, "SET NAMES utf8"]
 ASKED_OF_MONITOR = ["keldo", "smtp", "web", "dns", "mail"]
+WITHOUT_DNS = ["keldo", "smtp", "web", "mail"]
 
 
 def session(*statements):
-    """A connection of the panel's on which just these statements were run, as it is logged."""
+    """The log of a connection of the panel's that ran exactly these statements."""
     return (CONNECT, [("Query", text.removesuffix(";")) for text in statements] + [("Quit", "")])
 
 
@@ -47,13 +48,13 @@ def sql_text(password):
 
 class DatabaseTest(DatabaseTestCase):
     def status(self):
-        """The report of a run, which has nothing else to say."""
+        """Runs keldoctl, which prints no error. Returns the report."""
         done = self.panel.run("--status")
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return done.stdout
 
     def checked(self):
-        """The services that a run asks the monitor about, with the database up."""
+        """Runs keldoctl, which finds no problem. Returns the services that the monitor checked."""
         self.assertEqual(self.status(), report())
         services = self.panel.checked_services()
         self.assertEqual(len(self.panel.calls()), len(services))
@@ -69,7 +70,7 @@ class StatementsTest(DatabaseTest):
 
     def test_statements_are_sent_to_the_last_byte(self):
         _, calls = traced(self.panel, "sendto,sendmsg,write,writev", "--status")
-        # A packet: three bytes of length, a number, and the byte 3 before a statement.
+        # A packet has three bytes of length, a number, and the byte 3 before a statement.
         sent = re.compile(r'"[^"]*\\0\\3([^"\\]*)", \d+')
         statements = [match[1] for call in own(calls) if (match := sent.search(call.arguments))]
         self.assertEqual(statements, PREPARATION + ACTION_LOG + PREPARATION)
@@ -79,12 +80,12 @@ class StatementsTest(DatabaseTest):
         self.panel.run("--repair", "restart-service:mysql")
         self.assertEqual(self.database.sessions(), [])
 
-    def test_without_a_definition_of_mysql_only_the_action_log_is_read(self):
+    def test_only_the_action_log_is_read_without_a_definition_of_mysql(self):
         self.panel.write_definition("mysql", None)
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(), [session(*PREPARATION, *ACTION_LOG)])
 
-    def test_each_mention_of_mysql_is_checked_on_a_connection_of_its_own(self):
+    def test_each_mention_of_mysql_is_checked_on_its_own_connection(self):
         self.database.log_action(START, "mysql")
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(),
@@ -92,32 +93,25 @@ class StatementsTest(DatabaseTest):
 
 
 class ClientLibraryTest(DatabaseTest):
-    """The library by which keldoctl is a client of the database."""
+    """keldoctl loads the client library when it connects."""
 
     NAME = "libmariadb.so.3"
 
     def opened(self, *arguments):
-        """How often a run looks for the library and finds it."""
+        """Returns how often a run opens the library."""
         _, calls = traced(self.panel, "open,openat", *arguments)
         return len([call for call in own(calls)
                     if f"/{self.NAME}" in call.arguments and not call.result.startswith("-")])
 
-    def test_it_is_loaded_once_and_not_for_the_usage(self):
+    def test_it_is_loaded_once_and_not_for_help(self):
         self.assertEqual(self.opened("--help"), 0)
         self.assertEqual(self.opened("--status"), 1)
 
-    def test_it_is_loaded_while_the_upgrade_tool_runs(self):
-        _, calls = traced(self.panel, "clone,clone3,openat,wait4", "--status")
-        order = [call.name for call in own(calls)
-                 if call.name != "openat" or f"/{self.NAME}" in call.arguments]
-        self.assertEqual([name.removesuffix("3") for name in order[:3]],
-                         ["clone", "openat", "wait4"])
-
-    def test_functions_of_a_library_that_was_loaded_before_come_first(self):
+    def test_a_preloaded_library_answers_first(self):
         done = self.panel.run("--status", env={"LD_PRELOAD": OTHER_CLIENT})
         self.assertEqual(done.stdout, down_report("mysql"))
 
-    def test_without_it_the_database_is_down(self):
+    def test_the_database_is_down_without_a_usable_library(self):
         self.database.log_action(STOP, "dns")
         self.panel.fake_monitor({"dns": 512})
         [other] = pathlib.Path("/usr/lib").glob("*/libz.so.1")
@@ -131,7 +125,7 @@ class ClientLibraryTest(DatabaseTest):
 
 class CharacterSetTest(DatabaseTest):
     def prepared(self):
-        """The preparation of both connections of a run that found the database up."""
+        """Runs keldoctl, which finds the database up. Returns the statements of its check."""
         self.assertEqual(self.status(), report())
         first, second = self.database.sessions()
         statements = second.statements()
@@ -144,13 +138,13 @@ class CharacterSetTest(DatabaseTest):
                 self.database.reset(misc=value)
                 self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES utf8"])
 
-    def test_binary_where_the_panel_says_false_or_nothing(self):
+    def test_binary_if_the_panel_says_false_or_nothing(self):
         for value in ("false", "", None):
             with self.subTest(value):
                 self.database.reset(misc=value)
                 self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES binary"])
 
-    def test_binary_where_the_value_is_null(self):
+    def test_binary_if_the_value_is_null(self):
         self.database.sql("UPDATE kvr.misc SET val = NULL;")
         self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES binary"])
 
@@ -174,7 +168,7 @@ class CharacterSetTest(DatabaseTest):
 
 
 class ServerVersionTest(unittest.TestCase):
-    """The version is what the server says: it can be told what to say."""
+    """The server reports the version that an option gives it."""
 
     def sessions(self, version):
         panel = Panel()
@@ -198,14 +192,14 @@ class ServerVersionTest(unittest.TestCase):
 
 class PasswordTest(DatabaseTest):
     def lets_in(self, content, password):
-        """Whether a password file with that content opens an account with that password."""
+        """Returns whether a password file with that content opens an account with that password."""
         self.database.sql(f"ALTER USER admin@localhost IDENTIFIED BY {sql_text(password)};")
         self.panel.set_password(content)
         printed = self.status()
         self.assertIn(printed, (report(), down_report("mysql")))
         return printed == report()
 
-    def test_first_line_less_its_newline_is_the_password(self):
+    def test_the_password_is_the_first_line_without_its_newline(self):
         for content, password in (
                 (b"secret\n", "secret"), (b"secret", "secret"), (b"secret ", "secret "),
                 (b"secret\r\n", "secret\r"), (b" secret \t\n", " secret \t"),
@@ -215,172 +209,122 @@ class PasswordTest(DatabaseTest):
             with self.subTest(content):
                 self.assertTrue(self.lets_in(content, password))
 
-    def test_nothing_is_trimmed_but_the_newline(self):
+    def test_only_the_newline_is_removed(self):
         for content in (b"secret\r\n", b"secret \n", b" secret\n", b"\nsecret\n"):
             with self.subTest(content):
                 self.assertFalse(self.lets_in(content, "secret"))
 
-    def test_what_follows_the_ninety_ninth_character_is_ignored(self):
+    def test_only_99_characters_of_the_password_count(self):
         self.assertTrue(self.lets_in(b"x" * 99 + b"yz\n", "x" * 99))
         self.assertFalse(self.lets_in(b"x" * 100 + b"\n", "x" * 100))
 
-    def test_a_refused_password_is_a_database_that_is_down(self):
+    def test_a_refused_password_means_that_the_database_is_down(self):
         self.assertFalse(self.lets_in(b"wrong\n", "secret"))
         denied = "Access denied for user 'admin'@'localhost' (using password: YES)"
         self.assertEqual(self.database.sessions(), [(CONNECT, [("Connect", denied)])] * 2)
 
-    def test_without_a_password_nothing_connects(self):
+    def test_no_connection_without_a_password(self):
         for content in (None, b""):
             with self.subTest(content):
                 self.assertFalse(self.lets_in(content, ""))
                 self.assertEqual(self.database.sessions(), [])
 
 
+def entry(action, *services, log_id=None):
+    """An entry of the action log: the arguments of Database.log_action()."""
+    return (action, *services), {"log_id": log_id}
+
+
 class ActionLogTest(DatabaseTest):
-    """What the administrator did through the panel, and what is checked then. In most of these
-    tests each service but the database is down, so that the report lists just those checked."""
+    """What the administrator did through the panel, and which services are checked then."""
 
     def setUp(self):
         super().setUp()
         self.panel.write_service("redis")
         self.panel.write_service("tomcat")
 
-    def reported(self):
-        """The services that are down in a report with only such problems, after a run in which
-        every service that the monitor is asked about is down."""
-        self.panel.fake_monitor(dict.fromkeys([*ASKED_OF_MONITOR, "redis", "tomcat", "none"], 512))
-        printed = self.status()
-        services = re.findall(r'<problem id="service-down:(\w*)">', printed.decode())
-        self.assertEqual(printed, down_report(*services))
-        return services
+    def assert_checked(self, *cases, actions=("service_start", "service_stop")):
+        """Each case is a name, the services that a run checks, and the entries of the log.
+        `actions` are the kinds of actions, with ids from 1 on."""
+        for name, services, *entries in cases:
+            with self.subTest(name):
+                self.database.reset(actions=actions)
+                for components, options in entries:
+                    self.database.log_action(*components, **options)
+                self.panel.forget_calls()
+                self.assertEqual(self.checked(), services)
 
-    def test_an_empty_log_leaves_the_core_services_in_their_order(self):
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
-        self.assertEqual(self.reported(), ["dns", "keldo", "mail", "smtp", "web"])
+    def test_the_latest_start_or_stop_of_each_service_decides(self):
+        self.assert_checked(
+            ("empty log", ASKED_OF_MONITOR),
+            ("stopped", WITHOUT_DNS, entry(STOP, "dns")),
+            ("stopped and started", [*ASKED_OF_MONITOR, "dns"],
+             entry(STOP, "dns"), entry(START, "dns")),
+            ("started beyond the core", [*ASKED_OF_MONITOR, "tomcat"], entry(START, "tomcat")),
+            ("started beyond the core and stopped", ASKED_OF_MONITOR,
+             entry(START, "tomcat"), entry(STOP, "tomcat")),
+            ("several services", ["keldo", "smtp", "web", "tomcat", "web"],
+             entry(STOP, "web"), entry(START, "redis"), entry(STOP, "dns"), entry(START, "web"),
+             entry(START, "tomcat"), entry(STOP, "redis"), entry(STOP, "mail")),
+            ("several services in an entry", ["keldo", "smtp", "dns", "mail", "dns", "redis"],
+             entry(STOP, "web", "dns"), entry(START, "dns", "redis")),
+            ("the highest id is the latest", [*ASKED_OF_MONITOR, "dns"],
+             entry(START, "dns", log_id=20), entry(STOP, "dns", log_id=7)),
+            ("only eight digits of an id count", [*ASKED_OF_MONITOR, "dns"],
+             entry(START, "dns", log_id=99999999), entry(STOP, "dns", log_id=100000000)),
+            ("the higher action id wins if eight digits are equal", WITHOUT_DNS,
+             entry(STOP, "dns", log_id=123456780), entry(START, "dns", log_id=123456789)),
+            ("without a definition", ASKED_OF_MONITOR, entry(START, "unknown")),
+            ("case and blanks count", ASKED_OF_MONITOR, entry(STOP, "WEB"), entry(STOP, "dns ")),
+            ("a stop without components", ASKED_OF_MONITOR, entry(STOP)),
+            ("a start without components", ASKED_OF_MONITOR, entry(START)))
 
-    def test_a_core_service_that_was_stopped_is_not_checked(self):
-        self.database.log_action(STOP, "dns")
-        self.assertEqual(self.reported(), ["keldo", "mail", "smtp", "web"])
-        self.assertEqual(self.panel.checked_services(), ["keldo", "smtp", "web", "mail"])
-
-    def test_a_core_service_that_was_started_again_is_back(self):
-        self.database.log_action(STOP, "dns")
-        self.database.log_action(START, "dns")
-        self.assertEqual(self.reported(), ["dns", "keldo", "mail", "smtp", "web"])
-
-    def test_a_service_started_beyond_the_core_ones_is_checked_after_them(self):
-        self.database.log_action(START, "tomcat")
-        self.assertEqual(self.checked(), [*ASKED_OF_MONITOR, "tomcat"])
-        self.assertEqual(self.reported(), ["dns", "keldo", "mail", "smtp", "tomcat", "web"])
-
-    def test_a_service_started_beyond_the_core_ones_and_stopped_is_not_checked(self):
-        self.database.log_action(START, "tomcat")
-        self.database.log_action(STOP, "tomcat")
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
-
-    def test_a_core_service_last_started_is_checked_twice_and_reported_once(self):
+    def test_a_started_core_service_is_checked_twice_and_reported_once(self):
         self.database.log_action(START, "web")
-        self.assertEqual(self.reported(), ["dns", "keldo", "mail", "smtp", "web"])
+        self.panel.fake_monitor(dict.fromkeys(ASKED_OF_MONITOR, 512))
+        self.assertEqual(self.status(), down_report(*ASKED_OF_MONITOR))
         self.assertEqual(self.panel.checked_services(), [*ASKED_OF_MONITOR, "web"])
 
-    def test_the_latest_entry_of_each_service_decides(self):
-        for action, service in ((STOP, "web"), (START, "redis"), (STOP, "dns"), (START, "web"),
-                                (START, "tomcat"), (STOP, "redis"), (STOP, "mail")):
-            self.database.log_action(action, service)
-        self.assertEqual(self.checked(), ["keldo", "smtp", "web", *sorted(["tomcat", "web"])])
-
-    def test_the_highest_id_is_the_latest_whenever_it_was_written(self):
-        self.database.log_action(START, "dns", log_id=20)
-        self.database.log_action(STOP, "dns", log_id=7)
-        self.assertEqual(self.checked(), [*ASKED_OF_MONITOR, "dns"])
-
-    def test_one_entry_may_name_several_services(self):
-        self.database.log_action(STOP, "web", "dns")
-        self.database.log_action(START, "dns", "redis")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "dns", "mail", "dns", "redis"])
-
-    def test_a_service_without_a_definition_is_left_out(self):
-        self.database.log_action(START, "unknown")
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
-
-    def test_names_are_compared_with_their_case(self):
-        self.database.log_action(STOP, "WEB")
-        self.database.log_action(STOP, "dns ")
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
-
-    def test_what_is_stopped_goes_by_the_id_in_the_definition(self):
+    def test_a_stopped_service_is_found_by_the_id_in_its_definition(self):
         self.panel.write_service("web", own_id="apache")
-        self.database.log_action(STOP, "apache")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "dns", "mail"])
-
-    def test_whatever_has_the_id_of_a_stopped_service_is_left_out(self):
+        self.assert_checked(("own id", ["keldo", "smtp", "dns", "mail"], entry(STOP, "apache")))
         self.panel.write_service("web", own_id="dns")
-        self.database.log_action(STOP, "dns")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "mail"])
+        self.assert_checked(("same id", ["keldo", "smtp", "mail"], entry(STOP, "dns")))
 
     def test_a_stopped_database_service_is_not_checked(self):
         self.database.log_action(STOP, "mysql")
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(), [session(*PREPARATION, *ACTION_LOG)])
 
-    def test_an_entry_without_components_names_the_service_with_the_empty_name(self):
-        self.database.log_action(START)
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
+    def test_an_entry_without_components_names_the_empty_id(self):
         self.panel.write_service("", own_id="none")
-        self.panel.forget_calls()
-        self.assertEqual(self.checked(), [*ASKED_OF_MONITOR, "none"])
-
-    def test_entries_with_and_without_a_null_component_are_of_one_service(self):
-        self.panel.write_service("", own_id="none")
-        self.database.log_action(START)
-        self.database.log_action(STOP, None)
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
-
-    def test_a_stop_without_components_stops_nothing(self):
-        self.database.log_action(STOP)
-        self.assertEqual(self.checked(), ASKED_OF_MONITOR)
+        self.assert_checked(
+            ("started", [*ASKED_OF_MONITOR, "none"], entry(START)),
+            ("started and a NULL stopped", ASKED_OF_MONITOR, entry(START), entry(STOP, None)))
 
     def test_other_actions_do_not_count(self):
-        self.database.reset(actions=("service_start", "service_stop", "login"))
-        self.database.log_action(STOP, "dns")
-        self.database.log_action(3, "dns", "redis")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "web", "mail"])
+        self.assert_checked(("other", WITHOUT_DNS, entry(STOP, "dns"), entry(3, "dns", "redis")),
+                            actions=("service_start", "service_stop", "login"))
 
-    def test_the_ids_of_the_actions_are_those_that_the_database_gives(self):
-        kinds = ["other"] * 12
-        kinds[1] = "service_stop"
-        kinds[11] = "service_start"
-        self.database.reset(actions=[kind if kind != "other" else f"other {number}"
-                                     for number, kind in enumerate(kinds)])
-        self.database.log_action(2, "dns", "web")
-        self.database.log_action(12, "web", "tomcat")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "web", "mail", "tomcat", "web"])
+    def test_the_database_gives_the_ids_of_the_actions(self):
+        kinds = [f"other {number}" for number in range(12)]
+        kinds[1], kinds[11] = "service_stop", "service_start"
+        self.assert_checked(
+            ("ids 2 and 12", ["keldo", "smtp", "web", "mail", "tomcat", "web"],
+             entry(2, "dns", "web"), entry(12, "web", "tomcat")), actions=kinds)
 
-    def test_without_a_stop_action_whatever_has_a_start_is_checked(self):
-        self.database.reset(actions=("service_start", "other"))
-        self.database.log_action(START, "redis")
-        self.database.log_action(STOP, "redis", "dns")
-        self.assertEqual(self.checked(), [*ASKED_OF_MONITOR, "redis"])
-
-    def test_without_a_start_action_whatever_has_a_stop_is_left_out(self):
-        self.database.reset(actions=("other", "service_stop"))
-        self.database.log_action(STOP, "dns")
-        self.database.log_action(START, "dns", "redis")
-        self.assertEqual(self.checked(), ["keldo", "smtp", "web", "mail"])
-
-    def test_of_log_ids_above_eight_digits_the_first_eight_decide(self):
-        self.database.log_action(START, "dns", log_id=99999999)
-        self.database.log_action(STOP, "dns", log_id=100000000)
-        self.assertEqual(self.checked(), [*ASKED_OF_MONITOR, "dns"])
-
-    def test_of_log_ids_with_the_same_first_eight_digits_the_higher_action_wins(self):
-        self.database.log_action(STOP, "dns", log_id=123456780)
-        self.database.log_action(START, "dns", log_id=123456789)
-        self.assertEqual(self.checked(), ["keldo", "smtp", "web", "mail"])
+    def test_without_a_kind_of_action_only_the_other_kind_counts(self):
+        self.assert_checked(
+            ("no stop action", [*ASKED_OF_MONITOR, "redis"],
+             entry(START, "redis"), entry(STOP, "redis", "dns")),
+            actions=("service_start", "other"))
+        self.assert_checked(
+            ("no start action", WITHOUT_DNS, entry(STOP, "dns"), entry(START, "dns", "redis")),
+            actions=("other", "service_stop"))
 
 
 class FailingActionLogTest(DatabaseTest):
-    """The log names a service more and one less; a statement on it fails."""
+    """The log names one started and one stopped service, and a statement on it fails."""
 
     def setUp(self):
         super().setUp()
@@ -389,25 +333,25 @@ class FailingActionLogTest(DatabaseTest):
         self.database.log_action(STOP, "dns")
 
     def allow_statements(self, count):
-        """Lets the panel's account run so many statements, 0 for any number."""
+        """Limits the number of statements of the panel's account."""
         self.database.sql(f"ALTER USER admin@localhost WITH MAX_QUERIES_PER_HOUR {count};"
                           "FLUSH USER_RESOURCES;")
         self.addCleanup(self.database.sql,
                         "ALTER USER admin@localhost WITH MAX_QUERIES_PER_HOUR 0;")
 
-    def test_without_its_tables_the_core_services_are_checked(self):
+    def test_the_core_services_are_checked_without_the_tables(self):
         for table in ("log_components", "log_actions", "actions"):
             with self.subTest(table):
                 self.database.sql(f"DROP TABLE kvr.{table};")
                 self.panel.forget_calls()
                 self.assertEqual(self.checked(), ASKED_OF_MONITOR)
 
-    def test_where_the_started_services_cannot_be_read_the_core_services_are_checked(self):
+    def test_the_core_services_are_checked_if_the_started_ones_cannot_be_read(self):
         self.allow_statements(6)
         self.assertEqual(self.status(), down_report("mysql"))
         self.assertEqual(self.panel.checked_services(), ASKED_OF_MONITOR)
 
-    def test_where_the_stopped_services_cannot_be_read_none_is_left_out(self):
+    def test_no_service_is_left_out_if_the_stopped_ones_cannot_be_read(self):
         self.allow_statements(7)
         self.assertEqual(self.status(), down_report("mysql"))
         self.assertEqual(self.panel.checked_services(), [*ASKED_OF_MONITOR, "redis"])
@@ -421,7 +365,7 @@ class FailingActionLogTest(DatabaseTest):
 
 
 class CrashTest(DatabaseTest):
-    def test_a_server_that_crashed_takes_the_action_log_with_it(self):
+    def test_stopped_services_are_checked_after_a_crash_of_the_server(self):
         self.database.log_action(STOP, "dns")
         self.panel.fake_monitor({"dns": 512})
         self.assertEqual(self.status(), report())

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 
-// Loaded before all other libraries: a part of a client library of the database's, with connections
-// of its own kind that are never made.
+// Preloaded by a test: a part of a client library, which lacks mysql_options. It never connects.
 
 #include <mysql.h>
 
 MYSQL* mysql_init(MYSQL*) {
-    return reinterpret_cast<MYSQL*>(1); // an address that nothing can be written to
+    return reinterpret_cast<MYSQL*>(1); // nobody can write to this address
 }
 
 MYSQL* mysql_real_connect(MYSQL*, const char*, const char*, const char*, const char*, unsigned int,

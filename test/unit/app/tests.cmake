@@ -8,4 +8,4 @@ keldo_unit_test(app
     LIBRARIES
         keldo_catalogue keldo_fake_database keldo_fake_panel
         keldo_conf keldo_diag keldo_exec
-    WRAP bindtextdomain dup dup2 open64)
+    WRAP bindtextdomain dup dup2 kvrDbConnectOrReport open64)

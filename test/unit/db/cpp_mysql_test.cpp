@@ -3,7 +3,7 @@
 #include "db/cpp_mysql.h"
 
 #include "db/panel_database.h"
-#include "fake_client_library.h"
+#include "support/fake_database.h"
 #include "support/random_texts.h"
 #include "support/redirected_files.h"
 #include "support/temporary_directory.h"
@@ -21,12 +21,25 @@
 #include <regex>
 #include <type_traits>
 
+namespace {
+
+bool mallocFails = false;
+
+} // namespace
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __wrap_malloc(size_t size);
+}
+
+void* __wrap_malloc(size_t size) {
+    return mallocFails ? nullptr : __real_malloc(size);
+}
+
 namespace keldo::mysql {
 namespace {
 
 using test::Answer;
-using test::fakeServer;
-using test::FakeServer;
 using test::rejected;
 using test::resultSet;
 using testing::ElementsAre;
@@ -37,7 +50,7 @@ static_assert(!std::is_polymorphic_v<Connection>);
 static_assert(!std::is_copy_constructible_v<Connection> && !std::is_copy_assignable_v<Connection>);
 static_assert(!std::is_copy_constructible_v<Result> && !std::is_copy_assignable_v<Result>);
 
-/// What the exception of `act` says; fails the test where there is none.
+/// Returns the text of the mError that `act` throws. Fails the test if it throws none.
 template <typename Act> std::string errorOf(Act act) {
     try {
         act();
@@ -48,23 +61,22 @@ template <typename Act> std::string errorOf(Act act) {
     return "";
 }
 
-/// A panel database of today that lets the panel in.
 class QueryLayer : public testing::Test {
 protected:
     QueryLayer() {
-        fakeServer = FakeServer::ofToday();
         test::redirectFile(kvrShadowFile, directory.write("shadow", "secret\n"));
         errno = 0;
     }
 
-    /// A connection with the statements that prepare it forgotten.
-    static std::unique_ptr<Connection> connected() {
+    /// Returns a connection and forgets the statements that prepare it.
+    std::unique_ptr<Connection> connected() {
         auto connection = std::make_unique<Connection>(true);
-        fakeServer.calls.clear();
+        server.calls.clear();
         return connection;
     }
 
     test::TemporaryDirectory directory;
+    test::FakeDatabase server;
 };
 
 class MError : public QueryLayer {};
@@ -72,98 +84,97 @@ class ConnectionHandle : public QueryLayer {};
 class ConnectionEscape : public QueryLayer {};
 class ConnectionExecute : public QueryLayer {};
 class ConnectionSelfTest : public QueryLayer {};
-class ResultFetch : public QueryLayer {};
 
-/// A connection whose statement is looked at by executing it.
+/// A connection whose statement is read by executing it.
 class ConnectionInsertion : public QueryLayer {
 protected:
     std::string statement() {
-        fakeServer.calls.clear();
+        server.calls.clear();
         connection.execute();
-        return fakeServer.statements().at(0);
+        return server.statements().at(0);
     }
 
     Connection connection{true};
 };
 
+/// The answer to the statement "q".
+class ResultFetch : public QueryLayer {
+protected:
+    Result query(const Answer& answer) {
+        server.answers["q"] = answer;
+        connection << "q";
+        return Result(connection);
+    }
+
+    /// Reads the only row of an answer.
+    void read(const Answer& answer) {
+        Result result = query(answer);
+        ASSERT_TRUE(result.fetch(row));
+        EXPECT_FALSE(result.fetch(row));
+    }
+
+    Connection connection{true};
+    Row row;
+};
+
 TEST_F(MError, SaysTheTextThatItIsGiven) {
     EXPECT_STREQ(mError("any text").what(), "any text");
-}
-
-TEST_F(MError, SaysNothingForAnEmptyText) {
     EXPECT_STREQ(mError("").what(), "");
 }
 
 TEST_F(MError, SaysWhatTheHandleReports) {
     const auto connection = connected();
-    fakeServer.answers["x"] = rejected({1064, "syntax error"});
-    mysql_query(connection->handle(), "x");
-    EXPECT_STREQ(mError(connection->handle(), "the context").what(),
-                 "Mysql error 1064: syntax error\nthe context");
-}
-
-TEST_F(MError, SaysUnknownWhereTheHandleReportsNothing) {
-    const auto connection = connected();
-    EXPECT_STREQ(mError(connection->handle(), "the context").what(), "Unknown error\nthe context");
-}
-
-TEST_F(MError, TakesPercentSignsAsTheyStand) {
-    const auto connection = connected();
-    fakeServer.answers["x"] = rejected({1, "100%s"});
-    mysql_query(connection->handle(), "x");
-    EXPECT_STREQ(mError(connection->handle(), "%n").what(), "Mysql error 1: 100%s\n%n");
+    const struct {
+        test::ClientError error;
+        const char *context, *message;
+    } cases[] = {
+        {{1064, "syntax error"}, "the context", "Mysql error 1064: syntax error\nthe context"},
+        {{1, "100%s"}, "%n", "Mysql error 1: 100%s\n%n"},
+        {{}, "the context", "Unknown error\nthe context"},
+    };
+    for (const auto& [error, context, message] : cases) {
+        SCOPED_TRACE(message);
+        server.answers["x"] = rejected(error);
+        db_client()->query(connection->handle(), "x");
+        EXPECT_STREQ(mError(connection->handle(), context).what(), message);
+    }
 }
 
 TEST_F(ConnectionHandle, ConnectsAtOnceIfAsked) {
     const Connection connection(true);
-    EXPECT_EQ(fakeServer.calls.size(), 6U);
-    EXPECT_EQ(fakeServer.openHandles, 1);
+    EXPECT_EQ(server.calls.size(), 6U);
+    EXPECT_EQ(server.openHandles, 1);
 }
 
-TEST_F(ConnectionHandle, ConnectsAtFirstUseOtherwise) {
+TEST_F(ConnectionHandle, ConnectsOnceOnFirstUseOtherwise) {
     Connection connection(false);
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-    EXPECT_NE(connection.handle(), nullptr);
-    EXPECT_EQ(fakeServer.openHandles, 1);
+    EXPECT_THAT(server.calls, IsEmpty());
+    MYSQL* const handle = connection.handle();
+    EXPECT_NE(handle, nullptr);
+    EXPECT_EQ(connection.handle(), handle);
+    EXPECT_EQ(server.openHandles, 1);
 }
 
-TEST_F(ConnectionHandle, StaysTheSame) {
-    const auto connection = connected();
-    MYSQL* const handle = connection->handle();
-    EXPECT_EQ(connection->handle(), handle);
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-}
-
-TEST_F(ConnectionHandle, IsClosedByTheDestructor) {
+TEST_F(ConnectionHandle, IsClosedByTheDestructorIfItIsOpen) {
     connected().reset();
-    EXPECT_THAT(fakeServer.calls, ElementsAre("close"));
-}
-
-TEST_F(ConnectionHandle, IsNotClosedWhereNothingConnected) {
+    EXPECT_THAT(server.calls, ElementsAre("close"));
+    server.calls.clear();
     { const Connection connection(false); }
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
+    EXPECT_THAT(server.calls, IsEmpty());
 }
 
-TEST_F(ConnectionHandle, ThrowsAndPrintsTheReasonWhereNoConnectionCanBeMade) {
-    fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, "no server"};
+TEST_F(ConnectionHandle, ThrowsAndPrintsTheReasonOfAFailureAndTriesAgain) {
+    Connection connection(false);
+    server.reachable = false;
+    server.connectError = {2002, "no server"};
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(errorOf([] { const Connection connection(true); }), "connection failed");
+    EXPECT_EQ(errorOf([&] { connection.handle(); }), "connection failed");
     const std::string printed = "Unable to connect to Keldo Database: no server\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
-}
-
-TEST_F(ConnectionHandle, IsTriedAgainAfterAFailure) {
-    Connection connection(false);
-    fakeServer.initFails = true;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_THROW(connection.handle(), mError);
-    testing::internal::GetCapturedStdout();
-    testing::internal::GetCapturedStderr();
-    fakeServer.initFails = false;
+    server.reachable = true;
+    server.connectError = {};
     EXPECT_NE(connection.handle(), nullptr);
 }
 
@@ -182,7 +193,7 @@ TEST(ConnectionEscapeName, DoublesEveryBackquote) {
     }
 }
 
-TEST(ConnectionEscapeName, CanBeUndone) {
+TEST(ConnectionEscapeName, IsReversible) {
     keldo::test::RandomTexts random;
     for (int i = 0; i < 2000; ++i) {
         const std::string text = random.text("`a'\\", 12);
@@ -190,7 +201,7 @@ TEST(ConnectionEscapeName, CanBeUndone) {
         std::string undone;
         for (std::size_t at = 0; at < escaped.size(); ++at) {
             if (escaped[at] == '`') {
-                ASSERT_EQ('`', escaped[++at]) << escaped; // none stands alone
+                ASSERT_EQ('`', escaped[++at]) << escaped; // a pair
             }
             undone += escaped[at];
         }
@@ -198,69 +209,69 @@ TEST(ConnectionEscapeName, CanBeUndone) {
     }
 }
 
-TEST(ConnectionEscapeName, TakesAsMuchAsTheLengthSays) {
+TEST(ConnectionEscapeName, EscapesAsManyBytesAsTheLengthSays) {
     EXPECT_EQ(Connection::escape_name("a`b`c", 3), "a``b");
     EXPECT_EQ(Connection::escape_name("a\0`b", 4), std::string("a\0``b", 5));
     EXPECT_EQ(Connection::escape_name("a`b\0c", 0), "a``b");
 }
 
-TEST_F(ConnectionEscape, EscapesByTheLibrary) {
+TEST_F(ConnectionEscape, EscapesQuotesAndBackslashes) {
     const auto connection = connected();
     EXPECT_EQ(connection->escape("it's a \\"), "it\\'s a \\\\");
     EXPECT_EQ(connection->escape(""), "");
 }
 
-TEST_F(ConnectionEscape, TakesAsMuchAsTheLengthSays) {
+TEST_F(ConnectionEscape, EscapesAsManyBytesAsTheLengthSays) {
     const auto connection = connected();
     EXPECT_EQ(connection->escape("'''", 2), "\\'\\'");
     EXPECT_EQ(connection->escape("'\0'", 3), std::string("\\'\0\\'", 5));
     EXPECT_EQ(connection->escape("a\0b", 0), "a");
 }
 
-TEST_F(ConnectionEscape, HasRoomForATextOfNothingButQuotes) {
+TEST_F(ConnectionEscape, HasRoomForATextThatDoublesItsLength) {
     const auto connection = connected();
     const std::string quotes(1000, '\'');
     EXPECT_EQ(connection->escape(quotes.c_str()).size(), 2000U);
 }
 
-TEST_F(ConnectionEscape, ConnectsFirst) {
+TEST_F(ConnectionEscape, ConnectsIfThereIsNoConnection) {
     Connection connection(false);
     EXPECT_EQ(connection.escape("x"), "x");
-    EXPECT_EQ(fakeServer.openHandles, 1);
+    EXPECT_EQ(server.openHandles, 1);
 }
 
 TEST_F(ConnectionEscape, ThrowsBadAllocWithoutMemoryForTheBuffer) {
     const auto connection = connected();
-    fakeServer.mallocFails = true;
+    mallocFails = true;
     bool thrown = false;
     try {
         connection->escape("x");
     } catch (const std::bad_alloc&) {
         thrown = true;
     }
-    fakeServer.mallocFails = false;
+    mallocFails = false;
     EXPECT_TRUE(thrown);
 }
 
-TEST_F(ConnectionEscape, ThrowsWhereTheLibraryCannotEscape) {
+TEST_F(ConnectionEscape, ThrowsIfTheLibraryCannotEscape) {
     const auto connection = connected();
-    fakeServer.escapeFails = true;
+    server.canEscape = false;
     EXPECT_EQ(errorOf([&] { connection->escape("x"); }), "Unknown error\n escaping value");
 }
 
-TEST_F(ConnectionInsertion, StartsWithAnEmptyStatementAndTakesTextAsItStands) {
+TEST_F(ConnectionInsertion, AppendsTextUnchangedToAnEmptyStatement) {
     connection << "a'b`c" << std::string("\0d", 2);
     EXPECT_EQ(statement(), std::string("a'b`c\0d", 7));
 }
 
-TEST_F(ConnectionInsertion, EscapesTheNextItemOnlyByTheMode) {
+TEST_F(ConnectionInsertion, EscapesOnlyTheItemAfterTheMode) {
     connection << "`" << Connection::name << "a`'"
                << "`='" << Connection::value << "a`'"
                << "'";
     EXPECT_EQ(statement(), "`a``'`='a`\\''");
 }
 
-TEST_F(ConnectionInsertion, TakesTextAsItStandsWhereAsked) {
+TEST_F(ConnectionInsertion, AppendsTextUnchangedInVerbatimMode) {
     connection << Connection::value << Connection::verbatim << "it's";
     EXPECT_EQ(statement(), "it's");
 }
@@ -271,7 +282,7 @@ TEST_F(ConnectionInsertion, DropsAnItemInAnUnknownMode) {
     EXPECT_EQ(statement(), "kept");
 }
 
-TEST_F(ConnectionInsertion, EscapesWholeTextsWithZeroBytes) {
+TEST_F(ConnectionInsertion, EscapesTextsWithZeroBytes) {
     connection << Connection::name << std::string("`\0`", 3);
     connection << Connection::value << std::string("'\0'", 3);
     EXPECT_EQ(statement(), std::string("``\0``\\'\0\\'", 10));
@@ -319,7 +330,7 @@ TEST_F(ConnectionInsertion, WritesNumbersAlikeInEveryLocale) {
     EXPECT_EQ(written, "1234567 1234567.500000");
 }
 
-TEST_F(ConnectionInsertion, PutsNumbersThroughTheModeToo) {
+TEST_F(ConnectionInsertion, ResetsTheModeAfterANumber) {
     connection << Connection::name << 3 << Connection::value << 2.5 << "'";
     EXPECT_EQ(statement(), "32.500000'");
 }
@@ -329,7 +340,7 @@ TEST_F(ConnectionExecute, SendsAnyBytes) {
     const std::string bytes("SELECT '\0\xff'", 11);
     *connection << bytes;
     connection->execute();
-    EXPECT_EQ(fakeServer.statements(), std::vector<std::string>{bytes});
+    EXPECT_EQ(server.statements(), std::vector<std::string>{bytes});
 }
 
 TEST_F(ConnectionExecute, StartsANewStatement) {
@@ -339,234 +350,143 @@ TEST_F(ConnectionExecute, StartsANewStatement) {
     *connection << "second";
     connection->execute();
     connection->execute();
-    EXPECT_THAT(fakeServer.statements(), ElementsAre("first", "second", ""));
+    EXPECT_THAT(server.statements(), ElementsAre("first", "second", ""));
 }
 
-TEST_F(ConnectionExecute, SetsTheModeBack) {
+TEST_F(ConnectionExecute, ResetsTheMode) {
     const auto connection = connected();
     *connection << Connection::value;
     connection->execute();
     *connection << "it's";
     connection->execute();
-    EXPECT_EQ(fakeServer.statements().back(), "it's");
+    EXPECT_EQ(server.statements().back(), "it's");
 }
 
-TEST_F(ConnectionExecute, ThrowsWhatTheServerSaysOfARejectedStatement) {
+TEST_F(ConnectionExecute, ThrowsForARejectedStatementAndStaysUsable) {
     const auto connection = connected();
-    fakeServer.answers["x"] = rejected({1064, "syntax error"});
-    *connection << "x";
-    EXPECT_EQ(errorOf([&] { connection->execute(); }),
-              "Mysql error 1064: syntax error\n executing query");
+    const struct {
+        test::ClientError error;
+        const char* message;
+    } cases[] = {
+        {{1064, "syntax error"}, "Mysql error 1064: syntax error\n executing query"},
+        {{}, "Unknown error\n executing query"},
+    };
+    for (const auto& [error, message] : cases) {
+        server.answers["x"] = rejected(error);
+        *connection << "x";
+        EXPECT_EQ(errorOf([&] { connection->execute(); }), message);
+        *connection << "y";
+        connection->execute();
+        EXPECT_EQ(server.statements().back(), "y");
+    }
 }
 
-TEST_F(ConnectionExecute, ThrowsUnknownErrorWhereTheLibraryReportsNone) {
-    const auto connection = connected();
-    fakeServer.answers["x"] = rejected({});
-    *connection << "x";
-    EXPECT_EQ(errorOf([&] { connection->execute(); }), "Unknown error\n executing query");
-}
-
-TEST_F(ConnectionExecute, LeavesTheConnectionUsableAfterAFailure) {
-    const auto connection = connected();
-    fakeServer.answers["x"] = rejected({1064, "syntax error"});
-    *connection << "x";
-    EXPECT_THROW(connection->execute(), mError);
-    *connection << "y";
-    connection->execute();
-    EXPECT_EQ(fakeServer.statements().back(), "y");
-}
-
-TEST_F(ConnectionSelfTest, PrintsFourNamesAndTheirEscapesOnStandardError) {
+TEST_F(ConnectionSelfTest, PrintsFourEscapedNamesWithTheLineOfEachCall) {
     testing::internal::CaptureStderr();
     Connection::test();
     const std::string printed = testing::internal::GetCapturedStderr();
-    const std::regex lineNumber(R"(\(cpp_mysql\.cpp:[1-9][0-9]*\))");
+    const std::regex lineNumber(R"(\(cpp_mysql\.cpp:([1-9][0-9]*)\))");
     const std::string operation = "static void keldo::mysql::Connection::test()(LINE)";
     EXPECT_EQ(std::regex_replace(printed, lineNumber, "(LINE)"),
               operation + "conn.escape_name(\"aaaa\")=aaaa\n" + //
                   operation + "conn.escape_name(\"a`aaa\")=a``aaa\n" + operation +
                   "conn.escape_name(\"a``aaa\")=a````aaa\n" + operation +
                   "conn.escape_name(\"a``aa`a\")=a````aa``a\n");
-}
-
-TEST_F(ConnectionSelfTest, NamesTheLineOfEachCall) {
-    testing::internal::CaptureStderr();
-    Connection::test();
-    const std::string printed = testing::internal::GetCapturedStderr();
-    const std::regex line(R"(cpp_mysql\.cpp:([0-9]+))");
     int last = 0;
-    for (std::sregex_iterator at(printed.begin(), printed.end(), line), end; at != end; ++at) {
+    for (std::sregex_iterator at(printed.begin(), printed.end(), lineNumber), end; at != end;
+         ++at) {
         const int number = std::stoi((*at)[1]);
         EXPECT_GT(number, last);
         last = number;
     }
-}
-
-TEST_F(ConnectionSelfTest, ConnectsAndCloses) {
-    testing::internal::CaptureStderr();
-    Connection::test();
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(fakeServer.calls.front(), "init");
-    EXPECT_EQ(fakeServer.calls.back(), "close");
+    EXPECT_EQ(server.calls.front(), "init");
+    EXPECT_EQ(server.calls.back(), "close");
 }
 
 TEST_F(ResultFetch, ReadsRowByRowByTheNamesOfTheFields) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"id", "name"}, {{"1", "web"}, {"2", "dns"}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    ASSERT_TRUE(result.fetch(row));
-    EXPECT_EQ(row["id"].text + row["name"].text, "1web");
-    ASSERT_TRUE(result.fetch(row));
-    EXPECT_EQ(row["id"].text + row["name"].text, "2dns");
+    Result result = query(resultSet({"id", "name"}, {{"1", "web"}, {"2", "dns"}}));
+    for (const char* text : {"1web", "2dns"}) {
+        ASSERT_TRUE(result.fetch(row));
+        EXPECT_EQ(row["id"].text + row["name"].text, text);
+    }
     EXPECT_FALSE(result.fetch(row));
+    EXPECT_EQ(row["name"].text, "dns"); // unchanged
 }
 
-TEST_F(ResultFetch, LeavesTheRowAsItWasWhereThereIsNone) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"name"}, {{"web"}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    EXPECT_TRUE(result.fetch(row));
-    EXPECT_FALSE(result.fetch(row));
-    EXPECT_EQ(row["name"].text, "web");
+TEST_F(ResultFetch, ReturnsFalseForAResultWithoutRows) {
+    EXPECT_FALSE(query(resultSet({"name"}, {})).fetch(row));
 }
 
-TEST_F(ResultFetch, EndsAtOnceForAStatementThatReturnsNoRows) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"name"}, {});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    EXPECT_FALSE(result.fetch(row));
+TEST_F(ResultFetch, DistinguishesNullFromAnEmptyText) {
+    read(resultSet({"null", "empty", "text"}, {{std::nullopt, "", "x"}}));
+    const struct {
+        const char *field, *text;
+        bool isNull;
+    } cases[] = {{"null", "", true}, {"empty", "", false}, {"text", "x", false}};
+    for (const auto& [field, text, isNull] : cases) {
+        SCOPED_TRACE(field);
+        EXPECT_EQ(row[field].text, text);
+        EXPECT_EQ(row[field].isNull, isNull);
+    }
 }
 
-TEST_F(ResultFetch, TellsNullFromAnEmptyText) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"null", "empty", "text"}, {{std::nullopt, "", "x"}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    ASSERT_TRUE(result.fetch(row));
-    EXPECT_EQ(row["null"].text, "");
-    EXPECT_TRUE(row["null"].isNull);
-    EXPECT_EQ(row["empty"].text, "");
-    EXPECT_FALSE(row["empty"].isNull);
-    EXPECT_FALSE(row["text"].isNull);
-}
-
-TEST_F(ResultFetch, TakesAsManyBytesAsTheLibrarySays) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"bytes"}, {{std::string("a\0b", 3)}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    ASSERT_TRUE(result.fetch(row));
-    EXPECT_EQ(row["bytes"].text, std::string("a\0b", 3));
-}
-
-TEST_F(ResultFetch, TakesTheTextUpToAZeroByteWhereTheLibrarySaysNoLength) {
-    const auto connection = connected();
-    Answer answer = resultSet({"bytes"}, {{std::string("ab\0c", 4)}});
-    answer.knowsLengths = false;
-    fakeServer.answers["q"] = answer;
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    ASSERT_TRUE(result.fetch(row));
-    EXPECT_EQ(row["bytes"].text, "ab");
-    EXPECT_FALSE(row["bytes"].isNull);
+TEST_F(ResultFetch, ReadsAsManyBytesAsTheLibrarySaysOrUpToAZeroByte) {
+    test::Column unmeasured(std::string("ab\0c", 4));
+    unmeasured.length = 0;
+    read(resultSet({"measured", "unmeasured"}, {{std::string("a\0b", 3), unmeasured}}));
+    EXPECT_EQ(row["measured"].text, std::string("a\0b", 3));
+    EXPECT_EQ(row["unmeasured"].text, "ab");
+    EXPECT_FALSE(row["unmeasured"].isNull);
 }
 
 TEST_F(ResultFetch, ForgetsTheFieldsOfTheRowBefore) {
-    const auto connection = connected();
-    fakeServer.answers["first"] = resultSet({"a"}, {{"1"}});
-    fakeServer.answers["second"] = resultSet({"b"}, {{"2"}});
-    Row row;
-    *connection << "first";
-    EXPECT_TRUE(Result(*connection).fetch(row));
-    *connection << "second";
-    EXPECT_TRUE(Result(*connection).fetch(row));
+    read(resultSet({"a"}, {{"1"}}));
+    read(resultSet({"b"}, {{"2"}}));
     EXPECT_EQ(row["b"].text, "2");
     EXPECT_EQ(errorOf([&] { row["a"]; }), "No field named a in result set");
 }
 
-TEST_F(ResultFetch, ThrowsForTwoFieldsOfOneName) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"name", "id", "name"}, {{"a", "b", "c"}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    EXPECT_EQ(errorOf([&] { result.fetch(row); }), "duplicated field name in query");
+TEST_F(ResultFetch, ThrowsForTwoFieldsOfOneNameAndFreesTheResult) {
+    const Answer answer = resultSet({"name", "id", "name"}, {{"a", "b", "c"}});
+    EXPECT_EQ(errorOf([&] { query(answer).fetch(row); }), "duplicated field name in query");
+    EXPECT_EQ(server.openResults, 0);
+    EXPECT_EQ(server.openHandles, 1);
 }
 
-TEST_F(ResultFetch, TellsFieldNamesApartByCase) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"name", "Name"}, {{"a", "b"}});
-    *connection << "q";
-    Result result(*connection);
-    Row row;
-    ASSERT_TRUE(result.fetch(row));
+TEST_F(ResultFetch, DistinguishesFieldNamesByCase) {
+    read(resultSet({"name", "Name"}, {{"a", "b"}}));
     EXPECT_EQ(row["Name"].text, "b");
     EXPECT_EQ(errorOf([&] { row["NAME"]; }), "No field named NAME in result set");
 }
 
-TEST(Row, HasNoFieldsAtFirst) {
-    const Row row;
+TEST_F(ResultFetch, FindsNoFieldInANewRow) {
     EXPECT_EQ(errorOf([&] { row["name"]; }), "No field named name in result set");
     EXPECT_EQ(errorOf([&] { row[""]; }), "No field named  in result set");
 }
 
-TEST_F(ResultFetch, ThrowsForAStatementWithoutAResultSet) {
-    const auto connection = connected();
-    *connection << "SET @a=1";
-    EXPECT_EQ(errorOf([&] { const Result result(*connection); }),
-              "Unknown error\n fetching result");
-}
-
-TEST_F(ResultFetch, ThrowsWhatTheHandleReportsWhereTheResultCannotBeStored) {
-    const auto connection = connected();
-    fakeServer.answers["q"].error = {2008, "out of memory"};
-    *connection << "q";
-    EXPECT_EQ(errorOf([&] { const Result result(*connection); }),
-              "Mysql error 2008: out of memory\n fetching result");
-}
-
-TEST_F(ResultFetch, ThrowsForARejectedStatement) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = rejected({1064, "syntax error"});
-    *connection << "q";
-    EXPECT_EQ(errorOf([&] { const Result result(*connection); }),
-              "Mysql error 1064: syntax error\n executing query");
-}
-
-TEST_F(ResultFetch, FreesTheResultAndLeavesTheConnectionOpen) {
-    const auto connection = connected();
-    fakeServer.answers["q"] = resultSet({"name", "name"}, {{"a", "b"}});
-    {
-        *connection << "q";
-        Result result(*connection);
-        Row row;
-        EXPECT_THROW(result.fetch(row), mError);
-        EXPECT_EQ(fakeServer.openResults, 1);
+TEST_F(ResultFetch, ThrowsIfTheStatementFailsOrHasNoResultSet) {
+    Answer noResult;
+    noResult.error = {2008, "out of memory"};
+    const struct {
+        Answer answer;
+        const char* message;
+    } cases[] = {
+        {{}, "Unknown error\n fetching result"},
+        {noResult, "Mysql error 2008: out of memory\n fetching result"},
+        {rejected({1064, "syntax error"}), "Mysql error 1064: syntax error\n executing query"},
+    };
+    for (const auto& [answer, message] : cases) {
+        SCOPED_TRACE(message);
+        EXPECT_EQ(errorOf([&] { query(answer); }), message);
     }
-    EXPECT_EQ(fakeServer.openResults, 0);
-    EXPECT_EQ(fakeServer.openHandles, 1);
 }
 
-TEST_F(ResultFetch, RunsStatementsOneAfterAnotherOnOneConnection) {
-    const auto connection = connected();
-    fakeServer.answers["first"] = resultSet({"a"}, {{"1"}});
-    fakeServer.answers["second"] = resultSet({"a"}, {{"2"}});
-    Row row;
-    for (const char* statement : {"first", "second"}) {
-        *connection << statement;
-        EXPECT_TRUE(Result(*connection).fetch(row));
-    }
+TEST_F(ResultFetch, RunsAllStatementsOnOneConnection) {
+    server.calls.clear();
+    read(resultSet({"a"}, {{"1"}}));
+    read(resultSet({"a"}, {{"2"}}));
     EXPECT_EQ(row["a"].text, "2");
-    EXPECT_THAT(fakeServer.calls, ElementsAre("query first", "query second"));
+    EXPECT_THAT(server.calls, ElementsAre("query q", "query q"));
 }
 
 } // namespace

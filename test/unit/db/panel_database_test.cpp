@@ -2,7 +2,7 @@
 
 #include "db/panel_database.h"
 
-#include "fake_client_library.h"
+#include "support/fake_database.h"
 #include "support/redirected_files.h"
 #include "support/temporary_directory.h"
 
@@ -18,12 +18,16 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Statements = std::vector<std::string>;
+using Calls = std::vector<std::string>;
+using Connector = MYSQL* (*)(char* error, size_t size);
 
-const std::string noSuchFile = "No such file or directory";
 const std::string versionQuery = "SHOW VARIABLES LIKE 'version'";
 const std::string miscQuery = "SELECT val FROM misc WHERE param='mysql41_compatible'";
 const std::string keysOff = "set foreign_key_checks=0";
+const std::string noPasswordFile = "Unable to open admin password file: No such file or directory";
+const Calls preparation = {keysOff, versionQuery, miscQuery, "SET NAMES utf8"};
+const ClientError noTable = {1146, "Table doesn't exist"};
+const ClientError lostConnection = {2013, "Lost connection"};
 
 std::ptrdiff_t openDescriptors() {
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
@@ -35,11 +39,35 @@ std::string connectCall(const std::string& password) {
            " database=kvr port=0 socket=none flags=0";
 }
 
-/// A panel database of today and a password file that says "secret".
+Answer versionAnswer(const Column& version) {
+    return resultSet({"Variable_name", "Value"}, {{"version", version}});
+}
+
+/// One way in which the choice of the character set fails: the label of the step, and the answer
+/// to which statement.
+struct FailingStep {
+    std::string label, statement;
+    Answer answer;
+};
+
+std::vector<FailingStep> failingSteps(const ClientError& error) {
+    std::vector<FailingStep> steps = {
+        {"query version", versionQuery, rejected(error)},
+        {"store query result", versionQuery, {}},
+        {"fetch version row", versionQuery, resultSet({"Variable_name", "Value"}, {})},
+        {"empty version result", versionQuery, versionAnswer(std::nullopt)},
+        {"mysql41 compatible query", miscQuery, rejected(error)},
+        {"set names query", "SET NAMES utf8", rejected(error)},
+    };
+    for (FailingStep& step : steps) {
+        step.answer.error = error;
+    }
+    return steps;
+}
+
 class PanelDatabase : public testing::Test {
 protected:
     PanelDatabase() {
-        fakeServer = FakeServer::ofToday();
         setPasswordFile("secret\n");
         errno = 0;
     }
@@ -48,78 +76,88 @@ protected:
         redirectFile(kvrShadowFile, directory.write("shadow", content));
     }
 
-    /// The password that the server is given with that password file.
-    std::string passwordFrom(const std::string& content) {
-        setPasswordFile(content);
-        fakeServer.calls.clear();
-        close(db_connect_admin(error.data(), error.size()));
-        const std::string call = fakeServer.calls.at(1);
-        const std::string before = "password=";
-        const std::size_t start = call.find(before) + before.size();
-        return call.substr(start, call.find(" database=") - start);
+    static void removePasswordFile() { redirectFile(kvrShadowFile, ""); }
+
+    void failToConnect(const std::string& text) {
+        server.reachable = false;
+        server.connectError = {2002, text};
     }
 
-    static void close(MYSQL* db) {
+    MYSQL* connect(Connector connector) { return connector(error.data(), error.size()); }
+
+    /// Connects and closes the connection. Returns whether there was one.
+    bool connects(Connector connector) {
+        MYSQL* const db = connect(connector);
         if (db != nullptr) {
-            mysql_close(db);
+            db_client()->close(db);
         }
+        EXPECT_EQ(server.openHandles, 0);
+        EXPECT_EQ(server.openResults, 0);
+        return db != nullptr;
     }
 
-    void expectMessage(const std::string& message) { EXPECT_EQ(error.data(), message); }
-
-    void expectNothingLeftOpen() {
-        EXPECT_EQ(fakeServer.openHandles, 0);
-        EXPECT_EQ(fakeServer.openResults, 0);
+    /// Expects that `act` prints a text on standard output and again on standard error.
+    template <typename Act> void expectPrinted(const std::string& text, Act act) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        act();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), text);
     }
 
     TemporaryDirectory directory;
+    FakeDatabase server;
     std::array<char, db_error_size> error{};
 };
 
 class DbConnectAdmin : public PanelDatabase {
 protected:
-    MYSQL* connect() { return db_connect_admin(error.data(), error.size()); }
-};
-
-class DbConnectChecked : public PanelDatabase {};
-class DbConnect : public PanelDatabase {};
-class DbConnectSetup : public PanelDatabase {};
-class DbSetNames : public PanelDatabase {};
-class KvrDbConnect : public PanelDatabase {};
-class KvrDbConnectOrReport : public PanelDatabase {};
-class KvrDbUtf8Mode : public PanelDatabase {
-protected:
-    // The mode starts unknown once in a process, so these tests each run their body in a new one.
-    KvrDbUtf8Mode() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-
-    /// The whole of such a process, which ends without the destructor of this.
-    [[noreturn]] void runAndExit(void (*body)()) {
-        body();
-        std::filesystem::remove_all(directory.path());
-        std::exit(HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+    /// The password that a password file with that content gives to the server.
+    std::string passwordFrom(const std::string& content) {
+        setPasswordFile(content);
+        server.calls.clear();
+        connects(db_connect_admin);
+        const std::string call = server.calls.at(1);
+        const std::string before = "password=";
+        const std::size_t start = call.find(before) + before.size();
+        return call.substr(start, call.find(" database=") - start);
     }
 };
 
-TEST(KvrShadowFile, IsThePanelsOwn) {
+class DbConnect : public PanelDatabase {};
+class DbSetNames : public PanelDatabase {};
+class KvrDbConnectOrReport : public PanelDatabase {};
+
+TEST(KvrShadowFile, IsThePasswordFileOfThePanel) {
     EXPECT_STREQ(kvrShadowFile, "/etc/kvr/.kvr.shadow");
 }
 
-TEST_F(DbConnectAdmin, ConnectsToThePanelsDatabaseAndSendsNothing) {
-    MYSQL* const db = connect();
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret")));
-    expectMessage("");
-    close(db);
+TEST_F(DbConnectAdmin, ConnectsAndSendsNoStatement) {
+    for (const Connector connector : {db_connect_admin, db_connect_checked}) {
+        server.calls.clear();
+        EXPECT_TRUE(connects(connector));
+        EXPECT_THAT(server.calls, ElementsAre("init", connectCall("secret"), "close"));
+        EXPECT_STREQ(error.data(), "");
+    }
 }
 
-TEST_F(DbConnectAdmin, LimitsTheWaitForAServerThatStaysSilent) {
-    close(connect());
-    EXPECT_EQ(fakeServer.timeLimits, (std::map<int, unsigned int>{{MYSQL_OPT_CONNECT_TIMEOUT, 30},
-                                                                  {MYSQL_OPT_READ_TIMEOUT, 60},
-                                                                  {MYSQL_OPT_WRITE_TIMEOUT, 60}}));
+TEST_F(DbConnectAdmin, LimitsTheWaitForTheServer) {
+    connects(db_connect_admin);
+    std::map<int, std::string> expected = {{MYSQL_OPT_CONNECT_TIMEOUT, "30"},
+                                           {MYSQL_OPT_READ_TIMEOUT, "60"},
+                                           {MYSQL_OPT_WRITE_TIMEOUT, "60"}};
+    EXPECT_EQ(server.options, expected);
 }
 
-TEST_F(DbConnectAdmin, TakesThePasswordFromTheFirstLineLessItsNewline) {
+TEST_F(DbConnectAdmin, ConnectsWithALibraryThatTakesNoOptions) {
+    client_library functions = *db_client();
+    functions.options = nullptr;
+    db_use_client(&functions);
+    EXPECT_TRUE(connects(db_connect_admin));
+    EXPECT_THAT(server.options, IsEmpty());
+}
+
+TEST_F(DbConnectAdmin, UsesTheFirstLineWithoutItsNewlineAsThePassword) {
     const struct {
         std::string content, password;
     } cases[] = {
@@ -135,6 +173,10 @@ TEST_F(DbConnectAdmin, TakesThePasswordFromTheFirstLineLessItsNewline) {
         {"pässwörd\n", "pässwörd"},
         {std::string("\0secret\n", 8), ""},
         {std::string("sec\0ret\n", 8), "sec"},
+        {std::string(98, 'x') + "\n", std::string(98, 'x')},
+        {std::string(99, 'x') + "\n", std::string(99, 'x')},
+        {std::string(99, 'x'), std::string(99, 'x')},
+        {std::string(99, 'x') + "yz\n", std::string(99, 'x')},
     };
     for (const auto& [content, password] : cases) {
         SCOPED_TRACE(content);
@@ -142,444 +184,312 @@ TEST_F(DbConnectAdmin, TakesThePasswordFromTheFirstLineLessItsNewline) {
     }
 }
 
-TEST_F(DbConnectAdmin, TakesAtMostNinetyNineCharactersOfThePassword) {
-    const std::string ninetyNine(99, 'x');
-    EXPECT_EQ(passwordFrom(std::string(98, 'x') + "\n"), std::string(98, 'x'));
-    EXPECT_EQ(passwordFrom(ninetyNine + "\n"), ninetyNine);
-    EXPECT_EQ(passwordFrom(ninetyNine), ninetyNine);
-    EXPECT_EQ(passwordFrom(ninetyNine + "yz\n"), ninetyNine);
+TEST_F(DbConnectAdmin, ReportsAnUnusablePasswordFile) {
+    const struct {
+        std::string target, message;
+    } cases[] = {
+        {"", noPasswordFile},
+        {directory.write("empty", ""), "Unable to read admin password file: Success"},
+        {directory.path().string(), "Unable to read admin password file: Is a directory"},
+    };
+    for (const auto& [target, message] : cases) {
+        SCOPED_TRACE(message);
+        redirectFile(kvrShadowFile, target);
+        errno = 0;
+        EXPECT_FALSE(connects(db_connect_admin));
+        EXPECT_EQ(error.data(), message);
+        EXPECT_THAT(server.calls, IsEmpty());
+    }
 }
 
-TEST_F(DbConnectAdmin, SaysWhyThePasswordFileCannotBeOpened) {
-    redirectFile(kvrShadowFile, "");
-    EXPECT_EQ(connect(), nullptr);
-    expectMessage("Unable to open admin password file: " + noSuchFile);
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-}
-
-TEST_F(DbConnectAdmin, RefusesAnEmptyPasswordFile) {
-    setPasswordFile("");
-    EXPECT_EQ(connect(), nullptr);
-    expectMessage("Unable to read admin password file: Success");
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-}
-
-TEST_F(DbConnectAdmin, SaysWhyThePasswordFileCannotBeRead) {
-    redirectFile(kvrShadowFile, directory.path().string());
-    EXPECT_EQ(connect(), nullptr);
-    expectMessage("Unable to read admin password file: Is a directory");
-}
-
-TEST_F(DbConnectAdmin, LeavesNoDescriptorOpenWhateverThePasswordFile) {
+TEST_F(DbConnectAdmin, ClosesThePasswordFile) {
     for (const char* content : {"secret\n", ""}) {
         SCOPED_TRACE(content);
         setPasswordFile(content);
         const std::ptrdiff_t before = openDescriptors();
-        close(connect());
+        connects(db_connect_admin);
         EXPECT_EQ(openDescriptors(), before);
     }
 }
 
-TEST_F(DbConnectAdmin, ReadsThePasswordAnewForEachConnection) {
+TEST_F(DbConnectAdmin, ReadsThePasswordFileForEachConnection) {
     const int before = opensOf(kvrShadowFile);
-    close(connect());
-    close(connect());
+    connects(db_connect_admin);
+    connects(db_connect_admin);
     EXPECT_EQ(opensOf(kvrShadowFile), before + 2);
 }
 
-TEST_F(DbConnectAdmin, SetsErrnoWhereThereIsNoMemoryForTheClientObject) {
-    fakeServer.initFails = true;
-    EXPECT_EQ(connect(), nullptr);
+TEST_F(DbConnectAdmin, SetsErrnoIfThereIsNoMemoryForTheClientObject) {
+    server.hasMemory = false;
+    EXPECT_FALSE(connects(db_connect_admin));
     EXPECT_EQ(errno, ENOMEM);
-    expectMessage("Unable to initialize MySQL connection structure: Cannot allocate memory");
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init"));
+    EXPECT_STREQ(error.data(),
+                 "Unable to initialize MySQL connection structure: Cannot allocate memory");
+    EXPECT_THAT(server.calls, ElementsAre("init"));
 }
 
 TEST_F(DbConnectAdmin, ClosesTheHandleOfAFailedConnection) {
-    fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, "Can't connect to local server"};
-    EXPECT_EQ(connect(), nullptr);
-    expectMessage("Unable to connect to Keldo Database: Can't connect to local server");
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret"), "close"));
+    failToConnect("Can't connect to local server");
+    EXPECT_FALSE(connects(db_connect_admin));
+    EXPECT_STREQ(error.data(),
+                 "Unable to connect to Keldo Database: Can't connect to local server");
+    EXPECT_THAT(server.calls, ElementsAre("init", connectCall("secret"), "close"));
 }
 
 TEST_F(DbConnectAdmin, KeepsAConnectionWhoseHandleReportsAnError) {
-    fakeServer.connectError = {2013, "Lost connection"};
-    MYSQL* const db = connect();
-    EXPECT_NE(db, nullptr);
-    close(db);
+    server.connectError = lostConnection;
+    EXPECT_TRUE(connects(db_connect_admin));
 }
 
-TEST_F(DbConnectAdmin, CutsAMessageToTheBuffer) {
-    redirectFile(kvrShadowFile, "");
-    error.fill('#');
-    EXPECT_EQ(db_connect_admin(error.data(), 15), nullptr);
-    expectMessage("Unable to open");
-    EXPECT_EQ(error[15], '#');
+TEST_F(DbConnect, ClosesAConnectionWhoseHandleReportsAnErrorAfterConnecting) {
+    server.connectError = lostConnection;
+    for (const Connector connector : {db_connect_checked, db_connect, db_connect_setup}) {
+        server.calls.clear();
+        EXPECT_FALSE(connects(connector));
+        EXPECT_THAT(server.calls, ElementsAre("init", connectCall("secret"), "close"));
+        EXPECT_STREQ(error.data(), "");
+    }
 }
 
-TEST_F(DbConnectChecked, ConnectsAndSendsNothing) {
-    MYSQL* const db = db_connect_checked(error.data(), error.size());
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret")));
-    close(db);
-}
-
-TEST_F(DbConnectChecked, PassesAFailureOn) {
-    redirectFile(kvrShadowFile, "");
-    EXPECT_EQ(db_connect_checked(error.data(), error.size()), nullptr);
-    expectMessage("Unable to open admin password file: " + noSuchFile);
-}
-
-TEST_F(DbConnectChecked, ClosesAConnectionWhoseHandleReportsAnError) {
-    fakeServer.connectError = {2013, "Lost connection"};
-    EXPECT_EQ(db_connect_checked(error.data(), error.size()), nullptr);
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret"), "close"));
-    expectMessage("");
+TEST_F(DbConnect, PassesOnAFailureToConnectAndPrintsNothing) {
+    removePasswordFile();
+    for (const Connector connector :
+         {db_connect_checked, db_connect, db_connect_setup, kvrDbConnect}) {
+        error.fill('\0');
+        expectPrinted("", [&] { EXPECT_FALSE(connects(connector)); });
+        EXPECT_EQ(error.data(), noPasswordFile);
+    }
 }
 
 TEST_F(DbConnect, PreparesTheConnection) {
-    MYSQL* const db = db_connect(error.data(), error.size());
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.calls,
-                ElementsAre("init", connectCall("secret"), "query " + keysOff,
-                            "query " + versionQuery, "query " + miscQuery, "query SET NAMES utf8"));
-    expectMessage("");
-    close(db);
-    expectNothingLeftOpen();
-}
-
-TEST_F(DbConnect, PassesAFailureOn) {
-    fakeServer.initFails = true;
-    EXPECT_EQ(db_connect(error.data(), error.size()), nullptr);
-    expectMessage("Unable to initialize MySQL connection structure: Cannot allocate memory");
-}
-
-TEST_F(DbConnect, SendsNothingWhereTheHandleReportsAnErrorAtOnce) {
-    fakeServer.connectError = {2013, "Lost connection"};
-    EXPECT_EQ(db_connect(error.data(), error.size()), nullptr);
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret"), "close"));
-}
-
-TEST_F(DbConnect, GoesOnWhereForeignKeyChecksCannotBeSwitchedOff) {
-    fakeServer.answers[keysOff] = rejected({1193, "Unknown system variable"});
-    MYSQL* const db = db_connect(error.data(), error.size());
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.statements(),
-                ElementsAre(keysOff, versionQuery, miscQuery, "SET NAMES utf8"));
-    close(db);
-}
-
-/// How a step of the character-set choice fails: its label, and the answer to which statement.
-struct FailingStep {
-    std::string label, statement;
-    Answer answer;
-};
-
-std::vector<FailingStep> failingSteps(const ClientError& clientError) {
-    Answer noResult;
-    noResult.error = clientError;
-    Answer noRow = resultSet({"Variable_name", "Value"}, {});
-    noRow.error = clientError;
-    Answer nullVersion = resultSet({"Variable_name", "Value"}, {{"version", std::nullopt}});
-    nullVersion.error = clientError;
-    return {
-        {"query version", versionQuery, rejected(clientError)},
-        {"store query result", versionQuery, noResult},
-        {"fetch version row", versionQuery, noRow},
-        {"empty version result", versionQuery, nullVersion},
-        {"mysql41 compatible query", miscQuery, rejected(clientError)},
-        {"set names query", "SET NAMES utf8", rejected(clientError)},
-    };
-}
-
-TEST_F(DbConnect, ClosesTheConnectionWhereAFailedStepLeavesAnError) {
-    for (const auto& [label, statement, answer] : failingSteps({1146, "Table doesn't exist"})) {
-        SCOPED_TRACE(label);
-        fakeServer = FakeServer::ofToday();
-        fakeServer.answers[statement] = answer;
-        EXPECT_EQ(db_connect(error.data(), error.size()), nullptr);
-        expectMessage("DB error (" + label + ") 1146: Table doesn't exist");
-        EXPECT_EQ(fakeServer.calls.back(), "close");
-        EXPECT_EQ(fakeServer.statements().back(), statement);
-        expectNothingLeftOpen();
+    for (const Connector connector : {db_connect, db_connect_setup, kvrDbConnect}) {
+        server.calls.clear();
+        EXPECT_TRUE(connects(connector));
+        EXPECT_EQ(server.statements(), preparation);
+        EXPECT_THAT(Calls(server.calls.begin(), server.calls.begin() + 2),
+                    ElementsAre("init", connectCall("secret")));
+        EXPECT_STREQ(error.data(), "");
     }
 }
 
-TEST_F(DbConnect, KeepsTheConnectionWhereAFailedStepLeavesNoError) {
+TEST_F(DbConnect, GoesOnIfForeignKeyChecksCannotBeSwitchedOff) {
+    server.answers[keysOff] = rejected({1193, "Unknown system variable"});
+    EXPECT_TRUE(connects(db_connect));
+    EXPECT_EQ(server.statements(), preparation);
+}
+
+TEST_F(DbConnect, ClosesTheConnectionIfAFailedStepLeavesAnErrorAndSetupKeepsIt) {
+    for (const Connector connector : {db_connect, db_connect_setup}) {
+        for (const auto& [label, statement, answer] : failingSteps(noTable)) {
+            SCOPED_TRACE(label);
+            server.reset();
+            server.answers[statement] = answer;
+            EXPECT_EQ(connects(connector), connector == db_connect_setup);
+            EXPECT_EQ(error.data(), "DB error (" + label + ") 1146: Table doesn't exist");
+            EXPECT_EQ(server.statements().back(), statement);
+        }
+    }
+}
+
+TEST_F(DbConnect, KeepsTheConnectionIfAFailedStepLeavesNoError) {
     for (const auto& [label, statement, answer] : failingSteps({})) {
         SCOPED_TRACE(label);
-        fakeServer = FakeServer::ofToday();
-        fakeServer.answers[statement] = answer;
-        MYSQL* const db = db_connect(error.data(), error.size());
-        EXPECT_NE(db, nullptr);
-        expectMessage("DB error (" + label + "): unknown error");
-        close(db);
-        expectNothingLeftOpen();
+        server.reset();
+        server.answers[statement] = answer;
+        EXPECT_TRUE(connects(db_connect));
+        EXPECT_EQ(error.data(), "DB error (" + label + "): unknown error");
     }
 }
 
-TEST_F(DbConnectSetup, PreparesTheConnection) {
-    MYSQL* const db = db_connect_setup(error.data(), error.size());
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.statements(),
-                ElementsAre(keysOff, versionQuery, miscQuery, "SET NAMES utf8"));
-    close(db);
-}
-
-TEST_F(DbConnectSetup, KeepsTheConnectionWhereAStepFails) {
-    for (const auto& [label, statement, answer] : failingSteps({1146, "Table doesn't exist"})) {
-        SCOPED_TRACE(label);
-        fakeServer = FakeServer::ofToday();
-        fakeServer.answers[statement] = answer;
-        MYSQL* const db = db_connect_setup(error.data(), error.size());
-        EXPECT_NE(db, nullptr);
-        expectMessage("DB error (" + label + ") 1146: Table doesn't exist");
-        close(db);
-        expectNothingLeftOpen();
-    }
-}
-
-TEST_F(DbConnectSetup, ClosesAConnectionWhoseHandleReportsAnErrorAtOnce) {
-    fakeServer.connectError = {2013, "Lost connection"};
-    EXPECT_EQ(db_connect_setup(error.data(), error.size()), nullptr);
-    EXPECT_THAT(fakeServer.calls, ElementsAre("init", connectCall("secret"), "close"));
+TEST_F(DbConnect, CutsAMessageToTheBuffer) {
+    const auto connectInto = [this](size_t size) {
+        error.fill('#');
+        EXPECT_EQ(db_connect(error.data(), size), nullptr);
+        EXPECT_EQ(error[size], '#');
+        return std::string(error.data());
+    };
+    server.answers[versionQuery] = rejected(noTable);
+    EXPECT_EQ(connectInto(10), "DB error ");
+    removePasswordFile();
+    EXPECT_EQ(connectInto(15), "Unable to open");
 }
 
 TEST_F(DbSetNames, ReturnsMinusOneForAFailedStepAndZeroOtherwise) {
-    MYSQL* const db = db_connect_admin(error.data(), error.size());
-    EXPECT_EQ(db_set_names(db, error.data(), error.size()), 0);
+    MYSQL* const db = connect(db_connect_admin);
+    const auto setNames = [&] { return db_set_names(db, error.data(), error.size()); };
+    EXPECT_EQ(setNames(), 0);
+    server.answers[versionQuery] = versionAnswer("4.0.27");
+    EXPECT_EQ(setNames(), 0);
     for (const auto& [label, statement, answer] : failingSteps({})) {
         SCOPED_TRACE(label);
-        fakeServer.answers = FakeServer::ofToday().answers;
-        fakeServer.answers[statement] = answer;
-        EXPECT_EQ(db_set_names(db, error.data(), error.size()), -1);
+        server.reset();
+        server.answers[statement] = answer;
+        EXPECT_EQ(setNames(), -1);
     }
-    close(db);
+    db_client()->close(db);
 }
 
-TEST_F(DbSetNames, LeavesAServerBeforeFourOneAlone) {
+TEST_F(DbSetNames, ChoosesNoCharacterSetOnAServerBeforeVersion41) {
     const struct {
         const char* version;
-        bool isLeftAlone;
+        bool isOld;
     } cases[] = {
         {"3.23.58", true}, {"3.", true},      {"4.0.27", true},    {"4.0.27-log", true},
         {"4.0.", true},    {"4.0", false},    {"4.1.22", false},   {"5.0.45", false},
         {"33.1", false},   {"14.0.1", false}, {"40.0.1", false},   {"10.11.6-MariaDB", false},
         {"", false},       {"4.01", false},   {" 3.23.58", false},
     };
-    for (const auto& [version, isLeftAlone] : cases) {
+    for (const auto& [version, isOld] : cases) {
         SCOPED_TRACE(version);
-        fakeServer = FakeServer::ofToday();
-        fakeServer.answers[versionQuery] =
-            resultSet({"Variable_name", "Value"}, {{"version", version}});
-        MYSQL* const db = db_connect(error.data(), error.size());
-        EXPECT_EQ(fakeServer.statements(),
-                  isLeftAlone ? Statements({keysOff, versionQuery})
-                              : Statements({keysOff, versionQuery, miscQuery, "SET NAMES utf8"}));
-        EXPECT_EQ(db_utf8_mode(), isLeftAlone ? 0 : 1);
-        close(db);
-        expectNothingLeftOpen();
+        server.reset();
+        server.answers[versionQuery] = versionAnswer(version);
+        EXPECT_TRUE(connects(db_connect));
+        EXPECT_EQ(server.statements(), isOld ? Calls({keysOff, versionQuery}) : preparation);
+        EXPECT_EQ(db_utf8_mode(), isOld ? 0 : 1);
     }
-}
-
-TEST_F(DbSetNames, SucceedsOnAServerWithoutCharacterSets) {
-    fakeServer.answers[versionQuery] =
-        resultSet({"Variable_name", "Value"}, {{"version", "4.0.27"}});
-    MYSQL* const db = db_connect_admin(error.data(), error.size());
-    EXPECT_EQ(db_set_names(db, error.data(), error.size()), 0);
-    close(db);
 }
 
 TEST_F(DbSetNames, ChoosesUtf8UnlessThePanelSaysFalseOrNothing) {
+    const auto stored = [](const Column& value) { return resultSet({"val"}, {{value}}); };
     const struct {
-        Column stored;
+        std::string what;
+        Answer answer;
         int mode;
     } cases[] = {
-        {"true", 1},   {"1", 1},      {"no", 1},        {"FALSE", 1},      {"False", 1},
-        {"false ", 1}, {" false", 1}, {"falsehood", 1}, {"f", 1},          {"0", 1},
-        {" ", 1},      {"false", 0},  {"", 0},          {std::nullopt, 0},
+        {"true", stored("true"), 1},
+        {"1", stored("1"), 1},
+        {"0", stored("0"), 1},
+        {"no", stored("no"), 1},
+        {"FALSE", stored("FALSE"), 1},
+        {"False", stored("False"), 1},
+        {"blank after", stored("false "), 1},
+        {"blank before", stored(" false"), 1},
+        {"falsehood", stored("falsehood"), 1},
+        {"f", stored("f"), 1},
+        {"blank", stored(" "), 1},
+        {"false", stored("false"), 0},
+        {"empty", stored(""), 0},
+        {"null", stored(std::nullopt), 0},
+        {"no row", resultSet({"val"}, {}), 0},
+        {"no result set", {}, 0},
+        {"only the first row counts", resultSet({"val"}, {{"false"}, {"true"}}), 0},
     };
-    for (const auto& [stored, mode] : cases) {
-        SCOPED_TRACE(stored.value_or("null"));
-        fakeServer = FakeServer::ofToday(stored);
-        close(db_connect(error.data(), error.size()));
-        EXPECT_EQ(fakeServer.statements().back(),
-                  mode == 1 ? "SET NAMES utf8" : "SET NAMES binary");
+    for (const auto& [what, answer, mode] : cases) {
+        SCOPED_TRACE(what);
+        server.reset();
+        server.answers[miscQuery] = answer;
+        EXPECT_TRUE(connects(db_connect));
+        EXPECT_EQ(server.statements().back(), mode == 1 ? "SET NAMES utf8" : "SET NAMES binary");
         EXPECT_EQ(db_utf8_mode(), mode);
-        expectNothingLeftOpen();
     }
 }
 
-TEST_F(DbSetNames, ChoosesBinaryWhereThePanelSaysNothing) {
-    for (const Answer& answer : {Answer{}, resultSet({"val"}, {})}) {
-        SCOPED_TRACE(answer.hasResult ? "no row" : "no result set");
-        fakeServer.answers[miscQuery] = answer;
-        close(db_connect(error.data(), error.size()));
-        EXPECT_EQ(fakeServer.statements().back(), "SET NAMES binary");
-        EXPECT_EQ(db_utf8_mode(), 0);
-    }
-}
-
-TEST_F(DbSetNames, LooksAtTheFirstRowOnly) {
-    fakeServer.answers[miscQuery] = resultSet({"val"}, {{"false"}, {"true"}});
-    close(db_connect(error.data(), error.size()));
+TEST_F(DbSetNames, RecordsTheChoiceEvenIfSetNamesThenFails) {
+    connects(db_connect);
+    server.reset("false");
+    server.answers["SET NAMES binary"] = rejected({1115, "Unknown character set"});
+    EXPECT_FALSE(connects(db_connect));
     EXPECT_EQ(db_utf8_mode(), 0);
 }
 
-TEST_F(DbSetNames, RecordsTheChoiceBeforeItIsCarriedOut) {
-    close(db_connect(error.data(), error.size()));
-    fakeServer = FakeServer::ofToday("false");
-    fakeServer.answers["SET NAMES binary"] = rejected({1115, "Unknown character set"});
-    close(db_connect(error.data(), error.size()));
-    EXPECT_EQ(db_utf8_mode(), 0);
-}
-
-TEST_F(DbSetNames, LeavesTheModeWhereTheChoiceFails) {
-    close(db_connect(error.data(), error.size()));
+TEST_F(DbSetNames, KeepsTheModeIfTheChoiceFails) {
+    connects(db_connect);
     for (const std::string& statement : {versionQuery, miscQuery}) {
         SCOPED_TRACE(statement);
-        fakeServer = FakeServer::ofToday("false");
-        fakeServer.answers[statement] = rejected({1146, "Table doesn't exist"});
-        close(db_connect(error.data(), error.size()));
+        server.reset("false");
+        server.answers[statement] = rejected(noTable);
+        EXPECT_FALSE(connects(db_connect));
         EXPECT_EQ(db_utf8_mode(), 1);
     }
 }
 
-TEST_F(DbSetNames, CutsAMessageToTheBuffer) {
-    fakeServer.answers[versionQuery] = rejected({1146, "Table doesn't exist"});
-    error.fill('#');
-    EXPECT_EQ(db_connect(error.data(), 10), nullptr);
-    expectMessage("DB error ");
-    EXPECT_EQ(error[10], '#');
-}
-
-TEST_F(KvrDbConnect, ConnectsAndPreparesTheConnection) {
-    MYSQL* const db = kvrDbConnect(error.data(), error.size());
-    EXPECT_NE(db, nullptr);
-    EXPECT_THAT(fakeServer.statements(),
-                ElementsAre(keysOff, versionQuery, miscQuery, "SET NAMES utf8"));
-    close(db);
-}
-
-TEST_F(KvrDbConnect, PassesTheMessageOfAFailureOnAndPrintsNothing) {
-    redirectFile(kvrShadowFile, "");
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(kvrDbConnect(error.data(), error.size()), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    expectMessage("Unable to open admin password file: " + noSuchFile);
-}
-
 TEST_F(KvrDbConnectOrReport, ReturnsAPreparedConnectionAndPrintsNothing) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    MYSQL* const db = kvrDbConnectOrReport();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_THAT(fakeServer.statements(),
-                ElementsAre(keysOff, versionQuery, miscQuery, "SET NAMES utf8"));
-    close(db);
+    MYSQL* db = nullptr;
+    expectPrinted("", [&] { db = kvrDbConnectOrReport(); });
+    ASSERT_NE(db, nullptr);
+    EXPECT_EQ(server.statements(), preparation);
+    db_client()->close(db);
 }
 
-TEST_F(KvrDbConnectOrReport, PrintsTheMessageOfAFailureOnBothStreams) {
-    fakeServer.initFails = true;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(kvrDbConnectOrReport(), nullptr);
-    const std::string printed =
-        "Unable to initialize MySQL connection structure: Cannot allocate memory\n"
-        "System error 12: Cannot allocate memory\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
-}
-
-TEST_F(KvrDbConnectOrReport, PrintsAnEmptyLineWhereThereIsNothingToSay) {
-    fakeServer.connectError = {2013, "Lost connection"}; // although connecting succeeded
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    errno = 0;
-    EXPECT_EQ(kvrDbConnectOrReport(), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "\n");
-}
-
-TEST_F(KvrDbConnectOrReport, TakesAMessageAsItStands) {
-    fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, "100%% %s"};
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(kvrDbConnectOrReport(), nullptr);
-    const std::string printed = "Unable to connect to Keldo Database: 100%% %s\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
-}
-
-TEST_F(KvrDbConnectOrReport, CutsAMessageToFourThousandAndNinetySixCharacters) {
-    fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, std::string(5000, 'x')};
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(kvrDbConnectOrReport(), nullptr);
+TEST_F(KvrDbConnectOrReport, PrintsTheMessageOfAFailureUnchangedOnBothStreams) {
     const std::string start = "Unable to connect to Keldo Database: ";
-    const std::string printed = start + std::string(4096 - start.size(), 'x') + "\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
-}
-
-void expectUnknownBeforeTheFirstConnection() {
-    EXPECT_EQ(db_utf8_mode(), -1);
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-}
-
-TEST_F(KvrDbUtf8Mode, IsUnknownBeforeTheFirstConnection) {
-    EXPECT_EXIT(runAndExit(expectUnknownBeforeTheFirstConnection), testing::ExitedWithCode(0), "");
-}
-
-void expectOneConnectionThatStaysOpen() {
-    EXPECT_EQ(kvrDbUtf8Mode(), 1);
-    const Statements calls = fakeServer.calls;
-    EXPECT_THAT(calls,
-                ElementsAre("init", connectCall("secret"), "query " + keysOff,
-                            "query " + versionQuery, "query " + miscQuery, "query SET NAMES utf8"));
-    EXPECT_EQ(kvrDbUtf8Mode(), 1);
-    EXPECT_EQ(fakeServer.calls, calls);
-    EXPECT_EQ(fakeServer.openHandles, 1);
-}
-
-TEST_F(KvrDbUtf8Mode, ConnectsOnceAndKeepsTheConnection) {
-    EXPECT_EXIT(runAndExit(expectOneConnectionThatStaysOpen), testing::ExitedWithCode(0), "");
-}
-
-void expectNoConnectionOfItsOwn() {
-    std::array<char, db_error_size> error{};
-    mysql_close(db_connect(error.data(), error.size()));
-    fakeServer.calls.clear();
-    EXPECT_EQ(kvrDbUtf8Mode(), 1);
-    EXPECT_THAT(fakeServer.calls, IsEmpty());
-}
-
-TEST_F(KvrDbUtf8Mode, ConnectsNotWhereTheModeIsKnown) {
-    EXPECT_EXIT(runAndExit(expectNoConnectionOfItsOwn), testing::ExitedWithCode(0), "");
-}
-
-void expectAnAttemptAtEachCall() {
-    fakeServer.connectFails = true;
-    fakeServer.connectError = {2002, "no server"};
-    const std::string printed = "Unable to connect to Keldo Database: no server\n";
-    for (int i = 0; i < 2; ++i) {
-        errno = 0;
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(kvrDbUtf8Mode(), -1);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
+    const struct {
+        std::string text, printed;
+    } cases[] = {
+        {"100%% %s", start + "100%% %s\n"},
+        {std::string(5000, 'x'), start + std::string(db_error_size - 1 - start.size(), 'x') + "\n"},
+    };
+    for (const auto& [text, printed] : cases) {
+        failToConnect(text);
+        expectPrinted(printed, [] { EXPECT_EQ(kvrDbConnectOrReport(), nullptr); });
     }
 }
 
+TEST_F(KvrDbConnectOrReport, AddsTheSystemErrorOfAFailure) {
+    server.hasMemory = false;
+    expectPrinted("Unable to initialize MySQL connection structure: Cannot allocate memory\n"
+                  "System error 12: Cannot allocate memory\n",
+                  [] { EXPECT_EQ(kvrDbConnectOrReport(), nullptr); });
+}
+
+TEST_F(KvrDbConnectOrReport, PrintsAnEmptyLineForAFailureWithoutAMessage) {
+    server.connectError = lostConnection; // although connecting succeeds
+    expectPrinted("\n", [] { EXPECT_EQ(kvrDbConnectOrReport(), nullptr); });
+}
+
+/// The mode is unknown once in a process, so each of these tests runs in a new one.
+class KvrDbUtf8Mode : public PanelDatabase {
+protected:
+    KvrDbUtf8Mode() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    /// Runs the whole of such a process, which does not destroy this object.
+    template <typename Body> [[noreturn]] void runAndExit(Body body) {
+        body();
+        std::filesystem::remove_all(directory.path());
+        std::exit(HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+    }
+
+    template <typename Body> void inNewProcess(Body body) {
+        EXPECT_EXIT(runAndExit(body), testing::ExitedWithCode(EXIT_SUCCESS), "");
+    }
+};
+
+TEST_F(KvrDbUtf8Mode, IsUnknownBeforeTheFirstConnection) {
+    inNewProcess([this] {
+        EXPECT_EQ(db_utf8_mode(), -1);
+        EXPECT_THAT(server.calls, IsEmpty());
+    });
+}
+
+TEST_F(KvrDbUtf8Mode, ConnectsOnceAndKeepsTheConnectionOpen) {
+    inNewProcess([this] {
+        EXPECT_EQ(kvrDbUtf8Mode(), 1);
+        EXPECT_EQ(server.statements(), preparation);
+        const Calls calls = server.calls;
+        EXPECT_EQ(kvrDbUtf8Mode(), 1);
+        EXPECT_EQ(server.calls, calls);
+        EXPECT_EQ(server.openHandles, 1);
+    });
+}
+
+TEST_F(KvrDbUtf8Mode, DoesNotConnectIfTheModeIsKnown) {
+    inNewProcess([this] {
+        connects(db_connect);
+        server.calls.clear();
+        EXPECT_EQ(kvrDbUtf8Mode(), 1);
+        EXPECT_THAT(server.calls, IsEmpty());
+    });
+}
+
 TEST_F(KvrDbUtf8Mode, TriesAndReportsAgainAfterAFailure) {
-    EXPECT_EXIT(runAndExit(expectAnAttemptAtEachCall), testing::ExitedWithCode(0), "");
+    inNewProcess([this] {
+        failToConnect("no server");
+        for (int i = 0; i < 2; ++i) {
+            errno = 0;
+            expectPrinted("Unable to connect to Keldo Database: no server\n",
+                          [] { EXPECT_EQ(kvrDbUtf8Mode(), -1); });
+        }
+    });
 }
 
 } // namespace

@@ -2,22 +2,6 @@
 keldo_unit_test(db
     SOURCES
         cpp_mysql_test.cpp
-        fake_client_library.cpp
         panel_database_test.cpp
-    WRAP
-        malloc
-        mysql_close
-        mysql_errno
-        mysql_error
-        mysql_fetch_fields
-        mysql_fetch_lengths
-        mysql_fetch_row
-        mysql_free_result
-        mysql_init
-        mysql_num_fields
-        mysql_options
-        mysql_query
-        mysql_real_connect
-        mysql_real_escape_string
-        mysql_real_query
-        mysql_store_result)
+    LIBRARIES keldo_fake_database
+    WRAP malloc)

@@ -8,6 +8,7 @@
 #include "support/fake_panel.h"
 #include "support/print_message.h"
 
+#include <algorithm>
 #include <boost/lexical_cast.hpp>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -19,8 +20,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Services with definitions, a monitor that finds running all but those in the file "down", and
-/// writes the names that it is asked for to the file "checked".
+/// A panel whose monitor finds every service running except those in the file "down". The monitor
+/// writes the services that it checks to the file "checked".
 class ServiceDiagnosis : public testing::Test {
 protected:
     ServiceDiagnosis() {
@@ -59,12 +60,12 @@ protected:
 
 class CheckServices : public ServiceDiagnosis {};
 
-TEST_F(CheckServices, FindsNothingWithoutServices) {
+TEST_F(CheckServices, ReportsNothingWithoutServices) {
     checkServices();
     EXPECT_THAT(problemIds(), IsEmpty());
 }
 
-TEST_F(CheckServices, FindsNothingWhenAllIsWell) {
+TEST_F(CheckServices, ReportsNothingIfAllServicesRun) {
     for (const char* id : {"mysql", "web", "dns"}) {
         define(id);
     }
@@ -103,19 +104,25 @@ TEST_F(CheckServices, ReportsEveryServiceThatIsDown) {
                 ElementsAre("service-down:keldo", "service-down:mail", "service-down:web"));
 }
 
-TEST_F(CheckServices, AsksTheDatabaseItselfOverAConnectionOfItsOwn) {
+TEST_F(CheckServices, ChecksTheDatabaseByASecondConnectionAndNotByTheMonitor) {
     define("mysql");
     setDown("mysql\n");
     checkServices();
     EXPECT_THAT(problemIds(), IsEmpty());
     EXPECT_EQ("", panel.content("checked"));
-    EXPECT_EQ(2, database.connections);
-    EXPECT_EQ(4U, database.statements.size());
-    EXPECT_EQ(1, database.statements.back().first);
-    EXPECT_THAT(database.open, IsEmpty());
+    EXPECT_THAT(database.calls,
+                ElementsAre("connect", "query " + test::rememberStart,
+                            "query " + test::rememberStop, "query " + test::lastStarted,
+                            "query " + test::lastStopped, "close", "connect", "close"));
 }
 
-TEST_F(CheckServices, ReportsADatabaseThatCannotBeReached) {
+TEST_F(CheckServices, IgnoresAnUnreachableDatabaseWithoutADefinition) {
+    database.reachable = false;
+    checkServices();
+    EXPECT_THAT(problemIds(), IsEmpty());
+}
+
+TEST_F(CheckServices, ReportsAnUnreachableDatabaseWithItsRestart) {
     define("mysql");
     define("web");
     database.reachable = false;
@@ -125,12 +132,6 @@ TEST_F(CheckServices, ReportsADatabaseThatCannotBeReached) {
     ASSERT_EQ(1U, problem.solutions.size());
     EXPECT_EQ("restart-service:mysql", problem.solutions[0].id);
     EXPECT_EQ("stop mysql\nstart mysql", problem.solutions[0].commands);
-}
-
-TEST_F(CheckServices, ReportsNoDatabaseWithoutADefinition) {
-    database.reachable = false;
-    checkServices();
-    EXPECT_THAT(problemIds(), IsEmpty());
 }
 
 TEST_F(CheckServices, ChecksAStoppedServiceWhenTheDatabaseIsDown) {
@@ -144,7 +145,7 @@ TEST_F(CheckServices, ChecksAStoppedServiceWhenTheDatabaseIsDown) {
     EXPECT_THAT(problemIds(), ElementsAre("service-down:dns"));
 }
 
-TEST_F(CheckServices, AsksTheMonitorForIdsThatOnlyResembleTheDatabases) {
+TEST_F(CheckServices, ChecksIdsThatOnlyResembleTheDatabasesByTheMonitor) {
     define("MySQL");
     define("mysql5");
     setDown("MySQL\nmysql5\n");
@@ -154,15 +155,15 @@ TEST_F(CheckServices, AsksTheMonitorForIdsThatOnlyResembleTheDatabases) {
     EXPECT_THAT(problemIds(), ElementsAre("service-down:MySQL", "service-down:mysql5"));
 }
 
-TEST_F(CheckServices, GoesByTheIdInTheDefinition) {
+TEST_F(CheckServices, ChecksAServiceByTheIdInItsDefinition) {
     define("mysql", "web-database");
     define("web", "mysql");
     checkServices();
     EXPECT_EQ("web-database\n", panel.content("checked"));
-    EXPECT_EQ(2, database.connections);
+    EXPECT_EQ(2, std::ranges::count(database.calls, "connect"));
 }
 
-TEST_F(CheckServices, ChecksTwiceWhatIsListedTwiceAndReportsItOnce) {
+TEST_F(CheckServices, ChecksAServiceTwiceAndReportsItOnceIfItIsListedTwice) {
     define("web");
     setDown("web\n");
     test::setActionLog(database, {"web"}, {});
@@ -171,7 +172,7 @@ TEST_F(CheckServices, ChecksTwiceWhatIsListedTwiceAndReportsItOnce) {
     EXPECT_THAT(problemIds(), ElementsAre("service-down:web"));
 }
 
-TEST_F(CheckServices, PassesOnAnAnswerOfTheMonitorThatIsNoNumber) {
+TEST_F(CheckServices, ThrowsIfTheMonitorsStatusIsNoNumber) {
     define("web");
     panel.installMonitor(
         "echo '<monit><service><name>web</name><status>ok</status></service></monit>'");
@@ -189,7 +190,7 @@ protected:
     }
 };
 
-TEST_F(ReportServiceDown, LooksTheRestartUpByTheIdOfTheDefinition) {
+TEST_F(ReportServiceDown, ProposesTheRestartOfTheIdInTheDefinition) {
     define("web", "apache");
     define("apache", "apache");
     reportServiceDown(service("apache", "Web"));
@@ -200,7 +201,7 @@ TEST_F(ReportServiceDown, LooksTheRestartUpByTheIdOfTheDefinition) {
     EXPECT_EQ(Message("Restart the T apache service.", "en-US"), problem.solutions[0].message);
 }
 
-TEST_F(ReportServiceDown, HasAnUnusableRestartWhereThatIdHasNoDefinition) {
+TEST_F(ReportServiceDown, ProposesAnEmptyRestartIfThatIdHasNoDefinition) {
     define("web", "apache");
     reportServiceDown(service("apache", "Web"));
     const Problem& problem = problemModel.problems().at("service-down:apache");
@@ -210,16 +211,12 @@ TEST_F(ReportServiceDown, HasAnUnusableRestartWhereThatIdHasNoDefinition) {
     EXPECT_EQ(0U, problem.defaultSolution);
 }
 
-TEST_F(ReportServiceDown, LeavesNothingForAnEmptyTitle) {
-    reportServiceDown(service("web", ""));
-    EXPECT_EQ("The  service is switched off.",
-              problemModel.problems().at("service-down:web").message.text);
-}
-
-TEST_F(ReportServiceDown, DoesNotExpandAPlaceholderInATitle) {
-    reportServiceDown(service("web", "<service_title>"));
-    EXPECT_EQ("The <service_title> service is switched off.",
-              problemModel.problems().at("service-down:web").message.text);
+TEST_F(ReportServiceDown, InsertsTheTitleUnchanged) {
+    for (const std::string title : {"", "<service_title>"}) {
+        reportServiceDown(service("web", title));
+        EXPECT_EQ("The " + title + " service is switched off.",
+                  problemModel.problems().at("service-down:web").message.text);
+    }
 }
 
 TEST_F(ReportServiceDown, ReplacesAnEarlierProblemButNotItsAction) {
@@ -231,7 +228,7 @@ TEST_F(ReportServiceDown, ReplacesAnEarlierProblemButNotItsAction) {
     EXPECT_EQ("Old.", problemModel.actions().at("restart-service:web").message.text);
 }
 
-TEST_F(ReportServiceDown, SpeaksTheLanguageOfTheReportWhereItIsTranslated) {
+TEST_F(ReportServiceDown, UsesTheLanguageOfTheReportIfTheMessageIsTranslated) {
     define("web");
     const test::GermanRun german(test::Translations{{"The <service_title> service is switched off.",
                                                      "Der Dienst <service_title> läuft nicht."}});

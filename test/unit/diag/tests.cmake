@@ -6,4 +6,4 @@ keldo_unit_test(diag
         services_to_check_test.cpp
         upgrade_check_test.cpp
     LIBRARIES keldo_catalogue keldo_fake_database keldo_fake_panel keldo_exec
-    WRAP pipe)
+    WRAP kvrDbConnectOrReport pipe)

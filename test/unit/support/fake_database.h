@@ -3,23 +3,48 @@
 #pragma once
 
 #include <map>
+#include <mysql.h>
 #include <optional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace keldo::test {
 
-/// Rows of one column; without a value, SQL NULL.
-struct Answer {
-    std::vector<std::optional<std::string>> rows;
-    std::string field = "name";
-    bool fails = false; ///< the statement is refused
+/// An error that a handle reports; number 0 means none.
+struct ClientError {
+    unsigned int number = 0;
+    std::string text;
 };
 
-/// A panel database of the test's own: whatever connects while it lives connects to it. At first
-/// it is reachable and answers every statement with no rows. One at a time.
+/// One value of a row.
+struct Column {
+    Column(std::nullopt_t) {}
+    Column(std::string value) : text(std::move(value)), length(text->size()) {}
+    Column(const char* value) : Column(std::string(value)) {}
+
+    std::optional<std::string> text; ///< nothing: SQL NULL
+    unsigned long length = 0;        ///< the length that the library gives
+};
+
+/// The answer to one statement.
+struct Answer {
+    bool isRejected = false; ///< sending the statement fails
+    ClientError error;       ///< what the handle reports afterwards
+    bool hasResult = false;  ///< the statement produces a result set
+    std::vector<std::string> fields;
+    std::vector<std::vector<Column>> rows;
+};
+
+Answer resultSet(std::vector<std::string> fields, std::vector<std::vector<Column>> rows);
+Answer rejected(ClientError error);
+
+/// Stands for the client library and the panel's database behind it, as long as the object lives;
+/// one at a time. At first it is reachable, stores its texts in UTF-8 and has an empty action log.
+/// It logs the calls and gives the answers that the test sets. Handles and results are heap
+/// objects, and each column is a heap block of its own size, so that a sanitizer sees misuse.
+///
+/// A test program that wraps kvrDbConnectOrReport (at the linker) connects without the statements
+/// that prepare a connection.
 class FakeDatabase {
 public:
     FakeDatabase();
@@ -27,14 +52,22 @@ public:
     FakeDatabase& operator=(const FakeDatabase&) = delete;
     ~FakeDatabase();
 
-    bool reachable = true;
-    std::map<std::string, Answer> answers; ///< by the statement
+    /// Restores the answers of the beginning, with `utf8` as what the panel says of its texts.
+    void reset(const Column& utf8 = "true");
 
-    /// What has been asked, in that order: the number of the connection, from 1, and the statement.
-    std::vector<std::pair<int, std::string>> statements;
-    int connections = 0; ///< how many there have been
-    std::set<int> open;  ///< the numbers of those that are open
-    int unreleasedResults = 0;
+    /// Returns the statements among the calls.
+    std::vector<std::string> statements() const;
+
+    bool hasMemory = true;    ///< otherwise no handle can be made
+    bool reachable = true;    ///< otherwise connecting fails
+    ClientError connectError; ///< reported after connecting, failed or not
+    bool canEscape = true;
+    std::map<std::string, Answer> answers; ///< by statement; by default no result set
+
+    std::map<int, std::string> options; ///< values by mysql_option, numbers in decimal
+    std::vector<std::string> calls;     ///< such as "init", "connect ...", "query ...", "close"
+    int openHandles = 0;
+    int openResults = 0;
 };
 
 /// The statements that read the action log.
@@ -43,8 +76,8 @@ extern const std::string rememberStop;
 extern const std::string lastStarted;
 extern const std::string lastStopped;
 
-/// The action log says that the administrator last started, and last stopped, those services.
-void setActionLog(FakeDatabase& database, const std::vector<std::optional<std::string>>& started,
-                  const std::vector<std::optional<std::string>>& stopped);
+/// Sets the action log: the services that the administrator last started, and last stopped.
+void setActionLog(FakeDatabase& database, const std::vector<Column>& started,
+                  const std::vector<Column>& stopped);
 
 } // namespace keldo::test
