@@ -37,8 +37,11 @@ const size_t password_size = 100;
 
 /* In seconds: how long to wait for each word of a server, which may accept connections and then
  * hang. The first limit holds until the handshake is complete. */
-const unsigned int connect_time_limit = 30;
+const unsigned int connect_time_limit = 10;
 const unsigned int answer_time_limit = 60;
+
+/* 0: send no file, whatever the server asks for. */
+const unsigned int local_infile = 0;
 
 struct free_result {
     void operator()(MYSQL_RES* result) const noexcept { db_client()->free_result(result); }
@@ -71,10 +74,22 @@ void set_option(MYSQL* db, mysql_option option, const void* value) {
     }
 }
 
+/* Leaves out mysql_clear_password, dialog and other plugins that send the password as it is. Only
+ * MariaDB's library has this option; MySQL's sends no password in clear by default. */
+void refuse_clear_passwords([[maybe_unused]] MYSQL* db) {
+#if defined(MARIADB_PACKAGE_VERSION_ID) && MARIADB_PACKAGE_VERSION_ID >= 30300
+    set_option(db, MARIADB_OPT_RESTRICTED_AUTH,
+               "mysql_native_password,mysql_old_password,client_ed25519,parsec,"
+               "caching_sha2_password,sha256_password,auth_gssapi_client");
+#endif
+}
+
 void set_options(MYSQL* db) {
     set_option(db, MYSQL_OPT_CONNECT_TIMEOUT, &connect_time_limit);
     set_option(db, MYSQL_OPT_READ_TIMEOUT, &answer_time_limit);
     set_option(db, MYSQL_OPT_WRITE_TIMEOUT, &answer_time_limit);
+    set_option(db, MYSQL_OPT_LOCAL_INFILE, &local_infile);
+    refuse_clear_passwords(db);
 }
 
 /* Returns the connection; closes it and returns null if its last call failed. */

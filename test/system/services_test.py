@@ -1,25 +1,28 @@
 # SPDX-License-Identifier: MIT
-"""Which services are checked, by what their definitions say. The database is down throughout."""
+"""Which services are checked, according to their definitions. The database is always down."""
 
 import pathlib
 import socket
+import struct
+import tempfile
+import threading
 import unittest
 
-from panel import KELDOCTL, Panel, Problem, down_report, report, restart, service_down
+from panel import KELDOCTL, PASSWORD, Panel, Problem, down_report, report, restart, service_down
 
 
 class CoreServicesTest(unittest.TestCase):
     def setUp(self):
         self.panel = Panel()
 
-    def test_everything_well_but_the_database(self):
+    def test_only_the_database_is_down(self):
         self.assertEqual(self.panel.run("--status").stdout, down_report("mysql"))
 
-    def test_without_a_database_the_core_services_are_checked_in_their_order(self):
+    def test_the_core_services_are_checked_in_their_order_without_a_database(self):
         self.panel.run("--status")
         self.assertEqual(self.panel.checked_services(), ["keldo", "smtp", "web", "dns", "mail"])
 
-    def test_problems_are_ordered_by_id_and_not_by_discovery(self):
+    def test_problems_are_sorted_by_id(self):
         self.panel.fake_monitor({"web": 1, "keldo": 32, "dns": -1, "smtp": 512, "mail": 2})
         self.assertEqual(self.panel.run("--status").stdout,
                          down_report("mysql", "keldo", "smtp", "web", "dns", "mail"))
@@ -32,7 +35,7 @@ class CoreServicesTest(unittest.TestCase):
         self.assertEqual(self.panel.run("--status").stdout, down_report("web"))
         self.assertEqual(self.panel.checked_services(), ["web"])
 
-    def test_nothing_to_check_is_an_empty_report(self):
+    def test_the_report_is_empty_if_there_is_nothing_to_check(self):
         for service in ("mysql", "keldo", "smtp", "web", "dns", "mail"):
             self.panel.write_definition(service, None)
         self.assertEqual(self.panel.run("--status").stdout, report())
@@ -44,34 +47,116 @@ class CoreServicesTest(unittest.TestCase):
         self.assertEqual(self.panel.run("--status").stdout, down_report("mysql"))
 
 
-class HalfUpDatabaseTest(unittest.TestCase):
-    """A database server that takes connections and then says nothing."""
+class FakeServer:
+    """A server at the panel database's socket. A thread serves one client after another by
+    `serve(self)`. Use it as a context manager."""
 
-    def setUp(self):
-        self.panel = Panel()
-        path = pathlib.Path("/run/mysqld/mysqld.sock")
-        path.parent.mkdir(exist_ok=True)
-        self.server = socket.socket(socket.AF_UNIX)
-        self.addCleanup(self.server.close)
-        self.addCleanup(path.unlink)
-        self.server.bind(str(path))
-        self.server.listen()
+    SOCKET = pathlib.Path("/run/mysqld/mysqld.sock")
+    LOCAL_FILES = 0x80
+    # A protocol of version 4.1, logging in to a database, authentication plugins and local files.
+    CAPABILITIES = 0x1 | 0x8 | LOCAL_FILES | 0x200 | 0x2000 | 0x8000 | 0x80000
 
-    def test_is_given_up_after_half_a_minute(self):
-        # strace answers the wait for the greeting at once, as after its time.
-        trace = self.panel.root / "trace"
-        done = self.panel.run("--status", program=(
-            "strace", "-qq", "-o", trace, "-e", "signal=none", "-e", "trace=poll",
-            "-e", "inject=poll:retval=0", KELDOCTL))
+    def __init__(self, serve):
+        self.SOCKET.parent.mkdir(exist_ok=True)
+        self.received = []  # what the clients sent, packet by packet
+        self._serve = serve
+        self._listener = socket.socket(socket.AF_UNIX)
+        self._listener.bind(str(self.SOCKET))
+        self._listener.listen()
+        self._thread = threading.Thread(target=self._serve_all)
+
+    def __enter__(self):
+        self._thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._thread.join()
+        self._listener.close()
+        self.SOCKET.unlink()
+
+    def _serve_all(self):
+        while True:
+            try:
+                self._connection, _ = self._listener.accept()
+            except OSError:  # shut down
+                return
+            with self._connection:
+                try:
+                    self._serve(self)
+                except OSError:  # the client has left
+                    pass
+
+    def send(self, number, payload):
+        """Sends a packet with that sequence number."""
+        self._connection.sendall(struct.pack("<I", len(payload))[:3] + bytes([number]) + payload)
+
+    def receive(self):
+        """Waits for the client and returns what it sends; nothing if it closes the connection."""
+        self.received.append(self._connection.recv(4096))
+        return self.received[-1]
+
+    def greet(self):
+        """Sends the server's greeting and returns the client's reply."""
+        self.send(0, b"\x0a10.11.6-MariaDB\0" + struct.pack("<I", 1) + b"12345678\0"
+                  + struct.pack("<HBHH", self.CAPABILITIES & 0xffff, 45, 2,
+                                self.CAPABILITIES >> 16)
+                  + b"\x15" + bytes(10) + b"123456789012\0mysql_native_password\0")
+        return self.receive()
+
+    def accept(self):
+        """Lets the client in."""
+        self.send(2, b"\0\0\0\2\0\0\0")
+
+
+class FakeServerTest(unittest.TestCase):
+    """A server at the panel database's socket that hangs, or that is somebody else's."""
+
+    def received(self, serve, program=(KELDOCTL,)):
+        """Runs keldoctl, which finds the database down. Returns what the server received."""
+        with FakeServer(serve) as server:
+            done = Panel().run("--status", program=program)
         self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
-        waits = trace.read_text(encoding="utf-8").splitlines()
-        self.assertEqual(len(waits), 2, waits)  # for the action log and for the service itself
+        return server.received
+
+    def test_a_silent_server_is_given_up_after_10_seconds_on_both_connections(self):
+        # strace ends each wait for the greeting at once, as if its time were over.
+        with tempfile.NamedTemporaryFile() as trace:
+            self.received(FakeServer.receive, program=(
+                "strace", "-qq", "-o", trace.name, "-e", "signal=none", "-e", "trace=poll",
+                "-e", "inject=poll:retval=0", KELDOCTL))
+            waits = trace.read().decode().splitlines()
+        self.assertEqual(len(waits), 2, waits)
         for wait in waits:
-            self.assertRegex(wait, r"events=POLLIN\}\], 1, 30000\) = 0 .*\(INJECTED\)")
+            self.assertRegex(wait, r"events=POLLIN\}\], 1, 10000\) = 0 .*\(INJECTED\)")
+
+    def test_the_password_is_not_sent_in_clear(self):
+        for plugin in (b"mysql_clear_password\0", b"dialog\0\4password"):
+            def serve(server, plugin=plugin):
+                server.greet()
+                server.send(2, b"\xfe" + plugin)
+                server.receive()
+
+            with self.subTest(plugin):
+                self.assertEqual(self.received(serve)[1::2], [b"", b""])
+
+    def test_no_local_file_is_sent(self):
+        def serve(server):
+            server.greet()
+            server.accept()
+            server.receive()
+            server.send(1, b"\xfb/etc/kvr/.kvr.shadow")
+            server.receive()
+
+        received = self.received(serve)
+        self.assertEqual(len(received), 6)
+        self.assertNotIn(PASSWORD, b"".join(received[2::3]))
+        for reply in received[::3]:
+            self.assertFalse(reply[4] & FakeServer.LOCAL_FILES)
 
 
 class OwnIdTest(unittest.TestCase):
-    """A definition file whose id differs from the id that it was asked for by."""
+    """A definition file with an id that differs from the name of the file."""
 
     def setUp(self):
         self.panel = Panel()
@@ -79,7 +164,7 @@ class OwnIdTest(unittest.TestCase):
             self.panel.write_definition(service, None)
         self.panel.write_service("web", own_id="apache", start="echo web started")
 
-    def test_the_monitor_and_the_problem_go_by_the_id_in_the_file(self):
+    def test_the_check_and_the_problem_use_the_id_in_the_file(self):
         self.panel.write_service("apache", start="echo apache started")
         self.panel.fake_monitor({"apache": 32})
         self.assertEqual(self.panel.run("--status").stdout, report(
@@ -87,33 +172,33 @@ class OwnIdTest(unittest.TestCase):
             [restart("apache")]).replace(b"The apache", b"The web"))
         self.assertEqual(self.panel.checked_services(), ["apache"])
 
-    def test_the_monitors_word_on_the_id_asked_for_is_not_heard(self):
+    def test_the_monitors_status_of_the_name_of_the_file_does_not_count(self):
         self.panel.fake_monitor(script="#!/bin/sh\necho '<monit><service><name>web</name>"
                                        "<status>1</status></service></monit>'\n")
         self.assertEqual(self.panel.run("--status").stdout, report())
 
-    def test_without_a_file_of_that_id_the_problem_has_no_solution(self):
+    def test_the_problem_has_no_solution_if_that_id_has_no_file(self):
         self.panel.fake_monitor({"apache": 32})
         problem = Problem("service-down:apache", "The web title service is switched off.")
         with_solutions = report([problem]).replace(
             b"</severity>\n", b"</severity>\n    <solutions/>\n")
         self.assertEqual(self.panel.run("--status").stdout, with_solutions)
 
-    def test_the_repair_goes_by_the_id_asked_for(self):
+    def test_the_repair_uses_the_name_of_the_file(self):
         done = self.panel.run("--repair", "restart-service:web", "restart-service:apache")
         self.assertEqual(done.stdout, report(
             actions=[restart("web", status="ok", log="web started\n")]))
 
-    def test_a_file_that_calls_itself_mysql_is_checked_as_the_database(self):
+    def test_a_file_with_the_id_mysql_is_checked_as_the_database(self):
         self.panel.write_service("web", own_id="mysql")
         self.panel.write_service("mysql")
         done = self.panel.run("--status")
-        # Both have the problem of one id: the later one's text stays, the first one's solution.
+        # Both have the same id. The text of the later problem stays, and the solution of the first.
         self.assertEqual(done.stdout,
                          report([service_down("mysql", title="web title")], [restart("mysql")]))
         self.assertEqual(self.panel.calls(), [])
 
-    def test_a_file_of_mysql_that_calls_itself_otherwise_is_asked_of_the_monitor(self):
+    def test_the_monitor_checks_the_file_of_mysql_if_it_has_another_id(self):
         self.panel.write_definition("web", None)
         for own_id in ("MySQL", "mysql5"):
             with self.subTest(own_id):
@@ -130,7 +215,7 @@ class OwnIdTest(unittest.TestCase):
 
 
 class SeveralChecksTest(unittest.TestCase):
-    def test_positions_restart_in_each_element_and_the_first_match_counts(self):
+    def test_positions_restart_in_each_checks_element_and_the_first_match_counts(self):
         panel = Panel()
         panel.write_definition("web", """
             <service id="web" xmlns="http://keldo.example/schemas/keldo/service/1">

@@ -141,11 +141,17 @@ TEST_F(DbConnectAdmin, ConnectsAndSendsNoStatement) {
     }
 }
 
-TEST_F(DbConnectAdmin, LimitsTheWaitForTheServer) {
+TEST_F(DbConnectAdmin, LimitsTheWaitForTheServerAndWhatItMayAskFor) {
     connects(db_connect_admin);
-    std::map<int, std::string> expected = {{MYSQL_OPT_CONNECT_TIMEOUT, "30"},
+    std::map<int, std::string> expected = {{MYSQL_OPT_CONNECT_TIMEOUT, "10"},
                                            {MYSQL_OPT_READ_TIMEOUT, "60"},
-                                           {MYSQL_OPT_WRITE_TIMEOUT, "60"}};
+                                           {MYSQL_OPT_WRITE_TIMEOUT, "60"},
+                                           {MYSQL_OPT_LOCAL_INFILE, "0"}};
+#if defined(MARIADB_PACKAGE_VERSION_ID) && MARIADB_PACKAGE_VERSION_ID >= 30300
+    expected[MARIADB_OPT_RESTRICTED_AUTH] =
+        "mysql_native_password,mysql_old_password,client_ed25519,parsec,"
+        "caching_sha2_password,sha256_password,auth_gssapi_client";
+#endif
     EXPECT_EQ(server.options, expected);
 }
 
