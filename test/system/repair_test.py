@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Repairs: which ids are carried out, how, and what the report says of them."""
+"""Repairs: which ids are carried out, how, and how they are reported."""
 
 import unittest
 
@@ -15,32 +15,20 @@ class RepairTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return done.stdout
 
-    def test_the_stop_action_runs_before_the_start_action(self):
-        self.panel.write_service("smtp", stop="echo stop", start="echo start")
-        self.assertEqual(self.repair("restart-service:smtp"), report(
-            [service_down("mysql")],
-            [restart("mysql"), restart("smtp", status="ok", log="stop\nstart\n")]))
+    def test_the_stop_action_runs_and_then_the_start_action_whose_status_counts(self):
+        for name, stop, start, status, log in (
+                ("both", "echo stop", "echo start", "ok", "stop\nstart\n"),
+                ("failed stop", "false", "true", "ok", ""),
+                ("failed start", "true", "echo no >&2; exit 3", "error", "no\n"),
+                ("only a start action", "", "echo start", "ok", "start\n"),
+                ("no action", "", "", "ok", "")):
+            with self.subTest(name):
+                self.panel.write_service("smtp", stop=stop, start=start)
+                self.assertEqual(self.repair("restart-service:smtp"), report(
+                    [service_down("mysql")],
+                    [restart("mysql"), restart("smtp", status=status, log=log)]))
 
-    def test_the_last_commands_status_decides(self):
-        self.panel.write_service("smtp", stop="false", start="true")
-        self.panel.write_service("web", stop="true", start="echo no >&2; exit 3")
-        self.assertEqual(self.repair("restart-service:web", "restart-service:smtp"), report(
-            [service_down("mysql")],
-            [restart("mysql"), restart("smtp", status="ok"),
-             restart("web", status="error", log="no\n")]))
-
-    def test_a_service_without_a_stop_action_is_just_started(self):
-        self.panel.write_service("smtp", start="echo start")
-        self.assertEqual(self.repair("restart-service:smtp"), report(
-            [service_down("mysql")],
-            [restart("mysql"), restart("smtp", status="ok", log="start\n")]))
-
-    def test_a_service_without_any_action_is_a_success(self):
-        self.panel.write_service("smtp")
-        self.assertEqual(self.repair("restart-service:smtp"), report(
-            [service_down("mysql")], [restart("mysql"), restart("smtp", status="ok")]))
-
-    def test_ids_that_name_no_action_are_skipped_without_a_word(self):
+    def test_ids_that_name_no_action_are_skipped(self):
         for action in ("", "restart-service:", "restart-service", "service-down:smtp",
                        "Restart-Service:smtp", " restart-service:smtp", "smtp",
                        "restart-service:nowhere"):
@@ -50,7 +38,7 @@ class RepairTest(unittest.TestCase):
                 with self.assertRaises(FileNotFoundError):
                     open("/usr/local/kvr/started", encoding="utf-8").close()
 
-    def test_no_ids_go_on_to_the_checks(self):
+    def test_without_ids_only_the_checks_run(self):
         self.assertEqual(self.repair(), down_report("mysql"))
 
     def test_repairs_run_in_the_order_of_the_command_line(self):
@@ -60,7 +48,7 @@ class RepairTest(unittest.TestCase):
         with open("/usr/local/kvr/order", encoding="utf-8") as order:
             self.assertEqual(order.read(), "web\nsmtp\nweb\n")
 
-    def test_of_an_id_given_twice_the_second_result_stays(self):
+    def test_the_second_result_of_a_repeated_id_is_reported(self):
         self.panel.write_service("web", start="echo x >> /usr/local/kvr/n; wc -l < /usr/local/kvr/n; test ! -e /usr/local/kvr/m",
                                  stop="test ! -e /usr/local/kvr/n || touch /usr/local/kvr/m")
         self.assertEqual(self.repair("restart-service:web", "restart-service:web"), report(
@@ -75,7 +63,7 @@ class RepairTest(unittest.TestCase):
         self.assertEqual(self.repair("restart-service:web"), report(
             [service_down("mysql")], [restart("mysql"), restart("web", status="ok")]))
 
-    def test_a_repair_that_did_not_help_is_reported_with_the_problem(self):
+    def test_a_failed_repair_is_reported_with_the_problem(self):
         self.panel.fake_monitor({"web": 512})
         self.panel.write_service("web", start="echo trying; exit 1")
         self.assertEqual(self.repair("restart-service:web"), report(
