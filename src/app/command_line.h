@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "report/message.h"
+#include "report/problem_model.h"
 
 #include <stdexcept>
 #include <string>

@@ -3,7 +3,7 @@
 #include "app/localization.h"
 
 #include "conf/config_value.h"
-#include "report/message.h"
+#include "report/problem_model.h"
 
 #include <clocale>
 #include <langinfo.h>

@@ -7,7 +7,7 @@
 #include "diag/repair.h"
 #include "diag/service_diagnosis.h"
 #include "diag/upgrade_check.h"
-#include "report/message.h"
+#include "report/problem_model.h"
 #include "report/report_writer.h"
 #include "xml/memory.h"
 

@@ -7,7 +7,16 @@
 
 namespace keldo {
 
+// The process-wide state of this folder; both live until exit.
+std::string currentLanguage = englishLanguage;
 ProblemModel problemModel;
+
+Message::Message(std::string messageText, std::string languageCode)
+    : text(std::move(messageText)), lang(std::move(languageCode)) {
+    if (lang.empty()) {
+        lang = englishLanguage;
+    }
+}
 
 Problem::Problem(std::string problemId, Message description, Severity howBad,
                  std::vector<Solution> proposed, std::optional<std::size_t> defaultPosition)

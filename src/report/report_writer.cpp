@@ -2,6 +2,7 @@
 
 #include "report/report_writer.h"
 
+#include "report/element_content.h"
 #include "xml/characters.h"
 #include "xml/handles.h"
 
@@ -15,13 +16,13 @@ namespace keldo {
 
 namespace {
 
-xmlNode* addElement(xmlNode* parent, const char* name, const xmlChar* content = nullptr) {
-    return xmlNewChild(parent, nullptr, toXml(name), content);
+/// `content` is what elementContent() returns, or a text without ampersands; null for none.
+xmlNode* addElement(xmlNode* parent, const char* name, const char* content = nullptr) {
+    return xmlNewChild(parent, nullptr, toXml(name), toXml(content));
 }
 
-xmlNode* addElement(xmlNode* parent, const char* name, const std::string& content) {
-    const std::optional<std::string> replaced = replaceInvalidXml(content);
-    return addElement(parent, name, toXml(replaced ? *replaced : content));
+xmlNode* addTextElement(xmlNode* parent, const char* name, const std::string& text) {
+    return addElement(parent, name, elementContent(text).c_str());
 }
 
 void addAttribute(xmlNode* element, const char* name, const std::string& value) {
@@ -33,20 +34,20 @@ void addMessageElement(const Message& message, xmlNode* parent) {
     if (message.text.empty()) {
         return;
     }
-    xmlNode* const element = addElement(parent, "message", message.text);
+    xmlNode* const element = addTextElement(parent, "message", message.text);
     addAttribute(element, "xml:lang", message.lang);
 }
 
 void addSeverityElement(Severity severity, xmlNode* parent) {
     switch (severity) {
     case Severity::minor:
-        addElement(parent, "severity", toXml("minor"));
+        addElement(parent, "severity", "minor");
         break;
     case Severity::major:
-        addElement(parent, "severity", toXml("major"));
+        addElement(parent, "severity", "major");
         break;
     case Severity::critical:
-        addElement(parent, "severity", toXml("critical"));
+        addElement(parent, "severity", "critical");
         break;
     }
 }
@@ -95,8 +96,8 @@ xmlNode* addActionElement(const Solution& action, xmlDoc* document) {
 }
 
 void addActionStatus(xmlNode* element, const ActionResult& result) {
-    addElement(element, "status", toXml(result.status != 0 ? "error" : "ok"));
-    addElement(element, "log", result.log);
+    addElement(element, "status", result.status != 0 ? "error" : "ok");
+    addTextElement(element, "log", result.log);
 }
 
 XmlDocument makeDocument(const ProblemModel& model) {
@@ -116,8 +117,8 @@ XmlDocument makeDocument(const ProblemModel& model) {
     return document;
 }
 
-/// Whether a write to standard output that has failed is worth another: after a signal, and, where
-/// the caller shares a descriptor that does not block, once the reader has made room.
+/// Whether to repeat a failed write to standard output: after a signal, or after waiting for room
+/// if the caller shares a non-blocking descriptor.
 bool mayWriteAgain() {
     if (errno == EAGAIN) {
         pollfd stream = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -137,7 +138,7 @@ void writeToStdout(std::string_view text) {
     }
 }
 
-/// The report, with the document that it is made from gone.
+/// The report's text. The document is freed on return, before a slow reader can block us.
 XmlText serialise(const ProblemModel& model) {
     xmlCheckVersion(oldestLibxml2);
     const XmlDocument document = makeDocument(model);

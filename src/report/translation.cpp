@@ -12,18 +12,17 @@ namespace keldo {
 
 namespace {
 
-/// While it lives, a variable of the environment reads as empty. Only the entry in `environ` is
-/// exchanged: the commands that a run starts later find their environment as it was, to the order
-/// of its entries.
+/// Makes an environment variable read as empty while this object lives. Exchanges the entry in
+/// `environ` and puts it back, so that the commands of a run find every variable in its old place.
 class BlankedVariable {
 public:
-    /// `blank` is the variable's name and "=", and outlives this.
+    /// `blank` is the variable's name and "="; it must outlive this object.
     explicit BlankedVariable(const char* blank) {
         for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
             if (std::strncmp(*entry, blank, std::strlen(blank)) == 0) {
                 entry_ = entry;
                 original_ = *entry;
-                *entry = const_cast<char*>(blank); // getenv(3) hands out what nobody may write to
+                *entry = const_cast<char*>(blank); // nobody writes to it
                 return;
             }
         }
@@ -41,23 +40,23 @@ private:
     char* original_ = nullptr;
 };
 
-/// gettext, but from the catalogue of the selected locale whatever the environment says: LANGUAGE
-/// would choose others.
+/// gettext(3) without LANGUAGE, which would choose other catalogues than that of the locale.
 std::string lookUp(const std::string& text) {
     const BlankedVariable language("LANGUAGE=");
     return gettext(text.c_str());
 }
 
-/// Where a placeholder is in a text. The place last found is kept until it is passed: one that is
-/// far away, or nowhere, is not looked for again at each place of another.
+/// Finds the occurrences of a placeholder in a text. Remembers the last hit, so that a distant or
+/// absent placeholder is not searched for repeatedly.
 class Occurrences {
 public:
-    /// Both the text and the substitution outlive this.
+    /// Both arguments must outlive this object.
     Occurrences(std::string_view text, const std::optional<Substitution>& substitution)
         : text_(text), substitution_(substitution),
           position_(substitution ? text.find(substitution->placeholder) : std::string_view::npos) {}
 
-    /// The first one at or after `start`, which never goes back, or npos.
+    /// Returns the first position at or after `start`, or npos. `start` must not decrease from call
+    /// to call.
     size_t next(size_t start) {
         if (position_ < start) {
             position_ = text_.find(substitution_->placeholder, start);
@@ -85,13 +84,13 @@ Message substitute(const Message& message, const std::optional<Substitution>& fi
                    const std::optional<Substitution>& second) {
     std::string result;
     const std::string_view text = message.text;
-    Occurrences firstOnes(text, first);
-    Occurrences secondOnes(text, second);
+    Occurrences firstPlaces(text, first);
+    Occurrences secondPlaces(text, second);
     size_t done = 0;
     while (done < text.size()) {
-        const size_t firstPosition = firstOnes.next(done);
-        const size_t secondPosition = secondOnes.next(done);
-        if (firstPosition == secondPosition) { // neither is there, or both at the same place
+        const size_t firstPosition = firstPlaces.next(done);
+        const size_t secondPosition = secondPlaces.next(done);
+        if (firstPosition == secondPosition) { // neither occurs, or both at one place
             result += text.substr(done);
             break;
         }

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "report/message.h"
+#include "report/problem_model.h"
 
 #include <optional>
 #include <string>
@@ -15,18 +15,18 @@ struct Substitution {
     std::string value;
 };
 
-/// The translation of an English text by gettext(3) in the catalogue that setLanguage has bound,
-/// tagged with the language that it is really in: the report's, where a translation was found or
-/// the report is in any English, else "en-US". The LANGUAGE variable of the environment has no say.
+/// Translates an English text by gettext(3), from the catalogue that setLanguage() has bound. The
+/// message has the report's language if a translation was found or that language is English of any
+/// country, else "en-US". Ignores LANGUAGE in the environment.
 Message translate(const std::string& text);
 
-/// Fills placeholders from left to right in one pass; values are not searched again. Where both
-/// placeholders are found at the same place (the same one twice, or one a prefix of the other),
-/// the rest of the text is left as it is. Keeps the message's language.
+/// Fills placeholders from left to right in one pass; values are not searched again. If both
+/// placeholders occur at the same place (they are equal, or one is a prefix of the other), the rest
+/// of the text stays as it is. Keeps the message's language.
 Message substitute(const Message& message, const std::optional<Substitution>& first = {},
                    const std::optional<Substitution>& second = {});
 
-/// Translates `text`, then substitutes in the translation.
+/// Translates `text`, then fills the placeholders of the translation.
 Message translateWith(const std::string& text, const std::optional<Substitution>& first = {},
                       const std::optional<Substitution>& second = {});
 

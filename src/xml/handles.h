@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-/// Owners of libxml2's objects, and its texts to and from std::string.
+/// Owners of libxml2 objects, and conversions between libxml2's strings and ours.
 
 namespace keldo {
 
-/// For xmlCheckVersion: the oldest libxml2 that will do, 2.6.27.
+/// The oldest libxml2 that we accept, 2.6.27, as xmlCheckVersion() takes it.
 inline constexpr int oldestLibxml2 = 20627;
 
 struct XmlDocumentCloser {
@@ -24,7 +24,7 @@ struct XmlTextCloser {
 };
 using XmlText = std::unique_ptr<xmlChar, XmlTextCloser>;
 
-/// The text for a libxml2 call, up to its first NUL; valid as long as `text` itself.
+/// `text` as a libxml2 argument, up to its first NUL; valid as long as `text`. Null stays null.
 inline const xmlChar* toXml(const char* text) {
     return reinterpret_cast<const xmlChar*>(text);
 }
@@ -32,12 +32,12 @@ inline const xmlChar* toXml(const std::string& text) {
     return toXml(text.c_str());
 }
 
-/// The bytes of a text of libxml2's, valid as long as `text` itself.
+/// The bytes of a libxml2 string that is not null; valid as long as `text`.
 inline std::string_view viewXml(const xmlChar* text) {
     return reinterpret_cast<const char*>(text);
 }
 
-/// A copy of a text of libxml2's; a null one gives the empty string.
+/// A copy of a libxml2 string; empty if `text` is null.
 inline std::string fromXml(const xmlChar* text) {
     return text != nullptr ? reinterpret_cast<const char*>(text) : "";
 }

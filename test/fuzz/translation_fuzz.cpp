@@ -13,7 +13,7 @@ namespace keldo::test {
 
 namespace {
 
-// The model: a text read character by character.
+// The model: reads the text character by character.
 
 bool begins(std::string_view text, const std::optional<Substitution>& substitution) {
     return substitution && text.starts_with(substitution->placeholder);
@@ -40,9 +40,9 @@ std::string filled(std::string_view rest, const std::optional<Substitution>& fir
     return result;
 }
 
-// What is tried.
+// The input.
 
-/// A placeholder is never empty, so an empty text is none.
+/// Placeholders are never empty, so an empty text stands for no substitution.
 std::optional<Substitution> nextSubstitution(Texts& texts) {
     const std::string placeholder = texts.next();
     const std::string value = texts.next();
@@ -58,7 +58,7 @@ bool contains(const std::string& text, const std::optional<Substitution>& substi
 
 } // namespace
 
-/// A message's text and language, then two placeholders, each with its value.
+/// The texts are a message's text and language, then two placeholders with a value each.
 void tryInput(const std::string& input) {
     Texts texts(input);
     const std::string text = texts.next();

@@ -21,7 +21,7 @@ Solution restart(const std::string& service, const std::string& description = "R
     return {"restart-service:" + service, english(description), "stop\nstart"};
 }
 
-/// Everything that a solution holds, in one value that can be compared.
+/// All fields of a solution, to be compared at once.
 std::vector<std::string> fields(const Solution& solution) {
     return {solution.id, solution.message.text, solution.message.lang, solution.commands};
 }
@@ -34,6 +34,16 @@ template <typename Map> std::vector<std::string> keys(const Map& map) {
     return result;
 }
 
+TEST(CurrentLanguage, IsEnglishAtStart) {
+    EXPECT_EQ("en-US", currentLanguage);
+}
+
+TEST(Message, IsEnglishWithoutALanguage) {
+    EXPECT_EQ("de-DE", Message("Webserver", "de-DE").lang);
+    EXPECT_EQ(english("Web Server"), Message("Web Server", ""));
+    EXPECT_EQ(english(""), Message());
+}
+
 TEST(Severity, HasThreeNamedValues) {
     EXPECT_EQ(0, static_cast<int>(Severity::minor));
     EXPECT_EQ(1, static_cast<int>(Severity::major));
@@ -41,7 +51,7 @@ TEST(Severity, HasThreeNamedValues) {
     EXPECT_EQ(4U, sizeof(Severity));
 }
 
-TEST(Problem, HoldsWhatItIsConstructedFrom) {
+TEST(Problem, StoresTheConstructorsArguments) {
     const Problem problem("service-down:web", english("It is off."), Severity::critical,
                           {restart("web"), restart("dns")}, 1);
     EXPECT_EQ("service-down:web", problem.id);
@@ -53,16 +63,13 @@ TEST(Problem, HoldsWhatItIsConstructedFrom) {
     EXPECT_EQ(1U, problem.defaultSolution);
 }
 
-TEST(Problem, HasNoDefaultUnlessOneIsGiven) {
+TEST(Problem, HasNoDefaultWithoutAPositionOrWithoutSolutions) {
     EXPECT_EQ(std::nullopt,
               Problem("x", english(""), Severity::major, {restart("web")}).defaultSolution);
-}
-
-TEST(Problem, WithoutSolutionsHasNoDefaultWhateverIsGiven) {
     EXPECT_EQ(std::nullopt, Problem("x", english(""), Severity::major, {}, 0).defaultSolution);
 }
 
-TEST(Problem, CopyHasTheDefaultAtTheSamePositionOfItsOwnList) {
+TEST(Problem, CopiesTheDefaultAsAPosition) {
     Problem original("x", english(""), Severity::major, {restart("web"), restart("dns")}, 1);
     Problem copy = original;
     Problem assigned;
@@ -74,51 +81,36 @@ TEST(Problem, CopyHasTheDefaultAtTheSamePositionOfItsOwnList) {
     }
 }
 
-TEST(AddDefaultSolution, AppendsOneThatIsNew) {
-    Problem problem("x", english(""), Severity::major, {restart("web")});
-    problem.addDefaultSolution(restart("dns"));
-    ASSERT_EQ(2U, problem.solutions.size());
-    EXPECT_EQ(fields(restart("dns")), fields(problem.solutions[1]));
-    EXPECT_EQ(1U, problem.defaultSolution);
+TEST(AddDefaultSolution, AppendsASolutionWithANewId) {
+    for (const char* id : {"restart-service:dns", "Restart-service:web", ""}) {
+        SCOPED_TRACE(id);
+        Problem problem("x", english(""), Severity::major, {restart("web")});
+        const Solution added = {id, restart("web").message, "stop\nstart"};
+        problem.addDefaultSolution(added);
+        ASSERT_EQ(2U, problem.solutions.size());
+        EXPECT_EQ(fields(added), fields(problem.solutions[1]));
+        EXPECT_EQ(1U, problem.defaultSolution);
+    }
 }
 
-TEST(AddDefaultSolution, KeepsTheDescriptionOfAnIdThatIsThere) {
-    Problem problem("x", english(""), Severity::major, {restart("web", "First."), restart("dns")},
-                    1);
-    problem.addDefaultSolution(restart("web", "Second."));
-    ASSERT_EQ(2U, problem.solutions.size());
-    EXPECT_EQ("First.", problem.solutions[0].message.text);
-    EXPECT_EQ(0U, problem.defaultSolution);
-}
-
-TEST(AddDefaultSolution, TakesTheFirstOfSeveralWithTheId) {
-    Problem problem("x", english(""), Severity::major, {restart("a"), restart("b"), restart("b")});
-    problem.addDefaultSolution(restart("b"));
-    EXPECT_EQ(3U, problem.solutions.size());
-    EXPECT_EQ(1U, problem.defaultSolution);
-}
-
-TEST(AddDefaultSolution, ComparesNothingButTheId) {
-    Problem problem("x", english(""), Severity::major, {restart("web")});
-    problem.addDefaultSolution({"Restart-service:web", restart("web").message, "stop\nstart"});
-    EXPECT_EQ(2U, problem.solutions.size());
+TEST(AddDefaultSolution, KeepsTheFirstSolutionWithTheId) {
+    const Solution b = restart("b", "First.");
+    Problem problem("x", english(""), Severity::major, {restart("a"), b, restart("b")}, 0);
+    problem.addDefaultSolution(restart("b", "Second."));
+    ASSERT_EQ(3U, problem.solutions.size());
+    EXPECT_EQ(fields(b), fields(problem.solutions[1]));
     EXPECT_EQ(1U, problem.defaultSolution);
 }
 
 TEST(ProblemModel, IsEmptyAtStart) {
-    const ProblemModel model;
-    EXPECT_TRUE(model.problems().empty());
-    EXPECT_TRUE(model.actions().empty());
-    EXPECT_TRUE(model.actionResults().empty());
+    for (const ProblemModel& model : {ProblemModel(), problemModel}) {
+        EXPECT_TRUE(model.problems().empty());
+        EXPECT_TRUE(model.actions().empty());
+        EXPECT_TRUE(model.actionResults().empty());
+    }
 }
 
-TEST(ProblemModel, OfTheRunIsEmptyAtStart) {
-    EXPECT_TRUE(problemModel.problems().empty());
-    EXPECT_TRUE(problemModel.actions().empty());
-    EXPECT_TRUE(problemModel.actionResults().empty());
-}
-
-TEST(AddProblem, KeepsTheLastOfAnIdAndTheActionsOfAll) {
+TEST(AddProblem, ReplacesAProblemButKeepsItsActions) {
     ProblemModel model;
     model.addProblem({"x", english("First."), Severity::minor, {restart("web")}, 0});
     model.addProblem({"x", english("Second."), Severity::critical, {restart("dns")}});
@@ -132,7 +124,7 @@ TEST(AddProblem, KeepsTheLastOfAnIdAndTheActionsOfAll) {
     EXPECT_THAT(keys(model.actions()), ElementsAre("restart-service:dns", "restart-service:web"));
 }
 
-TEST(AddProblem, RegistersEachSolutionUnlessItsIdIsThere) {
+TEST(AddProblem, RegistersEachSolutionUnlessItsIdIsKnown) {
     ProblemModel model;
     model.addProblem(
         {"a", english(""), Severity::major, {restart("web", "First."), restart("dns")}});
@@ -155,7 +147,7 @@ TEST(ProblemModel, IteratesInByteOrderOfTheIds) {
     EXPECT_THAT(keys(model.actionResults()), inOrder);
 }
 
-TEST(RegisterAction, TakesACopyOfAllThatIsNewAndLeavesWhatIsThere) {
+TEST(RegisterAction, CopiesANewActionAndKeepsAKnownOne) {
     ProblemModel model;
     Solution solution = {"a", {"Neu starten.", "de-DE"}, "one\ntwo"};
     model.registerAction(solution);
@@ -165,23 +157,17 @@ TEST(RegisterAction, TakesACopyOfAllThatIsNewAndLeavesWhatIsThere) {
                 ElementsAre("a", "Neu starten.", "de-DE", "one\ntwo"));
 }
 
-TEST(StoreAction, InsertsAndOverwritesAllFields) {
-    ProblemModel model;
-    model.storeAction({"a", english("First."), "one"});
-    model.storeAction({"a", {"Zweite.", "de-DE"}, "two"});
-    ASSERT_THAT(keys(model.actions()), ElementsAre("a"));
-    EXPECT_THAT(fields(model.actions().at("a")), ElementsAre("a", "Zweite.", "de-DE", "two"));
-}
-
-TEST(StoreAction, WinsOverARegisteredActionAndIsNotUndoneByOne) {
+TEST(StoreAction, ReplacesAllFieldsOfAKnownAction) {
     ProblemModel model;
     model.registerAction({"a", english("Registered."), "one"});
-    model.storeAction({"a", english("Stored."), "two"});
-    model.registerAction({"a", english("Registered again."), "three"});
-    EXPECT_THAT(fields(model.actions().at("a")), ElementsAre("a", "Stored.", "en-US", "two"));
+    model.storeAction({"a", english("First."), "two"});
+    model.storeAction({"a", {"Zweite.", "de-DE"}, "three"});
+    model.registerAction({"a", english("Registered again."), "four"});
+    ASSERT_THAT(keys(model.actions()), ElementsAre("a"));
+    EXPECT_THAT(fields(model.actions().at("a")), ElementsAre("a", "Zweite.", "de-DE", "three"));
 }
 
-TEST(SetActionResult, KeepsTheLastOfAnId) {
+TEST(SetActionResult, ReplacesTheEarlierResult) {
     ProblemModel model;
     model.setActionResult("a", {-1, "first"});
     model.setActionResult("a", {0, "second"});
@@ -190,7 +176,7 @@ TEST(SetActionResult, KeepsTheLastOfAnId) {
     EXPECT_EQ("second", model.actionResults().at("a").log);
 }
 
-TEST(SetActionResult, TakesALogWithoutCopyingIt) {
+TEST(SetActionResult, MovesTheLog) {
     ActionResult result = {0, std::string(1000, 'l')};
     const char* const bytes = result.log.data();
     ProblemModel model;
@@ -198,11 +184,11 @@ TEST(SetActionResult, TakesALogWithoutCopyingIt) {
     EXPECT_EQ(bytes, model.actionResults().at("a").log.data());
 }
 
-TEST(ActionResult, IsASuccessUnlessSaidOtherwise) {
+TEST(ActionResult, IsASuccessByDefault) {
     EXPECT_EQ(0, ActionResult().status);
 }
 
-TEST(FindProblem, WantsTheVeryId) {
+TEST(FindProblem, WantsTheExactId) {
     ProblemModel model;
     model.addProblem({"upgrade", english(""), Severity::minor});
     EXPECT_EQ(&model.problems().at("upgrade"), model.findProblem("upgrade"));

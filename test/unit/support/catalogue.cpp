@@ -2,7 +2,7 @@
 
 #include "support/catalogue.h"
 
-#include "report/message.h"
+#include "report/problem_model.h"
 
 #include <clocale>
 #include <cstdlib>

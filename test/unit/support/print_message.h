@@ -2,14 +2,13 @@
 
 #pragma once
 
-#include "report/message.h"
+#include "report/problem_model.h"
 
 #include <ostream>
 
 namespace keldo {
 
-/// How the test framework shows a message where values differ. Include it wherever messages are
-/// compared.
+/// Makes the test framework show messages that differ. Include it wherever messages are compared.
 inline void PrintTo(const Message& message, std::ostream* out) {
     *out << '"' << message.text << "\" in " << message.lang;
 }

@@ -16,10 +16,9 @@
 
 namespace {
 
-/// The allocation that is to fail, counted from when this is set; 0: none.
+/// The allocation that fails, counted from now; 0 for none.
 int failing = 0;
 
-/// Whether strdup() fails, each time.
 bool strdupFails = false;
 
 bool fails() {
@@ -52,10 +51,10 @@ char* __wrap_strdup(const char* text) {
 namespace keldo {
 namespace {
 
-/// Tests run in processes of their own, since there is no way back.
+/// Each test runs in a child process, because xmlMemSetup() cannot be undone.
 class XmlMemory : public testing::Test {
 protected:
-    /// Does something with that allocation failing, and ends with 0 for true, if it comes so far.
+    /// Calls `work` with that allocation failing, and exits with 0 if it returns true.
     static void run(int allocation, const std::function<bool()>& work) {
         abortOnXmlOutOfMemory();
         failing = allocation;
@@ -65,7 +64,7 @@ protected:
     }
 };
 
-TEST_F(XmlMemory, IsThereAsBefore) {
+TEST_F(XmlMemory, AllocatesAsBefore) {
     const auto use = [] {
         char* const memory = static_cast<char*>(xmlRealloc(xmlMalloc(1), 100));
         memory[99] = 'x';
@@ -75,7 +74,7 @@ TEST_F(XmlMemory, IsThereAsBefore) {
     EXPECT_EXIT(run(0, use), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(XmlMemory, DoesNotRunOutWhereStrdupFails) {
+TEST_F(XmlMemory, CopiesTextsWithoutStrdup) {
     const auto copy = [] {
         strdupFails = true;
         char* const text = xmlMemStrdup("text");
@@ -87,7 +86,7 @@ TEST_F(XmlMemory, DoesNotRunOutWhereStrdupFails) {
     EXPECT_EXIT(run(0, copy), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(XmlMemory, EndsTheProcessWhereItRunsOut) {
+TEST_F(XmlMemory, AbortsIfAnAllocationFails) {
     const auto allocate = [] { return xmlMalloc(1) != nullptr; };
     const auto enlarge = [] { return xmlRealloc(nullptr, 1) != nullptr; };
     const auto duplicate = [] { return xmlMemStrdup("text") != nullptr; };
@@ -97,8 +96,8 @@ TEST_F(XmlMemory, EndsTheProcessWhereItRunsOut) {
     EXPECT_EXIT(run(2, allocate), testing::ExitedWithCode(0), "");
 }
 
-// With a text long enough that the serialiser enlarges its buffer several times.
-TEST_F(XmlMemory, IsThereForAWholeReportOrForNone) {
+// The log is long enough for the serialiser to enlarge its buffer several times.
+TEST_F(XmlMemory, AbortsARunOrWritesTheWholeReport) {
     ProblemModel model;
     const Solution restart = {"r", {"Restart it.", "en-US"}, ""};
     model.addProblem({"x", {"It is off.", "en-US"}, Severity::major, {restart}, 0});

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 
-#include "support/carriable_text.h"
+#include "support/xml_text.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -24,7 +26,7 @@ bool isInXml(char32_t c) {
            (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= lastCharacter);
 }
 
-/// A byte of a sequence: `mark` and as many of the character's bits, from `shift` on, as it takes.
+/// One byte of a sequence: `mark`, and the character's bits from `shift` on.
 char byteOf(char32_t character, unsigned int mark, int shift) {
     const unsigned int bits = mark < 0xC0 ? 0x3F : 0x1F;
     return static_cast<char>(mark | ((character >> shift) & bits));
@@ -43,7 +45,7 @@ std::string encoded(char32_t c) {
     return {byteOf(c, 0xF0, 18), byteOf(c, 0x80, 12), byteOf(c, 0x80, 6), byteOf(c, 0x80, 0)};
 }
 
-/// Every sequence of bytes with which the encoding of a character begins, up to the last but one.
+/// All that the encoding of a character can begin with, up to its last byte but one.
 std::set<std::string, std::less<>> allBeginnings() {
     std::set<std::string, std::less<>> beginnings;
     for (char32_t c = 0x80; c <= lastCharacter; c += 0x40) { // only the last byte differs between
@@ -55,7 +57,7 @@ std::set<std::string, std::less<>> allBeginnings() {
     return beginnings;
 }
 
-/// How many bytes the encoding of a character has that begins with this byte.
+/// The length of the encodings that begin with this byte.
 std::size_t announcedLength(unsigned char first) {
     if (first < 0x80) {
         return 1;
@@ -66,8 +68,8 @@ std::size_t announcedLength(unsigned char first) {
     return first < 0xF0 ? 3 : 4;
 }
 
-/// The character at the start of a text, as much as its first byte announces; nothing where there
-/// is none, or the encoding is not the one of that character.
+/// The character at the start of a text. Nothing if there is none, or in another encoding than that
+/// of the character.
 std::optional<char32_t> firstCharacter(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
     const std::size_t length = announcedLength(first);
@@ -82,7 +84,7 @@ std::optional<char32_t> firstCharacter(std::string_view text) {
     return character;
 }
 
-/// How many bytes at the start of a text, which is no character, are replaced together.
+/// How many bytes at the start of a text, which is no character, one U+FFFD replaces.
 std::size_t illFormedLength(std::string_view text) {
     static const auto beginnings = allBeginnings();
     std::size_t length = std::min<std::size_t>(text.size(), 3);
@@ -92,9 +94,31 @@ std::size_t illFormedLength(std::string_view text) {
     return length;
 }
 
+/// What XML reads for a reference, given its part between "&" and ";". Nothing if XML has no such
+/// reference.
+std::optional<std::string> referenced(const std::string& name) {
+    static const std::map<std::string, std::string> predefined = {
+        {"lt", "<"}, {"gt", ">"}, {"amp", "&"}, {"quot", "\""}, {"apos", "'"}};
+    const auto entity = predefined.find(name);
+    if (entity != predefined.end()) {
+        return entity->second;
+    }
+    const bool isHexadecimal = name.starts_with("#x");
+    const std::string digits = name.starts_with("#") ? name.substr(isHexadecimal ? 2 : 1) : "";
+    const char* const allowed = isHexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
+    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos) {
+        return std::nullopt;
+    }
+    const unsigned long number = std::strtoul(digits.c_str(), nullptr, isHexadecimal ? 16 : 10);
+    if (number > lastCharacter || !isInXml(static_cast<char32_t>(number))) {
+        return std::nullopt;
+    }
+    return encoded(static_cast<char32_t>(number));
+}
+
 } // namespace
 
-std::string carriableText(std::string_view text) {
+std::string validText(std::string_view text) {
     std::string result;
     while (!text.empty()) {
         const auto character = firstCharacter(text);
@@ -102,6 +126,19 @@ std::string carriableText(std::string_view text) {
         text.remove_prefix(character ? encoded(*character).size() : illFormedLength(text));
     }
     return result;
+}
+
+std::string textOfContent(std::string_view content) {
+    std::string rest = validText(content);
+    std::string result;
+    for (std::size_t at = rest.find('&'); at != std::string::npos; at = rest.find('&')) {
+        const std::size_t end = rest.find(';', at);
+        const std::optional<std::string> character =
+            end != std::string::npos ? referenced(rest.substr(at + 1, end - at - 1)) : std::nullopt;
+        result += rest.substr(0, at) + character.value_or("&");
+        rest.erase(0, (character ? end : at) + 1);
+    }
+    return result + rest;
 }
 
 } // namespace keldo::test
