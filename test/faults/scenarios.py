@@ -67,7 +67,7 @@ SCENARIOS = {scenario.name: scenario for scenario in (
     Scenario("database-down", ("--status",), Findings(down=frozenset({"mysql"})), database=False),
     Scenario("repair-two-ids", ("--repair", "restart-service:web", "restart-service:dns"),
              Findings(down=frozenset({"dns"}),
-                      repairs=(("web", "ok", "web: stopped\nweb: started\n"),
+                      repairs=(("web", "ok", "web: stopped\nR&D: started\n"),
                                ("dns", "error", "dns: stopped\ndns: failed\n"))),
              down=("web", "dns"), repairs=("web", "dns")),
     Scenario("german", ("--status", "--language=de-DE"), Findings(down=frozenset({"web"})),
@@ -119,7 +119,7 @@ def lay_out(scenario, database):
 def start_commands(service):
     """All is printed in one go, so that each run reads as often as the others."""
     if service == "web":
-        return f"rm -f {DOWN}/web; printf 'web: stopped\\nweb: started\\n'"
+        return f"rm -f {DOWN}/web; printf 'web: stopped\\nR&D: started\\n'"
     return f"printf '{service}: stopped\\n{service}: failed\\n'; exit 3"
 
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Message catalogues that are broken, untrue about their codeset, or translated carelessly."""
+"""Message catalogues that are damaged, declare a wrong codeset, or are badly translated."""
 
 import os
 import signal
@@ -15,7 +15,7 @@ UTF8 = "Content-Type: text/plain; charset=UTF-8\n"
 
 
 def mo_file(translations, header=UTF8, codec="utf-8"):
-    """The bytes of a compiled catalogue, as msgfmt would write them if it let these pass."""
+    """The bytes of a compiled catalogue; msgfmt would refuse some of these."""
     texts = sorted((key.encode(), value.encode(codec))
                    for key, value in ({"": header} | translations).items())
     start = 28 + 16 * len(texts)
@@ -40,7 +40,7 @@ ENGLISH = web_down("The Größe service is switched off.", "Restart the Größe 
 
 
 class CatalogueTest(unittest.TestCase):
-    """A service that is down, with an umlaut in its title, and German asked for."""
+    """A report in German on a service that is down and has an umlaut in its title."""
 
     def setUp(self):
         self.panel = Panel()
@@ -63,43 +63,39 @@ class CatalogueTest(unittest.TestCase):
 
 
 class TranslationTest(CatalogueTest):
-    def test_a_translation_without_the_placeholder_does_without_the_title(self):
-        self.check(mo_file({DOWN: "Steht.", RESTART: "Starten."}), web_down("Steht.", "Starten."))
-
-    def test_a_placeholder_may_stand_more_than_once(self):
-        self.check(mo_file({DOWN: "<service_title>: <service_title>!",
-                            RESTART: "<service_title><service_title>"}),
-                   web_down("Größe: Größe!", "GrößeGröße"))
-
-    def test_a_placeholder_that_was_changed_stays(self):
-        self.check(mo_file({DOWN: "<service_titel> < service_title>", RESTART: "<service_title"}),
-                   web_down("<service_titel> < service_title>", "<service_title"))
-
-    def test_an_empty_translation_leaves_the_message_out(self):
-        self.check(mo_file({DOWN: "", RESTART: "Starten."}), web_down("", "Starten."))
-
-    def test_markup_in_a_translation_is_text(self):
-        self.check(mo_file({DOWN: "</message><b>", RESTART: "<!-- <?x ]]>"}),
-                   web_down("</message><b>", "<!-- <?x ]]>"))
+    def test_texts_and_what_a_report_makes_of_them(self):
+        for fact, texts, shown in (
+                ("no placeholder", ("Steht.", "Starten."), ("Steht.", "Starten.")),
+                ("several placeholders", ("<service_title>: <service_title>!",
+                                          "<service_title><service_title>"),
+                 ("Größe: Größe!", "GrößeGröße")),
+                ("misspelt placeholders", ("<service_titel> < service_title>", "<service_title"),
+                 ("<service_titel> < service_title>", "<service_title")),
+                ("empty translation", ("", "Starten."), ("", "Starten.")),
+                ("markup", ("</message><b>", "<!-- <?x ]]>"), ("</message><b>", "<!-- <?x ]]>")),
+                ("ampersands", ("Kauf & Verkauf; &nbsp;", "&amp;&"),
+                 ("Kauf & Verkauf; &nbsp;", "&&"))):
+            with self.subTest(fact):
+                self.check(mo_file({DOWN: texts[0], RESTART: texts[1]}), web_down(*shown))
 
     def test_a_translation_of_a_megabyte(self):
         self.check(mo_file({DOWN: "ä" * 1000000, RESTART: "r"}), web_down("ä" * 1000000, "r"))
 
-    def test_nonsense_about_plural_forms_is_of_no_account(self):
+    def test_invalid_plural_forms_are_ignored(self):
         self.check(mo_file({DOWN: "d", RESTART: "r"},
                            header=UTF8 + "Plural-Forms: nplurals=99999999999; plural=1/0;\n"),
                    web_down("d", "r"))
 
 
 class CodesetTest(CatalogueTest):
-    """What a catalogue is in, what it says that it is in, and what the locale is in."""
+    """The codesets that a catalogue is written in and declares, and that of the locale."""
 
     GERMAN = {DOWN: "<service_title> läuft nicht.", RESTART: "<service_title> öffnen."}
     CONVERTED = web_down("Größe läuft nicht.", "Größe öffnen.")
     REPLACED = web_down("Größe l\ufffduft nicht.", "Größe \ufffdffnen.")
 
     def german(self, codec, charset):
-        """The German catalogue in one codeset, saying that it is in another."""
+        """The German catalogue in one codeset that declares another."""
         header = f"Content-Type: text/plain; charset={charset}\n" if charset else ""
         return mo_file(self.GERMAN, header, codec)
 
@@ -108,17 +104,16 @@ class CodesetTest(CatalogueTest):
             with self.subTest(charset):
                 self.check(self.german(charset, charset), self.CONVERTED)
 
-    def test_latin1_that_says_it_is_utf8_is_replaced(self):
-        self.check(self.german("latin-1", "UTF-8"), self.REPLACED)
+    def test_latin1_that_is_not_declared_is_replaced(self):
+        for charset in ("UTF-8", None):
+            with self.subTest(charset):
+                self.check(self.german("latin-1", charset), self.REPLACED)
 
-    def test_latin1_that_says_nothing_is_replaced(self):
-        self.check(self.german("latin-1", None), self.REPLACED)
-
-    def test_utf8_that_says_it_is_latin1_is_believed(self):
+    def test_utf8_declared_as_latin1_is_converted(self):
         self.check(self.german("utf-8", "ISO-8859-1"),
                    web_down("Größe lÃ¤uft nicht.", "Größe Ã¶ffnen."))
 
-    def test_a_codeset_that_is_unknown_or_untrue_leaves_the_text_untranslated(self):
+    def test_an_unknown_or_wrong_codeset_leaves_texts_in_english(self):
         for codec, charset in (("utf-8", "X-NONE"), ("utf-8", "ASCII"), ("latin-1", "ASCII"),
                                ("utf-8", "X" * 100000)):
             with self.subTest(codec=codec, charset=charset[:20]):
@@ -129,7 +124,7 @@ class CodesetTest(CatalogueTest):
             with self.subTest(charset):
                 self.check(self.german(charset, charset), self.REPLACED, "LOCPATH_LATIN1")
 
-    def test_latin1_that_says_it_is_utf8_is_nothing_to_a_latin1_locale(self):
+    def test_latin1_declared_as_utf8_leaves_texts_of_a_latin1_locale_in_english(self):
         self.check(self.german("latin-1", "UTF-8"), ENGLISH, "LOCPATH_LATIN1")
 
 
@@ -144,11 +139,11 @@ class BrokenFileTest(CatalogueTest):
         else:
             self.assertEqual((done.returncode, done.stdout), (-signal.SIGSEGV, b""))
 
-    def test_a_header_cut_anywhere_is_no_catalogue(self):
+    def test_a_truncated_header_is_no_catalogue(self):
         for length in (0, 1, 4, 8, 12, 27):
             self.check(self.WHOLE[:length], ENGLISH)
 
-    def test_a_file_cut_anywhere_gives_a_report(self):
+    def test_a_truncated_file_still_gives_a_report(self):
         for length in range(28, len(self.WHOLE), 9):
             with self.subTest(length):
                 done = self.run_with(self.WHOLE[:length])
@@ -165,7 +160,7 @@ class BrokenFileTest(CatalogueTest):
             with self.subTest(content[:20]):
                 self.check(content, ENGLISH)
 
-    def test_offsets_that_lead_astray(self):
+    def test_wrong_offsets(self):
         ends = set()
         for position in range(4, 28 + 16 * 3, 4):
             for value in (0, len(self.WHOLE), 0xFFFFFFFF):

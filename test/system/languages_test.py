@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Reports in each language that there is a catalogue for, and what Turkish must not change."""
+"""Reports in each language that has a catalogue; Turkish changes nothing but texts."""
 
 import gettext
 import subprocess
 import unittest
 from xml.etree import ElementTree
-from xml.sax.saxutils import escape
 
 from languages import listed_languages
 from locales import BUILD, StockLocales, install_catalogues
@@ -20,14 +19,14 @@ XML_LANG = "{http://www.w3.org/XML/1998/namespace}lang"
 
 
 def translator(catalogue):
-    """What translates an English text as a built catalogue has it."""
+    """Returns the function that translates an English text by a built catalogue."""
     path = BUILD / f"share/locale/{catalogue}/LC_MESSAGES/keldoctl.mo"
     with path.open("rb") as file:
         return gettext.GNUTranslations(file).gettext
 
 
 class EachLanguageTest(unittest.TestCase):
-    """On a system that has C.UTF-8 alone and our locales."""
+    """On a system whose only locales are C.UTF-8 and ours."""
 
     def setUp(self):
         self.locales = StockLocales(self)
@@ -48,8 +47,7 @@ class EachLanguageTest(unittest.TestCase):
         return done.stdout, {message.get(XML_LANG) for message in messages}
 
     def web_is_down(self):
-        # Escaped for the report, to which the definition's text goes as it is.
-        self.panel.write_service("web", titles=dict.fromkeys(LANGUAGES, escape(TITLE)))
+        self.panel.write_service("web", titles=dict.fromkeys(LANGUAGES, TITLE))
         self.panel.fake_monitor({"web": 32})
 
     @staticmethod
@@ -91,14 +89,14 @@ class EachLanguageTest(unittest.TestCase):
                 problem = Problem("upgrade", translator(catalogue)(UPGRADE), "minor", language=code)
                 self.assertEqual(self.run_in(code), (report([problem]), {code}))
 
-    def test_without_the_locale_all_are_in_english(self):
+    def test_all_texts_are_english_without_the_locale(self):
         self.panel.upgrade_tool(1)
         english = report([Problem("upgrade", UPGRADE, "minor")])
         for code in LANGUAGES:
             with self.subTest(code):
                 self.assertEqual(self.run_in(code), (english, {"en-US"}))
 
-    def test_a_language_without_a_catalogue_is_not_taken_for_its_neighbour(self):
+    def test_a_language_without_a_catalogue_uses_no_other_catalogue(self):
         self.add_locales()
         self.panel.upgrade_tool(1)
         english = report([Problem("upgrade", UPGRADE, "minor")])
@@ -108,7 +106,7 @@ class EachLanguageTest(unittest.TestCase):
 
 
 class TurkishTest(unittest.TestCase):
-    """In Turkish the capital of i is İ, and I is that of ı: nothing but texts may depend on it."""
+    """Turkish pairs i with İ and ı with I. Nothing but texts may depend on that."""
 
     IDS = ("mail", "MAIL", "init", "INIT", "İnit", "ınıt", "Iıİi")
 
@@ -120,8 +118,8 @@ class TurkishTest(unittest.TestCase):
         install_catalogues(self.panel)
 
     def run_in(self, code, command, *ids):
-        """What a run does, its texts left out: exit status, standard error, report, and the control
-        files that the monitor was given."""
+        """Returns exit status, standard error, report without texts, and the control files that
+        the monitor was given."""
         self.panel.forget_calls()
         done = self.panel.run(command, f"--language={code}", *ids)
         document = ElementTree.fromstring(done.stdout)
@@ -133,14 +131,14 @@ class TurkishTest(unittest.TestCase):
         return done.returncode, done.stderr, ElementTree.tostring(document), controls
 
     def same_in_both(self, *arguments):
-        """A run in Turkish, found to differ from one in English by its texts alone: the report and
-        the control files."""
+        """Checks that runs in Turkish and English differ only in texts. Returns the report and the
+        control files of the Turkish one."""
         turkish = self.run_in("tr-TR", *arguments)
         self.assertEqual(turkish, self.run_in("en-US", *arguments))
         return ElementTree.fromstring(turkish[2]), turkish[3]
 
     def test_the_locale_is_turkish(self):
-        # Without that the other tests would tell nothing.
+        # Otherwise the other tests prove nothing.
         done = subprocess.run(["bash", "-c", 'text="iI ıİ"; echo "${text^^} ${text,,}"'],
                               check=True, stdout=subprocess.PIPE,
                               env={"PATH": PATH, "LC_ALL": "tr_TR"})
@@ -183,14 +181,14 @@ class TurkishTest(unittest.TestCase):
                       "\tif failed port 143 protocol imap then alert\n"
                       "\tif failed port 1234567 type UDP  protocol SIP then alert\n", controls)
 
-    def test_statuses_of_the_monitor_are_read(self):
+    def test_the_monitors_statuses_are_read(self):
         for status in (0, 1, 32, 512, 4096, 1048576, 16777216):
             with self.subTest(status):
                 self.panel.fake_monitor({"mail": status})
                 document, _ = self.same_in_both("--status")
                 self.assertEqual(document.find("problem") is not None, status != 0)
 
-    def test_names_of_the_configuration_are_read(self):
+    def test_configuration_names_are_read(self):
         self.panel.configure("product_root_d /wrong\nPRODUCT_ROOT_D /wrong\n"
                              f"PRODUCT_ROOT_D {self.panel.root}\nDUMP_TMP_D /iI\nıI i\nMAİL_D x\n")
         _, controls = self.same_in_both("--status")
@@ -209,14 +207,14 @@ class TurkishTest(unittest.TestCase):
         document, _ = self.same_in_both("--status")
         self.assertEqual(document.find("problem/severity").text, "minor")
 
-    def test_the_command_line_knows_one_way_to_write_the_language(self):
+    def test_other_spellings_of_the_language_are_refused(self):
         for code in ("tr-tr", "TR-TR", "tr_TR", "tr", "tr-İR", "tr-TR.UTF-8", "ır-TR"):
             with self.subTest(code):
                 done = self.panel.run("--status", f"--language={code}")
                 self.assertEqual((done.returncode, done.stdout, done.stderr.decode()),
                                  (1, b"", f"keldoctl: invalid locale code -- {code}\n"))
 
-    def test_commands_are_not_known_by_their_capitals(self):
+    def test_commands_in_capitals_are_refused(self):
         for command in ("--STATUS", "--REPAIR", "--repaır", "--REPAİR"):
             with self.subTest(command):
                 done = self.panel.run(command, "--language=tr-TR")
@@ -224,7 +222,7 @@ class TurkishTest(unittest.TestCase):
                                  (1, b"", f"keldoctl: invalid command -- {command}\n"
                                           "Try `keldoctl --help` for more information.\n"))
 
-    def test_the_usage_is_as_ever(self):
+    def test_the_usage_is_the_same(self):
         done = self.panel.run("--help", "--language=tr-TR")
         self.assertEqual((done.returncode, done.stdout), (0, self.panel.run("--help").stdout))
 
