@@ -8,7 +8,6 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <system_error>
 
 namespace keldo {
 
@@ -30,9 +29,10 @@ bool beginsCharacterReference(std::string_view text) {
     }
     const char* const digits = text.data() + (isHexadecimal ? 3 : 2);
     const char* const textEnd = text.data() + text.size();
-    std::uint32_t character = 0;
-    const auto [end, error] = std::from_chars(digits, textEnd, character, isHexadecimal ? 16 : 10);
-    return error == std::errc() && end != textEnd && *end == ';' && isXmlCharacter(character);
+    std::uint32_t character = 0; // XML does not allow 0; it stays if the number is too large
+    const char* const end =
+        std::from_chars(digits, textEnd, character, isHexadecimal ? 16 : 10).ptr;
+    return end != textEnd && *end == ';' && isXmlCharacter(character);
 }
 
 } // namespace
