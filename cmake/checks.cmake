@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Targets that look at the sources themselves: `format` rewrites them, `check` finds fault.
+# Targets for the sources: `format` formats them, `check` checks them.
 find_program(CLANG_FORMAT clang-format)
 find_program(CLANG_TIDY clang-tidy)
 find_program(CPPCHECK cppcheck)
@@ -21,7 +21,7 @@ add_custom_target(check-format
     COMMENT "clang-format"
     VERBATIM)
 
-# One file at a time: the analyser carries a wrong idea of va_list from one file to the next.
+# One file at a time: clang-tidy reports false errors for va_list if it gets several.
 set(tidy_results)
 foreach(source ${shipped_sources})
     string(MAKE_C_IDENTIFIER ${source} name)

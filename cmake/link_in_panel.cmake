@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-# Run by each installation: the panel starts ${program} in ${folder}, the folder of its own programs,
-# wherever the prefix of this installation has put it.
+# Each installation runs this script. It makes a link in ${folder}, where the panel looks for
+# ${program}, to the program below the prefix.
 cmake_path(ABSOLUTE_PATH program BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE)
 cmake_path(GET program FILENAME name)
 cmake_path(SET link NORMALIZE "${folder}/${name}")
-# Installed there itself, it needs no link, and one would replace it.
+# If the program is installed there, the link would replace it.
 if(NOT link STREQUAL program)
-    # Made in the build first, since installing it obeys DESTDIR and enters it into the manifest.
+    # Make the link in the build first: file(INSTALL) obeys DESTDIR and extends the manifest.
     file(CREATE_LINK "${program}" "${staging}/${name}" SYMBOLIC)
     file(INSTALL "${staging}/${name}" DESTINATION "${folder}")
 endif()

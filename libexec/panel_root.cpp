@@ -2,8 +2,8 @@
 
 // panel-root
 //
-// Prints the panel's root directory, as keldoctl itself takes it from the panel's configuration
-// file, for scripts: the rules for a value are too odd to be told in shell.
+// Prints the panel's root directory for scripts. It reads the panel's configuration file with
+// keldoctl's own code, since the rules for values are too complex for a shell script.
 
 #include "conf/config_value.h"
 

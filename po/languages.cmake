@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The languages that po/LINGUAS lists: keldo_catalogues has the names of the catalogues (de, pt_BR),
-# keldo_locales those of their locales (de_DE, pt_BR), in the same order.
+# Reads po/LINGUAS: keldo_catalogues has the names of the catalogues (de, pt_BR), keldo_locales
+# those of their locales (de_DE, pt_BR), in the same order.
 set(keldo_linguas ${CMAKE_CURRENT_LIST_DIR}/LINGUAS)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${keldo_linguas})
 file(STRINGS ${keldo_linguas} lines REGEX "^[^#]")

@@ -61,15 +61,15 @@ download_package() {
     (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
 }
 
-# Copies the sources into a directory, without build results and git's data. Packages are built there,
-# since dpkg-buildpackage takes all files of its directory.
+# Copies the sources into a directory, without build results and git's data. Packages are built
+# there, since dpkg-buildpackage takes all files of its directory.
 copy_sources() {
     tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' . |
         tar --extract --directory="$1"
 }
 
-# Whether a directory holds packages that are newer than all sources. A build makes the source package
-# (.dsc) first, so its time counts.
+# Whether a directory holds packages that are newer than all sources. A build makes the source
+# package (.dsc) first, so its time counts.
 packages_are_fresh() {
     local source=("$1"/*.dsc)
     [[ -e ${source[0]} && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \

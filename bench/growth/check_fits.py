@@ -28,7 +28,8 @@ import sys
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 UPPER_PART = 64  # the upper n are those from the largest one divided by this on
-# From the slowest growth to the fastest. A logarithm has no exponent; over these n it is about 0.25.
+# From the slowest growth to the fastest. A logarithm has no exponent; over these n it is about
+# 0.25.
 GROWTHS = {
     "1": (lambda n: 1, 0),
     "lgN": (lambda n: max(math.log2(n), 1e-9), 0.25),

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of the script that sources this
-# Chooses what serves as the host: namespaces of its own, or the container that this runs in.
+# Chooses the kind of host: new namespaces, or the container that this runs in.
 
-# Whether namespaces and an overlay of the root directory can be had here.
+# Whether this process may make namespaces and an overlay of the root directory.
 can_have_namespaces() {
     # shellcheck disable=SC2016 # expanded by the inner shell
     unshare --mount --net --pid --uts --ipc --fork sh -c '
@@ -11,12 +11,12 @@ can_have_namespaces() {
         ' sh "$work" 2>/dev/null
 }
 
-# The kernel's number for the process namespace that a machine starts with.
+# The kernel's fixed number of the initial process namespace.
 readonly machine_processes='pid:[4026531836]'
 
-# Whether this is a container, not a whole machine: its processes are numbered on their own, or (a
-# bare chroot, a container with the machine's processes) the first process has another root. The
-# marks that engines leave in the file system do not count: a machine made from an image has them.
+# Whether this is a container: it has its own process namespace, or (a chroot, a container in the
+# machine's process namespace) the first process has another root. Files that container engines
+# leave do not count, since a machine made from an image has them too.
 is_container() {
     local first_root
     [[ $(readlink /proc/self/ns/pid) == "$machine_processes" ]] || return 0
@@ -24,8 +24,8 @@ is_container() {
     [[ $first_root && $first_root != "$(root_of self)" ]]
 }
 
-# The file system and the directory in it that are a process's root; nothing when the root is a
-# directory where nothing is mounted.
+# Prints the file system and the directory in it that are a process's root; nothing if no file
+# system is mounted there.
 root_of() {
     awk '$5 == "/" { root = $3 " " $4 } END { print root }' "/proc/$1/mountinfo" 2>/dev/null
 }

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
-# What host/run and host/make-layer share: where things are, and whether the layer is up to date.
-# Sourced after `program` and `project` are set.
+# Shared by host/run and host/make-layer: paths, and whether the layer is up to date.
+# `program` and `project` are set before.
 
-# The exit status when the host itself cannot be had, so that no command's own status looks like it.
+# The exit status if the host cannot be made; commands hardly ever use it.
 readonly NO_HOST=125
 
 readonly host=$project/host
@@ -15,8 +15,8 @@ die() {
     exit "$NO_HOST"
 }
 
-# What the layer is made from. When any of it changes the layer is made anew: its packages were
-# chosen to fit the machine's, and the database was filled from the files in host/panel.
+# A hash of everything that the layer depends on. The machine's packages count, since apt chose the
+# layer's packages to fit them.
 layer_key() {
     {
         echo "$serves_as_host"
@@ -30,12 +30,12 @@ layer_is_fresh() {
     [[ -f $layer/key && $(layer_key) == "$(<"$layer"/key)" ]]
 }
 
-# Returns with a layer that is up to date, and with a shared lock on it (descriptor $layer_lock)
-# under which nobody replaces it.
+# Makes the layer if it is out of date, and takes a shared lock (descriptor $layer_lock) that keeps
+# others from replacing it.
 hold_fresh_layer() {
     exec {layer_lock}>"$work/lock"
     flock --shared "$layer_lock"
-    # Exchanging one kind of lock for the other lets go of it for a moment: hence the loop.
+    # Changing the kind of lock releases it for a moment, so check again.
     until layer_is_fresh; do
         flock --exclusive "$layer_lock"
         layer_is_fresh || make_layer {layer_lock}>&- || die "the layer could not be made"
@@ -43,10 +43,10 @@ hold_fresh_layer() {
     done
 }
 
-# Runs a command as one that a signal can end: in the background, since bash acts on a signal only
-# after a command in the foreground has ended, but with the caller's standard input, and with the
-# signals on that bash turns off for a command in the background.
-# Its exit status becomes $status; $1 is called, with its process id, when a signal comes.
+# Runs a command that signals can end. It runs in the background, since bash handles a signal only
+# after the foreground command has ended. It gets the caller's standard input, and the signals that
+# bash ignores for background commands. Sets $status to its exit status. On a signal, calls $1 with
+# the command's process id.
 run_interruptibly() {
     local end_it=$1 child caught=
     shift
@@ -57,7 +57,7 @@ run_interruptibly() {
     trap 'on_signal 1' HUP
     wait "$child" 2>/dev/null
     status=$?
-    # A signal ends `wait` at once; the second one is for the command's real end.
+    # A signal ends the first `wait`; the second waits for the command's end.
     if [[ $caught ]]; then
         wait "$child" 2>/dev/null
         status=$caught

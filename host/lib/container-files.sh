@@ -1,19 +1,19 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of common.sh
-# What a host consists of, outside the project's folder, when a container serves as it.
+# The files of a host outside the project's folder, if a container is the host.
 
 readonly host_paths=(
     /etc/kvr /service /usr/local/kvr /var/lib/kvr /var/log/kvr /run/kvr /run/mysqld
 )
 readonly german_locale=/usr/lib/locale/de_DE
-# Exists while there may be something to remove. It is where that is, and not in the project's
-# folder: a copy of that in another container, a real panel's, must not have anything removed there.
+# Exists while there may be files to remove. It is not in the project's folder: a copy of that
+# folder in another container must not make anybody remove that container's files.
 readonly in_use=/var/lib/keldo-host-in-use
 
 lay_out_host_files() {
     : >"$in_use"
     cp -a "$layer/kvr" /var/lib/kvr
-    # Not there when the container has a locale of this name already.
+    # Missing if the container has its own locale of this name.
     [[ ! -d $layer/de_DE ]] || ln -s "$layer/de_DE" "$german_locale"
 }
 

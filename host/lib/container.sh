@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
-# The other way, where nothing may be mounted: the container that this runs in is the host. One
-# command at a time has it, and everything but the packages is taken away again afterwards.
+# The container that this runs in is the host, if mounting is not allowed. One command runs at a
+# time; afterwards everything but the packages is removed.
 
 readonly serves_as_host=container
 readonly host_ports=(25 53 80 143 3306 6379 8443)
@@ -11,12 +11,13 @@ readonly policy=/usr/sbin/policy-rc.d
 # shellcheck source=host/lib/container-files.sh
 source "$project/host/lib/container-files.sh"
 
-# Waits for the container, by a lock that leaves no file, and makes sure that it is free.
+# Waits for the lock on the container, which leaves no file, and checks that paths and ports are
+# free.
 claim_host() {
     local path port
     exec {container_lock}</
     flock --exclusive "$container_lock"
-    # Left only by a host that was killed together with what was to clean up after it.
+    # Left by a host that was killed together with its cleaner.
     [[ ! -e $in_use ]] || remove_host_files
     for path in "${host_paths[@]}"; do
         [[ ! -e $path ]] || die "this container cannot be the host: $path is in use"
@@ -29,7 +30,7 @@ claim_host() {
         die "this container cannot be the host: its locale de_DE is not in UTF-8"
 }
 
-# Looks for a TCP socket that listens (0A) or a UDP socket that is bound (07).
+# Whether a TCP socket listens (0A) or a UDP socket is bound (07) on a port.
 is_port_in_use() {
     local hexadecimal
     printf -v hexadecimal %04X "$1"
@@ -54,7 +55,7 @@ make_layer() (
     mv "$new" "$layer"
 )
 
-# The container's own answer to whether packages may start daemons, set aside meanwhile.
+# Sets aside the container's own policy on whether packages may start daemons.
 save_policy() {
     rm -f "$work/policy"
     [[ ! -e $policy ]] || cp -p "$policy" "$work/policy"
@@ -69,7 +70,7 @@ end_keeper() {
     kill -TERM "$1"
 }
 
-# The keeper has the lock too, for as long as it cleans up, even if this process is killed.
+# The keeper inherits the lock and keeps it until it has cleaned up, even if this process is killed.
 run_in_host() {
     run_interruptibly end_keeper "$host/lib/keeper" "$host/lib/container-clean" \
         "$host/lib/container-root" "$panel" "$PWD" "$@"

@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # $project and $host are common.sh's
-# Lays the panel out below a root directory: host/root as it stands, and what was built.
+# Copies the panel's files below a root directory: host/root and the built programs.
 
 lay_out_panel() {
     local target=$1 built=${KELDO_BUILD:-$project/build/release}
     local kvr=$target/usr/local/kvr
-    # With the times of the files: Postfix waits for seconds when its configuration is fresh.
+    # Keeps the files' times: Postfix waits for seconds if its configuration is new.
     cp -r --preserve=timestamps "$host"/root/. "$target/"
     chmod 0600 "$target/etc/kvr/.kvr.shadow"
     mkdir -p "$kvr/tmp" "$kvr/var" "$kvr/share"

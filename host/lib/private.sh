@@ -1,16 +1,16 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
-# The usual way: a host in namespaces of its own, over a layer that holds the daemons.
+# A host in new namespaces, over a layer with the daemons.
 
 readonly serves_as_host=namespaces
 
-# Each command has a host of its own: there is none to wait for.
+# Each command has its own host, so there is nothing to wait for.
 claim_host() {
     :
 }
 
-# A process namespace ends with its first process, and that with `unshare`: whatever happens to
-# host/run, no process stays behind, and with the last process the mounts and files go too.
+# The first process dies with `unshare`, and the process namespace with the first process. So no
+# process outlives host/run, and the mounts and files go with the last process.
 readonly private_namespaces=(unshare --mount --pid --uts --ipc --fork --kill-child=KILL)
 
 make_layer() {

@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154 # names of common.sh
-# Puts together the file tree of a private host, in a mount namespace of its own.
+# Assembles the file tree of a private host in a new mount namespace.
 
-# A tmpfs with everything that one host writes; seen in its own mount namespace only.
+# A tmpfs for everything that a host writes, visible only in its mount namespace.
 readonly private=$work/private
 readonly root=$private/root
 
-# The directories that packages write to. Each is an overlay of its own over the layer and the
-# machine's, since an overlay refuses layers of which one lies inside the other, as the layer does
-# in "/"; and so each may also be a file system of its own on the machine.
+# The directories that packages write to. Each gets its own overlay of the layer and the machine: an
+# overlay refuses a layer that lies inside another, and the layer lies inside "/". Each may also be
+# a separate file system of the machine.
 package_directories() {
     local directory
     for directory in bin etc lib lib64 sbin usr var; do
@@ -16,8 +16,8 @@ package_directories() {
     done
 }
 
-# What an overlay takes as the machine's /DIRECTORY. One that holds the project, and so the layer,
-# is taken through an overlay of itself alone, which makes it another file system.
+# Prints the lower directory for the machine's /DIRECTORY. If it contains the project, and so the
+# layer, it is mounted through another overlay, which makes it a different file system.
 machine_directory() {
     local directory=$1
     if [[ $project != "/$directory"/* ]]; then
@@ -29,15 +29,15 @@ machine_directory() {
     echo "machine/$directory"
 }
 
-# Mounts one overlay: the name its changes are kept under, its lower directories, where it goes.
-# The working directory is $private, so that no path in the options needs quoting.
+# Mounts an overlay. Takes the name for its changes, its lower directories and its mount point. The
+# working directory is $private, so no path in the options needs quoting.
 mount_overlay() {
     local name=$1 lower=$2 target=$3
     mkdir "upper/$name" "work/$name"
     mount -t overlay overlay -o "lowerdir=$lower,upperdir=upper/$name,workdir=work/$name" "$target"
 }
 
-# Assembles the tree at $root, with the given layer in it, or none if that is empty.
+# Assembles the tree at $root. Takes the layer, which may be empty.
 assemble_root() {
     local with_layer=$1 directory lower
     mkdir -p "$private"
@@ -63,12 +63,12 @@ mount_kernel_file_systems() {
     mount_devices
 }
 
-# A /dev of its own: daemons put sockets there, and shared memory belongs to one host.
+# Makes a separate /dev, since daemons put sockets there and shared memory belongs to one host.
 mount_devices() {
     mount -t tmpfs -o mode=0755,nosuid devices "$root/dev"
     cp -a /dev/null /dev/zero /dev/full /dev/random /dev/urandom /dev/tty "$root/dev/"
     mkdir "$root/dev/pts" "$root/dev/shm"
-    # The machine's terminals, or a shell could not control the one that it is typed at.
+    # A shell must be able to control the terminal that it runs on.
     mount --bind /dev/pts "$root/dev/pts"
     mount -t tmpfs -o mode=1777,nosuid,nodev shared-memory "$root/dev/shm"
     ln -s pts/ptmx "$root/dev/ptmx"
