@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The manual pages: that they are well made, and that they say what the sources say."""
+"""The manual pages are well formed and agree with the sources."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ import unittest
 from manual import BUILD, PAGES, displays, formatted, page, section, source
 from panel import CORE_SERVICES, PROJECT
 
-# Pages of others that ours refer to.
+# Other projects' pages that ours refer to.
 FOREIGN_PAGES = {"flock.2", "gzip.1", "locale.1", "monit.1", "sudo.8", "systemd.timer.5",
                  "xsltproc.1"}
 
@@ -24,16 +24,15 @@ def run(*command, env=None):
 
 
 def stub(name):
-    """A page of which nothing but its name matters."""
+    """A minimal page with a name."""
     title, number = name.rsplit(".", 1)
     return (f".Dd January 1, 2026\n.Dt {title.upper()} {number}\n.Os\n.Sh NAME\n.Nm {title}\n"
             f".Nd stub\n")
 
 
 class FormTest(unittest.TestCase):
-    def test_mandoc_finds_no_fault(self):
-        # Looks for the pages referred to as well: ours, and stubs for those of others, which need
-        # not be installed here.
+    def test_mandoc_reports_nothing(self):
+        # mandoc also looks for referenced pages: ours, and stubs for other projects' pages.
         with tempfile.TemporaryDirectory() as tree:
             for name in FOREIGN_PAGES | {path.name for path in PAGES}:
                 folder = pathlib.Path(tree, f"man{name[-1]}")
@@ -43,14 +42,14 @@ class FormTest(unittest.TestCase):
             self.assertEqual(run("/usr/sbin/makewhatis", tree), "")
             self.assertEqual(run("mandoc", "-Tlint", "-Wstyle", *PAGES, env={"MANPATH": tree}), "")
 
-    def test_groff_has_no_warning(self):
+    def test_groff_reports_nothing(self):
         for path in PAGES:
             with self.subTest(path.name):
                 done = subprocess.run(["groff", "-mdoc", "-Tutf8", "-ww", path], check=True,
                                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
                 self.assertEqual(done.stderr, b"")
 
-    def test_all_but_reports_and_commands_fits_into_80_columns(self):
+    def test_text_fits_into_80_columns(self):
         for path in PAGES:
             text = run("man", "--local-file", path,
                        env={"MANWIDTH": "80", "LC_ALL": "C.UTF-8", "MAN_KEEP_FORMATTING": ""})
@@ -72,7 +71,7 @@ class FormTest(unittest.TestCase):
             with self.subTest(path.name):
                 self.assertNotRegex(path.read_text(encoding="utf-8"), r"@\w+@")
 
-    def test_references_lead_to_our_pages_or_to_known_ones(self):
+    def test_references_name_known_pages(self):
         ours = {path.name for path in PAGES}
         for path in PAGES:
             for name, number in re.findall(r"^\.(?:Pq see )?Xr (\S+) (\d)",

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The schemas: what they take, what they refuse and where, and that their forms say the same."""
+"""The schemas accept valid documents, reject others with the line, and agree in all forms."""
 
 import pathlib
 import re
@@ -12,7 +12,7 @@ from schemas import DEFINITION, FORMS, PROJECT, REPORT, SCHEMAS, errors
 SERVICES = PROJECT / "host/root/service"
 EXAMPLES = SCHEMAS.parent / "examples"
 
-# Whole, so that each line has its number.
+# The tests refer to line numbers.
 RIGHT_REPORT = """<keldoctl>
   <problem id="service-down:web">
     <message xml:lang="en-US">The Web Server service is switched off.</message>
@@ -34,7 +34,7 @@ RIGHT_REPORT = """<keldoctl>
 </keldoctl>
 """
 
-# What is replaced in the right report, by what, and the line that a message has to name.
+# A text of the right report, its replacement, and the line that a message must name.
 WRONG_REPORTS = (
     ("keldoctl>", "report>", 1),
     ("<keldoctl>", '<keldoctl version="1">', 1),
@@ -136,7 +136,7 @@ WRONG_DEFINITIONS = (
     ("/run/web.sock", "", 8),
     ("/run/web.sock", " ", 8),
     ('<unix-socket protocol="http">', '<unix-socket protocol="h t">', 8),
-    # Of this one libxml2's RELAX NG names the last place where it had a choice.
+    # Here libxml2's RELAX NG names the line of its last choice.
     (' number="80"', "", {"rng": 4, "xsd": 10}),
     (' number="80"', ' number="0"', 10),
     (' number="80"', ' number=" 80"', 10),
@@ -173,31 +173,31 @@ class SchemaTestCase(unittest.TestCase):
 
 
 class ReportSchemaTest(SchemaTestCase):
-    def test_takes_all_that_a_report_may_hold(self):
+    def test_accepts_every_element_of_a_report(self):
         self.assert_right(RIGHT_REPORT.encode(), REPORT)
 
-    def test_takes_a_report_that_all_is_well(self):
+    def test_accepts_an_empty_report(self):
         self.assert_right(b"<keldoctl/>", REPORT)
 
-    def test_takes_solutions_without_an_action_and_a_message_without_text(self):
+    def test_accepts_empty_solutions_and_an_empty_message(self):
         self.assert_right(b'<keldoctl><problem id="a"><message xml:lang="en-US"/><solutions/>'
                           b'</problem></keldoctl>', REPORT)
 
-    def test_refuses_what_is_none_and_names_the_line(self):
+    def test_rejects_an_invalid_document_and_names_the_line(self):
         for old, new, line in WRONG_REPORTS:
             self.assert_wrong(replaced(RIGHT_REPORT, old, new), REPORT, line)
 
 
 class DefinitionSchemaTest(SchemaTestCase):
-    def test_takes_all_that_a_definition_may_hold(self):
+    def test_accepts_every_element_of_a_definition(self):
         for pairs in RIGHT_DEFINITIONS:
             self.assert_right(replaced(RIGHT_DEFINITION, *pairs), DEFINITION, pairs)
 
-    def test_refuses_what_is_none_and_names_the_line(self):
+    def test_rejects_an_invalid_document_and_names_the_line(self):
         for old, new, line in WRONG_DEFINITIONS:
             self.assert_wrong(replaced(RIGHT_DEFINITION, old, new), DEFINITION, line)
 
-    def test_takes_every_definition_that_is_shipped(self):
+    def test_accepts_every_shipped_definition(self):
         for folder, least in ((SERVICES, 7), (EXAMPLES, 3)):
             files = list(folder.glob("*.xml"))
             self.assertGreaterEqual(len(files), least)
@@ -219,10 +219,10 @@ class GeneratedFormTest(unittest.TestCase):
     def kept(self, name):
         return (PROJECT / "schemas" / name).read_text(encoding="utf-8")
 
-    def test_the_reports_xml_form_is_made_of_its_compact_form(self):
+    def test_the_reports_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldoctl-report.rng"), self.made("keldoctl-report.rnc"))
 
-    def test_the_definitions_xml_form_is_made_of_its_compact_form(self):
+    def test_the_definitions_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldo-service.rng.in"), self.made("keldo-service.rnc.in"))
 
 

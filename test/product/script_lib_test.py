@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What script/lib.sh tells the scripts."""
+"""The functions of script/lib.sh."""
 
 import os
 import pathlib
@@ -12,7 +12,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 
 
 class FreshPackagesTest(unittest.TestCase):
-    """Files from all over a project, made in the order of their numbers as far as times tell."""
+    """A small project; make() gives each file its time."""
 
     def setUp(self):
         self.project = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
@@ -39,29 +39,25 @@ class FreshPackagesTest(unittest.TestCase):
         self.assertIn(done.returncode, (0, 1))
         return done.returncode == 0
 
-    def test_packages_of_unchanged_sources_are(self):
+    def test_packages_stay_fresh_if_no_source_changes(self):
         self.assertTrue(self.are_fresh())
-
-    def test_what_git_builds_and_tests_make_does_not_count(self):
         for name in (".git/index", "build/release/keldoctl", "test/__pycache__/a.pyc"):
             self.make(5, name)
         os.utime(self.project / "test", (1, 1))
         os.utime(self.project, (1, 1))
         self.assertTrue(self.are_fresh())
 
-    def test_a_source_that_was_changed_after_or_during_the_build_makes_them_old(self):
-        for time in (3, 5):
-            self.make(time, "src/main.cpp")
-            self.assertFalse(self.are_fresh())
-
-    def test_a_source_that_is_gone_makes_them_old(self):
-        (self.project / "src/main.cpp").unlink()
-        self.assertFalse(self.are_fresh())
-
-    def test_where_there_are_none_they_are_not(self):
-        for left in ("packages", "."):
-            shutil.rmtree(self.project / "build" / left)
-            self.assertFalse(self.are_fresh())
+    def test_packages_are_old_or_missing_after_a_change(self):
+        for name, change in (
+                ("changed during the build", lambda: self.make(3, "src/main.cpp")),
+                ("changed after the build", lambda: self.make(5, "src/main.cpp")),
+                ("removed", lambda: (self.project / "src/main.cpp").unlink()),
+                ("no packages", lambda: shutil.rmtree(self.project / "build/packages")),
+                ("no build", lambda: shutil.rmtree(self.project / "build"))):
+            with self.subTest(name):
+                self.setUp()
+                change()
+                self.assertFalse(self.are_fresh())
 
 
 if __name__ == "__main__":

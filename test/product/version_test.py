@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The version is what CMakeLists.txt says; what cannot take it from there says the same."""
+"""Files that repeat the version of CMakeLists.txt."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
 
 
 def found(pattern, path):
-    """What the pattern's group matches in a file, at its first place."""
+    """The text of the pattern's group at its first match in a file."""
     match = re.search(pattern, path.read_text(encoding="utf-8"), re.MULTILINE)
     if not match:
         raise AssertionError(f"no {pattern} in {path}")
@@ -22,22 +22,15 @@ VERSION = found(r"^project\(keldoctl VERSION (\S+)", PROJECT / "CMakeLists.txt")
 
 
 class VersionTest(unittest.TestCase):
-    def check(self, pattern, name):
-        self.assertEqual(found(pattern, PROJECT / name), VERSION)
+    def test_every_file_repeats_the_version(self):
+        for name, pattern in (("debian/changelog", r"\Akeldoctl \((\S+)\) "),
+                              ("rpm/keldoctl.spec", r"^Version: +(\S+)$"),
+                              ("rpm/keldoctl.spec", r"%changelog\n\* .* - (\S+)-1\n"),
+                              ("CHANGELOG.md", r"^## ([0-9.]+)")):
+            with self.subTest(name, pattern=pattern):
+                self.assertEqual(found(pattern, PROJECT / name), VERSION)
 
-    def test_debians_packages(self):
-        self.check(r"\Akeldoctl \((\S+)\) ", "debian/changelog")
-
-    def test_the_rpm_packages(self):
-        self.check(r"^Version: +(\S+)$", "rpm/keldoctl.spec")
-
-    def test_the_rpm_packages_changelog(self):
-        self.check(r"%changelog\n\* .* - (\S+)-1\n", "rpm/keldoctl.spec")
-
-    def test_the_changelog_for_users(self):
-        self.check(r"^## ([0-9.]+)", "CHANGELOG.md")
-
-    def test_the_manual_pages(self):
+    def test_the_manual_pages_show_the_version(self):
         pages = sorted((BUILD / "share/man").glob("man*/*"))
         self.assertTrue(pages)
         for page in pages:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What an installation puts where: below the prefix, and below the panel's root directory."""
+"""The files of an installation, below the prefix and below the panel's root directory."""
 
 import os
 import pathlib
@@ -10,12 +10,11 @@ import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
-# What configuring makes, and what only tests use. All else in the build is there to be installed.
+# Files of the configuration and of the tests. All others in the build are installed.
 NOT_COPIED = shutil.ignore_patterns("CMakeCache.txt", "CMakeFiles", "*.cmake", "*.a", "test")
 LINK = "/admin/sbin/keldoctl"  # below the panel's root
 
-# What is not the panel's, below GNUInstallDirs' folder for it; "lib" stands for itself, since what is
-# there is looked for there on every architecture.
+# All files but the panel's, by GNUInstallDirs' folders. "lib" is fixed on every architecture.
 FILES = {
     "BINDIR": ("keldo-service-lint",),
     "SBINDIR": ("keldoctl", "keldoctl-report"),
@@ -49,7 +48,7 @@ LANGUAGES = [line.split() for line in
              (PROJECT / "po/LINGUAS").read_text(encoding="utf-8").splitlines()
              if not line.startswith("#")]
 CATALOGUES = [f"share/locale/{name}/LC_MESSAGES/keldoctl.mo" for name, *_ in LANGUAGES]
-# Of each locale, for whose files localedef alone knows the names, this one stands for all.
+# One file stands for each locale: localedef chooses the names of the others.
 LOCALES = [f"keldoctl/locale/{locale}/LC_CTYPE" for *_, locale in LANGUAGES]
 
 
@@ -71,7 +70,7 @@ def without_details(files):
 
 
 def expected(prefix, panel, folders=None):
-    """What is installed, with GNUInstallDirs' folders as given, if not by default."""
+    """The installed files, for GNUInstallDirs' folders."""
     folders = DEFAULT_FOLDERS | (folders or {})
     return ({os.path.join(prefix, folders[folder], name)
              for folder, names in FILES.items() for name in names} |
@@ -87,7 +86,7 @@ class InstallTest(unittest.TestCase):
         self.build = pathlib.Path(temporary.name, "build")
 
     def configure(self, *options):
-        """Has a build of its own for further options, with everything in it built already."""
+        """Makes a copy of the build with further options."""
         shutil.copytree(BUILD, self.build, symlinks=True, ignore=NOT_COPIED)
         subprocess.run(["cmake", "-S", PROJECT, "-B", self.build, "-G", "Ninja",
                         "-DBUILD_TESTING=OFF", *options], check=True, stdout=subprocess.DEVNULL)
@@ -99,20 +98,20 @@ class InstallTest(unittest.TestCase):
         program = os.path.join(prefix, (folders or {}).get("SBINDIR", "sbin"), "keldoctl")
         self.assertEqual(os.readlink(link), program)
 
-    def test_the_panels_files_are_where_it_looks_and_the_others_below_usr_local(self):
+    def test_by_default_files_go_to_the_panel_and_to_usr_local(self):
         install(BUILD, root=self.root)
         self.check("/usr/local", "/usr/local/kvr")
 
-    def test_another_prefix_moves_all_but_what_is_the_panels(self):
+    def test_another_prefix_moves_all_files_but_the_panels(self):
         install(BUILD, "--prefix", "/usr", root=self.root)
         self.check("/usr", "/usr/local/kvr")
 
-    def test_another_root_of_the_panel_moves_what_is_the_panels(self):
+    def test_another_panel_root_moves_the_panels_files(self):
         self.configure("-DPRODUCT_ROOT_D=/srv/panel")
         install(self.build, root=self.root)
         self.check("/usr/local", "/srv/panel")
 
-    def test_folders_may_be_named_each_below_the_prefix_or_not(self):
+    def test_each_folder_can_be_set(self):
         folders = {"SBINDIR": "bin", "LIBEXECDIR": "lib/private", "MANDIR": "/srv/manuals",
                    "DATADIR": "data"}
         self.configure("-DCMAKE_INSTALL_PREFIX=/opt/diagnostics", "-DPRODUCT_ROOT_D=/srv/panel",
@@ -131,7 +130,7 @@ class InstallTest(unittest.TestCase):
             install(self.build, "--prefix", "/opt/other", root=self.root)
             self.check("/opt/other", "/srv/panel", folders)
 
-    def test_without_destdir_the_installed_program_runs_at_the_panels_place(self):
+    def test_without_destdir_the_program_runs_in_the_panels_folder(self):
         prefix, panel = self.root / "prefix", self.root / "panel"
         self.configure(f"-DPRODUCT_ROOT_D={panel}")
         install(self.build, "--prefix", prefix)
@@ -140,7 +139,7 @@ class InstallTest(unittest.TestCase):
         self.assertEqual((run.returncode, run.stdout.splitlines()[0]),
                          (0, "Usage: keldoctl --status [--language=LANG_CODE]"))
 
-    def test_installed_into_the_panels_folder_it_is_no_link_to_itself(self):
+    def test_a_program_in_the_panels_folder_gets_no_link(self):
         self.configure("-DCMAKE_INSTALL_SBINDIR=admin/sbin")
         install(self.build, "--prefix", "/usr/local/kvr", root=self.root)
         self.assertEqual(without_details(files_below(self.root)),
