@@ -54,19 +54,19 @@ def started(start, folder, *command, **environment):
 
 
 def bash(folder, start=""):
-    """Bash that has just read the files of the completion."""
+    """Bash that has read the completion files."""
     files = " ".join(f"source {path};" for path in (BASH_FILES / "completions").iterdir())
     return started(f"{BASH_START}\n{start}\n{files}\n",
                    folder, "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
 
 
 def bash_of_few_borders(folder):
-    """Bash for which colons and equals signs are letters like others."""
+    """Bash that does not split words at colons and equals signs."""
     return bash(folder, "COMP_WORDBREAKS=${COMP_WORDBREAKS//[:=]/}")
 
 
 def bash_with_package(folder):
-    """Bash with the bash-completion package, which finds the files by itself."""
+    """Bash with the bash-completion package, which loads the files."""
     return started(f"{BASH_START}\nsource /usr/share/bash-completion/bash_completion\n", folder,
                    "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i",
                    BASH_COMPLETION_USER_DIR=str(BASH_FILES))
@@ -90,7 +90,7 @@ SHELLS = (bash, bash_of_few_borders, bash_with_package, zsh)
 
 
 def arguments(name, line):
-    """The arguments that keldoctl would get by a line in an interactive shell of that kind."""
+    """The arguments that keldoctl would get from a line in that shell."""
     command = ["/bin/zsh", "-f", "-i"] if name == "zsh" else ["/bin/bash", "--norc", "-i"]
     text = f"keldoctl() {{ printf '%s\\0' \"$@\"; }}\n{line}\n"
     done = subprocess.run(command, check=False, input=text.encode(), stdout=subprocess.PIPE,
@@ -100,7 +100,7 @@ def arguments(name, line):
 
 @contextlib.contextmanager
 def started_shells():
-    """One of each kind, each with its name."""
+    """One shell of each kind, with its name."""
     with contextlib.ExitStack() as stack:
         yield [(kind.__name__, stack.enter_context(kind(pathlib.Path(
             stack.enter_context(tempfile.TemporaryDirectory()))))) for kind in SHELLS]
@@ -111,7 +111,7 @@ class CompletionTest(unittest.TestCase):
         self.panel = Panel()
 
     def check(self, rows):
-        """Types the first text of each row, and expects the second."""
+        """Types the first text of each row and expects the second."""
         with started_shells() as shells:
             for name, shell in shells:
                 for keys, line in rows:
@@ -119,7 +119,7 @@ class CompletionTest(unittest.TestCase):
                         self.assertEqual(shell.line_after(keys), line)
 
     def check_candidates(self, keys, candidates):
-        """Expects all that is offered, without the part of the word that stands there already."""
+        """Expects all candidates, without the part of the word before the cursor."""
         with started_shells() as shells:
             for name, shell in shells:
                 with self.subTest(name):
@@ -138,7 +138,7 @@ class CompletionTest(unittest.TestCase):
                     ("keldoctl x" + TAB, "keldoctl x")])
         self.check_candidates("keldoctl -", ["--status", "--repair", "--help", "-h"])
 
-    def test_the_option_comes_right_after_the_command(self):
+    def test_the_option_is_offered_only_after_the_command(self):
         for command in ("--status", "--repair", "--help", "-h"):
             self.check([(f"keldoctl {command} --l{TAB}", f"keldoctl {command} --language=")])
         self.check([("keldoctl --l" + TAB, "keldoctl --l"),
@@ -182,12 +182,12 @@ class CompletionTest(unittest.TestCase):
         self.check_candidates("keldoctl --status --language=",
                               ["en-US", *(language.code for language in languages)])
 
-    def test_a_catalogue_of_somebodys_counts_where_its_name_tells_the_country(self):
+    def test_another_catalogue_counts_if_its_name_has_a_country(self):
         for locale in ("en_US", "sr_RS", "sv", "sr@latin", "nonsense", "*"):
             self.panel.catalogue(EMPTY_CATALOGUE, locale)
         self.check_candidates("keldoctl --status --language=", ["en-US", "sr-RS"])
 
-    def test_what_is_typed_of_a_language_is_completed(self):
+    def test_a_partial_language_is_completed(self):
         for locale in ("de", "zh_CN", "zh_TW"):
             self.panel.catalogue(EMPTY_CATALOGUE, locale)
         self.check([("keldoctl --status --language=d" + TAB, "keldoctl --status --language=de-DE "),
@@ -204,7 +204,7 @@ class CompletionTest(unittest.TestCase):
         self.check([row])
         panel.configure("PRODUCT_ROOT_D /a\nPRODUCT_ROOT_D /usr/local/kvr/root")  # no newline
         self.check([row])
-        # An even run of blanks belongs to the value.
+        # An even number of blanks belongs to the value.
         shutil.copytree(panel.root, f"{panel.root}  ")
         panel.configure(f"PRODUCT_ROOT_D {panel.root}  # moved\n")
         shutil.rmtree(panel.root)
@@ -233,7 +233,7 @@ class CompletionTest(unittest.TestCase):
                             self.assertEqual(arguments(name, line),
                                              ["--repair", f"restart-service:{service}"])
 
-    def test_an_odd_id_goes_on_where_it_was_left(self):
+    def test_a_partial_quoted_id_is_completed(self):
         self.panel.remove_definitions()
         self.panel.write_definition("my web:server=1", "")
         whole = ["--repair", "restart-service:my web:server=1"]
@@ -253,7 +253,7 @@ class CompletionTest(unittest.TestCase):
                     ("true; keldoctl --s" + TAB, "true; keldoctl --status "),
                     ("/usr/sbin/keldoctl --s" + TAB, "/usr/sbin/keldoctl --status ")])
 
-    def test_what_follows_the_cursor_is_left_alone(self):
+    def test_text_after_the_cursor_stays(self):
         left = "\x1b[D" * 5
         with started_shells() as shells:
             for name, shell in shells:
@@ -274,7 +274,7 @@ class ServiceLintTest(unittest.TestCase):
             pathlib.Path(directory, "directory").mkdir()
             for name, shell in shells:
                 shell.line_after(f"cd {directory}\n")
-                # Where there is no definition, zsh offers other files.
+                # Without a definition, zsh offers other files.
                 other = ("no" + TAB, "notes.txt " if name == "zsh" else "no")
                 for keys, line in [*rows, other]:
                     with self.subTest(name, keys=keys):

@@ -21,7 +21,7 @@ CATALOGUE = ("/usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo",
 
 
 def tree(*folders):
-    """All that is below, a link with where it leads to, a file with its content."""
+    """All paths below the folders, with a link's target or a file's content."""
     found = {}
     for folder in folders:
         for path in [folder, *folder.rglob("*")]:
@@ -43,7 +43,7 @@ class PanelLinksTest(unittest.TestCase):
         (CONFIGURATION / "kvr.conf").write_text(text, encoding="utf-8")
 
     def panel_links(self, command, *links, package="keldoctl", status=0, **options):
-        """What it says."""
+        """Runs panel-links and returns its messages."""
         run = subprocess.run([LIBEXEC / "panel-links", command, package,
                               *(word for link in links for word in link)],
                              capture_output=True, text=True, **options)
@@ -67,20 +67,20 @@ class PanelLinksTest(unittest.TestCase):
         for link in links:
             self.assertEqual(os.readlink(self.place(link, root)), link[0])
 
-    def test_links_are_made_with_their_folders_and_nothing_is_left_of_them(self):
+    def test_update_makes_links_and_folders_and_remove_removes_them(self):
         self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
         self.assert_linked(PROGRAM, CATALOGUE)
         self.assertEqual(self.place(PROGRAM).parent.stat().st_mode & 0o7777, 0o755)
         self.assertEqual(self.remove(), "")
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_the_root_directory_is_the_one_of_the_panels_configuration(self):
+    def test_the_root_comes_from_the_panels_configuration(self):
         self.configure("PRODUCT_ROOT_D /srv/panel # moved\n")
         self.update(PROGRAM)
         self.assert_linked(PROGRAM, root=pathlib.Path("/srv/panel"))
         self.assertEqual(tree(PRODUCT_ROOT), {})
 
-    def test_links_follow_the_root_directory_when_it_has_moved(self):
+    def test_links_move_with_the_root(self):
         self.update(PROGRAM, CATALOGUE)
         self.configure("PRODUCT_ROOT_D /srv/panel\n")
         self.update(PROGRAM, CATALOGUE)
@@ -89,12 +89,12 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(pathlib.Path("/srv/panel")), {})
 
-    def test_a_root_directory_that_is_not_absolute_is_refused(self):
+    def test_a_relative_root_is_refused(self):
         self.configure("PRODUCT_ROOT_D panel\n")
         self.assertEqual(self.update(PROGRAM, status=1), "panel-links: the panel's root directory "
                          "is not an absolute path -- panel\n")
 
-    def test_what_is_there_stays_as_it_is_and_is_told(self):
+    def test_an_existing_file_stays_and_is_reported(self):
         self.put(PROGRAM)
         before = tree(PRODUCT_ROOT)
         self.assertEqual(self.update(PROGRAM), f"panel-links: {self.place(PROGRAM)} is there "
@@ -102,7 +102,7 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
 
-    def test_somebodys_link_stays_wherever_it_leads(self):
+    def test_an_existing_link_stays(self):
         for target in ("/elsewhere", PROGRAM[0]):
             with self.subTest(target):
                 self.place(PROGRAM).parent.mkdir(parents=True, exist_ok=True)
@@ -113,7 +113,7 @@ class PanelLinksTest(unittest.TestCase):
                 self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
                 self.place(PROGRAM).unlink()
 
-    def test_what_has_taken_the_place_of_a_link_stays(self):
+    def test_files_that_replaced_our_links_stay(self):
         self.update(PROGRAM, CATALOGUE)
         self.place(PROGRAM).unlink()
         self.put(PROGRAM)
@@ -125,28 +125,28 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
 
-    def test_folders_that_were_there_stay_even_when_empty(self):
+    def test_existing_folders_stay_even_if_empty(self):
         self.place(PROGRAM).parent.mkdir(parents=True)
         before = tree(PRODUCT_ROOT)
         self.update(PROGRAM, CATALOGUE)
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT), before)
 
-    def test_folders_that_others_use_by_now_stay(self):
+    def test_folders_in_use_stay(self):
         self.update(PROGRAM)
         other = self.place(PROGRAM).parent / "other"
         other.write_text("the panel's own", encoding="utf-8")
         self.remove()
         self.assertEqual([path for path in tree(PRODUCT_ROOT) if "sbin/" in path], [str(other)])
 
-    def test_an_update_changes_nothing_that_is_right_already(self):
+    def test_a_second_update_changes_nothing(self):
         self.update(PROGRAM, CATALOGUE)
         before, made = tree(PRODUCT_ROOT, RECORDS), self.place(PROGRAM).lstat()
         self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), before)
         self.assertEqual(self.place(PROGRAM).lstat(), made)
 
-    def test_an_update_takes_away_what_the_package_has_no_longer(self):
+    def test_an_update_removes_links_that_are_no_longer_wanted(self):
         self.update(PROGRAM, CATALOGUE)
         self.update(PROGRAM)
         self.assert_linked(PROGRAM)
@@ -154,7 +154,7 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_a_directory_is_roots_alone_and_goes_when_it_is_empty(self):
+    def test_a_directory_has_mode_0700_and_is_removed_if_empty(self):
         for leftover in (None, "monitrc"):
             with self.subTest(leftover=leftover):
                 for _ in range(2):
@@ -170,7 +170,7 @@ class PanelLinksTest(unittest.TestCase):
                 self.assertEqual(self.place(SCRATCH).exists(), bool(leftover))
                 self.assertEqual(tree(RECORDS), {})
 
-    def test_a_directory_that_was_there_stays_as_it_is(self):
+    def test_an_existing_directory_keeps_owner_and_mode(self):
         self.place(SCRATCH).mkdir(parents=True)
         os.chown(self.place(SCRATCH), 1, 1)
         self.place(SCRATCH).chmod(0o1777)
@@ -183,7 +183,7 @@ class PanelLinksTest(unittest.TestCase):
     def test_no_link_below_the_root_is_followed(self):
         outside = pathlib.Path("/srv/outside")
         for link in (PROGRAM, SCRATCH):
-            for folder in (PRODUCT_ROOT / "admin", PRODUCT_ROOT / "admin/sbin", PRODUCT_ROOT / "tmp"):
+            for folder in map(PRODUCT_ROOT.joinpath, ("admin", "admin/sbin", "tmp")):
                 with self.subTest(link=link, folder=folder.name):
                     shutil.rmtree(PRODUCT_ROOT, ignore_errors=True)
                     (outside / "sbin").mkdir(parents=True)
@@ -197,7 +197,7 @@ class PanelLinksTest(unittest.TestCase):
                     self.assertEqual(tree(outside), before)
                     shutil.rmtree(outside)
 
-    def test_nothing_is_removed_behind_a_link_that_has_replaced_a_folder(self):
+    def test_remove_follows_no_link_that_replaced_a_folder(self):
         outside = pathlib.Path("/srv/outside")
         self.update(PROGRAM, SCRATCH)
         shutil.copytree(PRODUCT_ROOT, outside, symlinks=True)
@@ -217,7 +217,7 @@ class PanelLinksTest(unittest.TestCase):
         self.assertEqual(self.remove(), "")
         self.assertEqual(os.listdir("/srv/panel"), [])
 
-    def test_packages_have_links_of_their_own(self):
+    def test_each_package_has_its_own_links(self):
         monitor = ("/usr/libexec/keldoctl/monit-check-status", "admin/sbin/monit")
         self.update(PROGRAM)
         self.update(monitor, package="keldoctl-monit")
@@ -227,7 +227,7 @@ class PanelLinksTest(unittest.TestCase):
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_packages_share_the_folders_whoever_goes_or_moves_first(self):
+    def test_packages_share_folders_in_any_order(self):
         monitor = ("/usr/libexec/keldoctl/monit-check-status", "admin/sbin/monit")
         for first, second in (("keldoctl", "keldoctl-monit"), ("keldoctl-monit", "keldoctl")):
             with self.subTest(first):
@@ -243,16 +243,16 @@ class PanelLinksTest(unittest.TestCase):
                     self.remove(package=package)
                 self.assertEqual(tree(PRODUCT_ROOT, pathlib.Path("/srv/panel"), RECORDS), {})
 
-    def test_removing_what_was_never_made_is_nothing(self):
+    def test_remove_without_links_does_nothing(self):
         self.assertEqual(self.remove(), "")
 
-    def test_what_others_keep_beside_the_records_stays(self):
+    def test_other_files_beside_the_records_stay(self):
         self.update(PROGRAM)
         (RECORDS / "reports").mkdir()
         self.remove()
         self.assertEqual(tree(RECORDS), {str(RECORDS): None, str(RECORDS / "reports"): None})
 
-    def test_a_link_that_cannot_be_made_is_told_and_the_others_are_made(self):
+    def test_a_failed_link_is_reported_and_the_others_are_made(self):
         PRODUCT_ROOT.mkdir()
         (PRODUCT_ROOT / "admin").write_text("a file", encoding="utf-8")
         said = self.update(PROGRAM, CATALOGUE)
@@ -263,7 +263,7 @@ class PanelLinksTest(unittest.TestCase):
             str(PRODUCT_ROOT): None, str(PRODUCT_ROOT / "admin"): "a file"})
 
     def environment_where_rm_fails(self, link):
-        """One in which that link cannot be removed, as on a file system that is read-only."""
+        """An environment in which rm fails for that link, as on a read-only file system."""
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         program = directory / "rm"
         program.write_text(f"""#!/bin/bash
@@ -287,7 +287,7 @@ exec /bin/rm "$@"
                 self.assertEqual(self.remove(), "")
                 self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_a_link_that_could_not_be_removed_is_the_packages_again(self):
+    def test_an_update_takes_back_a_link_that_could_not_be_removed(self):
         self.update(PROGRAM)
         self.remove(env=self.environment_where_rm_fails(PROGRAM))
         self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
@@ -295,9 +295,9 @@ exec /bin/rm "$@"
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_the_record_is_whole_when_a_run_dies_writing_it(self):
+    def test_the_record_survives_a_run_that_dies_while_writing_it(self):
         self.update(PROGRAM, CATALOGUE)
-        # Its first byte ends the run.
+        # The first byte that it writes ends the run.
         self.update(PROGRAM, status=-signal.SIGXFSZ, preexec_fn=lambda: resource.setrlimit(
             resource.RLIMIT_FSIZE, (0, 0)))
         self.assert_linked(PROGRAM)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What host/run does to the machine that it is used on: nothing. Run as root, not by host/run."""
+"""host/run leaves the machine unchanged. Run as root on the machine, not by host/run."""
 
 import os
 import pathlib
@@ -15,8 +15,8 @@ HOST_PATHS = [pathlib.Path(path) for path in (
     "/etc/kvr", "/service", "/usr/local/kvr", "/var/lib/kvr", "/var/log/kvr", "/run/kvr",
     "/run/mysqld", "/var/lib/keldo-host-in-use", "/usr/lib/locale/de_DE")]
 NO_HOST = 125
-HANG_SECONDS = 60  # no result depends on it: only a process that never ends is waited for so long
-# Has a daemon run and files lie about, says so, and stays until its standard input ends.
+HANG_SECONDS = 60  # only a process that never ends takes that long
+# Starts a daemon, makes files, prints "busy", and waits for the end of standard input.
 BUSY = """
 service-control start web >/dev/null && mkdir -p /etc/kvr /service &&
 touch /etc/kvr/left /service/left /usr/local/kvr/left && echo busy && read -r _
@@ -33,7 +33,7 @@ def what_serves():
 
 
 def descendants(pid):
-    """All processes below `pid`, in whatever process namespace they are."""
+    """All descendants of `pid`, in any process namespace."""
     children = {}
     for entry in filter(str.isdecimal, os.listdir("/proc")):
         try:
@@ -52,7 +52,7 @@ def descendants(pid):
 
 
 def machine():
-    """What must be the same before and after."""
+    """The state that must be the same before and after."""
     return {
         "mounts": pathlib.Path("/proc/self/mountinfo").read_text(),
         "paths": [path for path in HOST_PATHS if path.exists()],
@@ -62,24 +62,24 @@ def machine():
 
 
 class Command(unittest.TestCase):
-    def test_exit_status_is_the_commands(self):
+    def test_exit_status_is_that_of_the_command(self):
         for status in (0, 1, 42, 255):
             with self.subTest(status):
                 self.assertEqual(host_run("sh", "-c", f"exit {status}").returncode, status)
 
-    def test_exit_status_tells_the_signal_that_ended_the_command(self):
+    def test_exit_status_shows_a_signal(self):
         result = host_run("sh", "-c", "kill -TERM $$")
         self.assertEqual(result.returncode, 128 + signal.SIGTERM)
 
-    def test_exit_status_of_an_unknown_command_is_a_shells(self):
+    def test_exit_status_of_an_unknown_command_is_127(self):
         self.assertEqual(host_run("no-such-command").returncode, 127)
 
-    def test_streams_are_the_callers(self):
+    def test_the_command_has_the_callers_streams(self):
         result = subprocess.run([HOST_RUN, "sh", "-c", "cat; echo error >&2"], input="text",
                                 capture_output=True, text=True)
         self.assertEqual((result.stdout, result.stderr), ("text", "error\n"))
 
-    def test_arguments_arrive_as_they_are(self):
+    def test_arguments_arrive_unchanged(self):
         words = ["a b", "", "*", "'\"$x\\", "ü\n"]
         script = "import sys; print(sys.argv[1:])"
         result = host_run("python3", "-c", script, *words)
@@ -89,19 +89,19 @@ class Command(unittest.TestCase):
         script = "ls -d /etc/kvr /service /usr/local/kvr 2>/dev/null"
         self.assertEqual(host_run("--bare", "sh", "-c", script).stdout, "")
 
-    def test_without_a_command_it_tells_its_usage(self):
+    def test_without_a_command_it_prints_its_usage(self):
         result = host_run()
         self.assertEqual(result.returncode, NO_HOST)
         self.assertEqual(result.stderr, "host/run: usage: host/run [--bare] COMMAND [ARG...]\n")
 
-    def test_without_root_it_refuses_in_one_line(self):
-        # Another user, who may nevertheless read the project wherever it lies.
+    def test_without_root_it_prints_one_line(self):
+        # Another user, who may read the project's folder.
         other = ["setpriv", "--reuid=65534", "--inh-caps=+dac_override",
                  "--ambient-caps=+dac_override"]
         result = subprocess.run([*other, HOST_RUN, "true"], capture_output=True, text=True)
         self.assertEqual((result.returncode, result.stderr), (NO_HOST, "host/run: needs root\n"))
 
-    def test_without_a_build_it_refuses_in_one_line(self):
+    def test_without_a_build_it_prints_one_line(self):
         result = host_run("true", env={**os.environ, "KELDO_BUILD": "/nowhere"})
         self.assertEqual((result.returncode, result.stderr),
                          (NO_HOST, "host/run: nothing is built in /nowhere\n"))
@@ -112,7 +112,7 @@ class Machine(unittest.TestCase):
         self.before = machine()
 
     def start_busy(self):
-        """Starts a host that is in full use, in a process group as a terminal's job has."""
+        """Starts a busy host in a new process group, like a job of a terminal."""
         run = subprocess.Popen([HOST_RUN, "sh", "-c", BUSY], stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, start_new_session=True)
         self.addCleanup(run.stdin.close)
@@ -128,14 +128,14 @@ class Machine(unittest.TestCase):
             self.assertTrue(select.select([process], [], [], HANG_SECONDS)[0], "a process is left")
         self.assertEqual(machine(), self.before)
 
-    def test_nothing_is_left_by_a_command_that_ends_well(self):
+    def test_nothing_is_left_by_a_successful_command(self):
         run = self.start_busy()
         run.stdin.write(b"\n")
         run.stdin.flush()
         self.assertEqual(run.wait(), 0)
         self.assert_nothing_is_left()
 
-    def test_nothing_is_left_by_a_command_that_fails(self):
+    def test_nothing_is_left_by_a_failed_command(self):
         run = self.start_busy()
         run.stdin.close()
         self.assertEqual(run.wait(), 1)
@@ -161,7 +161,7 @@ class Machine(unittest.TestCase):
         run.wait()
         self.assert_nothing_is_left()
 
-    def test_several_at_a_time_do_not_see_each_other(self):
+    def test_hosts_do_not_see_each_other(self):
         if what_serves() == "container":
             return self.assert_one_waits_for_the_other()
         first = self.start_busy()
@@ -179,10 +179,9 @@ class Machine(unittest.TestCase):
 
 
 class ContainerAsHost(unittest.TestCase):
-    """Where nothing may be mounted: a private host without that right stands for the container."""
+    """A private host that may not mount stands for the container."""
 
-    # A copy of the project, since the layer of the real one is in use; and the private host's own
-    # database makes way for the container's.
+    # Uses a copy of the project, since its layer is in use, and removes the host's own database.
     IN_NAMESPACES = """
         export project=/tmp/project
         mkdir $project && cp -r host $project/ && rm -rf /var/lib/kvr /var/log/kvr
@@ -197,7 +196,7 @@ class ContainerAsHost(unittest.TestCase):
         """
 
     def in_container(self, script):
-        """Runs a shell script, in which `container_run` is host/run of the container."""
+        """Runs a shell script in which `container_run` runs host/run in the container."""
         build = os.environ.get("KELDO_BUILD", str(PROJECT / "build/release"))
         if what_serves() == "container":
             command = ["bash", "-c", self.IN_CONTAINER + script]
@@ -206,7 +205,7 @@ class ContainerAsHost(unittest.TestCase):
         return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               cwd=PROJECT, env={**os.environ, "KELDO_BUILD": build})
 
-    def test_services_run_and_nothing_but_packages_is_left(self):
+    def test_services_run_and_only_packages_are_left(self):
         result = self.in_container(f"""
             container_run sh -c 'service-control start-all >&2 && echo $KELDO_HOST; exit 3'
             echo $?
@@ -215,7 +214,7 @@ class ContainerAsHost(unittest.TestCase):
             """)
         self.assertEqual(result.stdout, "container\n3\n", result.stderr)
 
-    def test_a_path_in_use_is_not_touched(self):
+    def test_a_path_in_use_is_left_alone(self):
         result = self.in_container("""
             mkdir /service; touch /service/mine
             container_run true; echo $?
@@ -224,8 +223,8 @@ class ContainerAsHost(unittest.TestCase):
         self.assertEqual((result.stdout, result.stderr), (
             f"{NO_HOST}\n", "host/run: this container cannot be the host: /service is in use\n"))
 
-    def test_what_is_there_is_not_taken_for_what_another_container_left(self):
-        # The project's folder is copied while it is in use, but for the layer.
+    def test_a_copied_project_does_not_claim_files_of_this_container(self):
+        # Copies the project's folder while it is in use, without the layer.
         result = self.in_container("""
             original=$project copy=$(mktemp -d)
             container_run bash -c 'cp -r "$1/host" "$2/" && mkdir -p "$2/build/host" &&
@@ -238,7 +237,7 @@ class ContainerAsHost(unittest.TestCase):
         self.assertEqual((result.stdout, result.stderr.splitlines()[-1:]), (f"{NO_HOST}\n", [
             "host/run: this container cannot be the host: /service is in use"]))
 
-    def test_what_a_killed_command_left_goes_with_the_next(self):
+    def test_the_next_command_removes_files_of_a_killed_one(self):
         result = self.in_container("""
             ready=$(mktemp -u); mkfifo "$ready"
             set -m # a process group of its own
@@ -252,7 +251,7 @@ class ContainerAsHost(unittest.TestCase):
             """)
         self.assertEqual(result.stdout, "/etc/kvr\n/service\n0\n", result.stderr)
 
-    def test_a_port_in_use_is_not_shared(self):
+    def test_a_port_in_use_is_refused(self):
         result = self.in_container("""
             python3 -c '
 import socket, subprocess, sys
