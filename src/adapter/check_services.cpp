@@ -3,15 +3,18 @@
 #include "adapter/check_services.h"
 
 #include "adapter/ending_signals.h"
+#include "adapter/failure.h"
 #include "adapter/monit.h"
-#include "adapter/private_directory.h"
 #include "adapter/status_request.h"
 #include "adapter/watch.h"
+#include "exec/private_directory.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace keldo::adapter {
@@ -25,6 +28,18 @@ using std::chrono::seconds;
 // start and for a busy machine.
 constexpr seconds secondsPerTest{5};
 constexpr seconds margin{5};
+
+// Short, since a unix socket's path has to fit into 108 bytes.
+constexpr std::array baseDirectories = {"/run", "/tmp"};
+constexpr const char* directoryPrefix = "monit-check-status.";
+
+PrivateDirectory makeDirectory() {
+    try {
+        return PrivateDirectory(baseDirectories, directoryPrefix);
+    } catch (const std::system_error& error) {
+        throw Failure("cannot make a private directory -- " + error.code().message());
+    }
+}
 
 /// Waits until monit has checked every service once, or until the deadline. Throws MonitEnded.
 std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
@@ -66,8 +81,8 @@ std::vector<Service> checkServices(const ControlFile& control) {
     }
     const Clock::time_point deadline = Clock::now() + control.testCount * secondsPerTest + margin;
     const EndingSignals signals;
-    const PrivateDirectory directory;
-    directory.sweepOthers();
+    const PrivateDirectory directory = makeDirectory();
+    directory.sweepAbandoned();
     const Monit monit(directory, control);
     const Watch watch{monit.endDescriptor(), signals};
     return watchServices(monit, watch, directory.name(), std::move(services), deadline);

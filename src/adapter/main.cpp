@@ -20,7 +20,6 @@
 //   document           what is printed
 //   check_services     all between the reading and the printing
 //   monit              the process: its settings, its surroundings, what it prints
-//   private_directory  where a call's files are, and the sweep of what killed calls left
 //   child              a process that is killed and reaped in any case
 //   control_file       what FILE says, as far as it has to be known without monit
 //   status_request     the question to monit over HTTP

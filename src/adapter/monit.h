@@ -4,7 +4,7 @@
 
 #include "adapter/child.h"
 #include "adapter/control_file.h"
-#include "adapter/private_directory.h"
+#include "exec/private_directory.h"
 
 #include <string>
 #include <sys/types.h>

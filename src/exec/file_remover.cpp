@@ -3,6 +3,7 @@
 #include "exec/file_remover.h"
 
 #include "exec/ending_signals.h"
+#include "exec/private_directory.h"
 
 #include <atomic>
 #include <cerrno>
@@ -70,7 +71,7 @@ FileRemover::~FileRemover() {
 void FileRemover::remove() const noexcept {
     for (const std::string& path : paths_) {
         if (unlink(path.c_str()) == -1 && errno == EISDIR) {
-            rmdir(path.c_str());
+            removeDirectory(path.c_str());
         }
     }
 }

@@ -17,8 +17,8 @@ class FileRemover {
 public:
     explicit FileRemover(const std::string& path) noexcept : FileRemover(std::span(&path, 1)) {}
     explicit FileRemover(std::string&&) = delete;
-    /// Removes several files, in this order. A path may also name a directory, which is removed if
-    /// it is empty by then.
+    /// Removes several files, in this order. A path may name a directory, which is removed with
+    /// everything in it.
     explicit FileRemover(std::span<const std::string> paths) noexcept;
     FileRemover(const FileRemover&) = delete;
     FileRemover& operator=(const FileRemover&) = delete;

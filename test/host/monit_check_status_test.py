@@ -658,27 +658,6 @@ class EndTest(AdapterTest):
 
 
 class SweepTest(AdapterTest):
-    def test_only_abandoned_directories_of_its_own_user_are_removed(self):
-        base = pathlib.Path('/run')
-        abandoned = base / f'{PREFIX}aban01'
-        foreign = base / f'{PREFIX}forein'
-        link = base / f'{PREFIX}link01'
-        file = base / f'{PREFIX}file01'
-        target = self.folder / 'target'
-        self.addCleanup(file.unlink)
-        self.addCleanup(link.unlink)
-        self.addCleanup(shutil.rmtree, foreign)
-        for directory in (abandoned, foreign, target):
-            directory.mkdir()
-            (directory / 'monitrc').write_text('text')
-        os.chown(foreign, pwd.getpwnam('nobody').pw_uid, -1)
-        link.symlink_to(target)
-        file.write_text('text')
-        self.check(ControlFileTest.TEXT)
-        self.assertEqual(sorted(private_directories()), sorted(map(str, (foreign, link, file))))
-        self.assertTrue((target / 'monitrc').exists())
-        self.assertTrue((foreign / 'monitrc').exists())
-
     def test_directory_of_a_call_at_work_is_kept(self):
         with HangingCall(self) as hanging:
             self.check(ControlFileTest.TEXT)
