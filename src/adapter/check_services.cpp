@@ -2,8 +2,7 @@
 
 #include "adapter/check_services.h"
 
-#include "adapter/ending_signals.h"
-#include "adapter/failure.h"
+#include "adapter/file.h"
 #include "adapter/monit.h"
 #include "adapter/status_request.h"
 #include "adapter/watch.h"
@@ -24,12 +23,12 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Monit gives up a test after five seconds and makes them one after another; the margin is for its
-// start and for a busy machine.
+// Monit gives up a test after five seconds and runs the tests one after another. The margin is for
+// monit's start and for a busy machine.
 constexpr seconds secondsPerTest{5};
 constexpr seconds margin{5};
 
-// Short, since a unix socket's path has to fit into 108 bytes.
+// Short paths, since the path of a unix socket has to fit into 108 bytes.
 constexpr std::array baseDirectories = {"/run", "/tmp"};
 constexpr const char* directoryPrefix = "monit-check-status.";
 
@@ -41,7 +40,7 @@ PrivateDirectory makeDirectory() {
     }
 }
 
-/// Waits until monit has checked every service once, or until the deadline. Throws MonitEnded.
+/// Waits until monit has checked every service once, or until the deadline.
 std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
                                    const std::string& ownName, std::vector<Service> services,
                                    Clock::time_point deadline) {
@@ -50,22 +49,22 @@ std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
         if (const std::optional<std::string> status =
                 requestStatus(monit.socketPath(), watch, deadline)) {
             services = servicesIn(*status, ownName);
-            if (std::all_of(services.begin(), services.end(),
-                            [](const Service& service) { return service.isChecked; })) {
+            if (std::ranges::all_of(services, &Service::isChecked)) {
                 return services;
             }
         }
-        // No event tells of a finished check. Most are over after a few milliseconds, some after
-        // seconds: the longer it has taken, the less a little more matters.
-        const Clock::time_point now = Clock::now();
-        const Clock::duration pause =
-            std::clamp<Clock::duration>((now - begin) / 8, milliseconds(1), milliseconds(200));
-        if (watch.wait(-1, std::min(now + pause, deadline)) == Wake::monitEnded) {
+        if (monit.hasEnded()) {
             throw MonitEnded(monit.printed());
         }
+        const Clock::time_point now = Clock::now();
         if (now >= deadline) {
             return services;
         }
+        // Monit announces no finished check. Most checks take a few milliseconds, some take
+        // seconds: the longer it has taken, the less a little more matters.
+        const Clock::duration pause =
+            std::clamp<Clock::duration>((now - begin) / 8, milliseconds(1), milliseconds(200));
+        watch.wait(-1, std::min(now + pause, deadline));
     }
 }
 
@@ -80,11 +79,10 @@ std::vector<Service> checkServices(const ControlFile& control) {
         services.push_back({name, "0", false});
     }
     const Clock::time_point deadline = Clock::now() + control.testCount * secondsPerTest + margin;
-    const EndingSignals signals;
+    const Watch watch; // before the directory: no signal may end the program while that exists
     const PrivateDirectory directory = makeDirectory();
     directory.sweepAbandoned();
     const Monit monit(directory, control);
-    const Watch watch{monit.endDescriptor(), signals};
     return watchServices(monit, watch, directory.name(), std::move(services), deadline);
 }
 

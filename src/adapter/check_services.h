@@ -10,18 +10,18 @@
 
 namespace keldo::adapter {
 
-/// Monit ended by itself instead of checking; its text is what monit printed.
+/// Monit ended by itself instead of checking. The text is what monit printed.
 class MonitEnded : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The control file's services, in its order, each checked once, or not yet (`isChecked`) at the
-/// deadline that doc/monit-check-status.8 tells of. For an empty file there are none, and monit is
-/// not started.
+/// Starts monit on the control file and waits until it has checked every service once, or until the
+/// deadline that doc/monit-check-status.8 describes. Returns the services in the file's order;
+/// those not yet checked have `isChecked` false. Does not start monit for an empty file.
 ///
-/// Starts monit on the control file, and has it and its files removed again when it returns or
-/// throws: MonitEnded; Interrupted, by a signal; Failure.
+/// Monit and its files are gone when it returns or throws: MonitEnded, Interrupted (by a signal),
+/// Failure or std::bad_alloc.
 std::vector<Service> checkServices(const ControlFile& control);
 
 } // namespace keldo::adapter

@@ -2,7 +2,7 @@
 
 #include "adapter/command_line.h"
 
-#include "adapter/failure.h"
+#include "adapter/file.h"
 
 #include <string_view>
 #include <unistd.h>

@@ -2,59 +2,72 @@
 
 #include "adapter/control_file.h"
 
-#include "adapter/file.h"
-
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 namespace keldo::adapter {
 
 namespace {
 
 struct Word {
-    std::string text;
+    std::string_view text;
     bool isQuoted;
 };
 
-/// The words of a control file, comments left out. A quoted text is one word.
-std::vector<Word> wordsOf(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n\f\v,;";
-    std::vector<Word> words;
-    for (size_t at = 0; (at = text.find_first_not_of(blanks, at)) != std::string_view::npos;) {
-        const char first = text[at];
-        const bool isQuoted = first == '"' || first == '\'';
-        const size_t begin = isQuoted ? at + 1 : at;
-        const size_t end = std::min(text.size(), first == '#' ? text.find('\n', begin)
-                                                 : isQuoted   ? text.find(first, begin)
-                                                              : text.find_first_of(blanks, begin));
-        if (first != '#') {
-            words.push_back({std::string(text.substr(begin, end - begin)), isQuoted});
-        }
-        at = end + (isQuoted && end < text.size() ? 1 : 0);
+/// Takes the first word off the front of `rest`, which begins with one. A quoted text is one word.
+Word takeWord(std::string_view& rest, std::string_view blanks) {
+    const char quote = rest.front();
+    const bool isQuoted = quote == '"' || quote == '\'';
+    if (isQuoted) {
+        rest.remove_prefix(1);
     }
-    return words;
+    const size_t end =
+        std::min(rest.size(), isQuoted ? rest.find(quote) : rest.find_first_of(blanks));
+    const Word word{rest.substr(0, end), isQuoted};
+    rest.remove_prefix(std::min(rest.size(), isQuoted ? end + 1 : end));
+    return word;
 }
 
-/// Monit takes its keywords in any mixture of upper and lower case.
+/// The words of a control file, without comments.
+std::vector<Word> wordsOf(std::string_view rest) {
+    constexpr std::string_view blanks = " \t\r\n\f\v,;";
+    std::vector<Word> words;
+    for (;;) {
+        rest.remove_prefix(std::min(rest.size(), rest.find_first_not_of(blanks)));
+        if (rest.empty()) {
+            return words;
+        }
+        if (rest.front() == '#') {
+            rest.remove_prefix(std::min(rest.size(), rest.find('\n')));
+        } else {
+            words.push_back(takeWord(rest, blanks));
+        }
+    }
+}
+
+/// tolower(3) depends on the locale.
+char lowerCase(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+/// Monit accepts its keywords in any mixture of upper and lower case.
 bool isKeyword(const Word& word, std::string_view keyword) {
-    return !word.isQuoted &&
-           std::equal(word.text.begin(), word.text.end(), keyword.begin(), keyword.end(),
-                      [](unsigned char a, unsigned char b) { return std::tolower(a) == b; });
+    return !word.isQuoted && std::ranges::equal(word.text, keyword, {}, lowerCase);
 }
 
 } // namespace
 
-ControlFile readControlFile(const std::string& path) {
+ControlFile parseControlFile(std::string path, std::string text) {
     ControlFile control;
-    control.path = path;
-    control.text = readFile(path);
+    control.path = std::move(path);
+    control.text = std::move(text);
     const std::vector<Word> words = wordsOf(control.text);
     control.isEmpty = words.empty();
     for (size_t i = 0; i < words.size(); ++i) {
         if (isKeyword(words[i], "check") && i + 2 < words.size()) {
-            control.serviceNames.push_back(words[i + 2].text); // check TYPE NAME
+            control.serviceNames.emplace_back(words[i + 2].text); // check TYPE NAME
             i += 2;
         } else if (isKeyword(words[i], "if")) {
             ++control.testCount;

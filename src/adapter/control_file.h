@@ -7,18 +7,17 @@
 
 namespace keldo::adapter {
 
-/// What is needed to know of a control file without asking monit.
+/// A control file, and the little that this program has to know of it without monit.
 struct ControlFile {
-    std::string path; ///< as it was given
+    std::string path; ///< as the caller gave it
     std::string text;
-    bool isEmpty = true;                   ///< nothing but blanks and comments
+    bool isEmpty = true;                   ///< it contains only blanks and comments
     std::vector<std::string> serviceNames; ///< in the file's order
-    int testCount = 0;                     ///< of "if" statements
+    int testCount = 0;                     ///< number of "if" statements
 };
 
-/// Reads the control file `path`. Looks for its checks and tests only: whether monit accepts the
-/// file is left to monit, and a file that it includes is not read. Throws Failure where the file
-/// cannot be read.
-ControlFile readControlFile(const std::string& path);
+/// Finds the checks and tests in a control file's text. Monit decides later whether it accepts the
+/// text. Does not read the files that the text includes.
+ControlFile parseControlFile(std::string path, std::string text);
 
 } // namespace keldo::adapter

@@ -2,30 +2,35 @@
 
 #include "adapter/file.h"
 
-#include "adapter/failure.h"
-
 #include <array>
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
 #include <sys/types.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace keldo::adapter {
 
+Failure failureFromErrno(const std::string& what) {
+    const int reason = errno;
+    return Failure(what + " -- " + std::generic_category().message(reason));
+}
+
 std::string readFile(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
-    std::array<char, 16384> buffer{};
+    std::array<char, 16384> buffer;
     for (;;) {
         const ssize_t count = file ? read(file.get(), buffer.data(), buffer.size()) : -1;
-        if (count < 0) {
-            throw failureFromErrno("cannot read a file -- " + path);
-        }
         if (count == 0) {
             return text;
         }
-        text.append(buffer.data(), static_cast<size_t>(count));
+        if (count > 0) {
+            text.append(buffer.data(), static_cast<size_t>(count));
+        } else if (!file || errno != EINTR) {
+            throw failureFromErrno("cannot read a file -- " + path);
+        }
     }
 }
 

@@ -4,22 +4,31 @@
 
 #include "exec/unique_fd.h"
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace keldo::adapter {
 
-// Whole texts, read and written. Where the system refuses, each function throws a Failure that
-// gives errno's reason.
+/// Prevents an answer. Its text is one line, without the program's name and the line feed.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
-/// What is in the file `path`.
+/// The failure "WHAT -- REASON", with errno's reason.
+Failure failureFromErrno(const std::string& what);
+
+// If the system refuses, each of the functions below throws a Failure with errno's reason.
+
+/// Returns the content of the file `path`.
 std::string readFile(const std::string& path);
 
-/// Writes all of `text` to the descriptor `fd`; `what` tells in a failure's text what that is.
+/// Writes all of `text` to the descriptor `fd`. A failure's text calls it `what`.
 void writeAll(int fd, std::string_view text, const std::string& what);
 
-/// Makes the file `path`, mode 0600, with `text` in it, and gives it open for appending; it must
-/// not exist yet.
+/// Creates the file `path`, mode 0600, with the content `text`, and returns it open for appending.
+/// Fails if the path exists.
 UniqueFd createFile(const std::string& path, std::string_view text);
 
 } // namespace keldo::adapter

@@ -2,25 +2,26 @@
 
 #include "adapter/monit.h"
 
-#include "adapter/failure.h"
 #include "adapter/file.h"
+#include "exec/duplicate.h"
 #include "exec/unique_fd.h"
 
 #include <array>
-#include <climits>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace keldo::adapter {
 
 namespace {
 
-// By its full path: this program is itself installed under the name monit in the panel's own
-// directory, and a search along PATH could find it instead.
+// A full path, since this program is itself installed under the name monit, and a search along PATH
+// could find it instead.
 constexpr const char* monitPath = "/usr/bin/monit";
 
 // Monit closes every descriptor that it could have, one by one, and needs about ten.
@@ -28,24 +29,24 @@ constexpr rlim_t monitDescriptors = 64;
 
 constexpr int execFailed = 127;
 
-/// In a new child: has it killed when `parent` ends, however that comes about, and gives it a
-/// process group of its own, so that a terminal's signals reach only the parent.
+/// In a new child: asks the system to kill it when `parent` ends, and moves it to a process group
+/// of its own, so that a terminal's signals reach only the parent.
 void dieWith(pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // A parent that was gone before that call gives no signal any more.
+    // If the parent ended before that call, no signal will come.
     if (getppid() != parent) {
-        _exit(execFailed);
+        _exit(execFailed); // GCOVR_EXCL_LINE a killed child writes no counts
     }
     setpgid(0, 0);
 }
 
-/// In a new child: `input` and `output` become its standard descriptors, the only ones that it
-/// hands on; few more can be opened, and no signal is blocked.
+/// In a new child: makes `input` and `output` its standard descriptors, limits the number of
+/// descriptors and unblocks all signals. The other descriptors are closed on exec.
 void makeSurroundings(int input, int output) {
-    dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
-    close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
+    if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
+        !duplicate(output, STDERR_FILENO)) {
+        _exit(execFailed); // otherwise monit's words would get into the document
+    }
     const rlimit limit{monitDescriptors, monitDescriptors};
     setrlimit(RLIMIT_NOFILE, &limit);
     sigset_t none;
@@ -56,27 +57,30 @@ void makeSurroundings(int input, int output) {
 } // namespace
 
 Monit::Monit(const PrivateDirectory& directory, const ControlFile& control)
-    : directory_(directory), control_(control), child_(start()) {
-    if (child_.endDescriptor() < 0) {
-        throw failureFromErrno("cannot start the monitor");
+    : directory_(directory), control_(control), pid_(start()) {}
+
+Monit::~Monit() {
+    kill(pid_, SIGKILL); // perhaps it has not made its group yet
+    kill(-pid_, SIGKILL);
+    while (waitpid(pid_, nullptr, 0) == -1 && errno == EINTR) {
     }
 }
 
-/// What monit needs to know besides the control file. It stands behind the control file's text, as
-/// monit heeds the last of two equal settings: whatever the text holds, monit works on its own
+/// What monit needs to know besides the control file. It follows the control file's text, since
+/// monit uses the last of two equal settings: whatever the text contains, monit works on its own
 /// files. Nothing is quoted, so that a quote left open in the text cannot end here.
 std::string Monit::settings() const {
     return "\n"
-           // The first cycle starts at once; the next one is farther away than any deadline.
+           // The first cycle starts at once; the next one is later than any deadline.
            "set daemon 1000000\n"
            // Without a pid file of its own it would wake the machine's monit instead of checking.
            "set pidfile " +
            directory_.file("pid") + "\nset idfile " + directory_.file("id") + "\nset statefile " +
            directory_.file("state") +
-           // Without a user allowed the socket is not opened, and monit says nothing about it.
+           // Without an allowed user, monit does not open the socket and does not say so.
            "\nset httpd unixsocket " + socketPath() + " allow monit:monit\n" +
-           // Monit checks its host as one more service, which has the host's name unless told
-           // otherwise; a service of that name in the control file would be refused.
+           // Monit checks its host as one more service. By default that has the host's name, and
+           // monit would refuse a service of that name in the control file.
            "check system " + directory_.name() + "\n";
 }
 
@@ -84,7 +88,7 @@ pid_t Monit::start() const {
     if (access(monitPath, X_OK) != 0) {
         throw failureFromErrno(std::string("cannot run the monitor -- ") + monitPath);
     }
-    // Not the given file itself: monit might dislike its mode or owner, and settings are added.
+    // Not the given file itself: monit might refuse its mode or owner, and settings are added.
     std::string copy = copyPath();
     createFile(copy, control_.text + settings());
     const UniqueFd output = createFile(printedPath(), "");
@@ -102,6 +106,9 @@ pid_t Monit::start() const {
 
     const pid_t parent = getpid();
     const pid_t child = fork();
+    if (child == -1) {
+        throw failureFromErrno("cannot start the monitor");
+    }
     if (child != 0) {
         return child;
     }
@@ -110,6 +117,12 @@ pid_t Monit::start() const {
     makeSurroundings(input.get(), output.get());
     execve(monitPath, arguments.data(), environment.data());
     _exit(execFailed);
+}
+
+bool Monit::hasEnded() const {
+    siginfo_t info{};
+    return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == pid_;
 }
 
 std::string Monit::printed() const {

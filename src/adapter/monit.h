@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include "adapter/child.h"
 #include "adapter/control_file.h"
 #include "exec/private_directory.h"
 
@@ -11,21 +10,24 @@
 
 namespace keldo::adapter {
 
-/// A stock monit at work on one control file in a private directory, both of which outlive it.
-/// Killed at the end, however this program ends. What it checks besides the control file's services
-/// is a service that has the directory's name.
+/// A stock monit that works on one control file in a private directory; both must outlive the
+/// object. Besides the control file's services, monit checks one that has the directory's name.
+/// Monit is killed by the destructor, and by the system if this program is killed first.
 class Monit {
 public:
-    /// Starts it; it reads the control file and opens its socket a little later. Throws Failure
-    /// when it cannot be started.
+    /// Starts monit, which reads the control file and opens its socket a little later. Throws
+    /// Failure if it cannot be started.
     Monit(const PrivateDirectory& directory, const ControlFile& control);
+    ~Monit();
+    Monit(const Monit&) = delete;
+    Monit& operator=(const Monit&) = delete;
 
-    /// The path of the unix socket that monit answers on.
+    /// The path of the unix socket on which monit answers.
     std::string socketPath() const { return directory_.file("socket"); }
-    /// Readable once monit has ended.
-    int endDescriptor() const { return child_.endDescriptor(); }
-    /// What monit printed so far, with the control file's own path in place of its copy's. Throws
-    /// Failure when it cannot be read.
+    /// Whether monit has ended by itself.
+    bool hasEnded() const;
+    /// What monit has printed so far; the control file's own path stands for its copy's. Throws
+    /// Failure if it cannot be read.
     std::string printed() const;
 
 private:
@@ -36,7 +38,7 @@ private:
 
     const PrivateDirectory& directory_;
     const ControlFile& control_;
-    Child child_;
+    pid_t pid_; ///< also the id of monit's process group, once it exists
 };
 
 } // namespace keldo::adapter

@@ -2,7 +2,8 @@
 
 #include "adapter/service.h"
 
-#include "adapter/failure.h"
+#include "adapter/file.h"
+#include "xml/characters.h"
 
 #include <cstddef>
 #include <utility>
@@ -11,7 +12,11 @@ namespace keldo::adapter {
 
 namespace {
 
-/// Takes the text up to `end` off the front of `rest`, and `end` too.
+/// The status of a service whose check was not finished at the deadline. Monit uses this bit for a
+/// changed checksum, which no test of a process or port sets, so it is unambiguous.
+constexpr std::string_view notCheckedStatus = "1";
+
+/// Takes the text before `end` off the front of `rest`, and `end` too.
 std::string_view takeUntil(std::string_view& rest, std::string_view end) {
     const size_t at = rest.find(end);
     if (at == std::string_view::npos) {
@@ -22,9 +27,8 @@ std::string_view takeUntil(std::string_view& rest, std::string_view end) {
     return taken;
 }
 
-/// Reads a service's name off the front of `rest`, which begins behind <name>. Version 5 writes
-/// names as they are, so one may look like an element itself: what follows it tells its end.
-/// Version 6 writes them as CDATA.
+/// Reads a service's name off the front of `rest`, which begins behind <name>. In version 5 a name
+/// may contain markup, so the element that follows decides where it ends. Version 6 writes CDATA.
 std::string_view takeName(std::string_view& rest) {
     constexpr std::string_view cdata = "<![CDATA[";
     if (rest.starts_with(cdata)) {
@@ -36,6 +40,8 @@ std::string_view takeName(std::string_view& rest) {
 
 } // namespace
 
+// A scan, since libxml2 cannot read the document: monit 5 writes names and paths unescaped and in
+// any encoding, so that a service named "w&b" makes the document ill-formed.
 std::vector<Service> servicesIn(std::string_view status, const std::string& ownName) {
     constexpr std::string_view waitingForFirstCheck = "2";
     std::vector<Service> services;
@@ -53,6 +59,16 @@ std::vector<Service> servicesIn(std::string_view status, const std::string& ownN
         }
     }
     return services;
+}
+
+std::string documentOf(const std::vector<Service>& services) {
+    std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<monit>\n";
+    for (const Service& service : services) {
+        document += "  <service>\n    <name>" + escapeXml(service.name) + "</name>\n    <status>" +
+                    escapeXml(service.isChecked ? service.status : notCheckedStatus) +
+                    "</status>\n  </service>\n";
+    }
+    return document + "</monit>\n";
 }
 
 } // namespace keldo::adapter

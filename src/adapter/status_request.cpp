@@ -2,12 +2,11 @@
 
 #include "adapter/status_request.h"
 
-#include "adapter/failure.h"
+#include "adapter/file.h"
 #include "exec/unique_fd.h"
 
 #include <array>
 #include <cstddef>
-#include <string_view>
 #include <sys/socket.h>
 #include <sys/types.h>
 #include <sys/un.h>
@@ -16,7 +15,7 @@ namespace keldo::adapter {
 
 namespace {
 
-/// Gives no descriptor when nobody listens (yet).
+/// Returns no descriptor if nobody listens yet.
 UniqueFd connectTo(const std::string& socketPath) {
     UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
@@ -41,28 +40,29 @@ std::optional<std::string> requestStatus(const std::string& socketPath, const Wa
         return std::nullopt;
     }
     std::string answer;
-    std::array<char, 16384> buffer{};
-    for (;;) {
-        if (watch.wait(connection.get(), deadline) != Wake::ready) {
-            return std::nullopt;
-        }
+    std::array<char, 16384> buffer;
+    while (watch.wait(connection.get(), deadline)) {
         const ssize_t count = recv(connection.get(), buffer.data(), buffer.size(), 0);
         if (count <= 0) {
-            break;
+            return documentInAnswer(answer);
         }
         answer.append(buffer.data(), static_cast<size_t>(count));
     }
-    const std::string statusLine = answer.substr(0, answer.find('\r'));
-    if (!answer.empty() && statusLine.find(" 200 ") == std::string::npos) {
-        throw Failure("unexpected answer of the monitor -- " + statusLine);
+    return std::nullopt;
+}
+
+std::optional<std::string> documentInAnswer(std::string_view answer) {
+    const std::string_view statusLine = answer.substr(0, answer.find('\r'));
+    if (!answer.empty() && statusLine.find(" 200 ") == std::string_view::npos) {
+        throw Failure("unexpected answer of the monitor -- " + std::string(statusLine));
     }
-    const size_t documentBegin = answer.find("\r\n\r\n");
-    // Half a document would be a document of which services are missing.
-    if (documentBegin == std::string::npos ||
-        answer.find("</monit>", documentBegin) == std::string::npos) {
+    constexpr std::string_view headerEnd = "\r\n\r\n";
+    const size_t at = answer.find(headerEnd);
+    // An incomplete document would lack services.
+    if (at == std::string_view::npos || answer.find("</monit>", at) == std::string_view::npos) {
         return std::nullopt;
     }
-    return answer.substr(documentBegin);
+    return std::string(answer.substr(at + headerEnd.size()));
 }
 
 } // namespace keldo::adapter

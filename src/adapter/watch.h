@@ -2,31 +2,45 @@
 
 #pragma once
 
-#include "adapter/ending_signals.h"
+#include "exec/unique_fd.h"
 
 #include <chrono>
+#include <csignal>
+#include <exception>
 
 namespace keldo::adapter {
 
-/// The clock by which deadlines are told.
+/// The clock of all deadlines.
 using Clock = std::chrono::steady_clock;
 
-/// What ended a wait.
-enum class Wake {
-    ready,      ///< there is something to read, or an end of file or an error to be read
-    monitEnded, ///< whatever else there is
-    timeUp      ///< or, earlier, the system interrupted the wait
+/// A signal asks this program to end. Thrown so that destructors clean up.
+struct Interrupted : std::exception {
+    explicit Interrupted(int number) : signalNumber(number) {}
+    int signalNumber;
 };
 
-/// What every wait of this program watches besides its own matter: monit's end (a pidfd), and the
-/// signals that ask this program to end (thrown as Interrupted). Both outlive it.
-struct Watch {
-    int monitEnd;
-    const EndingSignals& signals;
+/// Waits that also end when a signal arrives. While the object lives, every signal that would end
+/// the program without giving it a chance to clean up (exec/ending_signals.h, SIGPIPE and SIGXFSZ),
+/// and SIGCHLD, is blocked and read from a descriptor. Its destructor lets the signals that were
+/// not read be delivered. A signal that the caller ignores stays ignored.
+class Watch {
+public:
+    /// Throws Failure if the system provides no such descriptor.
+    Watch();
+    ~Watch() { sigprocmask(SIG_SETMASK, &maskBefore_, nullptr); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
 
-    /// Waits until `descriptor` can be read (-1: for nothing more) or until `end`. Throws
-    /// Interrupted once a signal has come, and Failure where the system does not let it wait.
-    Wake wait(int descriptor, Clock::time_point end) const;
+    /// Waits until `descriptor` (-1: none) can be read, or until `end`. Returns true if it can be
+    /// read; false at `end`, or earlier if a child may have ended. Throws Interrupted if a signal
+    /// asks the program to end, and Failure if the system refuses to wait.
+    bool wait(int descriptor, Clock::time_point end) const;
+
+private:
+    void readSignal() const;
+
+    sigset_t maskBefore_{};
+    UniqueFd signals_;
 };
 
 } // namespace keldo::adapter

@@ -109,50 +109,17 @@ TEST_F(FileRemoverTest, RemovesSeveralFilesInOrderThenTheirDirectory) {
     }
 }
 
-<<<<<<< HEAD
-TEST_F(FileRemoverTest, LeavesADirectoryThatIsNotEmpty) {
-    const std::array paths = {directory.path().string(), path};
-    { const FileRemover remover{paths}; }
-    EXPECT_FALSE(isThere());
-    EXPECT_TRUE(std::filesystem::exists(directory.path()));
+TEST_F(FileRemoverTest, RemovesADirectoryWithItsContents) {
+    directory.write("folder/inner", "text");
+    const std::string folder = directory.path() / "folder";
+    { const FileRemover remover(folder); }
+    EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 TEST_F(FileRemoverTest, LeavesEachSignalIgnoredThatTheCallerIgnores) {
     // A fresh process, in which no remover has existed yet.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const int parity : {0, 1}) {
-=======
-TEST_F(FileRemoval, OfSeveralTakesADirectoryWithItsContents) {
-    directory.write("folder/inner", "text");
-    const std::string folder = directory.path() / "folder";
-    const std::array paths = {folder, path};
-    { const FileRemover remover{paths}; }
-    EXPECT_FALSE(isThere());
-    EXPECT_FALSE(std::filesystem::exists(folder));
-}
-
-TEST_F(FileRemoval, OfSeveralComesWithASignalThatEndsTheProcess) {
-    const std::string inner = directory.write("folder/file", "text");
-    const std::array paths = {inner, directory.path().string() + "/folder", path};
-    const auto end = [&] {
-        const FileRemover remover{paths};
-        raise(SIGTERM);
-        _exit(0);
-    };
-    EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
-    EXPECT_FALSE(isThere());
-    EXPECT_FALSE(std::filesystem::exists(paths[1]));
-}
-
-/// In a process of its own, in which there was no remover yet.
-class FirstFileRemoval : public FileRemoval {
-protected:
-    FirstFileRemoval() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_F(FirstFileRemoval, LeavesEachSignalIgnoredThatTheCallerIgnores) {
-    for (const int ignored : endingSignals) {
->>>>>>> 1f03c44 (exec: share one private directory, and sweep only what is marked)
         const auto run = [&] {
             for (const int signal : allEndingSignals()) {
                 std::signal(signal, signal % 2 == parity ? SIG_IGN : SIG_DFL);

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+
+#include "adapter/run.h"
+
+#include "fake_monit.h"
+#include "support/temporary_directory.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <new>
+#include <unistd.h>
+
+namespace {
+
+using keldo::test::goodAllocations;
+bool closeRangeIsMissing = false;
+
+void* allocate(std::size_t size) {
+    if (goodAllocations >= 0 && goodAllocations-- == 0) {
+        return nullptr;
+    }
+    return std::malloc(size == 0 ? 1 : size); // NOLINT(cppcoreguidelines-no-malloc)
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = allocate(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory); // NOLINT(cppcoreguidelines-no-malloc)
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory); // NOLINT(cppcoreguidelines-no-malloc)
+}
+
+extern "C" {
+int __real_close_range(unsigned int first, unsigned int last, int flags);
+int __wrap_close_range(unsigned int first, unsigned int last, int flags);
+}
+
+int __wrap_close_range(unsigned int first, unsigned int last, int flags) {
+    errno = ENOSYS;
+    return closeRangeIsMissing ? -1 : __real_close_range(first, last, flags);
+}
+
+namespace keldo::adapter {
+namespace {
+
+using test::FakeMonit;
+
+struct Outcome {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+class Run : public testing::Test {
+protected:
+    ~Run() override {
+        EXPECT_TRUE(test::directoriesLeft().empty());
+        EXPECT_FALSE(test::hasChild());
+    }
+    /// Runs it; `allocations` of its own succeed, or all if that is -1.
+    int call(int allocations = -1) const {
+        std::string path = control;
+        std::string words[] = {"monit", "-c", path, "-x", "check-status"};
+        char* arguments[] = {words[0].data(), words[1].data(), words[2].data(),
+                             words[3].data(), words[4].data(), nullptr};
+        optind = 0; // getopt(3) begins anew
+        goodAllocations = allocations;
+        const int status = run(5, arguments);
+        goodAllocations = -1;
+        return status;
+    }
+    Outcome outcome(int allocations = -1) const {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const int status = call(allocations);
+        return {status, testing::internal::GetCapturedStdout(),
+                testing::internal::GetCapturedStderr()};
+    }
+    static void answer(const FakeMonit::Call& call) {
+        test::answerRequests(call, {test::statusAnswer("web", 0, 1)});
+    }
+
+    const test::TemporaryDirectory directory;
+    const std::string control = directory.write("control", "check process web\n");
+};
+
+TEST_F(Run, PrintsTheDocument) {
+    const FakeMonit fake(answer);
+    const Outcome result = outcome();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                             "<monit>\n"
+                             "  <service>\n"
+                             "    <name>web</name>\n"
+                             "    <status>0</status>\n"
+                             "  </service>\n"
+                             "</monit>\n");
+}
+
+TEST_F(Run, PrintsMonitsWordsAndNoDocumentIfItEnds) {
+    const FakeMonit fake([](const FakeMonit::Call&) {
+        std::printf("what monit says\n");
+        std::fflush(stdout);
+    });
+    const Outcome result = outcome();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "what monit says\nmonit-check-status: the monitor ended before it had "
+                             "checked -- " +
+                                 control + "\n");
+}
+
+TEST_F(Run, PrintsAFailure) {
+    const Outcome result = outcome();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "monit-check-status: cannot run the monitor -- /usr/bin/monit -- No "
+                             "such file or directory\n");
+}
+
+TEST_F(Run, EndsByTheSignalThatAskedItTo) {
+    const FakeMonit fake([](const FakeMonit::Call&) {
+        kill(getppid(), SIGALRM);
+        test::hang();
+    });
+    const auto end = [this] {
+        std::signal(SIGALRM, SIG_DFL);
+        _exit(call());
+    };
+    EXPECT_EXIT(end(), testing::KilledBySignal(SIGALRM), "^$");
+}
+
+TEST_F(Run, LeavesNothingWhicheverAllocationFails) {
+    const FakeMonit fake(answer);
+    int failures = 0;
+    for (;; ++failures) {
+        SCOPED_TRACE(failures);
+        const Outcome result = outcome(failures);
+        ASSERT_TRUE(test::directoriesLeft().empty());
+        ASSERT_FALSE(test::hasChild());
+        if (result.status == 0) {
+            break;
+        }
+        ASSERT_EQ(result.output, "");
+        ASSERT_EQ(result.errors, "monit-check-status: cannot allocate memory\n");
+    }
+    EXPECT_GT(failures, 20);
+}
+
+TEST_F(Run, HandsNoDescriptorToMonitEvenWithoutCloseRange) {
+    for (const bool isMissing : {false, true}) {
+        SCOPED_TRACE(isMissing);
+        closeRangeIsMissing = isMissing;
+        const int file = fcntl(STDIN_FILENO, F_DUPFD, 100);
+        const FakeMonit fake(answer);
+        EXPECT_EQ(outcome().status, 0);
+        EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+        close(file);
+    }
+}
+
+TEST_F(Run, OccupiesClosedStandardDescriptors) {
+    const FakeMonit fake(answer);
+    const auto end = [this] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        const int status = call();
+        _exit(status == 1 && fcntl(STDIN_FILENO, F_GETFD) != -1 ? 0 : 2);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0),
+                "cannot write the document -- Bad file descriptor");
+}
+
+} // namespace
+} // namespace keldo::adapter
