@@ -147,8 +147,7 @@ NOT_SHOWN = {
 }
 FOLDERS_OF_KELDOCTL = ("app", "conf", "db", "diag", "exec", "monitor", "report")
 # Messages of the libraries.
-OF_LIBRARIES = {"error : unterminated entity reference TEXT",
-                "terminate called after throwing an instance of 'TYPE'"}
+OF_LIBRARIES = {"terminate called after throwing an instance of 'TYPE'"}
 
 LITERAL = r'"(?:\\.|[^"\\\n])*"'
 ESCAPES = {r"\n": "\n", r"\r": "\r", r"\t": "\t", r"\f": "\f", r"\v": "\v", r'\"': '"'}
