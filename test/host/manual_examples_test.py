@@ -5,10 +5,7 @@ import subprocess
 import unittest
 
 from manual import shown_commands
-
-
-def control(*arguments):
-    subprocess.run(["service-control", *arguments], check=True, stdout=subprocess.PIPE)
+from services import service_control
 
 
 def shell(command):
@@ -22,13 +19,13 @@ class ManualExamplesTest(unittest.TestCase):
     def test_each_command_prints_what_is_shown(self):
         usage, down, repair, well, repair_all, limited = shown_commands("keldoctl.8", "EXAMPLES")
         self.assertEqual(shell(usage[0]), usage[1])
-        control("start-all")
-        control("kill", "web")
+        service_control("start-all")
+        service_control("kill", "web")
         self.assertEqual(shell(down[0]), down[1])
         self.assertEqual(shell(repair[0]), repair[1])
         self.assertEqual(shell(well[0]), well[1])
-        control("kill", "web")
-        control("kill", "redis")
+        service_control("kill", "web")
+        service_control("kill", "redis")
         self.assertEqual(shell(repair_all[0]).count("<status>ok</status>"), 2)
         self.assertEqual(shell(limited[0]), well[1])
         # With nothing to repair, the pipe runs nothing.

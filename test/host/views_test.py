@@ -8,11 +8,8 @@ import subprocess
 import tempfile
 import unittest
 
+from services import service_control
 from views import install_views, show
-
-
-def service_control(*words):
-    subprocess.run(["service-control", *words], check=True, stdout=subprocess.DEVNULL)
 
 
 class ViewsTest(unittest.TestCase):

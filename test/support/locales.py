@@ -9,9 +9,8 @@ import shutil
 import subprocess
 import tempfile
 
-from panel import KELDOCTL, PATH, require_private_host
+from panel import BUILD, PATH, require_private_host
 
-BUILD = KELDOCTL.parent
 SYSTEM = pathlib.Path("/usr/lib/locale")
 ALIASES = pathlib.Path("/usr/share/locale/locale.alias")  # not there without the package locales
 

@@ -1,14 +1,11 @@
 # SPDX-License-Identifier: MIT
 """The manual pages of the build, for tests that hold them against the program."""
 
-import os
-import pathlib
 import re
 import subprocess
 
-from panel import PROJECT
+from panel import BUILD
 
-BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
 TREE = BUILD / "share/man"
 PAGES = sorted(path for path in TREE.glob("man*/*"))
 

@@ -19,6 +19,7 @@ import schemas
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 KELDOCTL = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl"))
+BUILD = KELDOCTL.parent
 NAMESPACE = "http://keldo.example/schemas/keldo/service/1"
 CORE_SERVICES = ("mysql", "keldo", "smtp", "web", "dns", "mail")
 CONFIGURATION = pathlib.Path("/etc/kvr")

@@ -6,9 +6,9 @@ import pathlib
 import subprocess
 import unittest
 
-PROJECT = pathlib.Path(__file__).resolve().parents[2]
+from panel import BUILD, PROJECT
+
 VIEWS = PROJECT / "views"
-BUILD = pathlib.Path(os.environ.get("KELDOCTL", PROJECT / "build/release/keldoctl")).parent
 REPORTS = PROJECT / "test/product/reports"
 # A text with each character that changes its direction, and what a terminal gets of it.
 DIRECTIONS = "a\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069b"

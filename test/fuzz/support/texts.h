@@ -4,25 +4,34 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace keldo::test {
 
-/// The texts that an input consists of, separated by lines of four hyphens: so a seed can be
-/// written by hand, and every byte can stand in a text.
+/// Splits an input into texts, separated by lines of four hyphens: a seed can be written by hand,
+/// and every byte can be in a text.
 class Texts {
 public:
-    explicit Texts(const std::string& input);
+    explicit Texts(const std::string& input) : rest_(input) {}
 
-    /// The next text; nothing once all are used up.
-    std::optional<std::string> nextIfAny();
+    /// The next text; nothing after the last one.
+    std::optional<std::string> nextIfAny() {
+        const std::string separator = "\n----\n";
+        std::optional<std::string> text = rest_;
+        if (const auto end = text ? text->find(separator) : std::string::npos;
+            end != std::string::npos) {
+            rest_ = text->substr(end + separator.size());
+            text->resize(end);
+        } else {
+            rest_.reset();
+        }
+        return text;
+    }
 
-    /// The next text; empty once all are used up.
+    /// The next text; empty after the last one.
     std::string next() { return nextIfAny().value_or(""); }
 
 private:
-    std::vector<std::string> texts_;
-    std::size_t next_ = 0;
+    std::optional<std::string> rest_;
 };
 
 } // namespace keldo::test
