@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""The whole fault campaign: every fault that there is, in every scenario. Run by script/faults.
+"""The whole fault campaign: every fault in every scenario. Run by script/faults.
 
-    campaign.py                        the whole
-    campaign.py SCENARIO[/KIND]...     these scenarios alone, or their faults of one kind
-    campaign.py --case SCENARIO FAULT  one run, its fault named as the campaign names it
+    campaign.py                        everything
+    campaign.py SCENARIO[/KIND]...     only these scenarios, or their faults of one kind
+    campaign.py --case SCENARIO FAULT  one run; FAULT as the campaign prints it
 """
 
 import collections
@@ -53,8 +53,8 @@ class Host:
             self._database = None
 
     def trace(self, scenario):
-        """The calls of a run in which nothing goes wrong, which it is made sure of."""
-        for _ in range(2):  # the first may find caches empty
+        """The calls of a run without a fault; raises RuntimeError if its report is wrong."""
+        for _ in range(2):  # the first run fills caches
             outcome = injection.run(scenario, None)
             if outcome.stdout != promise.whole_report(scenario):
                 raise RuntimeError(f"{scenario.name}: without a fault, {outcome}")
@@ -62,23 +62,23 @@ class Host:
 
 
 def case(scenario, fault):
-    """Runs one case. Returns how many calls went wrong, how many there were, if that is known, and
-    the complaints."""
+    """Runs one case. Returns how many calls failed, how many calls of that name there were (None if
+    unknown), and the complaints."""
     outcome = injection.run(scenario, fault)
     complaints = promise.complaints(scenario, fault, outcome)
     return outcome.faults, outcome.calls, complaints
 
 
 def cases(scenario, kind, calls, worker, workers):
-    """Runs every workers-th place of a scenario, or of one kind of faults there; yields faults with
-    how many calls went wrong and the complaints."""
+    """Runs every workers-th place of a scenario; an empty kind means all kinds. Yields each fault
+    with the number of failed calls and the complaints."""
     fixed = [place for place in places.system_places(calls) + places.child_places(scenario)
              if kind in ("", place[0].kind)]
     for place in fixed[worker::workers]:
         for fault in place:
             faults, _, complaints = case(scenario, fault)
             if faults == 0:
-                complaints.append("the fault did not come about")
+                complaints.append("the fault did not occur")
             yield fault, faults, complaints
     for series in places.series():
         if kind in ("", series.faults[0].kind):
@@ -86,18 +86,18 @@ def cases(scenario, kind, calls, worker, workers):
 
 
 def series_cases(scenario, series, number, step):
-    """The same for a series, from that number on to the last call that a run makes."""
+    """The same for a series, from call `number` on to the last call that a run makes."""
     goes_on = True
     while goes_on:
         for fault in series.at(number):
             faults, count, complaints = case(scenario, fault)
             if faults == 0 and (count is None or count < number):
-                goes_on = False  # the run makes no such call any more
+                goes_on = False  # past the last call
                 if complaints:
                     yield fault, 0, complaints
                 continue
             if faults == 0:
-                complaints.append("the fault did not come about")
+                complaints.append("the fault did not occur")
             yield fault, faults, complaints
         number += step
 
@@ -122,7 +122,7 @@ def one_case(name, words):
     print(injection.LOG.read_text(encoding="utf-8", errors="replace"))
     print(outcome._replace(stdout=b"..."), outcome.stdout.decode(), sep="\n")
     found = promise.complaints(scenario, fault, outcome)
-    print("\n".join(found) or "nothing to complain of")
+    print("\n".join(found) or "no complaint")
     return 1 if found else 0
 
 
@@ -130,7 +130,7 @@ def one_case(name, words):
 
 
 class Tally:
-    """What the campaign has come to, by scenario."""
+    """Totals of the campaign by scenario."""
 
     def __init__(self):
         self.cases = collections.Counter()
@@ -171,7 +171,7 @@ def start_worker(worker, names):
 
 
 def direct(names):
-    """Has the workers run the campaign. Returns an exit status."""
+    """Runs the campaign in workers. Returns an exit status."""
     tally = Tally()
     workers = [start_worker(number, names) for number in range(WORKERS)]
     readers = [threading.Thread(target=read_cases, args=(worker, tally)) for worker in workers]
@@ -192,7 +192,7 @@ def read_cases(worker, tally):
 
 
 def check_names(names):
-    """Ends the program where there are no such scenarios or kinds of faults."""
+    """Ends the program if a name is not a scenario or a kind of faults."""
     for name in names:
         scenario, _, kind = name.partition("/")
         if scenario not in scenarios.SCENARIOS or kind not in ("", *KINDS):

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Takes the place of the C library's allocator and lets a call fail for want of memory, as the plan
-// says (fault_plan.h) for the function "malloc": every way to allocate is counted as that.
+// Replaces the C library's allocator and makes planned calls fail with ENOMEM (fault_plan.h). Every
+// function that allocates counts as "malloc".
 
 #include "fault_plan.h"
 

@@ -22,8 +22,8 @@ constexpr const char* variables[] = {"LD_PRELOAD",    "FAULT_CALL",  "FAULT_NUMB
 constexpr int firstOtherDescriptor = 3;
 constexpr int descriptorsLookedAt = 64;
 
-/// Read from the environment at the first call that is made, which may be one of the C library's
-/// own start; the texts are copied, as the variables are removed.
+/// Read from the environment at the first call, which may come before main(). The texts are copied,
+/// because the variables are removed.
 struct Plan {
     bool known = false;
     char call[32] = "";
@@ -34,8 +34,8 @@ struct Plan {
 };
 
 Plan plan;
-long calls = 0; // of the function that the plan names, by this process
-long forks = 0; // of the process that the plan is for; in one of them, its own number
+long calls = 0; // of the planned function by this process
+long forks = 0; // by the planned process; in a fork, its own number
 bool inFork = false;
 
 void copyVariable(const char* name, char* copy, size_t size) {
@@ -55,7 +55,7 @@ void readPlan() {
     plan.child = strtol(number, nullptr, 10);
 }
 
-/// By system calls alone: the functions are what may be about to go wrong.
+/// Uses system calls only, because the functions may be the ones that fail.
 void log(const char* line) {
     const long file = syscall(SYS_openat, AT_FDCWD, plan.log,
                               O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -92,7 +92,7 @@ void log(const char* line) {
 
 bool isDue(const char* function) {
     if (environ == nullptr) {
-        return false; // the loader's own, before there is a C library
+        return false; // a call of the loader, before the C library is set up
     }
     if (!plan.known) {
         readPlan();

@@ -1,9 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""Runs of keldoctl in which a call goes wrong, and what can be seen of them.
+"""Runs keldoctl while a call fails, and records the outcome.
 
-Three things make calls go wrong: strace, which answers a system call in the kernel's place; and two
-libraries loaded before all others, one in place of the allocator, one in front of calls that the
-kernel cannot be made to answer otherwise (fault_plan.h).
+Three tools make calls fail: strace answers system calls instead of the kernel, and two preloaded
+libraries (fault_plan.h) replace the allocator and calls that strace cannot answer.
 """
 
 import collections
@@ -24,22 +23,22 @@ import scenarios
 LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", PROJECT / "build/release/test"))
 LOG = pathlib.Path("/run/fault-log")
 CONTROL_FILES = PRODUCT_ROOT / "tmp"
-HANGS_AFTER = 200  # seconds. A database that does not answer is given up after a minute, twice.
+HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
 STANDARD_STREAMS = {0, 1, 2}
 
 
 class Fault(NamedTuple):
-    """What goes wrong: the `number`th call of `call`, or that and all that follow.
+    """What fails: the `number`th call of `call`, or (`forever`) that one and all later ones.
 
-    The `kind` is "system", a system call of keldoctl's own that fails with `error`; "child", a call
-    of its forks, of the `child`th or of all; "memory", an allocation that fails; "short", a
-    transfer that moves one byte alone; "close", a descriptor that is closed, but with `error`.
+    The `kind` is "system", a system call of keldoctl itself that fails with `error`; "child", a
+    call of its forks, the `child`th or all; "memory", a failed allocation; "short", a transfer that
+    moves one byte; "close", a close that fails with `error` but closes.
     """
 
     kind: str
     call: str
     number: int
-    error: str  # "-" where the kind says it all
+    error: str  # "-" if the kind needs none
     forever: bool
     child: int = 0  # 0 for all
 
@@ -49,7 +48,7 @@ class Fault(NamedTuple):
 
     @classmethod
     def parse(cls, words):
-        """The fault that str() has made these words of."""
+        """The fault that str() turned into these words."""
         kind, call, number, error, duration, child = words
         return cls(kind, call, int(number), error, duration == "forever", int(child))
 
@@ -57,19 +56,19 @@ class Fault(NamedTuple):
         return self.kind, self.call, self.number, self.child
 
     def is_traced(self):
-        """Whether strace is what makes the call go wrong."""
+        """Whether strace makes the call fail."""
         return self.kind == "system" or self.call == "clone3"
 
 
 class Outcome(NamedTuple):
-    """What a run did."""
+    """The outcome of a run."""
 
-    status: int  # as of subprocess; None where it had to be killed since it did not end
+    status: int  # as in subprocess; None if the run hung and was killed
     stdout: bytes
-    faults: int  # how many calls went wrong
-    calls: int  # how many of that name there were; None where that is not known
-    contexts: frozenset  # what went wrong served these (see Walk); None where that is not known
-    open: tuple  # descriptors that were open when the run ended by itself
+    faults: int  # number of calls that failed
+    calls: int  # number of calls of that name; None if unknown
+    contexts: frozenset  # contexts of the failed calls (see Walk); None if unknown
+    open: tuple  # descriptors that were open when the run exited
     orphans: tuple  # names of processes that were left behind
     control_files: tuple  # names of control files that were left behind
 
@@ -78,8 +77,8 @@ class Outcome(NamedTuple):
 
 
 def run(scenario, fault):
-    """One run of the scenario, with a fault or, where that is None, without. To be called after
-    subreaper.become_subreaper() and scenarios.lay_out()."""
+    """Runs the scenario with a fault, or (None) without. Call subreaper.become_subreaper() and
+    scenarios.lay_out() first."""
     scenarios.prepare(scenario)
     LOG.unlink(missing_ok=True)
     others = children()
@@ -90,13 +89,13 @@ def run(scenario, fault):
                                stderr=subprocess.DEVNULL, start_new_session=True)
     status = wait_for(process)
     orphans = tuple(sorted(end(child) for child in children() - others))
-    # Read now that nobody can hold the other end: a report is less than a pipe takes.
+    # A report fits into a pipe, and no process holds the other end any more.
     stdout, _ = process.communicate()
     return Outcome(status, stdout, *what_happened(fault), orphans, remove_control_files())
 
 
 def wait_for(process):
-    """Returns the process's exit status, or None where it had to be killed."""
+    """Returns the exit status of the process, or None if it had to be killed."""
     descriptor = os.pidfd_open(process.pid)
     ended, _, _ = select.select([descriptor], [], [], HANGS_AFTER)
     os.close(descriptor)
@@ -107,7 +106,7 @@ def wait_for(process):
 
 
 def injector(fault):
-    """The command that runs keldoctl with the fault, and what it needs in its environment."""
+    """The command that runs keldoctl with the fault, and additions to its environment."""
     if fault is None or fault.is_traced():
         return [*strace(fault), KELDOCTL], {}
     library = "failing_allocator" if fault.kind == "memory" else "odd_calls"
@@ -138,7 +137,7 @@ def children():
 
 
 def end(process):
-    """Ends a child of this process that somebody else has left behind. Returns its name."""
+    """Kills a process that the run left behind. Returns its name."""
     name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
     os.kill(int(process), signal.SIGKILL)
     os.waitpid(int(process), 0)
@@ -156,8 +155,7 @@ def remove_control_files():
 
 
 def what_happened(fault):
-    """From the log: how many faults there were, how many calls, what they served, and which
-    descriptors were open at the end."""
+    """Reads from the log: the last fields of Outcome, from `faults` to `open`."""
     lines = []
     if LOG.exists():
         lines = LOG.read_text(encoding="utf-8", errors="replace").splitlines()
@@ -174,7 +172,7 @@ def what_happened(fault):
 
 
 def trace():
-    """The calls of the last run, which strace has watched."""
+    """The calls of the last run, which ran under strace."""
     return Walk(LOG.read_text(encoding="utf-8", errors="replace").splitlines()).calls
 
 
@@ -193,8 +191,7 @@ class Call(NamedTuple):
 
 LINE = re.compile(r"(?:(\d+) +)?(\w+)\((.*?)(?:\) += (.*)| <unfinished \.\.\.>)")
 
-# What begins with a call, by its name and the start of its arguments, in the order in which they
-# are tried.
+# The context that a call begins, by its name and the start of its arguments. First match.
 BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, context in (
     ("fcntl", r"0, F_GETFD", "start"),
     ("openat", r'[^"]*"[^"]*/locale', "language"),
@@ -208,19 +205,19 @@ BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, contex
     ("unlink", r'"[^"]*/tmp/monitrc', "removal"),
     ("write", r'1, "<\?xml', "report"),
 )]
-NUMBERED = {"connection", "control", "command"}  # through the run
-TALKING = {"poll", "recvfrom", "sendto"}  # to the database, in between other things
+NUMBERED = {"connection", "control", "command"}  # contexts counted through the run
+TALKING = {"poll", "recvfrom", "sendto"}  # only to the database
 OPENING = {"openat", "socket", "dup"}
 
 
 class Walk:
-    """Goes through the trace of a run, from the first call of main() on, and notes what each call
-    served, that is, in which context it was made: "definition:web", "command:2", "report"...
+    """Reads the trace of a run and notes the context of each call from main() on:
+    "definition:web", "command:2", "report"...
     """
 
     def __init__(self, lines):
-        self.calls = []  # with those before main(), whose context is "loader"
-        self.faults = []  # the context of each call that was injected
+        self.calls = []  # includes calls before main(), in the context "loader"
+        self.faults = []  # the context of each injected failure
         self.open = set()
         self._context = "loader"
         self._numbers = collections.Counter()
@@ -261,7 +258,7 @@ class Walk:
             return
 
     def _follow(self, call):
-        """Keeps account of open descriptors."""
+        """Tracks open descriptors."""
         if call.name == "close":
             self.open.discard(int(call.arguments))
         elif not call.failed() and self._context != "loader":

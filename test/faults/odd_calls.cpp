@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-// Stands in front of calls of the C library and lets one go another way than usual, as the plan
-// says (fault_plan.h):
-//   read, write, recv, send   move one byte alone
-//   close                     closes, but fails with the error below
-//   dup2, system              fail, with the errno whose number is in FAULT_ERROR
-// Calls that the C library makes itself do not come by here.
+// Wraps calls of the C library and changes planned ones (fault_plan.h):
+//   read, write, recv, send   move only one byte
+//   close                     closes, but fails
+//   dup2, system              fail
+// The errno of a failure is the number in FAULT_ERROR. Calls inside the C library are not wrapped.
 
 #include "fault_plan.h"
 
@@ -17,7 +16,7 @@
 
 namespace {
 
-/// Kept from the start: the variable may be gone when a call asks.
+/// Read at the start, because the variable is removed.
 int plannedError = 0;
 
 [[gnu::constructor]] void readError() {
@@ -26,7 +25,7 @@ int plannedError = 0;
     unsetenv("FAULT_ERROR");
 }
 
-/// The function of that name that this library's stands in front of.
+/// The wrapped function of that name.
 template <typename Function> Function* original(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }

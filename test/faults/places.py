@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: MIT
-"""What can go wrong in a run, and where: system calls, with the errors that the manual names for
-them, allocations, transfers, and what a fork does before it is the shell."""
+"""The faults that a run can meet: errors of system calls as their manual pages name them, failed
+allocations, short transfers, and failures of a fork before it executes the shell."""
 
 import re
 from typing import NamedTuple
 
 from injection import Fault
 
-# The errors of the manual's page of each call, as far as they can come about with the arguments
-# that keldoctl and its libraries give it. A call that is not named here cannot fail then.
+# The errors that the manual page of each call names and that the arguments of keldoctl and its
+# libraries allow. A call that is missing here cannot fail.
 OPEN = ("EACCES", "EINTR", "ELOOP", "EMFILE", "ENFILE", "ENOENT", "ENOMEM", "ENOTDIR", "EPERM")
 ERRORS = {
     "brk": ("ENOMEM",),
@@ -38,28 +38,27 @@ ERRORS = {
     "wait4": ("ECHILD", "EINTR"),
     "write": ("EAGAIN", "EDQUOT", "EFBIG", "EINTR", "EIO", "ENOSPC", "EPERM", "EPIPE"),
 }
-CREATING = ("EDQUOT", "EEXIST", "ENOSPC", "EROFS")  # of openat, beyond OPEN
+CREATING = ("EDQUOT", "EEXIST", "ENOSPC", "EROFS")  # more errors of openat with O_CREAT
 
-# An interrupted call is made again, and so is a write for which there is no room yet. Where that
-# never changed, there would be no end, nor soon where each of the 238328 names that mkstemp(3)
-# tries was taken. The database's client library tries again for half a minute: its own socket is
-# enough. By error, for which calls that is, told by the start of their arguments.
+# The caller repeats a call that fails like this: it was interrupted, a write found no room,
+# mkstemp(3) found a name taken. Injected forever, the run would not end. The key is the error, the value
+# matches the start of the arguments of such calls.
 PASSING = {"EEXIST": "", "EINTR": "", "EAGAIN": r'\d+, "|.*/nscd/'}
 
-# How many of these there are depends on how fast the database server answers.
+# The number of these calls depends on how fast the database server answers.
 PACED = ("poll", "recvfrom")
 
 TRANSFERS = ("read", "write", "recv", "send")
 
-# The kernel closes a descriptor also where it has an error to tell. strace would leave it open.
+# The kernel closes a descriptor even if it reports an error; strace would leave it open.
 CLOSE_ERRORS = ("EDQUOT", "EINTR", "EIO", "ENOSPC")
 
 CHILD_ERRORS = {"dup2": ("EBUSY", "EINTR", "EMFILE"), "system": ("EAGAIN", "ENOMEM")}
 
 
 class Series(NamedTuple):
-    """Faults that are alike but for the number of the call, which goes from 1 on for as long as a
-    run makes so many calls. `faults` are those of call 1; at() moves them to another call."""
+    """Faults that differ only in the number of the call, from 1 to the last call of a run. `faults`
+    belong to call 1; at() moves them to another call."""
 
     faults: tuple
 
@@ -68,9 +67,8 @@ class Series(NamedTuple):
 
 
 def system_places(calls):
-    """For each system call of a trace (Walk.calls) that can fail, the faults that can happen there:
-    a list of lists. What the loader calls before main() is not keldoctl's: it says itself what it
-    lacks, and ends."""
+    """The possible faults of each system call of a trace (Walk.calls), as a list of lists. Calls of
+    the loader, before main(), are left out: the loader reports its errors itself."""
     places = []
     for call in calls:
         if call.context != "loader" and call.name not in PACED and can_fail(call):
@@ -79,7 +77,7 @@ def system_places(calls):
 
 
 def can_fail(call):
-    """Of a descriptor that is open its own flags can always be had and set."""
+    """F_GETFD and F_SETFD cannot fail on an open descriptor."""
     return call.name in ERRORS and not re.search("F_[GS]ETFD", call.arguments)
 
 
@@ -99,7 +97,7 @@ def system_faults(call, number, errors, arguments=""):
 
 
 def series():
-    """What no trace tells beforehand: the faults of calls that come in numbers."""
+    """The faults of calls that a trace does not list in advance."""
     for call in PACED:
         yield Series(tuple(system_faults(call, 1, ERRORS[call])))
     yield from transfer_series()
@@ -118,13 +116,13 @@ def memory_series():
 
 
 def is_slow(fault):
-    """Whether the client library tries again and again for as long as it may."""
+    """Whether the client library retries until its time limit."""
     return fault.call == "connect" and fault.error == "EAGAIN" and fault.forever
 
 
 def child_places(scenario):
-    """The same as system_places() for the forks of a run, each of which runs a command."""
-    captured = len(scenario.repairs) + 1  # of these commands both streams
+    """As system_places(), for the forks of a run; each runs a command."""
+    captured = len(scenario.repairs) + 1  # both streams of these commands are captured
     commands = captured if scenario.findings.upgrade else captured + len(scenario.checked())
     places = [[Fault("child", "clone3", 1, error, False) for error in ERRORS["clone"]]]
     for child in range(1, commands + 1):

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""What keldoctl promises whatever goes wrong, and whether a run has kept it.
+"""Checks that a run kept keldoctl's promise although a call failed.
 
-Standard output carries one complete well-formed document, or nothing from a run that ends
-abnormally; nothing is left behind; and the document says what it would say otherwise, but for what
-could not be found out.
+Standard output carries one complete well-formed document, or nothing if the run ends abnormally.
+Nothing is left behind. The document differs from that of a run without a fault only in what the
+fault hides.
 """
 
 import xml.etree.ElementTree as ElementTree
@@ -22,17 +22,17 @@ MEMORY_CALLS = ("mmap", "brk", "mprotect")
 
 
 class Broken(Exception):
-    """What a run did that it must not do."""
+    """A broken promise; the text says what the run did."""
 
 
 def complaints(scenario, fault, outcome):
-    """All that a run did and must not do, as a list of texts."""
+    """The list of a run's broken promises, as texts."""
     found = []
     if outcome.status is None:
         found.append("it hangs")
     if outcome.control_files and not (fault and fault.call == "unlink"):
         found.append(f"control files are left: {' '.join(outcome.control_files)}")
-    # A wait that finds no child has waited for nobody.
+    # A wait that fails with ECHILD leaves the child.
     if outcome.orphans and outcome.status is not None and not (
             fault and fault.call == "wait4" and fault.error == "ECHILD"):
         found.append(f"processes are left: {' '.join(outcome.orphans)}")
@@ -69,7 +69,7 @@ def writing_failed(fault, outcome):
 
 
 def may_end_abnormally(fault, outcome):
-    """Without memory a run may; without the real standard output it has to."""
+    """A run may end abnormally without memory, and must without the real standard output."""
     if fault is None or fault.error == "EINTR":
         return False
     return (fault.kind == "memory" or fault.call in MEMORY_CALLS
@@ -80,9 +80,9 @@ def may_end_abnormally(fault, outcome):
 
 
 def whole_report(scenario):
-    """What a run prints in which nothing goes wrong."""
+    """The report of a run without a fault."""
     findings = scenario.findings
-    which = 0 if scenario.language != "en-US" else -1  # of the texts, the right ones
+    which = 0 if scenario.language != "en-US" else -1  # index of the right texts
     problems = [down_problem(service, *scenarios.down_texts(service)[which])
                 for service in sorted(findings.down)]
     if findings.upgrade:
@@ -118,7 +118,7 @@ def check_document(scenario, outcome, contexts):
 
 
 def written_again(root):
-    """The document of the same contents, as keldoctl writes it."""
+    """The same contents in the form that keldoctl writes."""
     problems = []
     for element in root.findall("problem"):
         message = element.find("message")
@@ -148,7 +148,7 @@ def language_of(element):
 
 
 def findings_of(root):
-    """What the document says, without the texts in it."""
+    """The findings of the document, without its texts."""
     problems = [problem.get("id") for problem in root.findall("problem")]
     down = frozenset(problem.removeprefix("service-down:") for problem in problems
                      if problem.startswith("service-down:"))
@@ -159,8 +159,8 @@ def findings_of(root):
 
 
 def deviations(scenario, root):
-    """How the document differs from what it would be with nothing going wrong: pairs of a
-    description and the contexts, any of which explains it."""
+    """Differences from the document of a run without a fault: pairs of a description and the set of
+    contexts of which each explains it."""
     found = findings_of(root)
     expected = scenario.findings
     if expected.upgrade and not found.upgrade:
@@ -206,9 +206,9 @@ def repair_deviations(found, expected):
 
 
 def reasons_for_outcome(service, status, log, expected):
-    """A repair that could not be made says why, or nothing where even that failed. Of one whose
-    output could not be read to its end, that is missing; its shell may have died of the pipe that
-    was closed, which counts as a success."""
+    """A repair that could not run gives the reason, or an empty log if even that failed. If its
+    output could not be read, the rest is missing, and the closed pipe may have killed the shell,
+    which counts as success."""
     if status == "error" and (log in ("", *RUNNER_FAILURES) or log.startswith(NOT_EXECUTED)):
         return {f"repair:{service}"}
     if status in ("ok", expected[0]) and expected[1].startswith(log):
@@ -236,7 +236,7 @@ def text_deviations(scenario, root):
 
 
 def structure_deviations(root):
-    """The problems and actions have to belong together."""
+    """Each problem needs its action, and the reverse."""
     findings = findings_of(root)
     repaired = {service for service, _, _ in findings.repairs}
     actions = {action.get("id").removeprefix("restart-service:")
@@ -257,10 +257,10 @@ def structure_deviations(root):
 
 
 def licences(scenario, fault, outcome):
-    """The contexts in which the run's faults were, by the names that deviations() has for them."""
+    """The contexts of the run's faults, by the names that deviations() uses."""
     if fault is None:
         return set()
-    if outcome.contexts is None:  # a fault that may have been anywhere
+    if outcome.contexts is None:  # unknown
         return everything(scenario)
     contexts = outcome.contexts
     if fault.error == "EINTR":  # keldoctl itself makes an interrupted call again
@@ -270,7 +270,7 @@ def licences(scenario, fault, outcome):
         names |= {f"output:{service}" for service in scenario.repairs
                   if f"repair:{service}" in names}
     if fault.forever and any(name.startswith("monitor:") for name in names):
-        # Without the services before it, which one a command was for is not known.
+        # If earlier services are missing, the service of a command is unknown.
         names |= {f"monitor:{service}" for service in (*scenario.checked(), *scenario.stopped)}
     return names
 

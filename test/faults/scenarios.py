@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The kinds of runs that faults are injected into, each with the report that it prints otherwise."""
+"""The runs that faults are injected into, each with its report without a fault."""
 
 import os
 import pathlib
@@ -9,12 +9,12 @@ from typing import NamedTuple
 from database import START, STOP
 from panel import CORE_SERVICES, PASSWORD, PROJECT, Panel, title_of
 
-DOWN = pathlib.Path("/run/down")  # a file here for each service that the monitor finds down
+DOWN = pathlib.Path("/run/down")  # holds a file for each service that the monitor finds down
 CATALOGUE = "share/locale/de/LC_MESSAGES/keldoctl.mo"
 LOCALES = os.environ.get("LOCPATH_UTF8", PROJECT / "build/release/locales/utf8")
 BUILD = pathlib.Path(LOCALES).parents[1]
 
-# Written for the shell that starts fastest, and of its built-in commands alone.
+# Built-in commands only, because it runs often.
 MONITOR = f"""#!/bin/sh
 read -r _ _ service <"$2"
 status=0
@@ -23,12 +23,12 @@ printf '<monit><service><name>%s</name><status>%d</status></service></monit>\\n'
     "$service" "$status"
 """
 
-# The C library would look for a source of service names that few machines have, in 75 places.
+# Without this the C library looks in 75 places for a module that few machines have.
 NAME_SERVICES = "services: files\n"
 
 
 class Findings(NamedTuple):
-    """What a report says, whatever the language."""
+    """The findings of a report in any language."""
 
     upgrade: bool = False
     down: frozenset = frozenset()
@@ -41,11 +41,11 @@ class Scenario(NamedTuple):
     name: str
     arguments: tuple
     findings: Findings
-    without_upgrade: Findings = None  # what the run would find if it missed the upgrade
+    without_upgrade: Findings = None  # the findings if the run misses the upgrade
     language: str = "en-US"
-    down: tuple = ()  # what the monitor finds down before the run
-    started: tuple = ()  # services that the panel's action log has as started last
-    stopped: tuple = ()  # the same, as stopped
+    down: tuple = ()  # services that are down before the run
+    started: tuple = ()  # services last started, by the panel's action log
+    stopped: tuple = ()  # services last stopped
     database: bool = True
     repairs: tuple = ()  # the services to be repaired
 
@@ -80,8 +80,8 @@ def german_title(service):
 
 
 def down_texts(service):
-    """What a report may call the service's failure in German, as pairs of a text and its language:
-    as it should be, and, with less and less of the language to be had, otherwise."""
+    """The possible messages of a service that is down, as pairs of a text and its language: all in
+    German, then with less and less of the language available."""
     return [(f"Der Dienst „{german_title(service)}“ ist ausgeschaltet.", "de-DE"),
             (f"The {german_title(service)} service is switched off.", "en-US"),
             (f"The {title_of(service)} service is switched off.", "en-US")]
@@ -95,8 +95,7 @@ def restart_texts(service):
 
 
 def lay_out(scenario, database):
-    """Lays out the panel for a scenario; returns it. `database` is None where the scenario is to
-    find none."""
+    """Lays out the panel for a scenario and returns it. `database` is None without a database."""
     panel = Panel()
     pathlib.Path("/etc/nsswitch.conf").write_text(NAME_SERVICES, encoding="utf-8")
     for service in (*CORE_SERVICES, *scenario.started):
@@ -117,14 +116,14 @@ def lay_out(scenario, database):
 
 
 def start_commands(service):
-    """All is printed in one go, so that each run reads as often as the others."""
+    """Prints everything at once, so that each run makes the same number of reads."""
     if service == "web":
         return f"rm -f {DOWN}/web; printf 'web: stopped\\nR&D: started\\n'"
     return f"printf '{service}: stopped\\n{service}: failed\\n'; exit 3"
 
 
 def prepare(scenario):
-    """Brings about what a run starts from."""
+    """Restores the state that a run starts from."""
     shutil.rmtree(DOWN, ignore_errors=True)
     DOWN.mkdir()
     for service in scenario.down:

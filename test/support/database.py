@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The panel's database server on a private host, for tests of keldoctl, and what it logs."""
+"""The panel's database server on a private host, and its query log."""
 
 import fcntl
 import os
@@ -16,7 +16,7 @@ from typing import NamedTuple
 from panel import PASSWORD, PATH, PROJECT, Panel, require_private_host
 
 
-PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
+PATIENCE = 60  # seconds until a missing event fails the test; no result depends on it
 START, STOP = 1, 2  # the ids of the kinds of actions that Database.reset() makes
 LOG_ENTRY = re.compile(r"[0-9: ]*\t\t? *(\d+) (\w[\w ]*)\t(.*)", re.DOTALL)
 
@@ -24,33 +24,33 @@ LOG_ENTRY = re.compile(r"[0-9: ]*\t\t? *(\d+) (\w[\w ]*)\t(.*)", re.DOTALL)
 class Session(NamedTuple):
     """One client connection to the database server, as the server logged it."""
 
-    connect: str  # who connected where: "admin@localhost on kvr using Socket"
-    commands: list  # what followed, as pairs of a command and its text: ("Query", "SELECT 1")
+    connect: str  # user, database and way: "admin@localhost on kvr using Socket"
+    commands: list  # later entries, as pairs of a command and its text: ("Query", "SELECT 1")
 
     def has_ended(self):
         return bool(self.commands) and (
             self.commands[-1][0] == "Quit" or self.commands[-1][1].startswith("Access denied"))
 
     def statements(self):
-        """The statements alone."""
+        """The statements of the session."""
         return [text for command, text in self.commands if command == "Query"]
 
 
 class Database:
-    """A running database server of the panel, with its general query log on.
+    """A running database server of the panel, with its general query log.
 
-    Use it as a context manager, or call stop(). Its data are the host's own and change with each
-    test; reset() brings the panel's database back to empty tables with the password PASSWORD.
+    Use it as a context manager, or call stop(). Tests change the data of the host; reset() restores
+    empty tables and the password PASSWORD.
     """
 
     CONFIGURATION = PROJECT / "host/root/usr/local/kvr/etc/mysql.cnf"
     SCHEMA = PROJECT / "host/panel/schema.sql"
     SOCKET = pathlib.Path("/run/mysqld/mysqld.sock")
     ERRORS = pathlib.Path("/run/mysqld/errors.log")
-    LOG_SIZE = 1 << 20  # bytes that the log takes before somebody reads it
+    LOG_SIZE = 1 << 20  # bytes that the log holds until it is read
 
     def __init__(self, *options):
-        """Starts the server with further command-line options. Returns when it takes clients."""
+        """Starts the server with these command-line options. Returns when it accepts clients."""
         require_private_host()
         self.SOCKET.parent.mkdir(parents=True, exist_ok=True)
         shutil.chown(self.SOCKET.parent, "mysql", "mysql")
@@ -64,20 +64,20 @@ class Database:
         self.stop()
 
     def stop(self):
-        """Ends the server; returns when it has ended. Does nothing the second time."""
+        """Ends the server and waits for its end. Does nothing the second time."""
         if self._server.returncode is None:
             self._server.terminate()
             self._server.wait()
             os.close(self._log)
 
     def kill(self):
-        """As stop(), but as a crash does it."""
+        """Kills the server and waits for its end."""
         self._server.send_signal(signal.SIGKILL)
         self.stop()
 
     def sql(self, statements):
-        """Runs statements as the server's root, on the panel's database if it exists. Returns what
-        the client prints: a line for each row, its columns parted by tabs."""
+        """Runs statements as the server's root. Returns the client's output: a line for each row,
+        tabs between columns."""
         client = ["mariadb", "--no-defaults", "--user=root", f"--socket={self.SOCKET}",
                   "--batch", "--skip-column-names", "--default-character-set=utf8mb4"]
         done = subprocess.run(client, input=f"SET sql_log_off=1;\n{statements}".encode(),
@@ -86,7 +86,7 @@ class Database:
 
     def reset(self, misc="true", actions=("service_start", "service_stop")):
         """Makes the panel's database anew: the schema, the misc row mysql41_compatible with that
-        value (None: no such row), and those kinds of actions, with ids from 1 on."""
+        value (None: no row), and those kinds of actions, with ids from 1 on."""
         statements = [f"DROP DATABASE IF EXISTS kvr;\n{self.SCHEMA.read_text(encoding='utf-8')}",
                       f"ALTER USER admin@localhost IDENTIFIED BY '{PASSWORD.decode()}';"]
         if misc is not None:
@@ -108,8 +108,8 @@ class Database:
         self.sql("\n".join(statements))
 
     def sessions(self):
-        """What keldoctl and others (sql() left out) did since the last call, session by session in
-        the order in which they connected. Waits until each has quit and so is complete."""
+        """The sessions since the last call, in the order of their connects, without those of sql().
+        Waits until each session has ended."""
         sessions = {}
         while self._log_has_more() or any(not each.has_ended() for each in sessions.values()):
             for entry in self._read_log():
@@ -120,7 +120,7 @@ class Database:
     def _add_entry(entry, sessions):
         match = LOG_ENTRY.fullmatch(entry)
         if not match:
-            return  # the log's own heading
+            return  # the heading of the log
         number, command, text = match.groups()
         if number in sessions:
             sessions[number].commands.append((command, text))
@@ -169,17 +169,17 @@ class Database:
         return pathlib.Path("/run/mysqld/general.log")
 
     def _open_log(self):
-        """The log is a pipe: what comes next can be waited for, and nothing is read twice."""
+        """The log is a pipe, so that a test can wait for its next line."""
         self._log_path().unlink(missing_ok=True)
         os.mkfifo(self._log_path())
         shutil.chown(self._log_path(), "mysql", "mysql")
-        self._rest = b""  # what was read of an incomplete line
+        self._rest = b""  # the incomplete last line
         self._log = os.open(self._log_path(), os.O_RDWR)
         fcntl.fcntl(self._log, fcntl.F_SETPIPE_SZ, self.LOG_SIZE)
 
 
 class DatabaseTestCase(unittest.TestCase):
-    """A server for the class, and for each test a panel and a database as after installation."""
+    """One server for the class; a new panel and an empty database for each test."""
 
     @classmethod
     def setUpClass(cls):

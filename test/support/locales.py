@@ -1,7 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The locales that are installed with keldoctl, on a private host whose own are those of a stock
-system: C.UTF-8 alone.
-"""
+"""The locales that keldoctl installs, on a private host that has only C.UTF-8 besides."""
 
 import os
 import pathlib
@@ -16,19 +14,19 @@ ALIASES = pathlib.Path("/usr/share/locale/locale.alias")  # not there without th
 
 
 def charset_of(locale):
-    """The charset of one of the system's locales; of one that it does not have, ASCII's."""
+    """The charset of a locale of the system; ASCII if the system has no such locale."""
     return subprocess.run(["locale", "charmap"], env={"PATH": PATH, "LC_ALL": locale}, check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout[:-1]
 
 
 def install_catalogues(panel):
-    """Gives a panel the message catalogues that were built."""
+    """Installs the message catalogues of the build in a panel."""
     shutil.copytree(BUILD / "share/locale", panel.root / "share/locale", dirs_exist_ok=True)
 
 
 class StockLocales:
-    """Takes away, until the test ends, all locales of the host but C.UTF-8, and installs our own
-    below a prefix, unknown to the system."""
+    """Hides all locales of the host but C.UTF-8 until the test ends, and installs those of keldoctl
+    below a prefix that the system does not search."""
 
     def __init__(self, test):
         require_private_host()

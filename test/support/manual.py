@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The manual pages of the build, for tests that hold them against the program."""
+"""The manual pages of the build, for tests that compare them with the programs."""
 
 import re
 import subprocess
@@ -16,7 +16,7 @@ def page(name):
 
 
 def formatted(path):
-    """What a page looks like in lines that are wide enough for all of it, as plain text."""
+    """A page as plain text, in lines of up to 200 columns."""
     done = subprocess.run(["mandoc", "-Tutf8", "-Owidth=200", path], check=True,
                           stdout=subprocess.PIPE)
     return re.sub(r".\x08", "", done.stdout.decode())
@@ -49,8 +49,8 @@ def displays(name, title):
 
 
 def shown_commands(name, title):
-    """The commands that a section shows, after a "# ", each with the output shown below it, of
-    which a line that begins so has a \\& before."""
+    """The commands of a section, marked by "# ", each with its output. An output line that begins
+    with "# " has a \\& before it."""
     commands = []
     for text in displays(name, title):
         command, output = None, ""

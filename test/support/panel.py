@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""A panel laid out on a private host, for tests of keldoctl: its files, fakes of the programs that
-keldoctl calls, and the reports that it is expected to print.
+"""A panel on a private host: its files, fakes of the programs that keldoctl calls, and the reports
+that keldoctl should print.
 
-Everything is at the fixed places where keldoctl looks, so a Panel can only be made inside
-`host/run`. It replaces what is there, so that every test starts from the same state.
+A Panel replaces the files at the fixed paths that keldoctl reads, so it works only inside
+`host/run`, and every test starts from the same state.
 """
 
 import ast
@@ -30,9 +30,9 @@ PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
 def require_private_host():
-    """Raises unless this runs inside host/run: what is to be replaced may be somebody's."""
+    """Raises RuntimeError outside host/run, to protect the files of a real panel."""
     if "KELDO_HOST" not in os.environ:
-        raise RuntimeError("to be run on a private host: host/run COMMAND [ARG...]")
+        raise RuntimeError("needs a private host: host/run COMMAND [ARG...]")
 
 
 # --- The panel and the programs that keldoctl calls
@@ -42,13 +42,13 @@ class MonitorCall(NamedTuple):
     """One call of the fake monitor."""
 
     arguments: list  # without the program's name
-    control_file: str  # the text of the file named after -c; None when it could not be read
+    control_file: str  # the text of the file after -c; None if it could not be read
 
 
-# What a monitor prints when the service web is down, and is all that was checked.
+# The output of a monitor that checks only the service web, which is down.
 WEB_DOWN = "<monit><service><name>web</name><status>1</status></service></monit>"
 
-# It runs often and so imports nothing that takes time.
+# It runs often, so it imports only what loads fast.
 FAKE_MONITOR = """#!/usr/bin/python3 -IS
 import os, sys
 STATUSES, SCRIPT, LOG = {statuses!r}, {script!r}, {log!r}
@@ -72,8 +72,8 @@ print("</monit>")
 
 
 class Panel:
-    """A panel's files. Made with the six core services defined (write_core_services), a monitor
-    that says all is well, an upgrade tool that says that no upgrade runs, and no catalogue."""
+    """The files of a panel. At first the six core services are defined and up, no upgrade is
+    running, and there is no catalogue."""
 
     def __init__(self, root=PRODUCT_ROOT):
         require_private_host()
@@ -107,9 +107,9 @@ class Panel:
     def write_service(self, service, title=None, *, titles=None, own_id=None, start="", stop="",
                       pid_file=None, ports=(), sockets=()):
         """Writes a service's definition, with the English title `title` (title_of(service) by
-        default) and `titles`, texts by language code. `own_id` is the id inside the file where it
+        default) and `titles`, texts by language code. `own_id` is the id inside the file, if it
         differs. `ports` are pairs of a number and a dictionary of further attributes, `sockets`
-        paths. Without a pid file and ports it gets a pid file, so that the monitor is asked."""
+        paths. Without a pid file and ports it gets a pid file, so that the monitor checks it."""
         if pid_file is None and not ports:
             pid_file = f"/run/{service}.pid"
         lines = [f"<service xmlns={quoteattr(NAMESPACE)} id={quoteattr(own_id or service)}>"]
@@ -129,7 +129,7 @@ class Panel:
         self.write_definition(service, "\n".join(lines) + "\n")
 
     def write_definition(self, service, text):
-        """Writes a service's definition file as it stands, a text or bytes; None removes it."""
+        """Writes the text or bytes of a service's definition file; None removes the file."""
         path = SERVICES / f"{service}.xml"
         if text is None:
             path.unlink(missing_ok=True)
@@ -137,14 +137,14 @@ class Panel:
             path.write_bytes(text if isinstance(text, bytes) else text.encode())
 
     def remove_definitions(self):
-        """Leaves no service defined."""
+        """Removes all definitions."""
         for service in SERVICES.iterdir():
             service.unlink()
 
     def fake_monitor(self, statuses=None, script=None):
-        """Installs a monitor that logs its calls and then answers: as the program whose text is
-        `script` (with its #! line; it gets the same arguments), or else with a document that gives
-        each service of the control file the status that `statuses` has for its name, or 0."""
+        """Installs a monitor that logs its calls. It then executes `script`, the text of a program
+        with its #! line, or prints a document that gives each service of the control file its
+        status in `statuses`, 0 by default."""
         answer = None
         if script is not None:
             answer = self.write_program("monit-answer", script)
@@ -172,8 +172,8 @@ class Panel:
         self._call_log().unlink(missing_ok=True)
 
     def upgrade_tool(self, exit_status, commands=""):
-        """Installs an upgrade-check tool that runs some shell commands and exits with that status;
-        None removes it."""
+        """Installs an upgrade-check tool that runs shell commands and exits with that status; None
+        removes it."""
         if exit_status is None:
             (self.root / "admin/sbin/noupgradecheck").unlink(missing_ok=True)
         else:
@@ -194,9 +194,9 @@ class Panel:
                        input=po_text.encode(), check=True)
 
     def run(self, *arguments, env=None, program=(KELDOCTL,), **options):
-        """Runs keldoctl and returns the completed process, its output in bytes. The environment is
-        `env` and nothing else but PATH; `program` is what runs it, when not itself; `options` go to
-        subprocess.run(). A report that it prints must be valid by the schema."""
+        """Runs keldoctl and returns the completed process, with output in bytes. The environment is
+        PATH and `env`; `program` is the command that runs keldoctl; `options` go to
+        subprocess.run(). A report must be valid by the schema."""
         done = subprocess.run([*program, *arguments], check=False,
                               **self._surroundings(env, options))
         if done.stdout and done.stdout.startswith(b"<"):
@@ -222,7 +222,7 @@ class Panel:
 
 @dataclasses.dataclass
 class Problem:
-    """A problem of a report; `default` is the id of the default one of `actions`."""
+    """A problem of a report; `default` is the id of the default action."""
 
     id: str
     message: str
@@ -234,7 +234,7 @@ class Problem:
 
 @dataclasses.dataclass
 class Action:
-    """An action of a report. Only one that was carried out has a status and a log."""
+    """An action of a report. It has a status and a log only if it was carried out."""
 
     id: str
     message: str
@@ -244,8 +244,8 @@ class Action:
 
 
 def report(problems=(), actions=()):
-    """The bytes of a report with those problems and actions, in the order given: one by the schema,
-    so that whatever equals it is one too."""
+    """The bytes of a report with those problems and actions, in that order. It must be valid by the
+    schema; then every output that equals it is valid too."""
     lines = [line for problem in problems for line in _problem_lines(problem)]
     lines += [line for action in actions for line in _action_lines(action)]
     body = "".join(f"  {line}\n" for line in lines)
@@ -275,7 +275,7 @@ def restart(service, title=None, status=None, log=""):
 
 
 def down_report(*services):
-    """The whole report, in English, of a run that found just these services down."""
+    """The whole English report of a run that found only these services down."""
     return report([service_down(service) for service in sorted(services)],
                   [restart(service) for service in sorted(services)])
 

@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""The reports in test/product/reports, on which the views are tested: what keldoctl prints in the
-situations below.
+"""Records the reports in test/product/reports, on which the views are tested: keldoctl prints them
+in the situations below.
 
     host/run python3 test/support/recorded_reports.py
 
-records them anew. The test test/host/recorded_reports_test.py tells when that is due.
+Run this if test/host/recorded_reports_test.py fails.
 """
 
 import shutil
@@ -23,8 +23,7 @@ msgstr "השירות <service_title> כבוי."
 msgid "Restart the <service_title> service."
 msgstr "הפעלה מחדש של השירות <service_title>."
 """
-# Of an odd title: markup, what a plugin's output is divided by, a line, and a terminal's control
-# character of one byte.
+# Markup, the separator of a plugin's output, a second line, and a control character of one byte.
 ODD_TITLE = "<b>\"A\" &amp; 'B'</b> | x\n\tsecond line \x9b31m"
 
 
@@ -92,7 +91,7 @@ def odd_texts(panel, database):
 
 
 def odd_ids(panel, database):
-    """Ids that the shell would take apart; --repair takes one with an apostrophe as well."""
+    """Ids with characters that the shell interprets."""
     ids = ["a b", "$(touch x)", "`touch x`", "a;b", 'q"q', "back\\slash", "*", "~", "#x", "ä"]
     for service in [*ids, "it's"]:
         panel.write_service(service, "A")
@@ -106,7 +105,7 @@ SITUATIONS = (all_well, one_down, two_down_in_german, one_down_without_translati
 
 
 def with_locale(panel, name):
-    """The environment in which there is a locale of that name, in UTF-8."""
+    """An environment with a locale of that name, in UTF-8."""
     locales = panel.root / "locales"
     locales.mkdir(exist_ok=True)
     subprocess.run(["localedef", "--no-archive", f"--inputfile={name}", "--charmap=UTF-8",
@@ -115,7 +114,7 @@ def with_locale(panel, name):
 
 
 def report_of(situation, database):
-    """What keldoctl prints in one of the SITUATIONS."""
+    """The output of keldoctl in one of the SITUATIONS."""
     database.reset()
     done = situation(Panel(), database)
     done.check_returncode()

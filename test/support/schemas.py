@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The schemas of reports and of service definitions, and what xmllint says by them."""
+"""Validates reports and service definitions with xmllint and our schemas."""
 
 import functools
 import os
@@ -14,22 +14,22 @@ FORMS = {"rng": "--relaxng", "xsd": "--schema"}
 
 
 def errors(document, schema, form="rng"):
-    """What is wrong with a document, bytes, by one form of a schema: xmllint's lines, as
-    "-:LINE: ...". Empty where nothing is."""
+    """The errors of a document (bytes) by one form of a schema, in lines of xmllint: "-:LINE: ...".
+    Empty if it is valid."""
     done = subprocess.run(["xmllint", "--noout", "--nonet", "--huge", FORMS[form],
                            SCHEMAS / f"{schema}.{form}", "-"],
                           input=document, capture_output=True, check=False)
     if done.returncode == 0:
         return ""
-    if done.returncode in (1, 3, 4):  # not well-formed, or not valid: for the document
+    if done.returncode in (1, 3, 4):  # not well-formed or not valid
         return done.stderr.decode(errors="replace")
     raise RuntimeError(done.stderr.decode(errors="replace"))
 
 
 @functools.lru_cache(maxsize=64)
 def require_report(document):
-    """Fails the test unless the document, bytes, is a report as the schema says. Many tests compare
-    the same one again and again, so the last ones are remembered."""
+    """Fails the test unless the document (bytes) is a valid report. Remembers the last documents,
+    because many tests compare the same one."""
     wrong = errors(document, REPORT)
     if wrong:
         raise AssertionError(f"not a report by the schema:\n{wrong}\n"

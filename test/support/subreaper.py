@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Processes that others leave behind, for tests that want to know of them."""
+"""Makes orphaned processes visible to tests."""
 
 import ctypes
 
@@ -7,7 +7,7 @@ PR_SET_CHILD_SUBREAPER = 36
 
 
 def become_subreaper(whether=True):
-    """Makes processes that a descendant leaves behind children of this one, or no more."""
+    """Orphans among the descendants become children of this process, or (False) no longer do."""
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.prctl(PR_SET_CHILD_SUBREAPER, int(whether), 0, 0, 0) != 0:
         raise OSError(ctypes.get_errno(), "prctl")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Interactive shells on terminals of their own: what they make of keys that are typed."""
+"""Interactive shells on pseudo-terminals, for tests of completion."""
 
 import os
 import pty
@@ -7,14 +7,14 @@ import re
 import select
 import signal
 
-PATIENCE = 60  # seconds after which what should come at once is given up; never to pass a test
+PATIENCE = 60  # seconds until a missing event fails the test; no result depends on it
 
 
 class Shell:
-    """A shell whose start-up file has bound Control-X and "b" to print_line, "a" to inserting all
-    completions. To be closed."""
+    """A shell whose start-up file binds Control-X b to print_line() and Control-X a to inserting
+    all completions. Call close() at the end."""
 
-    # What the shell prints around the line when the keys of print_line() are typed.
+    # print_line() prints the line between these.
     BEGIN, END = "<line>", "</line>"
     READY = "<ready>"
 
@@ -30,7 +30,7 @@ class Shell:
         os.waitpid(self._process, 0)
 
     def line_after(self, keys):
-        """What the command line holds after these keys; it is empty again afterwards."""
+        """Types keys and returns the command line, which is empty again afterwards."""
         self._type(keys + "\x18b")
         return self._wait_for(f"{self.BEGIN}(.*?){self.END}")[1].decode()
 
@@ -40,7 +40,7 @@ class Shell:
             data = data[os.write(self._terminal, data):]
 
     def _wait_for(self, pattern):
-        """Reads what the shell prints until the pattern is among it, and forgets it."""
+        """Reads the output of the shell up to a match of the pattern."""
         while not (found := re.search(pattern.encode(), self._output, re.S)):
             if not select.select([self._terminal], [], [], PATIENCE)[0]:
                 os.kill(self._process, signal.SIGKILL)

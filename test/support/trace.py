@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""System calls of keldoctl, as strace saw them."""
+"""The system calls of keldoctl, as strace prints them."""
 
 import pathlib
 import re
@@ -35,8 +35,8 @@ def traced(panel, calls, *arguments, **options):
 
 
 def whole(lines):
-    """The lines of a trace, with each call in one, where it began, which strace parts in two where
-    another process is at work in between."""
+    """The lines of a trace, with each call in one line, where it began. strace splits a call if
+    another process runs in between."""
     lines = list(lines)
     begun = {}  # the place of each process's call, in lines
     for place, line in enumerate(lines):

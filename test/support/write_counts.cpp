@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-/// Linked into every program of a coverage build: libgcov writes what was counted when a process
-/// exits, and so the counts of one that ends by _exit(), abort() or raise() would be lost.
+/// Linked into every program of a coverage build. libgcov writes the counts when a process exits;
+/// this also writes them before _exit(), abort() and raise().
 
 #include <csignal>
 #include <unistd.h>
@@ -27,7 +27,7 @@ int __wrap_raise(int signal) {
 
 namespace {
 
-/// The signal comes again when the handler has returned, by then with no handler.
+/// SA_RESETHAND has removed this handler, so the second signal ends the process.
 void writeCounts(int signal) {
     __gcov_dump();
     __real_raise(signal);

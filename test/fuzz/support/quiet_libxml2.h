@@ -6,9 +6,12 @@
 
 namespace keldo::test {
 
+[[gnu::format(printf, 2, 3)]] inline void ignoreMessage(void* /*context*/, const char* /*format*/,
+                                                        ...) {}
+
 /// Makes libxml2 print no messages: nearly every input is faulty.
 inline void silenceLibxml2() {
-    xmlSetGenericErrorFunc(nullptr, [](void* /*context*/, const char* /*format*/, ...) {});
+    xmlSetGenericErrorFunc(nullptr, ignoreMessage);
 }
 
 } // namespace keldo::test
