@@ -41,8 +41,8 @@ ERRORS = {
 CREATING = ("EDQUOT", "EEXIST", "ENOSPC", "EROFS")  # more errors of openat with O_CREAT
 
 # The caller repeats a call that fails like this: it was interrupted, a write found no room,
-# mkstemp(3) found a name taken. Injected forever, the run would not end. The key is the error, the value
-# matches the start of the arguments of such calls.
+# mkstemp(3) found a name taken. Injected forever, the run would not end. The key is the error,
+# the value matches the start of the arguments of such calls.
 PASSING = {"EEXIST": "", "EINTR": "", "EAGAIN": r'\d+, "|.*/nscd/'}
 
 # The number of these calls depends on how fast the database server answers.

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""keldoctl with the real services, the real database and the real monitor: whole reports."""
+"""Whole reports of keldoctl with the real services, the real database and the real monitor."""
 
 import pathlib
 import subprocess

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The examples of keldoctl(8), on a host where they hold."""
+"""The examples of keldoctl(8), on a private host."""
 
 import subprocess
 import unittest
@@ -9,7 +9,7 @@ from services import service_control
 
 
 def shell(command):
-    """What a command line prints."""
+    """The output of a command line."""
     done = subprocess.run(["bash", "-o", "pipefail", "-c", command], check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return done.stdout.decode()

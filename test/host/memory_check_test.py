@@ -1,9 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""Whole runs under valgrind: no wrong access, nothing lost, and nothing kept that grows with the
-work; and no descriptor that is still open at the end.
+"""Whole runs under valgrind: no invalid access, no leak, no open descriptor at the end.
 
-What lives until exit (the configuration, what the client library set up) is reachable at the end and
-of the same size however much there was to do.
+Memory that lives until exit (the configuration, the client library) is reachable at the end. Its
+size does not depend on the number of services.
 """
 
 import os
@@ -25,8 +24,8 @@ msgstr "Der Dienst <service_title> ist ausgeschaltet."
 @uncounted
 class MemoryTest(DatabaseTestCase):
     def kept(self, *arguments, **options):
-        """Runs keldoctl under valgrind, with no fault found, and returns its output and what it
-        kept until the end, in valgrind's words."""
+        """Runs keldoctl under valgrind without a fault. Returns its output and valgrind's line on
+        memory that is still reachable at the end."""
         log = self.panel.root / "valgrind"
         done = self.panel.run(*arguments, program=(
             "valgrind", "--leak-check=full", "--track-fds=yes", "--child-silent-after-fork=yes",
@@ -36,12 +35,12 @@ class MemoryTest(DatabaseTestCase):
         self.assertIn("ERROR SUMMARY: 0 errors", found)
         for kind in ("definitely", "indirectly", "possibly"):
             self.assertRegex(found, rf"{kind} lost: 0 bytes in 0 blocks")
-        # valgrind's own log is the only one that it does not count as a standard stream.
+        # Three standard streams and valgrind's own log.
         self.assertRegex(found, r"FILE DESCRIPTORS: 4 open \(3 std\) at exit")
         return done.stdout, re.search(r"still reachable: (.*)", found)[1]
 
     def define(self, count):
-        """Makes that many services, started by the administrator, all of them down."""
+        """Defines `count` services, started by the administrator, all down. Returns their names."""
         names = [f"service{number}" for number in range(count)]
         for name in names:
             self.panel.write_service(name, titles={"de-DE": "Titel"}, sockets=["/run/x"],
@@ -51,7 +50,7 @@ class MemoryTest(DatabaseTestCase):
         return names
 
     def check_kept(self, arguments, **options):
-        """A run with one service down and one with forty keep the same."""
+        """A run with forty services down keeps as much as a run with one."""
         few_names = self.define(1)
         few = self.kept(*arguments(few_names), **options)
         many_names = self.define(40)
@@ -70,15 +69,15 @@ class MemoryTest(DatabaseTestCase):
     def test_repairs_keep_nothing_that_grows(self):
         self.check_kept(lambda names: ["--repair", *(f"restart-service:{name}" for name in names)])
 
-    def test_without_a_database_everything_is_released_as_well(self):
+    def test_a_run_without_a_database_leaks_nothing(self):
         self.panel.set_password(b"wrong\n")
         self.assertEqual(self.kept("--status")[0], down_report("mysql"))
 
-    def test_during_an_upgrade_everything_is_released_as_well(self):
+    def test_a_run_during_an_upgrade_leaks_nothing(self):
         self.panel.upgrade_tool(1)
         self.assertIn(b'<problem id="upgrade">', self.kept("--status")[0])
 
-    def test_what_is_broken_is_released_as_well(self):
+    def test_damaged_definitions_and_monitor_output_leak_nothing(self):
         self.panel.write_definition("web", "<service")
         self.panel.write_definition("dns", None)
         self.panel.fake_monitor(script="#!/bin/sh\necho '<monit><service'\n")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What a private host promises to the commands on it. Run by host/run."""
+"""The state of a private host as its commands see it. Run by host/run."""
 
 import contextlib
 import fcntl
@@ -31,7 +31,7 @@ def main_process(service):
 
 
 def kill_main_process(service):
-    """Kills it alone, as the kernel does when memory runs out, and waits for its end."""
+    """Kills only the main process, as the kernel does without memory, and waits for its end."""
     process = os.pidfd_open(main_process(service))
     signal.pidfd_send_signal(process, signal.SIGKILL)
     select.select([process], [], [])
@@ -39,19 +39,19 @@ def kill_main_process(service):
 
 
 def in_sessions(sessions):
-    """The processes that belong to one of those sessions, by their ids."""
+    """The ids of the processes in these sessions."""
     found = []
     for entry in filter(str.isdecimal, os.listdir("/proc")):
-        with contextlib.suppress(ProcessLookupError):  # it has ended since
+        with contextlib.suppress(ProcessLookupError):  # it has ended
             if os.getsid(int(entry)) in sessions:
                 found.append(int(entry))
     return found
 
 
 def has_open(process, target):
-    """Whether one of its descriptors leads there."""
+    """Whether one of the process's descriptors is `target`."""
     for file in pathlib.Path(f"/proc/{process}/fd").iterdir():
-        with contextlib.suppress(FileNotFoundError):  # it was closed since
+        with contextlib.suppress(FileNotFoundError):  # it was closed
             if os.readlink(file) == target:
                 return True
     return False
@@ -154,7 +154,7 @@ class PanelDatabase(unittest.TestCase):
 
 
 class Services(unittest.TestCase):
-    """Each test begins and ends with all daemons stopped."""
+    """All daemons are stopped before and after each test."""
 
     def setUp(self):
         self.addCleanup(service_control, "stop-all")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the manual pages show: definitions with their control files, configuration, a monitor."""
+"""The examples in the manual pages: control files, configuration lines, checks of a file."""
 
 import os
 import pathlib
@@ -27,10 +27,10 @@ class DefinitionTest(unittest.TestCase):
 
 
 class ConfigurationTest(unittest.TestCase):
-    """The table of kvr.conf(5): lines and the values that they define."""
+    """The table of kvr.conf(5): lines and their values."""
 
     def root_of(self, line):
-        """The directory that keldoctl takes for the panel's when the file has just this line."""
+        """The panel's root directory, for keldoctl, if the file has only this line."""
         panel = Panel()
         panel.configure(line)
         _, calls = traced(panel, "openat", "--status", env={"LOCPATH": "/tmp"})
@@ -55,7 +55,7 @@ class ConfigurationTest(unittest.TestCase):
 
 class CheckerTest(unittest.TestCase):
     def check(self, page_name, program):
-        """Has a page's example show a file, then what a program says of it."""
+        """Runs an example that shows a file and then the output of a program for it."""
         (show, text), (check, output) = shown_commands(page_name, "EXAMPLES")
         with tempfile.TemporaryDirectory() as directory:
             pathlib.Path(directory, show.split()[1]).write_text(text, encoding="utf-8")

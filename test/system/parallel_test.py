@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Many runs at the same time on one host."""
+"""Many simultaneous runs on one host."""
 
 import fcntl
 import os
@@ -12,7 +12,7 @@ from panel import Panel, report, restart, service_down
 RUNS = 300
 STARTED, LOCK = "/usr/local/kvr/started", "/usr/local/kvr/lock"
 
-# Tells that it runs and waits, with its control file, until the lock is free.
+# Writes the path of its control file to STARTED and waits until LOCK is free.
 MONITOR = f"""#!/bin/sh
 echo "$2" > {STARTED}
 exec 3< {LOCK}
@@ -34,7 +34,7 @@ class ParallelTest(unittest.TestCase):
         return self.panel.start("--repair", "restart-service:web", stderr=subprocess.DEVNULL)
 
     def control_files(self, runs, started):
-        """The control files that the monitors of the runs have told of, once all of them have."""
+        """Waits for the monitors of all runs; returns the paths of their control files."""
         names = b""
         while names.count(b"\n") < len(runs):
             ready, _, _ = select.select([started, *(run.stdout for run in runs)], [], [])
@@ -42,9 +42,9 @@ class ParallelTest(unittest.TestCase):
             names += os.read(started, 65536)
         return names.decode().split()
 
-    def test_runs_at_the_same_time_do_not_meet(self):
+    def test_simultaneous_runs_have_control_files_of_their_own(self):
         directory = self.panel.root / "tmp"
-        # Opened for both, so that no monitor waits for a reader and no end is read.
+        # Opened for both: no monitor waits for a reader, and no end of file is read.
         started = os.open(STARTED, os.O_RDWR)
         self.addCleanup(os.close, started)
         with open(LOCK, "wb") as lock:
