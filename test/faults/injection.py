@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Runs keldoctl while a call fails, and records the outcome.
 
-Three tools make calls fail: strace answers system calls instead of the kernel, and two preloaded
-libraries (fault_plan.h) replace the allocator and calls that strace cannot answer.
+strace answers system calls instead of the kernel. A preloaded library (failing_calls.cpp) replaces
+the allocator and the calls that strace cannot answer.
 """
 
 import collections
@@ -15,12 +15,12 @@ import signal
 import subprocess
 from typing import NamedTuple
 
-from panel import KELDOCTL, PATH, PROJECT, PRODUCT_ROOT
+from panel import BUILD, KELDOCTL, PATH, PRODUCT_ROOT
 from trace import whole
 
 import scenarios
 
-LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", PROJECT / "build/release/test"))
+LIBRARY = os.environ.get("FAILING_CALLS", BUILD / "test/libfailing_calls.so")
 LOG = pathlib.Path("/run/fault-log")
 CONTROL_FILES = PRODUCT_ROOT / "tmp"
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
@@ -109,8 +109,7 @@ def injector(fault):
     """The command that runs keldoctl with the fault, and additions to its environment."""
     if fault is None or fault.is_traced():
         return [*strace(fault), KELDOCTL], {}
-    library = "failing_allocator" if fault.kind == "memory" else "odd_calls"
-    plan = {"LD_PRELOAD": str(LIBRARIES / f"{library}.so"), "FAULT_CALL": fault.call,
+    plan = {"LD_PRELOAD": str(LIBRARY), "FAULT_CALL": fault.call,
             "FAULT_NUMBER": str(fault.number), "FAULT_LOG": str(LOG)}
     if fault.forever:
         plan["FAULT_FOREVER"] = "1"

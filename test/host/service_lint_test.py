@@ -19,7 +19,7 @@ from panel import NAMESPACE, PATH, PROJECT, SERVICES, Panel, require_private_hos
 
 LINT = pathlib.Path(os.environ.get("SERVICE_LINT", PROJECT / "build/release/keldo-service-lint"))
 EXAMPLES = LINT.parent / "examples"
-FAULT_LIBRARIES = pathlib.Path(os.environ.get("FAULT_LIBRARIES", LINT.parent / "test"))
+FAILING_CALLS = os.environ.get("FAILING_CALLS", LINT.parent / "test/libfailing_calls.so")
 REFUSED = "monit cannot read the control file of the service -- "
 
 
@@ -421,10 +421,9 @@ class MemoryTest(LintTestCase):
         log of the library that makes it so."""
         log = self.folder / "log"
         log.unlink(missing_ok=True)
-        library = FAULT_LIBRARIES / "failing_allocator.so"
-        done = lint(self.path, env={"PATH": PATH, "LD_PRELOAD": library, "FAULT_CALL": "malloc",
-                                    "FAULT_NUMBER": str(number), "FAULT_FOREVER": "1",
-                                    "FAULT_LOG": log})
+        done = lint(self.path, env={"PATH": PATH, "LD_PRELOAD": FAILING_CALLS,
+                                    "FAULT_CALL": "malloc", "FAULT_NUMBER": str(number),
+                                    "FAULT_FOREVER": "1", "FAULT_LOG": log})
         return done, log.read_text(encoding="utf-8").splitlines()
 
     def test_it_is_told_or_the_end(self):
