@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-/* To be preloaded into keldoctl (LD_PRELOAD): interrupts it every millisecond with a signal that it
- * does not know of, from its first instruction to its last, so that each system call that may fail
- * with EINTR does. At the end it writes the number of signals to the file that the environment
- * names in SIGNAL_STORM_COUNT. Other programs, to which the variables are handed down, are left in
- * peace. */
+// Preloaded into keldoctl: interrupts it by a signal every millisecond, so that system calls fail
+// with EINTR. At the end it writes the number of signals to the file SIGNAL_STORM_COUNT. It does
+// nothing in other programs, which inherit the variables.
 
 #include <cerrno>
 #include <csignal>

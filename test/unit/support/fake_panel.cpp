@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Holds all that is made by panels of this process. The panel's root is a folder in it.
+/// Holds the files of all panels of this process; the panel's root is a folder in it.
 const keldo::test::TemporaryDirectory& directory() {
     static const keldo::test::TemporaryDirectory instance;
     return instance;
@@ -29,7 +29,7 @@ std::map<std::string, int>& reads() {
     return map;
 }
 
-/// The path of a definition whose reading throws.
+/// Reading this definition throws.
 std::string& failingPath() {
     static std::string path;
     return path;

@@ -10,12 +10,11 @@
 
 namespace keldo::test {
 
-/// A panel of the test's own: PRODUCT_ROOT_D is a folder that is empty but for "tmp", and a service
-/// definition file "/service/ID.xml" is looked for in its folder "service". The run's process-wide
-/// values (model, catalogue, language) are as they are when a program starts, now and when this
-/// goes.
+/// A panel in a temporary folder: PRODUCT_ROOT_D holds only "tmp" at first, and definitions
+/// "/service/ID.xml" are read from its folder "service". Constructor and destructor reset the
+/// process-wide values (model, catalogue, language) to those of a new process.
 ///
-/// One at a time. The folder is the same for all of a process, since the configuration is read
+/// Use one at a time. All panels of a process have the same folder, since the configuration is read
 /// once.
 class FakePanel {
 public:
@@ -27,10 +26,10 @@ public:
     /// PRODUCT_ROOT_D.
     const std::filesystem::path& root() const;
 
-    /// Makes the definition file of the service that is asked for as `id`.
+    /// Writes the definition file of the service `id`.
     void define(const std::string& id, const std::string& content) const;
 
-    /// How often the definition file of `id` has been read.
+    /// The number of reads of the definition file of `id`.
     int readsOf(const std::string& id) const;
 
     /// Makes the reading of the definition file of `id` throw std::bad_alloc.
@@ -40,10 +39,10 @@ public:
     void installMonitor(const std::string& script) const;
     void installUpgradeCheck(const std::string& script) const;
 
-    /// The paths of the control files that there are.
+    /// The paths of the existing control files.
     std::vector<std::string> controlFiles() const;
 
-    /// The content of a file in root(), empty without one.
+    /// The content of a file in root(); empty if there is no file.
     std::string content(const std::string& name) const;
 
 private:

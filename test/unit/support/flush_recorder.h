@@ -8,7 +8,7 @@
 
 namespace keldo::test {
 
-/// A stream buffer that keeps what it held at each flush.
+/// A stream buffer that copies its content at each flush.
 class FlushRecorder : public std::stringbuf {
 public:
     std::vector<std::string> flushes;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-/// Linked into every unit test program: where the code under test ends it by exit(0), which would
-/// look as if all tests had passed, it fails.
+/// Linked into every unit test program: makes it fail if the code under test calls exit(0), which
+/// would otherwise look as if all tests had passed.
 
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +10,7 @@
 
 namespace {
 
-pid_t testProgram = -1; // while tests run; not a child that a test forks
+pid_t testProgram = -1; // set while tests run; differs from the children of a test
 
 void failPrematureExit() {
     if (getpid() == testProgram) {

@@ -6,9 +6,8 @@
 
 namespace keldo::test {
 
-/// Until the process ends, the program's fopen() of `path` opens `target` instead; an empty
-/// `target` makes it fail with ENOENT. Other paths open as ever. For the fixed paths of the
-/// system, which a test must not touch.
+/// Makes fopen() of `path` open `target` until the process ends, or (empty `target`) fail with
+/// ENOENT. For the fixed paths of the system, which a test must not touch.
 void redirectFile(const std::string& path, const std::string& target);
 
 /// How often the program has called fopen() with `path`.

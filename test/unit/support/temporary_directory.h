@@ -7,7 +7,7 @@
 
 namespace keldo::test {
 
-/// A new empty directory, removed with all that is in it when this goes.
+/// A new empty directory; the destructor removes it with its contents.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();
@@ -17,17 +17,17 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
-    /// Makes a file with that content, and the directories above it. Returns its path.
+    /// Writes a file and makes the directories above it. Returns its path.
     std::string write(const std::string& name, const std::string& content) const;
 
-    /// As write, with the file executable.
+    /// As write(), and makes the file executable.
     std::string writeScript(const std::string& name, const std::string& content) const;
 
 private:
     std::filesystem::path path_;
 };
 
-/// The whole content of a file; fails the test where it cannot be read.
+/// The content of a file; throws std::runtime_error if it cannot be read.
 std::string contentOf(const std::filesystem::path& path);
 
 } // namespace keldo::test
