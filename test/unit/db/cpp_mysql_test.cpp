@@ -477,7 +477,7 @@ TEST_F(ResultFetch, ThrowsIfTheStatementFailsOrHasNoResultSet) {
     };
     for (const auto& [answer, message] : cases) {
         SCOPED_TRACE(message);
-        EXPECT_EQ(errorOf([&] { query(answer); }), message);
+        EXPECT_EQ(errorOf([&, &given = answer] { query(given); }), message);
     }
 }
 
