@@ -5,12 +5,12 @@
 #include "conf/config_value.h"
 #include "conf/handles.h"
 #include "exec/file_remover.h"
+#include "exec/unique_fd.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace keldo {
 
@@ -18,18 +18,18 @@ namespace {
 
 constexpr const char* lineIndent = "\t";
 
-/// Makes the empty control file. Returns its path, which names no file where mkstemp failed, or
-/// the empty string without memory for it.
+/// Creates the empty control file and returns its path. If mkstemp fails, the path names no file;
+/// if there is no memory for the name, the path is empty.
 std::string makeTemporaryFile() {
     std::string path = configValue("PRODUCT_ROOT_D") + "/tmp/monitrcXXXXXX";
     const heap_text name(strdup(path.c_str()));
     if (!name) {
         return "";
     }
-    const int file = mkstemp(name.get());
-    fchmod(file, S_IRUSR | S_IWUSR); // whatever the umask
-    close(file);
-    path = name.get(); // of the template's length: takes no memory, so it cannot fail
+    if (const UniqueFd file(mkstemp(name.get())); file) {
+        fchmod(file.get(), S_IRUSR | S_IWUSR); // whatever the umask
+    }
+    path = name.get(); // has the template's length, so it needs no memory and cannot fail
     return path;
 }
 

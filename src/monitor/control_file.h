@@ -10,25 +10,24 @@
 
 namespace keldo {
 
-/// Writes the text of a control file for the monit program that checks this one service: a process
-/// check by the pid file, or without one a host check of the local address, followed by the tests
-/// of the unix sockets (process check only) and of the ports. Nothing where there is neither a pid
-/// file nor a port.
+/// Writes the control file with which monit checks this one service. With a pid file it is a
+/// process check with a test for each unix socket and port; with ports only, a host check of
+/// 127.0.0.1 with a test for each port. Without pid file and ports nothing is written.
 void writeControlFile(const ServiceDefinition& definition, std::ostream& stream);
 
-/// Writes that text to a control file and returns its path: a new file of mode 0600 in the "tmp"
-/// folder below PRODUCT_ROOT_D; the caller removes it. Failures do not show, but that the path may
-/// then name no file, the file may lack lines, or, made by the stream where mkstemp could not, may
-/// have another mode; without memory for the name, the path is empty.
+/// Writes that text to a new file of mode 0600 in the "tmp" folder below PRODUCT_ROOT_D. Returns
+/// its path; the caller removes the file. Failures are not reported: the path may name no file or
+/// an incomplete one, and is empty if memory ran out. If mkstemp failed, the stream creates the
+/// file and its mode may differ.
 std::string writeMonitorConfig(const ServiceDefinition& definition);
 
-/// One test line, without indent and line end. Values stand as they are, unquoted; around a type
-/// that is not TCP there is a space on either side, whatever follows.
+/// One test line, without indent and line end. Values are written as they are, unquoted. UDP and
+/// TCPSSL have a space on either side, so that two spaces follow them.
 std::string portTestLine(const PortCheck& port);
 std::string unixSocketTestLine(const std::string& path);
 
-/// Write the lines of the checks, in order, each after `indent`; the stream is flushed after each,
-/// so that of a file that could not be written whole the lines before are there.
+/// Write one line per check, in order, each after `indent`. The stream is flushed after each line,
+/// so that a full disk loses only the lines that do not fit.
 void writePortTests(const std::vector<PortCheck>& ports, std::ostream& stream,
                     const std::string& indent);
 void writeUnixSocketTests(const std::vector<UnixSocketCheck>& sockets, std::ostream& stream,

@@ -20,13 +20,13 @@ namespace {
 
 constexpr int allTestsPassed = 0;
 
-/// A text's size as libxml2 takes it; 0, which cannot be parsed, for one too large.
+/// A text's size in libxml2's type. An oversized text gets 0, which libxml2 refuses to parse.
 int sizeForXml(const std::string& text) {
     return text.size() <= std::numeric_limits<int>::max() ? static_cast<int>(text.size()) : 0;
 }
 
-/// What monit prints when run on the service's control file, which is gone then, also when a signal
-/// ends the run.
+/// Runs monit on the service's control file and returns what it prints. The control file is gone
+/// afterwards, even if a signal or an exception ends the run.
 std::string monitorOutput(const ServiceDefinition& definition) {
     HeldEndingSignals held;
     const std::string controlFile = writeMonitorConfig(definition);
@@ -53,8 +53,8 @@ int monitorStatus(const std::string& name, const std::string& output, int defaul
     if (!document) {
         return defaultStatus;
     }
-    const XPathContext context = xpathContext(document.get());
-    if (!context) {
+    const XPathContext context(document.get());
+    if (context.get() == nullptr) {
         return defaultStatus;
     }
     const std::string status =

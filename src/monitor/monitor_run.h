@@ -8,20 +8,20 @@
 
 namespace keldo {
 
-/// The monit program: "admin/sbin/monit" below PRODUCT_ROOT_D.
+/// The path of the monit program: "admin/sbin/monit" below PRODUCT_ROOT_D.
 std::string monitorPath();
 
-/// Runs monit once on a control file of this service (monitor/control_file.h) and returns
-/// whether it found the service running. Every doubt counts as running: a monitor that is missing
-/// or broken must not report services as stopped. Throws what monitorStatus throws. The control
-/// file is gone afterwards, also after an exception. Prints nothing.
+/// Runs monit once on a control file of this service (monitor/control_file.h) and returns whether
+/// the service is running. Every doubt counts as running: a missing or broken monitor must not
+/// report services as stopped. Throws what monitorStatus throws. The control file is always gone
+/// afterwards. Prints nothing.
 bool isServiceRunning(const ServiceDefinition& definition);
 
-/// The status of the service `name` in the XML that monit printed, the first of
-/// /monit/service/status whose sibling `name` has that very text: 0 when all of its tests passed.
-/// `defaultStatus` where there is none, it is empty, or the output is not XML. Throws
-/// boost::bad_lexical_cast where the status is not a decimal integer. `name` stands between
-/// apostrophes in an XPath expression and is not escaped.
+/// Reads the status of the service `name` from the XML that monit printed: the first
+/// /monit/service/status with a sibling `name` of exactly that text. 0 means that all tests passed.
+/// Returns `defaultStatus` if the output is not XML or has no such status, or an empty one. Throws
+/// boost::bad_lexical_cast if the status is not a decimal integer. `name` is put between
+/// apostrophes in an XPath expression, without escaping.
 int monitorStatus(const std::string& name, const std::string& output, int defaultStatus);
 
 } // namespace keldo

@@ -9,20 +9,21 @@
 
 namespace keldo {
 
-/// The service definitions that were asked for, each read from its file once. It only grows, and
-/// does not see later changes of a file; a missing file is remembered like any other.
+/// A cache of service definitions. It reads each file once, on the first lookup, and never again:
+/// later changes of the file are not seen, and a missing file stays missing.
 class ServiceCatalogue {
 public:
-    /// The run's own catalogue: made on first use, lives until exit.
+    /// The catalogue of this process, created on first use and destroyed at exit. It is all
+    /// process-wide state of this folder.
     static ServiceCatalogue& instance();
 
-    /// A copy of the definition of the service `id`, whatever id its file gives it. Its id is empty
-    /// where there is no readable file. Passes on what ServiceDefinition(id) throws; nothing is
-    /// remembered then.
+    /// Returns a copy of the definition in the file of the service `id`; the file may give it
+    /// another id. The copy's id is empty if the file cannot be read. Throws what
+    /// ServiceDefinition(id) throws, and then caches nothing.
     ServiceDefinition lookup(const std::string& id);
 
 private:
-    std::map<std::string, ServiceDefinition> definitions_; // by the id asked for
+    std::map<std::string, ServiceDefinition> definitions_; // by the requested id
 };
 
 } // namespace keldo

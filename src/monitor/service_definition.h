@@ -5,7 +5,6 @@
 #include "report/problem_model.h"
 
 #include <cstdint>
-#include <libxml/xpath.h>
 #include <string>
 #include <vector>
 
@@ -14,31 +13,31 @@ namespace keldo {
 /// A unix socket that a running service listens on.
 struct UnixSocketCheck {
     std::string path;     ///< never empty
-    std::string protocol; ///< empty when not given; the monitor is not told of it
+    std::string protocol; ///< empty if not given; not written to the control file
 
     bool operator==(const UnixSocketCheck&) const = default;
 };
 
 enum class PortType : std::int32_t { TCP = 0, UDP = 1, TCPSSL = 2 };
 
-/// TCP for a text that names no type.
+/// The type of that name; TCP for any other text.
 PortType portType(const std::string& text);
 
-/// The port number that a text is: 0, which is not checked, for one that is not an unsigned number
-/// as lexical_cast takes it.
+/// The port number in a text, or 0, which is never checked, if boost::lexical_cast finds no
+/// unsigned number in it.
 std::uint32_t portNumber(const std::string& text);
 
 /// A network port that a running service listens on.
 struct PortCheck {
     PortType type = PortType::TCP;
-    std::uint32_t number = 0; ///< never 0; may exceed 65535, as the definition says
-    std::string protocol;     ///< the monitor's name of it; empty when not given
+    std::uint32_t number = 0; ///< never 0; may exceed 65535
+    std::string protocol;     ///< monit's name for it; empty if not given
 
     bool operator==(const PortCheck&) const = default;
 };
 
-/// The id of the panel's database. Whether it is up is seen from a connection to it: the monitor is
-/// not asked, and its checks have no effect.
+/// The id of the panel's database. It is tested by connecting to it, not by the monitor; the checks
+/// in its definition have no effect.
 inline constexpr const char* databaseService = "mysql";
 
 /// The XML namespace of all elements of a definition: http://HOST/schemas/keldo/service/1 (HOST:
@@ -58,21 +57,21 @@ extern const char* const definitionNamespace;
 ///       </checks>
 ///     </service>
 ///
-/// Texts are taken whole, without trimming; anything else in the file is ignored. What the file
-/// lacks is empty.
+/// Texts are taken whole, without trimming. Anything else in the file is ignored. Missing parts are
+/// empty.
 struct ServiceDefinition {
     ServiceDefinition() = default;
 
-    /// Reads the file of the service `requestedId`, /service/ID.xml: the "service" folder below
-    /// PRODUCT_ETC_D, which is no known variable and so reads as empty, whatever the configuration
-    /// file says. The id is used as it is, and the one in the file wins over it. Empty, with an
-    /// empty id, where the file is missing or is not well-formed. Throws boost::bad_lexical_cast
-    /// where the checks cannot be counted.
+    /// Reads the file of the service `requestedId`: PRODUCT_ETC_D + "/service/ID.xml".
+    /// PRODUCT_ETC_D is not a known variable, so it is empty whatever the configuration file says.
+    /// The id is not checked or escaped, and the id in the file wins over it. The definition is
+    /// empty if the file is missing or not well-formed. Throws boost::bad_lexical_cast if the
+    /// checks cannot be counted.
     explicit ServiceDefinition(const std::string& requestedId);
 
     bool operator==(const ServiceDefinition&) const = default;
 
-    std::string id;          ///< empty: not a known service
+    std::string id;          ///< empty for an unknown service
     Message title;           ///< in the report's language or in English
     std::string startAction; ///< shell commands
     std::string stopAction;  ///< shell commands
@@ -81,22 +80,7 @@ struct ServiceDefinition {
     std::vector<PortCheck> ports;             ///< in document order
 };
 
-/// The definition that the file at `path` holds, as the constructor reads it.
+/// Reads the definition in the file at `path`, like the constructor.
 ServiceDefinition readServiceDefinition(const std::string& path);
-
-/// The readers of a definition's parts. `context` is that of its document, with the namespace
-/// registered as "s".
-///
-/// The title in the report's language, or else the English one; its text is empty without either.
-Message readTitle(xmlXPathContext* context);
-
-/// The checks by position: the first unix sockets (ports) of all `checks` elements together, then
-/// the second ones, and so on; of each position the first element counts, and the first attribute
-/// of a name. So several `checks` do not add up; a definition has one. Skipped are sockets without
-/// a path, and ports whose number is missing, not an unsigned number as lexical_cast takes it, or
-/// zero. An unknown port type is TCP. Both throw boost::bad_lexical_cast where the elements cannot
-/// be counted.
-std::vector<UnixSocketCheck> readUnixSocketChecks(xmlXPathContext* context);
-std::vector<PortCheck> readPortChecks(xmlXPathContext* context);
 
 } // namespace keldo

@@ -5,19 +5,17 @@
 #include <array>
 #include <charconv>
 #include <libxml/xpathInternals.h>
+#include <utility>
 
 namespace keldo {
 
 namespace {
 
-struct XPathContextCloser {
-    void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
-};
-
-/// The one that is kept, if any.
+/// All process-wide state of this folder: a context that no document uses, or null. Set by
+/// ~XPathContext, taken by the next XPathContext, freed at exit.
 std::unique_ptr<xmlXPathContext, XPathContextCloser> spareContext;
 
-/// The locale has no say in this conversion, as it would have in printf's: no decimal comma.
+/// Like printf's %.16g, but independent of the locale, which may have a decimal comma.
 std::string numberText(double number) {
     constexpr int significantDigits = 16;
     std::array<char, 32> buffer;
@@ -32,22 +30,25 @@ std::string firstNodeContent(const xmlNodeSet* nodes) {
 
 } // namespace
 
-void XPathContextKeeper::operator()(xmlXPathContext* context) const noexcept {
-    xmlXPathRegisteredNsCleanup(context);
-    context->doc = nullptr;
-    // An expression that could not be evaluated may have left these within the document.
-    context->node = nullptr;
-    context->contextSize = -1;
-    context->proximityPosition = -1;
-    spareContext.reset(context);
+XPathContext::XPathContext(xmlDoc* document)
+    : context_(spareContext ? std::move(spareContext)
+                            : decltype(context_)(xmlXPathNewContext(document))) {
+    if (context_) {
+        context_->doc = document;
+    }
 }
 
-XPathContext xpathContext(xmlDoc* document) {
-    XPathContext context(spareContext ? spareContext.release() : xmlXPathNewContext(document));
-    if (context) {
-        context->doc = document;
+XPathContext::~XPathContext() {
+    if (!context_) {
+        return;
     }
-    return context;
+    xmlXPathRegisteredNsCleanup(context_.get());
+    context_->doc = nullptr;
+    // A failed evaluation may leave these pointing into the document.
+    context_->node = nullptr;
+    context_->contextSize = -1;
+    context_->proximityPosition = -1;
+    spareContext = std::move(context_);
 }
 
 XPathObject evaluateXPath(const std::string& expression, xmlXPathContext* context) {

@@ -10,34 +10,43 @@
 
 namespace keldo {
 
-/// Keeps the context for the next document. A context is of a document and a result of both:
-/// declare them in that order, they go in reverse.
-struct XPathContextKeeper {
-    void operator()(xmlXPathContext* context) const noexcept;
+struct XPathContextCloser {
+    void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
 };
-using XPathContext = std::unique_ptr<xmlXPathContext, XPathContextKeeper>;
+
+/// An XPath context for one document, which must outlive it; no namespaces are registered.
+/// The destructor keeps libxml2's context for the next document, since creating one costs more
+/// than using it. Declare document, context and result in that order.
+class XPathContext {
+public:
+    explicit XPathContext(xmlDoc* document);
+    XPathContext(const XPathContext&) = delete;
+    XPathContext& operator=(const XPathContext&) = delete;
+    ~XPathContext();
+
+    /// Null if there was no memory for a context.
+    xmlXPathContext* get() const { return context_.get(); }
+
+private:
+    std::unique_ptr<xmlXPathContext, XPathContextCloser> context_;
+};
 
 struct XPathObjectCloser {
     void operator()(xmlXPathObject* object) const noexcept { xmlXPathFreeObject(object); }
 };
 using XPathObject = std::unique_ptr<xmlXPathObject, XPathObjectCloser>;
 
-/// A context to evaluate expressions in, of a document that outlives it, without namespaces. As one
-/// by xmlXPathNewContext(), but making that takes longer than all that a document is asked for, so
-/// one that is kept is used first. Null without memory.
-XPathContext xpathContext(xmlDoc* document);
-
-/// Evaluates an XPath expression. Null where libxml2 gives no result: a syntax error, an unknown
-/// prefix.
+/// Evaluates an XPath expression. Returns null if libxml2 gives no result, for example because of a
+/// syntax error or an unknown prefix.
 XPathObject evaluateXPath(const std::string& expression, xmlXPathContext* context);
 
-/// The content of a node as xmlNodeGetContent gives it, untrimmed: of an element all text below
-/// it, of an attribute its value. Empty for a null node.
+/// The untrimmed content of a node, as xmlNodeGetContent gives it: all text below an element, or
+/// the value of an attribute. Empty for a null node.
 std::string nodeContent(const xmlNode* node);
 
-/// The value of an XPath expression as text: of a node set the content of its first node, "true" or
-/// "false", a number with up to 16 significant digits, a string as it is. Empty for an empty node
-/// set, any other kind of value, and where there is no result.
+/// The value of an XPath expression as text: the content of a node set's first node, "true" or
+/// "false", a number with up to 16 significant digits, or the string itself. Empty for an empty
+/// node set, for any other kind of value, and if there is no result.
 std::string xpathString(const std::string& expression, xmlXPathContext* context);
 
 } // namespace keldo

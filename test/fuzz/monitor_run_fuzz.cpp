@@ -20,7 +20,7 @@
 
 namespace {
 
-/// How many steps an XPath expression may take; 0 for any number.
+/// The number of steps that an XPath expression may take; 0 for no limit.
 unsigned long stepLimit = 0;
 
 } // namespace
@@ -42,7 +42,7 @@ namespace {
 
 constexpr int noStatus = 12345;
 
-// The model: the elements of the document, one after another.
+// The model: walks through the elements of the document.
 
 bool isElement(const xmlNode* node, const char* name) {
     return node->type == XML_ELEMENT_NODE && node->ns == nullptr &&
@@ -78,7 +78,7 @@ std::string statusTextOf(const std::string& name, const xmlNode* root) {
     return "";
 }
 
-/// The status of a service whose name stands for itself in XPath; nothing where it is no number.
+/// The status of a service whose name has no apostrophe; nothing if it is not a number.
 std::optional<int> statusOf(const std::string& name, const std::string& output) {
     const XmlDocument document(xmlParseMemory(output.data(), static_cast<int>(output.size())));
     const std::string text =
@@ -94,7 +94,7 @@ std::optional<int> statusOf(const std::string& name, const std::string& output) 
     return static_cast<int>(*number);
 }
 
-// What is tried.
+// The function under test.
 
 std::optional<int> monitorStatusOrNone(const std::string& name, const std::string& output) {
     try {
@@ -106,17 +106,17 @@ std::optional<int> monitorStatusOrNone(const std::string& name, const std::strin
 
 } // namespace
 
-/// A service's name, then what monit has printed.
+/// The input is the name of a service and the output of monit.
 void tryInput(const std::string& input) {
     silenceLibxml2();
     Texts texts(input);
     const std::string name = texts.next();
     const std::string output = texts.next();
-    // A name with an apostrophe goes on in XPath, where a few words can take any time.
-    const bool standsForItself = name.find('\'') == std::string::npos;
-    stepLimit = standsForItself ? 0 : 100000;
+    // The text after an apostrophe is part of the expression, and a few words can take for ever.
+    const bool isOneString = name.find('\'') == std::string::npos;
+    stepLimit = isOneString ? 0 : 100000;
     const std::optional<int> status = monitorStatusOrNone(name, output);
-    if (standsForItself) {
+    if (isOneString) {
         require(status == statusOf(name, output), "a service has its first status");
     }
 }

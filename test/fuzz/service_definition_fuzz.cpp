@@ -22,9 +22,9 @@ namespace {
 
 constexpr const char* schemaUri = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1";
 
-// The model: a query for each single datum, in XPath alone.
+// The model: one XPath query for each datum.
 
-/// XPath's own text of an expression.
+/// The text of an expression, converted by XPath's string().
 std::string textOf(const std::string& expression, xmlXPathContext* context) {
     const XPathObject object = evaluateXPath("string(" + expression + ")", context);
     require(object && object->type == XPATH_STRING, "each query has a text");
@@ -72,7 +72,7 @@ PortType portTypeOf(const std::string& text) {
     return text == "TCPSSL" ? PortType::TCPSSL : PortType::TCP;
 }
 
-/// Zero for what is no number. A negative one counts down from 2^32, as in strtoul(3).
+/// 0 for a text that is not a number. Negative numbers count down from 2^32, as in strtoul(3).
 std::uint32_t portNumberOf(const std::string& text) {
     return static_cast<std::uint32_t>(decimal(text).value_or(0));
 }
@@ -98,8 +98,8 @@ ServiceDefinition definitionOf(const std::string& path) {
     if (!document) {
         return definition;
     }
-    const XPathContext context = xpathContext(document.get());
-    require(context != nullptr, "a document has a context");
+    const XPathContext context(document.get());
+    require(context.get() != nullptr, "a document has a context");
     xmlXPathRegisterNs(context.get(), toXml("s"), toXml(schemaUri));
     definition.id = textOf("/s:service/@id", context.get());
     definition.title = titleOf(context.get());
@@ -111,7 +111,7 @@ ServiceDefinition definitionOf(const std::string& path) {
     return definition;
 }
 
-// What is tried.
+// The laws.
 
 void requireLaws(const ServiceDefinition& definition) {
     for (const PortCheck& port : definition.ports) {

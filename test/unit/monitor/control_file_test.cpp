@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <clocale>
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -19,7 +20,7 @@
 
 namespace {
 
-/// What was written to control files, a text for each call of write().
+/// The texts written to control files, one for each call of write().
 std::vector<std::string> controlFileWrites;
 
 bool isControlFile(int fd) {
@@ -30,7 +31,7 @@ bool isControlFile(int fd) {
 
 } // namespace
 
-// Takes the place of the C library's, also for the file streams of the C++ library.
+// Replaces the C library's function, for the C++ library's file streams too.
 extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
     if (isControlFile(fd)) {
         controlFileWrites.emplace_back(static_cast<const char*>(bytes), size);
@@ -72,36 +73,30 @@ TEST(PortTestLine, HasNoDigitGroupingInAnyLocale) {
     std::setlocale(LC_ALL, "C");
 }
 
-TEST(UnixSocketTestLine, HoldsThePathAsItIs) {
-    EXPECT_EQ("if failed unixsocket /run/web.sock then alert", unixSocketTestLine("/run/web.sock"));
-    EXPECT_EQ("if failed unixsocket a \"b\" then alert", unixSocketTestLine("a \"b\""));
-}
-
-TEST(WritePortTests, WritesAndFlushesALineForEach) {
+/// Sends lines to a stream, and returns what the stream holds at each flush.
+std::vector<std::string> flushesOf(const std::function<void(std::ostream&)>& write) {
     FlushRecorder buffer;
     std::ostream stream(&buffer);
-    writePortTests({{PortType::TCP, 2, ""}, {PortType::TCP, 1, "x"}}, stream, "> ");
-    const std::string first = "> if failed port 2 then alert\n";
-    EXPECT_THAT(buffer.flushes,
-                ElementsAre(first, first + "> if failed port 1 protocol x then alert\n"));
+    write(stream);
+    return buffer.flushes;
 }
 
-TEST(WriteUnixSocketTests, WritesAndFlushesALineForEachWithoutItsProtocol) {
-    FlushRecorder buffer;
-    std::ostream stream(&buffer);
-    writeUnixSocketTests({{"/b", "http"}, {"/a", ""}}, stream, "> ");
-    const std::string first = "> if failed unixsocket /b then alert\n";
-    EXPECT_THAT(buffer.flushes,
-                ElementsAre(first, first + "> if failed unixsocket /a then alert\n"));
-}
-
-TEST(WritePortTests, WritesNothingForNone) {
-    FlushRecorder buffer;
-    std::ostream stream(&buffer);
-    writePortTests({}, stream, "\t");
-    writeUnixSocketTests({}, stream, "\t");
-    EXPECT_EQ("", buffer.str());
-    EXPECT_THAT(buffer.flushes, IsEmpty());
+TEST(WriteTests, WriteAndFlushEachLine) {
+    const std::string port = "> if failed port 2 then alert\n";
+    EXPECT_THAT(flushesOf([](std::ostream& stream) {
+                    writePortTests({{PortType::TCP, 2, ""}, {PortType::TCP, 1, "x"}}, stream, "> ");
+                }),
+                ElementsAre(port, port + "> if failed port 1 protocol x then alert\n"));
+    const std::string socket = "> if failed unixsocket /b then alert\n";
+    EXPECT_THAT(flushesOf([](std::ostream& stream) {
+                    writeUnixSocketTests({{"/b", "http"}, {"a \"b\"", ""}}, stream, "> ");
+                }),
+                ElementsAre(socket, socket + "> if failed unixsocket a \"b\" then alert\n"));
+    EXPECT_THAT(flushesOf([](std::ostream& stream) {
+                    writePortTests({}, stream, "> ");
+                    writeUnixSocketTests({}, stream, "> ");
+                }),
+                IsEmpty());
 }
 
 class WriteMonitorConfig : public testing::Test {
@@ -113,8 +108,8 @@ protected:
     }
 
     static ServiceDefinition service(const std::string& id, const std::string& pidFile,
-                                     const std::vector<UnixSocketCheck>& sockets,
-                                     const std::vector<PortCheck>& ports) {
+                                     const std::vector<UnixSocketCheck>& sockets = {},
+                                     const std::vector<PortCheck>& ports = {}) {
         ServiceDefinition definition;
         definition.id = id;
         definition.pidFile = pidFile;
@@ -127,53 +122,42 @@ protected:
     test::ForcedFailuresEnd failuresEnd;
 };
 
-TEST_F(WriteMonitorConfig, ChecksAProcessWithSocketsBeforePorts) {
-    EXPECT_EQ("check process web\n"
-              "\twith pidfile \"/var/run/httpd.pid\"\n"
-              "\tif failed unixsocket /var/run/web.sock then alert\n"
-              "\tif failed port 80 protocol http then alert\n"
-              "\tif failed port 443 type TCPSSL  then alert\n",
-              written(service("web", "/var/run/httpd.pid", {{"/var/run/web.sock", "http"}},
-                              {{PortType::TCP, 80, "http"}, {PortType::TCPSSL, 443, ""}})));
-}
-
-TEST_F(WriteMonitorConfig, ChecksAProcessByItsPidFileAlone) {
-    EXPECT_EQ("check process web\n\twith pidfile \"/run/web.pid\"\n",
-              written(service("web", "/run/web.pid", {}, {})));
-}
-
-TEST_F(WriteMonitorConfig, KeepsTheOrderOfSocketsAndPorts) {
-    EXPECT_EQ("check process x\n"
-              "\twith pidfile \"p\"\n"
-              "\tif failed unixsocket /2 then alert\n"
-              "\tif failed unixsocket /1 then alert\n"
-              "\tif failed port 2 then alert\n"
-              "\tif failed port 1 then alert\n",
-              written(service("x", "p", {{"/2", ""}, {"/1", ""}},
-                              {{PortType::TCP, 2, ""}, {PortType::TCP, 1, ""}})));
-}
-
-TEST_F(WriteMonitorConfig, WithoutAPidFileChecksTheHostAndNoSockets) {
-    EXPECT_EQ("check host dns\n"
-              "\twith address 127.0.0.1\n"
-              "\tif failed port 53 type UDP  protocol dns then alert\n"
-              "\tif failed port 53 then alert\n",
-              written(service("dns", "", {{"/var/run/ndc", ""}},
-                              {{PortType::UDP, 53, "dns"}, {PortType::TCP, 53, ""}})));
-    EXPECT_EQ("check host smtp\n"
-              "\twith address 127.0.0.1\n"
-              "\tif failed port 25 protocol smtp then alert\n",
-              written(service("smtp", "", {}, {{PortType::TCP, 25, "smtp"}})));
-}
-
-TEST_F(WriteMonitorConfig, WithoutPidFileAndPortsLeavesTheFileEmpty) {
-    EXPECT_EQ("", written(service("x", "", {{"/1", ""}, {"/2", ""}}, {})));
-    EXPECT_EQ("", written(ServiceDefinition()));
-}
-
-TEST_F(WriteMonitorConfig, EscapesNothing) {
-    EXPECT_EQ("check process a \"b\"\n\twith pidfile \"/run/\"x\"\n\"\n",
-              written(service("a \"b\"", "/run/\"x\"\n", {}, {})));
+TEST_F(WriteMonitorConfig, WritesTheControlFileOfTheDefinition) {
+    const std::pair<ServiceDefinition, std::string> table[] = {
+        {service("web", "/var/run/httpd.pid", {{"/var/run/web.sock", "http"}},
+                 {{PortType::TCP, 80, "http"}, {PortType::TCPSSL, 443, ""}}),
+         "check process web\n"
+         "\twith pidfile \"/var/run/httpd.pid\"\n"
+         "\tif failed unixsocket /var/run/web.sock then alert\n"
+         "\tif failed port 80 protocol http then alert\n"
+         "\tif failed port 443 type TCPSSL  then alert\n"},
+        {service("web", "/run/web.pid"), "check process web\n\twith pidfile \"/run/web.pid\"\n"},
+        {service("x", "p", {{"/2", ""}, {"/1", ""}},
+                 {{PortType::TCP, 2, ""}, {PortType::TCP, 1, ""}}),
+         "check process x\n"
+         "\twith pidfile \"p\"\n"
+         "\tif failed unixsocket /2 then alert\n"
+         "\tif failed unixsocket /1 then alert\n"
+         "\tif failed port 2 then alert\n"
+         "\tif failed port 1 then alert\n"},
+        {service("dns", "", {{"/var/run/ndc", ""}},
+                 {{PortType::UDP, 53, "dns"}, {PortType::TCP, 53, ""}}),
+         "check host dns\n"
+         "\twith address 127.0.0.1\n"
+         "\tif failed port 53 type UDP  protocol dns then alert\n"
+         "\tif failed port 53 then alert\n"},
+        {service("smtp", "", {}, {{PortType::TCP, 25, "smtp"}}),
+         "check host smtp\n"
+         "\twith address 127.0.0.1\n"
+         "\tif failed port 25 protocol smtp then alert\n"},
+        {service("x", "", {{"/1", ""}, {"/2", ""}}), ""},
+        {ServiceDefinition(), ""},
+        {service("a \"b\"", "/run/\"x\"\n"),
+         "check process a \"b\"\n\twith pidfile \"/run/\"x\"\n\"\n"},
+    };
+    for (const auto& [definition, text] : table) {
+        EXPECT_EQ(text, written(definition));
+    }
 }
 
 TEST_F(WriteMonitorConfig, FlushesAfterEachLine) {
@@ -186,11 +170,11 @@ TEST_F(WriteMonitorConfig, FlushesAfterEachLine) {
                             "\twith address 127.0.0.1\n", "\tif failed port 2 then alert\n"));
 }
 
-TEST_F(WriteMonitorConfig, MakesANewPrivateFileInThePanelsTmpFolder) {
+TEST_F(WriteMonitorConfig, CreatesANewPrivateFileInTheTmpFolderOfThePanel) {
     const mode_t oldMask = umask(0);
-    const std::string first = writeMonitorConfig(service("x", "p", {}, {}));
+    const std::string first = writeMonitorConfig(service("x", "p"));
     umask(0777);
-    const std::string second = writeMonitorConfig(service("x", "p", {}, {}));
+    const std::string second = writeMonitorConfig(service("x", "p"));
     umask(oldMask);
     EXPECT_NE(first, second);
     for (const std::string& path : {first, second}) {
@@ -210,19 +194,19 @@ size_t openDescriptors() {
 
 TEST_F(WriteMonitorConfig, LeavesNoDescriptorOpen) {
     const size_t before = openDescriptors();
-    writeMonitorConfig(service("x", "p", {}, {}));
+    writeMonitorConfig(service("x", "p"));
     EXPECT_EQ(before, openDescriptors());
 }
 
-TEST_F(WriteMonitorConfig, ReturnsNoPathWithoutMemoryForItsName) {
+TEST_F(WriteMonitorConfig, ReturnsAnEmptyPathWithoutMemoryForIt) {
     test::forcedFailures.controlFileName = true;
-    EXPECT_EQ("", writeMonitorConfig(service("x", "p", {}, {})));
+    EXPECT_EQ("", writeMonitorConfig(service("x", "p")));
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
-TEST_F(WriteMonitorConfig, ReturnsThePathOfNoFileWhereNoneCanBeMade) {
+TEST_F(WriteMonitorConfig, ReturnsAPathWithoutAFileIfMkstempFails) {
     std::filesystem::remove(panel.root() / "tmp");
-    const std::string path = writeMonitorConfig(service("x", "p", {}, {}));
+    const std::string path = writeMonitorConfig(service("x", "p"));
     EXPECT_TRUE(path.starts_with(panel.root().string() + "/tmp/monitrc")) << path;
     EXPECT_FALSE(std::filesystem::exists(path));
 }

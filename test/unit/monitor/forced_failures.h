@@ -4,11 +4,11 @@
 
 namespace keldo::test {
 
-/// Which calls fail, until it is set otherwise.
+/// Which calls fail until the flag is cleared.
 struct ForcedFailures {
     bool newXPathContext = false;   ///< xmlXPathNewContext gives null
     bool registerNamespace = false; ///< xmlXPathRegisterNs registers nothing
-    bool elements = false;          ///< xmlXPathEvalExpression gives null, but for a count
+    bool elements = false;          ///< xmlXPathEvalExpression gives null except for a count
     bool controlFileName = false;   ///< strdup of a control file's name gives null
     bool pipe = false;              ///< pipe gives -1
     bool read = false;              ///< read throws std::bad_alloc, once
@@ -16,7 +16,7 @@ struct ForcedFailures {
 
 extern ForcedFailures forcedFailures;
 
-/// Forces no failure any more when it goes.
+/// Clears all flags on destruction.
 struct ForcedFailuresEnd {
     ~ForcedFailuresEnd() { forcedFailures = ForcedFailures(); }
 };

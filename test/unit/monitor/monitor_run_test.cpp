@@ -35,116 +35,96 @@ int statusOfWeb(const std::string& services) {
     return monitorStatus("web", monitXml(services), defaultStatus);
 }
 
-TEST(MonitorStatus, IsTheNumberAfterTheServicesName) {
+/// A text of the element `status`, and its number.
+const std::pair<const char*, int> numbers[] = {
+    {"0", 0},  {"2", 2},   {"32", 32}, {"512", 512},         {"-1", -1},
+    {"+5", 5}, {"007", 7}, {"-0", 0},  {"1234567", 1234567}, {"2147483647", 2147483647},
+};
+
+const char* const notNumbers[] = {" 0",  "0 ",  "\n0", "ok",         "0.0", "1.234",
+                                  "1,5", "0x0", "1e1", "2147483648", "-",   " "};
+
+TEST(MonitorStatus, ReadsNumbersAlikeInEveryLocale) {
+    for (const char* codeset : {"", "utf8"}) {
+        if (*codeset != '\0') {
+            test::selectLocale(codeset, "de_DE");
+        }
+        for (const auto& [text, status] : numbers) {
+            SCOPED_TRACE(text);
+            EXPECT_EQ(status, statusOfWeb(serviceXml("web", text)));
+        }
+        for (const char* text : notNumbers) {
+            SCOPED_TRACE(text);
+            EXPECT_THROW(statusOfWeb(serviceXml("web", text)), boost::bad_lexical_cast);
+        }
+    }
+    std::setlocale(LC_ALL, "C");
+}
+
+TEST(MonitorStatus, FindsTheFirstStatusOfTheNamedService) {
+    std::string many;
+    for (int i = 0; i < 10000; ++i) {
+        many += serviceXml("service" + std::to_string(i), "0");
+    }
     const struct {
-        const char* text;
+        const char* name;
+        std::string services;
         int status;
-    } rows[] = {{"0", 0},     {"2", 2},   {"32", 32},
-                {"512", 512}, {"-1", -1}, {"+5", 5},
-                {"007", 7},   {"-0", 0},  {"2147483647", 2147483647}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        EXPECT_EQ(row.status, statusOfWeb(serviceXml("web", row.text)));
-    }
-}
-
-TEST(MonitorStatus, IsThatOfTheNamedServiceAmongSeveral) {
-    const std::string services = serviceXml("smtp", "0") + serviceXml("web", "32");
-    EXPECT_EQ(32, statusOfWeb(services));
-    EXPECT_EQ(0, monitorStatus("smtp", monitXml(services), defaultStatus));
-}
-
-TEST(MonitorStatus, IsTheFirstOfSeveralOfTheName) {
-    EXPECT_EQ(0, statusOfWeb(serviceXml("web", "0") + serviceXml("web", "1")));
-    EXPECT_EQ(1, statusOfWeb("<service><status>1</status><name>web</name><status>2</status>"
-                             "</service>"));
-}
-
-TEST(MonitorStatus, IsTheDefaultWhereTheServiceHasNone) {
-    const char* const rows[] = {
-        "",
-        "<service><name>dns</name><status>1</status></service>",
-        "<service><name> web</name><status>1</status></service>",
-        "<service><name>web </name><status>1</status></service>",
-        "<service><name>WEB</name><status>1</status></service>",
-        "<service><name>web</name></service>",
-        "<service><name>web</name><status></status></service>",
-        "<service><name>web</name><status/></service>",
-        "<service><status>1</status></service>",
-        "<service name='web'><status>1</status></service>",
-        "<other><name>web</name><status>1</status></other>",
-        "<group><service><name>web</name><status>1</status></service></group>",
-        "<service xmlns='urn:x'><name>web</name><status>1</status></service>",
+    } table[] = {
+        {"web", serviceXml("smtp", "0") + serviceXml("web", "32"), 32},
+        {"smtp", serviceXml("smtp", "0") + serviceXml("web", "32"), 0},
+        {"web", serviceXml("web", "0") + serviceXml("web", "1"), 0},
+        {"web", "<service><status>1</status><name>web</name><status>2</status></service>", 1},
+        {"web", serviceXml("<![CDATA[web]]>", "1"), 1},
+        {"a<&>b", serviceXml("a&lt;&amp;&gt;b", "1"), 1},
+        {"it's", serviceXml("it's", "1"), defaultStatus}, // breaks the expression
+        {"x' or ../name='web", serviceXml("web", "1"), 1},
+        {"web", many + serviceXml("web", "1"), 1},
     };
-    for (const char* services : rows) {
-        SCOPED_TRACE(services);
-        EXPECT_EQ(defaultStatus, statusOfWeb(services));
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.name + row.services.substr(0, 200));
+        EXPECT_EQ(row.status, monitorStatus(row.name, monitXml(row.services), defaultStatus));
     }
 }
 
-TEST(MonitorStatus, IsTheDefaultWhereTheOutputIsNoDocument) {
-    for (const std::string& output :
-         {std::string(), std::string("\n"), std::string("keldoctl: failed to create a pipe"),
-          monitXml(serviceXml("web", "1")) + "noise", "noise" + monitXml(serviceXml("web", "1")),
-          std::string("<monit><service><name>web</name><status>1</status>")}) {
+TEST(MonitorStatus, IsTheDefaultWithoutAStatusOfTheService) {
+    const std::string web = serviceXml("web", "1");
+    const std::string rows[] = {
+        monitXml(""),
+        monitXml("<service><name>dns</name><status>1</status></service>"),
+        monitXml("<service><name> web</name><status>1</status></service>"),
+        monitXml("<service><name>web </name><status>1</status></service>"),
+        monitXml("<service><name>WEB</name><status>1</status></service>"),
+        monitXml("<service><name>web</name></service>"),
+        monitXml("<service><name>web</name><status></status></service>"),
+        monitXml("<service><name>web</name><status/></service>"),
+        monitXml("<service><status>1</status></service>"),
+        monitXml("<service name='web'><status>1</status></service>"),
+        monitXml("<other><name>web</name><status>1</status></other>"),
+        monitXml("<group><service><name>web</name><status>1</status></service></group>"),
+        monitXml("<service xmlns='urn:x'><name>web</name><status>1</status></service>"),
+        "<x>" + web + "</x>",
+        "",
+        "\n",
+        "keldoctl: failed to create a pipe",
+        monitXml(web) + "noise",
+        "noise" + monitXml(web),
+        "<monit><service><name>web</name><status>1</status>",
+    };
+    for (const std::string& output : rows) {
         SCOPED_TRACE(output);
         EXPECT_EQ(defaultStatus, monitorStatus("web", output, defaultStatus));
     }
 }
 
-TEST(MonitorStatus, IsTheDefaultOfAnotherRootElement) {
-    EXPECT_EQ(defaultStatus,
-              monitorStatus("web", "<x>" + serviceXml("web", "1") + "</x>", defaultStatus));
-}
-
-TEST(MonitorStatus, IsTheDefaultForANameThatBreaksTheExpression) {
-    EXPECT_EQ(defaultStatus,
-              monitorStatus("it's", monitXml(serviceXml("it's", "1")), defaultStatus));
-}
-
-TEST(MonitorStatus, PutsTheNameIntoTheExpressionUnquoted) {
-    EXPECT_EQ(1,
-              monitorStatus("x' or ../name='web", monitXml(serviceXml("web", "1")), defaultStatus));
-}
-
-TEST(MonitorStatus, FindsNamesWithEscapedCharacters) {
-    EXPECT_EQ(1,
-              monitorStatus("a<&>b", monitXml(serviceXml("a&lt;&amp;&gt;b", "1")), defaultStatus));
-    EXPECT_EQ(1, monitorStatus("web", monitXml(serviceXml("<![CDATA[web]]>", "1")), defaultStatus));
-}
-
-TEST(MonitorStatus, ThrowsWhereTheTextIsNoInteger) {
-    for (const char* text :
-         {" 0", "0 ", "\n0", "ok", "0.0", "0x0", "1e1", "2147483648", "-", " "}) {
-        SCOPED_TRACE(text);
-        EXPECT_THROW(statusOfWeb(serviceXml("web", text)), boost::bad_lexical_cast);
-    }
-}
-
-TEST(MonitorStatus, IsReadAlikeInEveryLocale) {
-    test::selectLocale("utf8", "de_DE");
-    EXPECT_EQ(1234567, statusOfWeb(serviceXml("web", "1234567")));
-    EXPECT_THROW(statusOfWeb(serviceXml("web", "1.234")), boost::bad_lexical_cast);
-    EXPECT_THROW(statusOfWeb(serviceXml("web", "1,5")), boost::bad_lexical_cast);
-    std::setlocale(LC_ALL, "C");
-}
-
 TEST(MonitorStatus, IsTheDefaultWithoutAnXPathContext) {
     const test::ForcedFailuresEnd failuresEnd;
-    const XPathContext inUse = xpathContext(nullptr);
+    const XPathContext inUse(nullptr);
     test::forcedFailures.newXPathContext = true;
     EXPECT_EQ(defaultStatus, statusOfWeb(serviceXml("web", "1")));
 }
 
-TEST(MonitorStatus, FindsTheLastOfTenThousandServices) {
-    std::string services;
-    for (int i = 0; i < 10000; ++i) {
-        services += serviceXml("service" + std::to_string(i), "0");
-    }
-    EXPECT_EQ(1, statusOfWeb(services + serviceXml("web", "1")));
-}
-
-/// A service "web" to be checked, and a monitor that the test supplies.
+/// Checks a service "web" with a monitor that the test installs.
 class IsServiceRunning : public testing::Test {
 protected:
     IsServiceRunning() {
@@ -152,7 +132,7 @@ protected:
         web.pidFile = "/run/web.pid";
     }
 
-    /// A monitor that prints `output` and ends with `exitStatus`.
+    /// Installs a monitor that prints `output` and exits with `exitStatus`.
     void installMonitorThatPrints(const std::string& output, int exitStatus = 0) const {
         panel.installMonitor("cat <<'END'\n" + output + "\nEND\nexit " +
                              std::to_string(exitStatus));
@@ -178,7 +158,7 @@ TEST_F(IsServiceRunning, RunsTheMonitorOnAControlFileOfTheService) {
     EXPECT_EQ("check process web\n\twith pidfile \"/run/web.pid\"\n", panel.content("control"));
 }
 
-TEST_F(IsServiceRunning, IsTrueForStatusZeroAlone) {
+TEST_F(IsServiceRunning, IsTrueOnlyForStatusZero) {
     const struct {
         const char* status;
         bool running;
@@ -190,7 +170,7 @@ TEST_F(IsServiceRunning, IsTrueForStatusZeroAlone) {
     }
 }
 
-TEST_F(IsServiceRunning, LeavesItToTheDocumentWhateverTheExitStatus) {
+TEST_F(IsServiceRunning, IgnoresTheExitStatusOfTheMonitor) {
     for (const int exitStatus : {0, 1, 127, 255}) {
         SCOPED_TRACE(exitStatus);
         installMonitorThatPrints(monitXml(serviceXml("web", "32")), exitStatus);
@@ -200,19 +180,9 @@ TEST_F(IsServiceRunning, LeavesItToTheDocumentWhateverTheExitStatus) {
     }
 }
 
-TEST_F(IsServiceRunning, IsTrueWithoutAMonitor) {
-    EXPECT_TRUE(isServiceRunning(web));
+TEST_F(IsServiceRunning, IsTrueWithoutAnAnswerFromTheMonitor) {
+    EXPECT_TRUE(isServiceRunning(web)) << "there is no monitor";
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
-}
-
-TEST_F(IsServiceRunning, IsTrueWhereTheMonitorCannotBeExecuted) {
-    installMonitorThatPrints(monitXml(serviceXml("web", "1")));
-    std::filesystem::permissions(monitorPath(), std::filesystem::perms::owner_read);
-    EXPECT_TRUE(isServiceRunning(web));
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
-}
-
-TEST_F(IsServiceRunning, IsTrueWhereTheMonitorSaysNothingUsable) {
     for (const char* script : {"exit 0", "exit 3", "echo no XML", "kill -KILL $$"}) {
         SCOPED_TRACE(script);
         panel.installMonitor(script);
@@ -221,14 +191,18 @@ TEST_F(IsServiceRunning, IsTrueWhereTheMonitorSaysNothingUsable) {
     }
 }
 
-TEST_F(IsServiceRunning, IsTrueWhereNoCommandCanBeRun) {
+TEST_F(IsServiceRunning, IsTrueIfTheMonitorCannotBeRun) {
     installMonitorThatPrints(monitXml(serviceXml("web", "1")));
     test::forcedFailures.pipe = true;
     EXPECT_TRUE(isServiceRunning(web));
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
+    test::forcedFailures.pipe = false;
+    std::filesystem::permissions(monitorPath(), std::filesystem::perms::owner_read);
+    EXPECT_TRUE(isServiceRunning(web));
+    EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
-TEST_F(IsServiceRunning, DoesNotReadWhatTheMonitorPrintsOnStandardError) {
+TEST_F(IsServiceRunning, IgnoresStandardErrorOfTheMonitor) {
     panel.installMonitor("echo noise >&2; echo '" + monitXml(serviceXml("web", "1")) +
                          "'; echo noise >&2");
     testing::internal::CaptureStderr();
@@ -244,7 +218,7 @@ TEST_F(IsServiceRunning, FindsTheServiceByTheIdInItsDefinition) {
     EXPECT_FALSE(isServiceRunning(web));
 }
 
-TEST_F(IsServiceRunning, OfAServiceWithoutDefinitionIsTrue) {
+TEST_F(IsServiceRunning, IsTrueForAServiceWithoutADefinition) {
     panel.installMonitor("wc -c < $2 > $PANEL/size; echo '" + monitXml(serviceXml("web", "1")) +
                          "'");
     EXPECT_TRUE(isServiceRunning(ServiceDefinition()));
@@ -258,43 +232,40 @@ TEST_F(IsServiceRunning, RemovesTheControlFile) {
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
-TEST_F(IsServiceRunning, HoldsNoSignalBackWhileTheMonitorRuns) {
-    sigset_t none; // however the tests were started
+TEST_F(IsServiceRunning, BlocksNoSignalWhileTheMonitorRuns) {
+    sigset_t none; // the tests may have been started with signals blocked
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    // Of this process, that is: the shell may unblock signals by itself.
+    // The signals of this process, since the shell may unblock its own.
     panel.installMonitor("grep SigBlk /proc/" + std::to_string(getpid()) +
                          "/status > $PANEL/signals");
     isServiceRunning(web);
     EXPECT_EQ("SigBlk:\t0000000000000000\n", panel.content("signals"));
 }
 
-TEST_F(IsServiceRunning, GoesOnWithoutAControlFile) {
+TEST_F(IsServiceRunning, RunsTheMonitorEvenWithoutAControlFile) {
     panel.installMonitor("echo \"$#: $*\" > $PANEL/words");
     test::forcedFailures.controlFileName = true;
     EXPECT_TRUE(isServiceRunning(web));
     EXPECT_EQ("3: -c -x check-status\n", panel.content("words"));
 }
 
-TEST_F(IsServiceRunning, DoesNotMindThatTheMonitorRemovedTheControlFile) {
+TEST_F(IsServiceRunning, AcceptsThatTheMonitorRemovesTheControlFile) {
     panel.installMonitor("rm $2; echo '" + monitXml(serviceXml("web", "1")) + "'");
     EXPECT_FALSE(isServiceRunning(web));
 }
 
-TEST_F(IsServiceRunning, PassesOnAStatusThatIsNoNumberWithTheControlFileRemoved) {
-    for (const char* status : {" 0", "0 ", "ok"}) {
-        SCOPED_TRACE(status);
-        installMonitorThatPrints(monitXml(serviceXml("web", status)));
-        EXPECT_THROW(isServiceRunning(web), boost::bad_lexical_cast);
-        EXPECT_THAT(panel.controlFiles(), IsEmpty());
-    }
+TEST_F(IsServiceRunning, RemovesTheControlFileBeforeItThrowsForAStatusThatIsNoNumber) {
+    installMonitorThatPrints(monitXml(serviceXml("web", "ok")));
+    EXPECT_THROW(isServiceRunning(web), boost::bad_lexical_cast);
+    EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
-TEST_F(IsServiceRunning, RemovesTheControlFileAlsoWhenTheRunOfTheMonitorThrows) {
+TEST_F(IsServiceRunning, RemovesTheControlFileIfTheCommandRunnerThrows) {
     test::forcedFailures.read = true;
     EXPECT_THROW(isServiceRunning(web), std::bad_alloc);
     EXPECT_THAT(panel.controlFiles(), IsEmpty());
-    EXPECT_EQ(wait(nullptr), -1) << "the monitor's process is left";
+    EXPECT_EQ(wait(nullptr), -1) << "the process of the monitor was not waited for";
 }
 
 } // namespace

@@ -27,14 +27,14 @@ TEST_F(ServiceCatalogueTest, ReadsAFileOnce) {
     EXPECT_EQ(1, panel.readsOf("web"));
 }
 
-TEST_F(ServiceCatalogueTest, RemembersAMissingFileToo) {
+TEST_F(ServiceCatalogueTest, CachesMissingFiles) {
     EXPECT_EQ(ServiceDefinition(), catalogue.lookup("web"));
     panel.define("web", test::definitionXml("web", ""));
     EXPECT_EQ(ServiceDefinition(), catalogue.lookup("web"));
     EXPECT_EQ(1, panel.readsOf("web"));
 }
 
-TEST_F(ServiceCatalogueTest, RemembersADefinitionByTheIdAskedFor) {
+TEST_F(ServiceCatalogueTest, CachesByTheRequestedId) {
     panel.define("web", test::definitionXml("apache", ""));
     EXPECT_EQ("apache", catalogue.lookup("web").id);
     EXPECT_EQ("apache", catalogue.lookup("web").id);
@@ -43,20 +43,20 @@ TEST_F(ServiceCatalogueTest, RemembersADefinitionByTheIdAskedFor) {
     EXPECT_EQ(1, panel.readsOf("apache"));
 }
 
-TEST_F(ServiceCatalogueTest, DistinguishesIdsByteByByte) {
+TEST_F(ServiceCatalogueTest, ComparesIdsBytewise) {
     panel.define("web", test::definitionXml("web", ""));
     EXPECT_EQ("", catalogue.lookup("Web").id);
     EXPECT_EQ("web", catalogue.lookup("web").id);
 }
 
-TEST_F(ServiceCatalogueTest, GivesCopies) {
+TEST_F(ServiceCatalogueTest, ReturnsCopies) {
     panel.define("web", test::definitionXml("web", ""));
     ServiceDefinition definition = catalogue.lookup("web");
     definition.id = "changed";
     EXPECT_EQ("web", catalogue.lookup("web").id);
 }
 
-TEST_F(ServiceCatalogueTest, RemembersNothingWhereChecksCannotBeCounted) {
+TEST_F(ServiceCatalogueTest, CachesNothingIfTheDefinitionThrows) {
     panel.define("web", test::definitionXml("web", ""));
     test::forcedFailures.registerNamespace = true;
     EXPECT_THROW(catalogue.lookup("web"), boost::bad_lexical_cast);
@@ -65,7 +65,7 @@ TEST_F(ServiceCatalogueTest, RemembersNothingWhereChecksCannotBeCounted) {
     EXPECT_EQ(2, panel.readsOf("web"));
 }
 
-TEST_F(ServiceCatalogueTest, OfTheRunIsOne) {
+TEST_F(ServiceCatalogueTest, HasOneInstance) {
     panel.define("web", test::definitionXml("web", ""));
     ServiceCatalogue::instance().lookup("web");
     ServiceCatalogue::instance().lookup("web");

@@ -3,6 +3,7 @@
 #include "monitor/service_definition.h"
 
 #include "monitor/forced_failures.h"
+#include "monitor/service_definition_reader.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
 #include "support/print_message.h"
@@ -18,7 +19,7 @@
 
 namespace keldo {
 
-// The test framework prints these where values differ.
+// The test framework prints these if values differ.
 void PrintTo(const PortCheck& check, std::ostream* out) {
     *out << "{" << static_cast<int>(check.type) << ", " << check.number << ", \"" << check.protocol
          << "\"}";
@@ -35,7 +36,7 @@ using testing::IsEmpty;
 
 constexpr const char* schema = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1";
 
-/// Files of definitions, each in the language in which currentLanguage has them read.
+/// Reads definitions from files in a temporary directory.
 class ReadServiceDefinition : public testing::Test {
 protected:
     ~ReadServiceDefinition() override {
@@ -47,7 +48,7 @@ protected:
         return readServiceDefinition(directory.write("definition.xml", content));
     }
 
-    /// Of a definition with that content of its root element.
+    /// Reads a definition whose root element has that content.
     ServiceDefinition readService(const std::string& content) const {
         return read(test::definitionXml("web", content));
     }
@@ -56,7 +57,7 @@ protected:
     test::ForcedFailuresEnd failuresEnd;
 };
 
-TEST_F(ReadServiceDefinition, ReadsAllThatThereIs) {
+TEST_F(ReadServiceDefinition, ReadsEveryPart) {
     ServiceDefinition expected;
     expected.id = "web";
     expected.title = {"Web Server", "en-US"};
@@ -78,13 +79,12 @@ TEST_F(ReadServiceDefinition, ReadsAllThatThereIs) {
                                     "</checks>\n"));
 }
 
-TEST_F(ReadServiceDefinition, LeavesEmptyWhatIsAbsent) {
-    ServiceDefinition expected;
-    expected.id = "web";
-    EXPECT_EQ(expected, readService(""));
-    EXPECT_EQ(Message("", "en-US"), expected.title);
-    EXPECT_EQ("", expected.startAction + expected.stopAction + expected.pidFile);
-    EXPECT_TRUE(expected.unixSockets.empty() && expected.ports.empty());
+TEST_F(ReadServiceDefinition, LeavesMissingPartsEmpty) {
+    const ServiceDefinition definition = readService("");
+    EXPECT_EQ("web", definition.id);
+    EXPECT_EQ(Message("", "en-US"), definition.title);
+    EXPECT_EQ("", definition.startAction + definition.stopAction + definition.pidFile);
+    EXPECT_TRUE(definition.unixSockets.empty() && definition.ports.empty());
 }
 
 TEST_F(ReadServiceDefinition, IsEmptyWithoutAWellFormedFile) {
@@ -96,12 +96,12 @@ TEST_F(ReadServiceDefinition, IsEmptyWithoutAWellFormedFile) {
 }
 
 TEST_F(ReadServiceDefinition, IsEmptyWithoutAnXPathContext) {
-    const XPathContext inUse = xpathContext(nullptr);
+    const XPathContext inUse(nullptr);
     test::forcedFailures.newXPathContext = true;
     EXPECT_EQ(ServiceDefinition(), readService("<action type='start'>x</action>"));
 }
 
-TEST_F(ReadServiceDefinition, HasNoIdWithoutTheAttributeButTheRest) {
+TEST_F(ReadServiceDefinition, ReadsTheRestOfADefinitionWithoutAnId) {
     const ServiceDefinition definition =
         read("<service xmlns='" + std::string(schema) +
              "'><title xml:lang='en-US'>T</title><action type='start'>x</action></service>");
@@ -110,7 +110,7 @@ TEST_F(ReadServiceDefinition, HasNoIdWithoutTheAttributeButTheRest) {
     EXPECT_EQ("x", definition.startAction);
 }
 
-TEST_F(ReadServiceDefinition, ReadsNothingOfAnotherNamespace) {
+TEST_F(ReadServiceDefinition, IgnoresOtherNamespaces) {
     for (const char* uri : {"http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/2",
                             "https://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1", ""}) {
         SCOPED_TRACE(uri);
@@ -119,7 +119,7 @@ TEST_F(ReadServiceDefinition, ReadsNothingOfAnotherNamespace) {
     }
 }
 
-TEST_F(ReadServiceDefinition, DoesNotCareWhichPrefixTheFileUses) {
+TEST_F(ReadServiceDefinition, AcceptsAnyNamespacePrefix) {
     const ServiceDefinition definition =
         read("<k:service xmlns:k='" + std::string(schema) +
              "' id='web'><k:checks><k:port number='25'/><port number='26'/></k:checks>"
@@ -161,7 +161,7 @@ TEST_F(ReadServiceDefinition, TakesTextsWholeAndUntrimmed) {
     EXPECT_THAT(definition.unixSockets, ElementsAre(UnixSocketCheck{" /run/x ", ""}));
 }
 
-TEST_F(ReadServiceDefinition, PrefersTheTitleInTheLanguageOfTheReport) {
+TEST_F(ReadServiceDefinition, PrefersTheTitleInTheReportsLanguage) {
     const std::string german = "<title xml:lang='de-DE'>Webserver</title>";
     const std::string otherCase = "<title xml:lang='de-de'>Webserver</title>";
     const std::string english = "<title xml:lang='en-US'>Web Server</title>";
@@ -179,6 +179,8 @@ TEST_F(ReadServiceDefinition, PrefersTheTitleInTheLanguageOfTheReport) {
         {"<title>Web Server</title>", {"", "en-US"}},
         {"", {"", "en-US"}},
     };
+    currentLanguage = "en-US";
+    EXPECT_EQ(Message("", "en-US"), readService(german).title);
     currentLanguage = "de-DE";
     for (const auto& row : rows) {
         SCOPED_TRACE(row.titles);
@@ -186,23 +188,18 @@ TEST_F(ReadServiceDefinition, PrefersTheTitleInTheLanguageOfTheReport) {
     }
 }
 
-TEST_F(ReadServiceDefinition, InEnglishIgnoresOtherTitles) {
-    EXPECT_EQ(Message("", "en-US"), readService("<title xml:lang='de-DE'>x</title>").title);
-    currentLanguage = "en-GB";
-    EXPECT_EQ(Message("T", "en-US"), readService("<title xml:lang='en-US'>T</title>").title);
-}
-
-TEST_F(ReadServiceDefinition, KeepsTheUsablePortsInTheirOrder) {
+TEST_F(ReadServiceDefinition, ReadsUsablePortsInTheirOrder) {
     EXPECT_THAT(readService("<checks><port number='25'/>"
                             "<port number='53' type='UDP' protocol='dns'/>"
                             "<port number='443' type='TCPSSL'/>"
+                            "<port type='UDP' protocol='dns'/>"
                             "<port number='0'/><port number='abc'/></checks>")
                     .ports,
                 ElementsAre(PortCheck{PortType::TCP, 25, ""}, PortCheck{PortType::UDP, 53, "dns"},
                             PortCheck{PortType::TCPSSL, 443, ""}));
 }
 
-TEST_F(ReadServiceDefinition, TakesAnUnknownPortTypeForTcp) {
+TEST_F(ReadServiceDefinition, TreatsUnknownPortTypesAsTcp) {
     const struct {
         const char* text;
         PortType type;
@@ -232,7 +229,7 @@ const struct {
     {"65536", 65536},
     {"10000", 10000},
     {"4294967295", 4294967295U},
-    {"-1", 4294967295U}, // a sign is accepted, and the number then taken modulo 2^32
+    {"-1", 4294967295U}, // lexical_cast accepts a sign and computes modulo 2^32
     {"-4294967295", 1},
     {"4294967296", 0},
     {"-4294967296", 0},
@@ -251,39 +248,27 @@ const struct {
     {"+", 0},
     {"-", 0},
     {"--1", 0},
-    {"\xd9\xa8", 0}, // the digit eight in another script
+    {"\xd9\xa8", 0}, // an Arabic digit eight
 };
 
 std::string portOf(const std::string& number) {
     return "<checks><port number='" + number + "'/></checks>";
 }
 
-TEST_F(ReadServiceDefinition, TakesForANumberWhatIsOneFromEndToEnd) {
-    for (const auto& row : portNumbers) {
-        SCOPED_TRACE(row.text);
-        const auto ports = readService(portOf(row.text)).ports;
-        if (row.number == 0) {
-            EXPECT_THAT(ports, IsEmpty());
-        } else {
-            EXPECT_THAT(ports, ElementsAre(PortCheck{PortType::TCP, row.number, ""}));
+TEST_F(ReadServiceDefinition, ReadsNumbersAlikeInEveryLocale) {
+    for (const char* codeset : {"", "utf8", "latin1"}) {
+        if (*codeset != '\0') {
+            test::selectLocale(codeset, "de_DE");
         }
-    }
-}
-
-TEST_F(ReadServiceDefinition, ReadsNumbersAndCountsAlikeInEveryLocale) {
-    for (const char* codeset : {"utf8", "latin1"}) {
-        test::selectLocale(codeset, "de_DE");
         for (const auto& row : portNumbers) {
             SCOPED_TRACE(row.text);
-            EXPECT_EQ(row.number != 0, readService(portOf(row.text)).ports.size() == 1);
+            std::vector<PortCheck> expected;
+            if (row.number != 0) {
+                expected.push_back({PortType::TCP, row.number, ""});
+            }
+            EXPECT_EQ(expected, readService(portOf(row.text)).ports);
         }
     }
-}
-
-TEST_F(ReadServiceDefinition, SkipsPortsWithoutANumber) {
-    EXPECT_THAT(
-        readService("<checks><port type='UDP' protocol='dns'/><port number='1'/></checks>").ports,
-        ElementsAre(PortCheck{PortType::TCP, 1, ""}));
 }
 
 TEST_F(ReadServiceDefinition, SkipsUnixSocketsWithoutAPath) {
@@ -302,16 +287,11 @@ TEST_F(ReadServiceDefinition, IgnoresAttributesOfANamespace) {
                 ElementsAre(PortCheck{PortType::TCP, 2, ""}));
 }
 
-TEST_F(ReadServiceDefinition, CountsPositionsAnewInEachChecksAndKeepsTheFirstOfEach) {
+TEST_F(ReadServiceDefinition, KeepsTheFirstSocketOrPortAtEachPosition) {
     const ServiceDefinition definition =
-        readService("<checks><port number='1'/><port number='2'/></checks>"
-                    "<checks><port number='11'/><port number='12'/><port number='13'/>"
-                    "<unix-socket>/a</unix-socket></checks>"
+        readService("<checks><unix-socket>/a</unix-socket></checks>"
                     "<checks><pid-file>/p</pid-file><unix-socket>/b</unix-socket>"
                     "<unix-socket>/c</unix-socket></checks>");
-    EXPECT_THAT(definition.ports,
-                ElementsAre(PortCheck{PortType::TCP, 1, ""}, PortCheck{PortType::TCP, 2, ""},
-                            PortCheck{PortType::TCP, 13, ""}));
     EXPECT_THAT(definition.unixSockets,
                 ElementsAre(UnixSocketCheck{"/a", ""}, UnixSocketCheck{"/c", ""}));
     EXPECT_EQ("/p", definition.pidFile);
@@ -331,7 +311,7 @@ TEST_F(ReadServiceDefinition, TakesAnAttributeFromTheFirstElementOfAPositionThat
                 ElementsAre(UnixSocketCheck{"/a", "http"}));
 }
 
-/// The ports as evaluating the position of each, one after the other, gives them.
+/// The port numbers that one XPath query per position gives.
 std::vector<std::string> numbersByPosition(xmlXPathContext* context) {
     const std::string ports = "/s:service/s:checks/s:port";
     std::vector<std::string> numbers;
@@ -346,7 +326,7 @@ std::vector<std::string> numbersByPosition(xmlXPathContext* context) {
     return numbers;
 }
 
-TEST_F(ReadServiceDefinition, GivesThePortsThatPositionsInXPathGive) {
+TEST_F(ReadServiceDefinition, ReadsThePortsThatXPathPositionsSelect) {
     // Each row: how many ports each `checks` element has.
     const std::vector<std::vector<int>> rows = {{},     {0},    {3},       {1, 1},   {2, 0, 3},
                                                 {0, 4}, {3, 2}, {1, 5, 2}, {4, 4, 4}};
@@ -363,7 +343,7 @@ TEST_F(ReadServiceDefinition, GivesThePortsThatPositionsInXPathGive) {
         }
         const std::string xml = test::definitionXml("web", content);
         const XmlDocument document(xmlParseMemory(xml.data(), static_cast<int>(xml.size())));
-        const XPathContext context = xpathContext(document.get());
+        const XPathContext context(document.get());
         xmlXPathRegisterNs(context.get(), toXml("s"), toXml(schema));
         std::vector<std::string> found;
         for (const PortCheck& port : readPortChecks(context.get())) {
@@ -383,21 +363,18 @@ TEST_F(ReadServiceDefinition, ReadsTenThousandPorts) {
     EXPECT_EQ(expected, readService("<checks>" + content + "</checks>").ports);
 }
 
-TEST_F(ReadServiceDefinition, ReadersThrowWhereChecksCannotBeCounted) {
+TEST_F(ReadServiceDefinition, ThrowsIfChecksCannotBeCounted) {
     const std::string xml = test::definitionXml("web", portOf("80"));
     const XmlDocument document(xmlParseMemory(xml.data(), static_cast<int>(xml.size())));
-    const XPathContext withoutPrefix = xpathContext(document.get());
+    const XPathContext withoutPrefix(document.get());
     EXPECT_THROW(readPortChecks(withoutPrefix.get()), boost::bad_lexical_cast);
     EXPECT_THROW(readUnixSocketChecks(withoutPrefix.get()), boost::bad_lexical_cast);
     EXPECT_EQ(Message("", "en-US"), readTitle(withoutPrefix.get()));
-}
-
-TEST_F(ReadServiceDefinition, ThrowsWhereThePrefixCannotBeRegistered) {
     test::forcedFailures.registerNamespace = true;
     EXPECT_THROW(readService(portOf("80")), boost::bad_lexical_cast);
 }
 
-TEST_F(ReadServiceDefinition, HasNoChecksWhereTheirElementsCannotBeFound) {
+TEST_F(ReadServiceDefinition, HasNoChecksIfTheirElementsCannotBeFound) {
     test::forcedFailures.elements = true;
     const ServiceDefinition definition =
         readService("<checks><unix-socket>/s</unix-socket><port number='80'/></checks>");
@@ -405,7 +382,7 @@ TEST_F(ReadServiceDefinition, HasNoChecksWhereTheirElementsCannotBeFound) {
     EXPECT_THAT(definition.ports, IsEmpty());
 }
 
-TEST_F(ReadServiceDefinition, LooksForAMissingFileNowhereElse) {
+TEST_F(ReadServiceDefinition, IgnoresXmlCataloguesForAMissingFile) {
     const std::string missing = directory.path() / "missing.xml";
     const std::string other = directory.write("other.xml", test::definitionXml("other", ""));
     const std::string catalogue = directory.write(
@@ -417,17 +394,17 @@ TEST_F(ReadServiceDefinition, LooksForAMissingFileNowhereElse) {
     unsetenv("XML_CATALOG_FILES");
 }
 
-TEST(PortCheck, StandsForNothingBeforeItIsRead) {
+TEST(PortCheck, IsEmptyByDefault) {
     EXPECT_EQ((PortCheck{PortType::TCP, 0, ""}), PortCheck());
 }
 
-TEST(PortType, KeepsItsNumbers) {
+TEST(PortType, HasFixedNumbers) {
     EXPECT_EQ(0, static_cast<int>(PortType::TCP));
     EXPECT_EQ(1, static_cast<int>(PortType::UDP));
     EXPECT_EQ(2, static_cast<int>(PortType::TCPSSL));
 }
 
-TEST(ServiceDefinition, IsEmptyBeforeItsFileIsRead) {
+TEST(ServiceDefinition, IsEmptyByDefault) {
     const ServiceDefinition definition;
     EXPECT_EQ("", definition.id);
     EXPECT_EQ(Message("", "en-US"), definition.title);
@@ -445,29 +422,25 @@ TEST(ServiceDefinition, IsReadFromTheServiceFolderAtTheRoot) {
     EXPECT_EQ(1, panel.readsOf("mail"));
 }
 
-TEST(ServiceDefinition, TakesTheIdOfItsFile) {
-    const test::FakePanel panel;
-    panel.define("web", test::definitionXml("apache", ""));
-    EXPECT_EQ("apache", ServiceDefinition("web").id);
-}
-
-TEST(ServiceDefinition, UsesTheRequestedIdAsItIs) {
+TEST(ServiceDefinition, DoesNotCheckTheRequestedId) {
     const test::FakePanel panel;
     panel.define("", test::definitionXml("nameless", ""));
     panel.define("deep/web", test::definitionXml("deep", ""));
     panel.define("a b&c", test::definitionXml("odd", ""));
+    panel.define("web", test::definitionXml("apache", ""));
+    EXPECT_EQ("apache", ServiceDefinition("web").id);
     EXPECT_EQ("nameless", ServiceDefinition("").id);
     EXPECT_EQ("deep", ServiceDefinition("deep/web").id);
     EXPECT_EQ("deep", ServiceDefinition("deep/../deep/web").id);
     EXPECT_EQ("odd", ServiceDefinition("a b&c").id);
 }
 
-TEST(ServiceDefinition, SaysOnBothStreamsThatItsFolderIsNotConfigured) {
+TEST(ServiceDefinition, PrintsOnBothStreamsThatTheVariableIsUnknown) {
     const test::FakePanel panel;
     panel.define("mail", test::definitionXml("mail", ""));
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    errno = 0; // of which the message would tell
+    errno = 0; // else it would be part of the message
     const ServiceDefinition definition("mail");
     const std::string expected = "variable 'PRODUCT_ETC_D' isn't found neither in "
                                  "/etc/kvr/kvr.conf nor in compile-time defaults\n";
