@@ -28,11 +28,11 @@ void readOption(const std::string& option, CommandLine& commandLine) {
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     CommandLine commandLine;
-    bool optionsMayCome = true;
+    bool optionsAllowed = true;
     for (const std::string& argument : arguments) {
-        if (optionsMayCome && argument == "--") {
-            optionsMayCome = false;
-        } else if (optionsMayCome && argument.starts_with("-")) {
+        if (optionsAllowed && argument == "--") {
+            optionsAllowed = false;
+        } else if (optionsAllowed && argument.starts_with("-")) {
             readOption(argument, commandLine);
         } else {
             commandLine.files.push_back(argument);
@@ -47,9 +47,9 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
 std::string usage() {
     return "Usage: " + programName +
            " [--show] FILE...\n"
-           "Checks service definitions, and has monit check what keldoctl would give to it.\n"
+           "Checks service definitions, and asks monit to check their control files.\n"
            "\n"
-           "  --show      print the control files that keldoctl makes of the definitions\n"
+           "  --show      print the control files that keldoctl gives to monit\n"
            "  -h, --help  print this text\n"
            "\n"
            "Exit status: 0 nothing found, 1 something found, 2 wrong usage or failure.\n";

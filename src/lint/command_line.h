@@ -8,28 +8,28 @@
 
 namespace keldo::lint {
 
-/// A command line that was understood.
+/// A valid command line.
 struct CommandLine {
     bool printUsage = false;
     bool showControlFiles = false;
-    std::vector<std::string> files; ///< none only where the usage is to be printed
+    std::vector<std::string> files; ///< may be empty only if printUsage is set
 
     bool operator==(const CommandLine&) const = default;
 };
 
-/// A command line that was not. what() holds the whole message, its last newline included.
+/// Thrown for an invalid command line. what() is the whole message, with its last newline.
 class CommandLineError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the arguments, the program's own name (argv[0]) not among them:
+/// Parses the arguments without argv[0]:
 ///
 ///     [--show] [--] FILE...
 ///     --help | -h
 ///
-/// Options may stand anywhere before "--". Throws CommandLineError for an unknown option and where
-/// there is no file.
+/// Options may stand anywhere before "--". Throws CommandLineError for an unknown option, or if no
+/// file is given.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);
 
 /// The text of --help.

@@ -3,7 +3,6 @@
 #include "lint/definition_checks.h"
 
 #include "lint/monit_syntax.h"
-#include "lint/title_text.h"
 #include "xml/handles.h"
 #include "xml/xpath.h"
 
@@ -35,10 +34,10 @@ std::string trimmed(const std::string& text) {
     return begin == std::string::npos ? "" : text.substr(begin, end - begin);
 }
 
-using Elements = std::vector<const xmlNode*>;
+using NodeList = std::vector<const xmlNode*>;
 
-Elements childrenOf(const xmlNode* parent, const char* name) {
-    Elements children;
+NodeList childrenOf(const xmlNode* parent, const char* name) {
+    NodeList children;
     for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
         if (isElement(node, name)) {
             children.push_back(node);
@@ -56,7 +55,7 @@ std::string attribute(const xmlNode* element, const char* name) {
     return fromXml(XmlText(xmlGetNoNsProp(const_cast<xmlNode*>(element), toXml(name))).get());
 }
 
-/// Looks at one file; each function at one part of it.
+/// Checks one file; each function checks one part of it.
 class Checks {
 public:
     Checks(const xmlNode* service, const ServiceDefinition& definition)
@@ -69,19 +68,20 @@ public:
     void checkActions();
     void checkChecks();
 
-    PlacedFindings& findings() { return findings_; }
+    const CheckedDefinition& result() const { return result_; }
 
 private:
     void error(const xmlNode* element, const std::string& text) {
-        findings_.emplace_back(element, Level::error, text);
+        result_.findings.push_back({xmlGetLineNo(element), Level::error, text});
+        result_.faultyElements.insert(element);
     }
     void warning(const xmlNode* element, const std::string& text) {
-        findings_.emplace_back(element, Level::warning, text);
+        result_.findings.push_back({xmlGetLineNo(element), Level::warning, text});
     }
 
     void checkTitleText(const xmlNode* title);
     void checkAction(const char* type, const std::string& commands);
-    void checkPidFiles(const Elements& elements);
+    void checkPidFiles(const NodeList& elements);
     void checkPidFile(const xmlNode* element);
     void checkUnixSocket(const xmlNode* element);
     void checkPort(const xmlNode* element);
@@ -89,25 +89,25 @@ private:
 
     const xmlNode* service_;
     const ServiceDefinition& definition_;
-    PlacedFindings findings_;
+    CheckedDefinition result_;
 };
 
 void Checks::checkFileName(const std::string& path) {
     const std::filesystem::path name = std::filesystem::path(path).filename();
     if (name.extension() != ".xml") {
         error(service_,
-              "the name of the file does not end in .xml, so keldoctl does not find it -- " +
+              "the file name does not end in .xml, so keldoctl does not find the file -- " +
                   name.string());
     } else if (!definition_.id.empty() && name.stem() != definition_.id) {
         error(service_,
-              "the id is not the name of the file, by which keldoctl looks for a service -- " +
+              "the id differs from the file name, by which keldoctl looks up a service -- " +
                   definition_.id);
     }
 }
 
 void Checks::checkId() {
     if (definition_.id.empty()) {
-        error(service_, "there is no id, so keldoctl takes the service for unknown");
+        error(service_, "the id is missing, so keldoctl does not know the service");
     }
 }
 
@@ -116,15 +116,9 @@ void Checks::checkNameForMonit(const std::string& hostName) {
     if (const std::string character = unquotableCharacter(id); !character.empty()) {
         error(service_, "monit cannot read an id with " + character + " -- " + id);
     }
-    if (isMonitKeyword(id)) {
-        warning(service_,
-                "the id is a word of monit's own language, which not every monit takes for "
-                "a name -- " +
-                    id);
-    }
     if (isSameMonitName(id, hostName)) {
         warning(service_,
-                "the id is the name of this host, by which monit means the host itself -- " + id);
+                "the id is this host's name, which monit uses for the host itself -- " + id);
     }
 }
 
@@ -133,23 +127,21 @@ void Checks::checkTitles() {
     for (const xmlNode* const title : childrenOf(service_, "title")) {
         const std::string language = attribute(title, "lang", XML_XML_NAMESPACE);
         if (!languages.insert(language).second) {
-            warning(title, "keldoctl takes only the first title of a language -- " + language);
+            warning(title, "keldoctl uses only the first title in a language -- " + language);
         }
         checkTitleText(title);
     }
     if (isBlank(definition_.title.text)) {
-        error(service_, "there is no title in en-US, which stands for each language without one");
+        error(service_,
+              "there is no title in en-US, which keldoctl uses for each language without one");
     }
 }
 
 void Checks::checkTitleText(const xmlNode* title) {
     const std::string text = nodeContent(title);
-    if (const std::string fault = faultInTitle(text); !fault.empty()) {
-        error(title, fault + " -- " + text);
-    }
     if (!isBlank(text) && (whiteSpace.find(text.front()) != std::string_view::npos ||
                            whiteSpace.find(text.back()) != std::string_view::npos)) {
-        warning(title, "white space around a title is part of it");
+        warning(title, "white space around a title is part of the title");
     }
 }
 
@@ -166,13 +158,13 @@ void Checks::checkAction(const char* type, const std::string& commands) {
     bool isFirst = true;
     for (const xmlNode* const action : childrenOf(service_, "action")) {
         if (attribute(action, "type") == type && !std::exchange(isFirst, false)) {
-            error(action, std::string("keldoctl takes only the first action of a type -- ") + type);
+            error(action, std::string("keldoctl uses only the first action of a type -- ") + type);
         }
     }
 }
 
 void Checks::checkChecks() {
-    Elements pidFiles;
+    NodeList pidFiles;
     for (const xmlNode* const checks : childrenOf(service_, "checks")) {
         for (const xmlNode* const pidFile : childrenOf(checks, "pid-file")) {
             pidFiles.push_back(pidFile);
@@ -186,62 +178,60 @@ void Checks::checkChecks() {
     }
     checkPidFiles(pidFiles);
     if (definition_.pidFile.empty() && definition_.ports.empty()) {
-        error(service_, "nothing is tested, for want of a pid file and of a port, so the service "
-                        "always counts as running");
+        error(service_,
+              "there is neither a pid file nor a port, so nothing is tested and the service "
+              "always counts as running");
     }
 }
 
-void Checks::checkPidFiles(const Elements& elements) {
+void Checks::checkPidFiles(const NodeList& elements) {
     for (const xmlNode* const element : elements) {
         if (element == elements.front()) {
             checkPidFile(element);
         } else {
-            error(element, "keldoctl takes only the first pid file -- " + nodeContent(element));
+            error(element, "keldoctl uses only the first pid file -- " + nodeContent(element));
         }
     }
 }
 
-/// It stands between double quotes in the control file.
+/// The control file has the path between double quotes.
 void Checks::checkPidFile(const xmlNode* element) {
     const std::string& path = definition_.pidFile;
     if (path.empty()) {
-        error(element, "a pid file without a path is none");
+        error(element, "a pid file element without a path has no effect");
     } else if (path.find('\n') != std::string::npos) {
-        error(element, "monit cannot read the path of a pid file with a line feed -- " + path);
+        error(element, "monit cannot read a pid file path with a line feed -- " + path);
     } else if (path.find('"') != std::string::npos) {
-        error(element, "monit cannot read the path of a pid file with a quote -- " + path);
+        error(element, "monit cannot read a pid file path with a quote -- " + path);
     } else if (path.find('\\') != std::string::npos) {
-        error(element, "monit may take a backslash in the path of a pid file for the beginning "
-                       "of another character -- " +
-                           path);
+        error(element,
+              "monit may read a backslash in a pid file path as part of an escape sequence -- " +
+                  path);
     } else if (!path.starts_with("/")) {
         error(element,
-              "monit cannot read the path of a pid file that does not begin with a slash -- " +
-                  path);
+              "monit cannot read a pid file path that does not begin with a slash -- " + path);
     } else if (whiteSpace.find(path.back()) != std::string_view::npos) {
-        error(element, "white space at the end is part of the path of the pid file -- " + path);
+        error(element, "white space at the end is part of the pid file path -- " + path);
     } else if (path.find_first_of(whiteSpace) != std::string::npos) {
-        warning(element, "white space in the path of the pid file -- " + path);
+        warning(element, "the pid file path contains white space -- " + path);
     }
 }
 
-/// It stands between words in the control file, where white space around it is no part of it.
+/// The control file has the path without quotes, so monit ignores white space around it.
 void Checks::checkUnixSocket(const xmlNode* element) {
     const std::string text = nodeContent(element);
     const std::string path = trimmed(text);
     if (text.empty()) {
-        error(element, "a unix socket without a path is dropped");
+        error(element, "keldoctl ignores a unix socket without a path");
     } else if (definition_.pidFile.empty()) {
-        error(element, "a unix socket is not tested where there is no pid file -- " + path);
+        error(element, "a unix socket is not tested without a pid file -- " + path);
     } else if (path.empty()) {
-        error(element, "monit cannot read a unix socket whose path is white space");
+        error(element, "monit cannot read a unix socket path of white space alone");
     } else if (const std::string character = unquotableCharacter(path); !character.empty()) {
-        error(element,
-              "monit cannot read the path of a unix socket with " + character + " -- " + path);
+        error(element, "monit cannot read a unix socket path with " + character + " -- " + path);
     } else if (!path.starts_with("/")) {
         error(element,
-              "monit cannot read the path of a unix socket that does not begin with a slash -- " +
-                  path);
+              "monit cannot read a unix socket path that does not begin with a slash -- " + path);
     }
 }
 
@@ -249,15 +239,13 @@ void Checks::checkPort(const xmlNode* element) {
     checkPortNumber(element);
     const std::string type = attribute(element, "type");
     if (portType(type) == PortType::TCP && !type.empty() && type != "TCP") {
-        error(element, "unknown type of port, which keldoctl takes for TCP -- " + type);
+        error(element, "keldoctl treats an unknown port type as TCP -- " + type);
     }
     const std::string protocol = attribute(element, "protocol");
     if (!protocol.empty() && !isMonitProtocol(protocol)) {
-        error(element, "monit cannot read a control file with an unknown protocol -- " + protocol);
-    } else if (isProtocolOfUdpAlone(protocol) && portType(type) != PortType::UDP) {
-        error(element, "monit cannot read a control file with this protocol on a port that is not "
-                       "of the type UDP -- " +
-                           protocol);
+        error(element, "monit cannot read an unknown protocol -- " + protocol);
+    } else if (isUdpProtocol(protocol) && portType(type) != PortType::UDP) {
+        error(element, "monit cannot read this protocol unless the port is UDP -- " + protocol);
     }
 }
 
@@ -265,11 +253,11 @@ void Checks::checkPortNumber(const xmlNode* element) {
     const std::string text = attribute(element, "number");
     const std::uint32_t number = portNumber(text);
     if (text.empty()) {
-        error(element, "a port without a number is dropped");
+        error(element, "keldoctl ignores a port without a number");
     } else if (number == 0) {
-        error(element, "a port is dropped whose number is not one -- " + text);
+        error(element, "keldoctl ignores a port without a usable number -- " + text);
     } else if (number > highestPort) {
-        error(element, "there is no port of this number -- " + text);
+        error(element, "the highest port number is 65535 -- " + text);
     }
 }
 
@@ -279,8 +267,9 @@ bool isServiceElement(const xmlNode* root) {
     return isElement(root, "service");
 }
 
-PlacedFindings checkDefinition(const std::string& path, const xmlNode* service,
-                               const ServiceDefinition& definition, const std::string& hostName) {
+CheckedDefinition checkDefinition(const std::string& path, const xmlNode* service,
+                                  const ServiceDefinition& definition,
+                                  const std::string& hostName) {
     Checks checks(service, definition);
     checks.checkFileName(path);
     checks.checkId();
@@ -290,7 +279,7 @@ PlacedFindings checkDefinition(const std::string& path, const xmlNode* service,
         checks.checkNameForMonit(hostName);
         checks.checkChecks();
     }
-    return checks.findings();
+    return checks.result();
 }
 
 } // namespace keldo::lint

@@ -4,7 +4,7 @@
 
 namespace keldo::lint {
 
-/// The texts of schemas/keldo-service.xsd and of the xml.xsd that it imports.
+/// The texts of schemas/keldo-service.xsd and of xml.xsd, which it imports.
 extern const char* const serviceSchema;
 extern const char* const xmlAttributesSchema;
 

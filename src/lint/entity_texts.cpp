@@ -14,8 +14,7 @@ namespace {
 
 using Nodes = std::vector<xmlNode*>;
 
-/// Adds the references among the children of an element to `references`, and the elements to
-/// `elements`.
+/// Adds an element's children to `references` or `elements`, if they are such nodes.
 void sortChildren(const xmlNode* parent, Nodes& references, Nodes& elements) {
     for (xmlNode* node = parent->children; node != nullptr; node = node->next) {
         if (node->type == XML_ENTITY_REF_NODE) {

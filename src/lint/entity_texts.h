@@ -6,10 +6,10 @@
 
 namespace keldo::lint {
 
-/// Puts the text that keldoctl reads of it in place of each reference to an entity below an
-/// element: that of an internal one, without the elements in it, and none of an external one.
-/// libxml2's parser could do so as well, but would put in the elements too, which keldoctl does not
-/// find, with the lines of the entity. The elements of the document stay what they are.
+/// Replaces each entity reference below an element by the text that keldoctl reads for it: the text
+/// of an internal entity without its elements, and no text for an external entity. libxml2's parser
+/// can expand entities too, but it would insert their elements, which keldoctl does not find, with
+/// line numbers of the entity. The elements of the document are not replaced.
 void replaceEntitiesByText(xmlNode* root);
 
 } // namespace keldo::lint

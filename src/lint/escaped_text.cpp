@@ -11,8 +11,8 @@ namespace keldo::lint {
 
 namespace {
 
-/// How many bytes at the start of a text, which is not empty, are a control character. Those of the
-/// C1 set are two, of which the first begins no other character than them and U+00A0 to U+00BF.
+/// The length in bytes of the control character at the start of a non-empty text, or 0 if there is
+/// none. In UTF-8 the C1 set is 0xC2 and a byte from 0x80 to 0x9F.
 std::size_t controlCharacterLength(std::string_view text) {
     const auto byte = static_cast<unsigned char>(text.front());
     if (byte < 0x20 || byte == 0x7F) {

@@ -7,9 +7,9 @@
 
 namespace keldo::lint {
 
-/// The text with its control characters, those of Unicode's C1 set among them, escaped as in C, and
-/// U+FFFD in place of what is no UTF-8, so that it is one line and changes no terminal. Control
-/// characters in `kept` stay.
+/// Escapes control characters as in C, including Unicode's C1 set, and replaces invalid UTF-8 by
+/// U+FFFD. The result is one line and controls no terminal. Control characters in `kept` are not
+/// escaped.
 std::string escapedText(std::string_view text, std::string_view kept = "");
 
 } // namespace keldo::lint

@@ -7,24 +7,23 @@
 
 namespace keldo::lint {
 
-/// An error is what makes keldoctl or the monitor not do what the definition says, or what the
-/// schema does not allow, though both may take it; a warning is what works, but hardly as it is
-/// meant or not everywhere.
+/// error: keldoctl or monit will not do what the definition says, or the schema forbids it.
+/// warning: it works, but not everywhere or not as intended.
 enum class Level { warning, error };
 
-/// One thing that is wrong with a definition.
+/// One fault of a definition.
 struct Finding {
-    long line = 0; ///< of the file, from 1
+    long line = 0; ///< in the file, from 1
     Level level = Level::error;
-    std::string text; ///< a lower-case phrase, with " -- " and the datum; in the file's own bytes
+    std::string text; ///< lower-case phrase, " -- ", datum; holds bytes of the file, unescaped
 
     bool operator==(const Finding&) const = default;
 };
 
 using Findings = std::vector<Finding>;
 
-/// The line that tells of it, "FILE:LINE: error: TEXT", without line end, with file and text
-/// escaped (escaped_text.h).
+/// Formats a finding as "FILE:LINE: error: TEXT", without a line end. The file name and the text
+/// are escaped (escaped_text.h).
 std::string findingLine(const std::string& file, const Finding& finding);
 
 } // namespace keldo::lint

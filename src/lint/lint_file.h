@@ -5,32 +5,26 @@
 #include "lint/finding.h"
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace keldo::lint {
 
-/// A file that cannot be looked at. what() names it and the reason.
-class UnreadableFile : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// What was found of one definition file.
+/// The findings of one definition file.
 struct Result {
-    Findings findings; ///< by line
+    Findings findings; ///< in the order of their lines
 
-    /// The text that keldoctl gives to monit, which may be empty. None where it gives none: of the
-    /// database, and of what it cannot read.
+    /// The control file that keldoctl gives to monit; it may be empty. None if keldoctl gives none,
+    /// which is so for the database and for a file that it cannot read, or if the file exceeds a
+    /// limit (lint/document.h).
     std::optional<std::string> controlFile;
 };
 
-/// Looks at the file in all ways: is it XML, does keldoctl read a service of it, does the schema
-/// allow it (schema_check.h), does it mean what it does (definition_checks.h), and can monit, where
-/// it is installed, read what keldoctl makes of it (monit_test.h). What one of the checks says of
-/// an element takes the place of what the schema says of it.
+/// Checks a definition file: whether it is XML and within the limits (document.h), whether keldoctl
+/// and monit do what it says (definition_checks.h), whether the schema allows it (schema_check.h),
+/// and, if monit is installed, whether monit can read its control file (monit_acceptance.h). If the
+/// definition checks find an error in an element, the schema's findings about it are left out.
 ///
-/// Throws UnreadableFile, and std::runtime_error where the checks cannot be made. Prints nothing.
+/// Throws std::runtime_error if the file cannot be read or a check cannot be made. Prints nothing.
 Result lintFile(const std::string& path);
 
 } // namespace keldo::lint

@@ -113,7 +113,7 @@ std::vector<std::string> monitComplaints(const std::string& controlFile) {
     }
     std::vector<std::string> complaints = complaintsIn(result.output, directory.controlFile());
     if (result.status != refused || complaints.empty()) {
-        throw std::runtime_error("monit could not test a control file -- " + reasonOf(result));
+        throw std::runtime_error("monit could not test the control file -- " + reasonOf(result));
     }
     return complaints;
 }

@@ -30,12 +30,12 @@ struct SchemaValidatorCloser {
 };
 using Schema = std::unique_ptr<::xmlSchema, SchemaCloser>;
 
-/// Gives the imported schema, and nothing else, from where or whatever it is.
+/// Returns the imported schema whatever the address is, so that no file is opened.
 xmlParserInput* loadImport(const char*, const char*, xmlParserCtxt* parser) {
     return xmlNewStringInputStream(parser, toXml(xmlAttributesSchema));
 }
 
-/// While it lives, schemas import from this program alone.
+/// While it exists, schemas import from this program only.
 class OwnImports {
 public:
     OwnImports() : previous_(xmlGetExternalEntityLoader()) {
@@ -56,7 +56,7 @@ Schema readSchema() {
     return Schema(xmlSchemaParse(parser.get()));
 }
 
-/// libxml2's message as a phrase: without namespaces in braces, full stop and line end.
+/// libxml2's message without namespaces in braces, full stop and line end.
 std::string phraseOf(std::string message) {
     for (std::size_t at = 0; (at = message.find("{http:", at)) != std::string::npos;) {
         message.erase(at, message.find('}', at) + 1 - at);
@@ -65,25 +65,35 @@ std::string phraseOf(std::string message) {
     return "the schema does not allow this -- " + message;
 }
 
-/// For libxml2, of which some versions give a constant error.
-template <typename Error> void addFinding(void* findings, Error* error) {
-    static_cast<PlacedFindings*>(findings)->emplace_back(static_cast<const xmlNode*>(error->node),
-                                                         Level::error, phraseOf(error->message));
+/// Collects the findings of a validation.
+struct Validation {
+    const Elements& faultyElements;
+    Findings findings;
+};
+
+/// A template, since libxml2 passes a constant error from 2.12 on.
+template <typename Error> void addFinding(void* context, Error* error) {
+    Validation& validation = *static_cast<Validation*>(context);
+    const auto* const element = static_cast<const xmlNode*>(error->node);
+    if (!validation.faultyElements.contains(element)) {
+        validation.findings.push_back(
+            {xmlGetLineNo(element), Level::error, phraseOf(error->message)});
+    }
 }
 
 } // namespace
 
-PlacedFindings schemaFindings(xmlDoc* document) {
+Findings schemaFindings(xmlDoc* document, const Elements& faultyElements) {
     const Schema schema = readSchema();
     const std::unique_ptr<xmlSchemaValidCtxt, SchemaValidatorCloser> validator(
         xmlSchemaNewValidCtxt(schema.get()));
     if (!schema || !validator) {
         throw std::runtime_error("cannot read the schema of definitions");
     }
-    PlacedFindings findings;
-    xmlSchemaSetValidStructuredErrors(validator.get(), addFinding, &findings);
+    Validation validation = {faultyElements, {}};
+    xmlSchemaSetValidStructuredErrors(validator.get(), addFinding, &validation);
     xmlSchemaValidateDoc(validator.get(), document);
-    return findings;
+    return validation.findings;
 }
 
 } // namespace keldo::lint

@@ -2,17 +2,19 @@
 
 #pragma once
 
-#include "lint/placed_finding.h"
+#include "lint/definition_checks.h"
+#include "lint/finding.h"
 
 #include <libxml/tree.h>
 
 namespace keldo::lint {
 
-/// What the schema of service definitions (schemas/keldo-service.xsd, which is part of the program)
-/// says against a document. The XML Schema is taken for its messages: of the RELAX NG one, which
-/// says the same, libxml2 tells neither what is wrong with a value nor always the line.
+/// Validates a document against the XML Schema of service definitions (schemas/keldo-service.xsd,
+/// which is part of the program). Findings about `faultyElements` are left out. The RELAX NG schema
+/// is equivalent, but libxml2's messages for it name neither the fault of a value nor always its
+/// line.
 ///
-/// Throws std::runtime_error where libxml2 cannot read the schema.
-PlacedFindings schemaFindings(xmlDoc* document);
+/// Throws std::runtime_error if libxml2 cannot read the schema.
+Findings schemaFindings(xmlDoc* document, const Elements& faultyElements);
 
 } // namespace keldo::lint

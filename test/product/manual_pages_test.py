@@ -115,15 +115,15 @@ NOT_SHOWN = {
     "src/diag/upgrade_check.cpp": ALL,
     # Statements.
     "src/diag/services_to_check.cpp": ALL,
-    # The usage; a word for a character and words of monit; settings for the trial of monit.
+    # The usage; names of characters and words of monit's language; settings for monit's test.
     "src/lint/command_line.cpp": {
         "Usage: ",
-        " [--show] FILE...\nChecks service definitions, and has monit check what keldoctl would give "
-        "to it.\n\n  --show      print the control files that keldoctl makes of the definitions\n"
+        " [--show] FILE...\nChecks service definitions, and asks monit to check their control files."
+        "\n\n  --show      print the control files that keldoctl gives to monit\n"
         "  -h, --help  print this text\n\nExit status: 0 nothing found, 1 something found, 2 wrong "
         "usage or failure.\n"},
     "src/lint/definition_checks.cpp": {" \t\n\r"},
-    "src/lint/main.cpp": {"# ", "# keldoctl writes no control file for it\n"},
+    "src/lint/run.cpp": {"# ", "# no control file\n"},
     "src/lint/monit_syntax.cpp": ALL,
     "src/lint/monit_acceptance.cpp": {"\nset idfile ", "\nset statefile ", "\nset pidfile ",
                                 "\ncheck system ", " -t -c ", "; exit $?"},

@@ -2,7 +2,8 @@
 
 #include "lint/definition_checks.h"
 
-#include "support/temporary_directory.h"
+#include "lint/definition_text.h"
+#include "monitor/service_definition_reader.h"
 #include "xml/handles.h"
 
 #include <gmock/gmock.h>
@@ -12,17 +13,46 @@
 namespace keldo::lint {
 namespace {
 
-using test::TemporaryDirectory;
+using test::actions;
+using test::pidFile;
+using test::service;
+using test::title;
+using test::withChecks;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Lines = std::vector<std::string>;
 
-constexpr const char* title = "<title xml:lang='en-US'>Web</title>\n";
-constexpr const char* actions = "<action type='start'>a</action>\n<action type='stop'>b</action>\n";
-constexpr const char* pidFile = "<pid-file>/run/web.pid</pid-file>";
+XmlDocument parsed(const std::string& text) {
+    return XmlDocument(
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, 0));
+}
 
-std::string service(const std::string& content, const std::string& attributes = "id='web'") {
-    return "<service xmlns='http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1' " + attributes +
-           ">\n" + content + "</service>\n";
+/// The findings in a file of that name, on a host with the name "host1".
+Lines findingsIn(const std::string& text, const std::string& name = "web.xml") {
+    const XmlDocument document = parsed(text);
+    return test::linesOf(checkDefinition("/service/" + name, xmlDocGetRootElement(document.get()),
+                                         readServiceDefinition(document.get()), "host1")
+                             .findings);
+}
+
+/// Texts, each with the findings in it.
+using Table = std::vector<std::pair<std::string, Lines>>;
+
+void expectFindings(const Table& table) {
+    for (const auto& [text, lines] : table) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(findingsIn(text), lines);
+    }
+}
+
+/// Checks, each with the one finding in it.
+using ChecksTable = std::vector<std::pair<std::string, std::string>>;
+
+void expectFindingInChecks(const ChecksTable& table) {
+    for (const auto& [checks, line] : table) {
+        SCOPED_TRACE(checks);
+        EXPECT_THAT(findingsIn(withChecks(checks)), ElementsAre(line));
+    }
 }
 
 std::string withTitles(const std::string& titles) {
@@ -33,247 +63,186 @@ std::string withActions(const std::string& text) {
     return service(title + text + "<checks>" + pidFile + "</checks>");
 }
 
-std::string withChecks(const std::string& checks) {
-    return service(std::string(title) + actions + "<checks>\n" + checks + "</checks>\n");
-}
-
 std::string withAttributes(const std::string& attributes) {
-    return service(std::string(title) + actions + "<checks>" + pidFile + "</checks>", attributes);
+    return service(title + actions + "<checks>" + pidFile + "</checks>", attributes);
 }
 
-/// The findings as lines, of a file of that name.
-std::vector<std::string> findingsIn(const std::string& text, const std::string& name = "web.xml",
-                                    const std::string& hostName = "host1") {
-    const TemporaryDirectory directory;
-    const std::string path = directory.write(name, text);
-    const XmlDocument document(xmlReadFile(path.c_str(), nullptr, 0));
-    std::vector<std::string> lines;
-    for (const PlacedFinding& placed : checkDefinition(path, xmlDocGetRootElement(document.get()),
-                                                       readServiceDefinition(path), hostName)) {
-        EXPECT_EQ(placed.finding.line, xmlGetLineNo(placed.element));
-        lines.push_back(findingLine("f", placed.finding).substr(2));
-    }
-    return lines;
-}
-
-bool isService(const std::string& text) {
-    const XmlDocument document(
-        xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, 0));
-    return isServiceElement(xmlDocGetRootElement(document.get()));
-}
-
-TEST(ServiceElement, IsOneOfTheNamespace) {
-    EXPECT_TRUE(isService(service("")));
-    EXPECT_FALSE(isService("<service/>"));
-    EXPECT_FALSE(
-        isService("<service xmlns='http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/2'/>"));
-    EXPECT_FALSE(
-        isService("<a:servce xmlns:a='http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1'/>"));
-}
-
-TEST(DefinitionChecks, FindNothingWrongWithADefinition) {
-    EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) +
-                                      "<unix-socket protocol='x'>/run/web.sock</unix-socket>"
-                                      "<port number='80' protocol='http'/>"
-                                      "<port number='53' type='UDP'/>"
-                                      "<port number='1812' type='UDP' protocol='radius'/>"
-                                      "<port number='65535' type='TCPSSL'/>"
-                                      "<port number='1' type='TCP'/>")),
-                IsEmpty());
-    EXPECT_THAT(findingsIn(withChecks("<port number='80'/>")), IsEmpty());
-}
-
-TEST(DefinitionChecks, FindAFileThatKeldoctlDoesNotLookFor) {
-    EXPECT_THAT(findingsIn(withAttributes("id='web'"), "web.txt"),
-                ElementsAre("1: error: the name of the file does not end in .xml, so keldoctl does "
-                            "not find it -- web.txt"));
-    EXPECT_THAT(findingsIn(withAttributes("id='web'"), "apache.xml"),
-                ElementsAre("1: error: the id is not the name of the file, by which keldoctl looks "
-                            "for a service -- web"));
-}
-
-TEST(DefinitionChecks, FindAMissingId) {
-    for (const char* attributes : {"", "id=''"}) {
-        EXPECT_THAT(findingsIn(withAttributes(attributes)),
-                    ElementsAre("1: error: there is no id, so keldoctl takes the service for "
-                                "unknown"));
+TEST(IsServiceElement, RequiresNameAndNamespace) {
+    const std::string uri = "http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/";
+    const std::pair<std::string, bool> table[] = {
+        {service(""), true},
+        {"<a:service xmlns:a='" + uri + "1'/>", true},
+        {"<service/>", false},
+        {"<service xmlns='" + uri + "2'/>", false},
+        {"<servce xmlns='" + uri + "1'/>", false},
+    };
+    for (const auto& [text, expected] : table) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(isServiceElement(xmlDocGetRootElement(parsed(text).get())), expected);
     }
 }
 
-TEST(DefinitionChecks, FindAnIdThatMonitCannotRead) {
-    EXPECT_THAT(findingsIn(withAttributes("id='a b'"), "a b.xml"),
-                ElementsAre("1: error: monit cannot read an id with a space -- a b"));
-}
-
-TEST(DefinitionChecks, WarnOfAnIdThatIsAKeyword) {
-    EXPECT_THAT(findingsIn(withAttributes("id='If'"), "If.xml"),
-                ElementsAre("1: warning: the id is a word of monit's own language, which not every "
-                            "monit takes for a name -- If"));
-}
-
-TEST(DefinitionChecks, WarnOfAnIdThatIsTheHosts) {
-    EXPECT_THAT(findingsIn(withAttributes("id='Host1'"), "Host1.xml"),
-                ElementsAre("1: warning: the id is the name of this host, by which monit means the "
-                            "host itself -- Host1"));
-}
-
-TEST(DefinitionChecks, FindAMissingEnglishTitle) {
-    for (const char* titles :
-         {"", "<title xml:lang='de-DE'>Web</title>", "<title xml:lang='en-US'/>",
-          "<title xml:lang='en-US'> \n </title>", "<title lang='en-US'>Web</title>"}) {
-        SCOPED_TRACE(titles);
-        EXPECT_THAT(findingsIn(withTitles(titles)),
-                    ElementsAre("1: error: there is no title in en-US, which stands for each "
-                                "language without one"));
+TEST(CheckDefinition, AcceptsDefinitionsWithoutFaults) {
+    for (const std::string& text : {
+             withChecks(pidFile + "<unix-socket protocol='x'>\n \t/run/web.sock\r\n </unix-socket>"
+                                  "<port number='80' protocol='http'/>"
+                                  "<port number='53' type='UDP'/>"
+                                  "<port number='1812' type='UDP' protocol='radius'/>"
+                                  "<port number='65535' type='TCPSSL'/>"
+                                  "<port number='1' type='TCP'/>"),
+             withChecks("<port number='80'/>"),
+             withChecks(pidFile + "<port xmlns='' number='x'/>"),
+             withTitles("<title xml:lang='en-US'>a &amp; b &amp;amp;</title>"),
+         }) {
+        SCOPED_TRACE(text);
+        EXPECT_THAT(findingsIn(text), IsEmpty());
     }
 }
 
-TEST(DefinitionChecks, WarnOfASecondTitleOfALanguage) {
-    EXPECT_THAT(findingsIn(withTitles(std::string(title) + "<title xml:lang='de-DE'>a</title>\n" +
-                                      "<title xml:lang='de-DE'>b</title>")),
-                ElementsAre("4: warning: keldoctl takes only the first title of a language -- "
-                            "de-DE"));
-}
-
-TEST(DefinitionChecks, FindAnAmpersandInATitle) {
-    EXPECT_THAT(
-        findingsIn(withTitles("<title xml:lang='en-US'>a &amp; b</title>")),
-        ElementsAre("2: error: the report loses a title with an ampersand, which is written "
-                    "&amp;amp; here -- a & b"));
-    EXPECT_THAT(findingsIn(withTitles("<title xml:lang='en-US'>a &amp;amp; b</title>")), IsEmpty());
-}
-
-TEST(DefinitionChecks, WarnOfWhiteSpaceAroundATitle) {
-    for (const char* text : {" Web", "Web\n"}) {
-        EXPECT_THAT(
-            findingsIn(withTitles("<title xml:lang='en-US'>" + std::string(text) + "</title>")),
-            ElementsAre(testing::EndsWith("warning: white space around a title is part of it")));
+TEST(CheckDefinition, ComparesIdAndFileName) {
+    const struct {
+        std::string attributes;
+        std::string fileName;
+        std::string line;
+    } table[] = {
+        {"id='web'", "web.txt",
+         "1: error: the file name does not end in .xml, so keldoctl does not find the file -- "
+         "web.txt"},
+        {"id='web'", "apache.xml",
+         "1: error: the id differs from the file name, by which keldoctl looks up a service -- "
+         "web"},
+        {"id='mysql'", "web.xml",
+         "1: error: the id differs from the file name, by which keldoctl looks up a service -- "
+         "mysql"},
+        {"", "web.xml", "1: error: the id is missing, so keldoctl does not know the service"},
+        {"id=''", "web.xml", "1: error: the id is missing, so keldoctl does not know the service"},
+        {"id='a b'", "a b.xml", "1: error: monit cannot read an id with a space -- a b"},
+        {"id='Host1'", "Host1.xml",
+         "1: warning: the id is this host's name, which monit uses for the host itself -- Host1"},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.attributes + " in " + row.fileName);
+        EXPECT_THAT(findingsIn(withAttributes(row.attributes), row.fileName),
+                    ElementsAre(row.line));
     }
 }
 
-TEST(DefinitionChecks, FindMissingActions) {
-    EXPECT_THAT(findingsIn(withActions("<action type='Start'>a</action>")),
-                ElementsAre("1: error: there is no start action, so a repair does not start the "
-                            "service",
-                            "1: error: there is no stop action, so a repair does not stop the "
-                            "service"));
-    EXPECT_THAT(findingsIn(withActions("<action type='start'>a</action>"
-                                       "<action type='stop'> </action>")),
-                ElementsAre("1: error: there is no stop action, so a repair does not stop the "
-                            "service"));
+TEST(CheckDefinition, ChecksTitles) {
+    const std::string missing = "1: error: there is no title in en-US, which keldoctl uses for "
+                                "each language without one";
+    const std::string whiteSpace = "2: warning: white space around a title is part of the title";
+    expectFindings({
+        {withTitles(""), {missing}},
+        {withTitles("<title xml:lang='de-DE'>Web</title>"), {missing}},
+        {withTitles("<title xml:lang='en-US'/>"), {missing}},
+        {withTitles("<title xml:lang='en-US'> \n </title>"), {missing}},
+        {withTitles("<title lang='en-US'>Web</title>"), {missing}},
+        {withTitles("<title xml:lang='en-US'> Web</title>"), {whiteSpace}},
+        {withTitles("<title xml:lang='en-US'>Web\n</title>"), {whiteSpace}},
+        {withTitles(title + "<title xml:lang='de-DE'>a</title>\n<title xml:lang='de-DE'>b</title>"),
+         {"4: warning: keldoctl uses only the first title in a language -- de-DE"}},
+    });
 }
 
-TEST(DefinitionChecks, FindASecondActionOfAType) {
-    EXPECT_THAT(findingsIn(withActions(std::string(actions) + "<action type='start'>c</action>")),
-                ElementsAre("5: error: keldoctl takes only the first action of a type -- start"));
+TEST(CheckDefinition, ChecksActions) {
+    const std::string noStart =
+        "1: error: there is no start action, so a repair does not start the service";
+    const std::string noStop =
+        "1: error: there is no stop action, so a repair does not stop the service";
+    expectFindings({
+        {withActions("<action type='Start'>a</action>"), {noStart, noStop}},
+        {withActions("<action type='start'>a</action><action type='stop'> </action>"), {noStop}},
+        {withActions(actions + "<action type='start'>c</action>"),
+         {"5: error: keldoctl uses only the first action of a type -- start"}},
+    });
 }
 
-TEST(DefinitionChecks, FindThatNothingIsTested) {
+TEST(CheckDefinition, ReportsThatNothingIsTested) {
     for (const char* checks : {"", "<port number='0'/>"}) {
-        EXPECT_THAT(
-            findingsIn(withChecks(checks)),
-            testing::Contains("1: error: nothing is tested, for want of a pid file and of a "
-                              "port, so the service always counts as running"));
+        SCOPED_TRACE(checks);
+        EXPECT_THAT(findingsIn(withChecks(checks)),
+                    testing::Contains("1: error: there is neither a pid file nor a port, so "
+                                      "nothing is tested and the service always counts as "
+                                      "running"));
     }
 }
 
-TEST(DefinitionChecks, LeaveTheNameAndTheChecksOfTheDatabaseAlone) {
-    const std::string database =
-        service(std::string(title) + actions + "<checks><port number='0'/></checks>", "id='mysql'");
-    EXPECT_THAT(findingsIn(database, "mysql.xml", "mysql"), IsEmpty());
-    EXPECT_THAT(findingsIn(database, "web.xml"),
-                ElementsAre("1: error: the id is not the name of the file, by which keldoctl looks "
-                            "for a service -- mysql"));
+TEST(CheckDefinition, IgnoresNameAndChecksOfTheDatabase) {
+    EXPECT_THAT(findingsIn(withChecks("<port number='0'/>", "mysql"), "mysql.xml"), IsEmpty());
 }
 
-TEST(DefinitionChecks, FindWhatIsWrongWithAPidFile) {
-    const std::pair<const char*, const char*> table[] = {
-        {"", "error: a pid file without a path is none"},
-        {"\n/run/x\n", "error: monit cannot read the path of a pid file with a line feed -- "
-                       "\\n/run/x\\n"},
-        {"/run/\"x", "error: monit cannot read the path of a pid file with a quote -- /run/\"x"},
-        {"/run/a\\nb", "error: monit may take a backslash in the path of a pid file for the "
-                       "beginning of another character -- /run/a\\nb"},
-        {"run/x",
-         "error: monit cannot read the path of a pid file that does not begin with a slash "
-         "-- run/x"},
-        {" /run/x", "error: monit cannot read the path of a pid file that does not begin with a "
-                    "slash --  /run/x"},
-        {"/run/x ", "error: white space at the end is part of the path of the pid file -- /run/x "},
-        {"/run/x y", "warning: white space in the path of the pid file -- /run/x y"},
+TEST(CheckDefinition, ChecksPidFiles) {
+    const auto pidFileOf = [](const std::string& path) {
+        return "<port number='1'/><pid-file>" + path + "</pid-file>";
     };
-    for (const auto& [path, message] : table) {
-        SCOPED_TRACE(path);
-        EXPECT_THAT(findingsIn(withChecks("<port number='1'/><pid-file>" + std::string(path) +
-                                          "</pid-file>")),
-                    ElementsAre(testing::EndsWith(message)));
-    }
+    expectFindingInChecks({
+        {pidFileOf(""), "6: error: a pid file element without a path has no effect"},
+        {pidFileOf("\n/run/x\n"),
+         "6: error: monit cannot read a pid file path with a line feed -- \\n/run/x\\n"},
+        {pidFileOf("/run/\"x"), "6: error: monit cannot read a pid file path with a quote -- "
+                                "/run/\"x"},
+        {pidFileOf("/run/a\\nb"), "6: error: monit may read a backslash in a pid file path as part "
+                                  "of an escape sequence -- /run/a\\nb"},
+        {pidFileOf("run/x"), "6: error: monit cannot read a pid file path that does not begin "
+                             "with a slash -- run/x"},
+        {pidFileOf(" /run/x"), "6: error: monit cannot read a pid file path that does not begin "
+                               "with a slash --  /run/x"},
+        {pidFileOf("/run/x "),
+         "6: error: white space at the end is part of the pid file path -- /run/x "},
+        {pidFileOf("/run/x y"), "6: warning: the pid file path contains white space -- /run/x y"},
+        {pidFile + "\n<pid-file>/run/b</pid-file>",
+         "7: error: keldoctl uses only the first pid file -- /run/b"},
+    });
 }
 
-TEST(DefinitionChecks, FindASecondPidFile) {
-    EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) + "\n<pid-file>/run/b</pid-file>")),
-                ElementsAre("7: error: keldoctl takes only the first pid file -- /run/b"));
-}
-
-TEST(DefinitionChecks, FindUnixSocketsThatAreNotTested) {
-    EXPECT_THAT(
-        findingsIn(withChecks("<port number='1'/><unix-socket>/run/x</unix-socket>")),
-        ElementsAre("6: error: a unix socket is not tested where there is no pid file -- /run/x"));
-}
-
-TEST(DefinitionChecks, FindWhatIsWrongWithAUnixSocket) {
-    const std::pair<const char*, const char*> table[] = {
-        {"", "error: a unix socket without a path is dropped"},
-        {"\n ", "error: monit cannot read a unix socket whose path is white space"},
-        {" /run/a\nb", "error: monit cannot read the path of a unix socket with a line feed -- "
-                       "/run/a\\nb"},
-        {"/run/a b", "error: monit cannot read the path of a unix socket with a space -- /run/a b"},
-        {"run/x", "error: monit cannot read the path of a unix socket that does not begin with a "
-                  "slash -- run/x"},
+TEST(CheckDefinition, ChecksUnixSockets) {
+    const auto socketOf = [](const std::string& path) {
+        return pidFile + "<unix-socket>" + path + "</unix-socket>";
     };
-    for (const auto& [path, message] : table) {
-        SCOPED_TRACE(path);
-        EXPECT_THAT(findingsIn(withChecks(pidFile + ("<unix-socket>" + std::string(path)) +
-                                          "</unix-socket>")),
-                    ElementsAre(testing::EndsWith(message)));
-    }
+    expectFindingInChecks({
+        {socketOf(""), "6: error: keldoctl ignores a unix socket without a path"},
+        {socketOf("\n "), "6: error: monit cannot read a unix socket path of white space alone"},
+        {socketOf(" /run/a\nb"),
+         "6: error: monit cannot read a unix socket path with a line feed -- /run/a\\nb"},
+        {socketOf("/run/a b"),
+         "6: error: monit cannot read a unix socket path with a space -- /run/a b"},
+        {socketOf("run/x"), "6: error: monit cannot read a unix socket path that does not begin "
+                            "with a slash -- run/x"},
+        {"<port number='1'/><unix-socket>/run/x</unix-socket>",
+         "6: error: a unix socket is not tested without a pid file -- /run/x"},
+    });
 }
 
-TEST(DefinitionChecks, LeaveWhiteSpaceAroundAUnixSocketAlone) {
-    EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) +
-                                      "<unix-socket>\n \t/run/web.sock\r\n </unix-socket>")),
-                IsEmpty());
-}
-
-TEST(DefinitionChecks, FindWhatIsWrongWithAPort) {
-    const std::pair<const char*, const char*> table[] = {
-        {"", "a port without a number is dropped"},
-        {"number=''", "a port without a number is dropped"},
-        {"number='0'", "a port is dropped whose number is not one -- 0"},
-        {"number=' 80'", "a port is dropped whose number is not one --  80"},
-        {"number='http'", "a port is dropped whose number is not one -- http"},
-        {"number='65536'", "there is no port of this number -- 65536"},
-        {"number='-1'", "there is no port of this number -- -1"},
-        {"number='80' type='tcp'", "unknown type of port, which keldoctl takes for TCP -- tcp"},
-        {"number='80' protocol='htp'",
-         "monit cannot read a control file with an unknown protocol -- htp"},
+TEST(CheckDefinition, ChecksPorts) {
+    const ChecksTable table = {
+        {"", "keldoctl ignores a port without a number"},
+        {"number=''", "keldoctl ignores a port without a number"},
+        {"number='0'", "keldoctl ignores a port without a usable number -- 0"},
+        {"number=' 80'", "keldoctl ignores a port without a usable number --  80"},
+        {"number='http'", "keldoctl ignores a port without a usable number -- http"},
+        {"number='65536'", "the highest port number is 65535 -- 65536"},
+        {"number='-1'", "the highest port number is 65535 -- -1"},
+        {"number='80' type='tcp'", "keldoctl treats an unknown port type as TCP -- tcp"},
+        {"number='80' protocol='htp'", "monit cannot read an unknown protocol -- htp"},
         {"number='1812' protocol='radius'",
-         "monit cannot read a control file with this protocol on a port that is not of the type "
-         "UDP -- radius"},
+         "monit cannot read this protocol unless the port is UDP -- radius"},
         {"number='1812' type='TCPSSL' protocol='Radius'",
-         "monit cannot read a control file with this protocol on a port that is not of the type "
-         "UDP -- Radius"},
+         "monit cannot read this protocol unless the port is UDP -- Radius"},
     };
-    for (const auto& [attributes, message] : table) {
-        SCOPED_TRACE(attributes);
-        EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) + "<port " + attributes + "/>")),
-                    ElementsAre(std::string("6: error: ") + message));
+    for (const auto& [attributes, text] : table) {
+        expectFindingInChecks({{pidFile + "<port " + attributes + "/>", "6: error: " + text}});
     }
 }
 
-TEST(DefinitionChecks, LeaveElementsOfOtherNamespacesAlone) {
-    EXPECT_THAT(findingsIn(withChecks(std::string(pidFile) + "<port xmlns='' number='x'/>")),
-                IsEmpty());
+TEST(CheckDefinition, NamesTheElementsWithErrors) {
+    const XmlDocument document =
+        parsed(withChecks("<pid-file>/run/a b</pid-file>\n<port number='0'/>"));
+    const Elements faulty =
+        checkDefinition("/service/web.xml", xmlDocGetRootElement(document.get()),
+                        readServiceDefinition(document.get()), "host1")
+            .faultyElements;
+    ASSERT_EQ(faulty.size(), 1U);
+    EXPECT_EQ(fromXml((*faulty.begin())->name), "port");
 }
 
 } // namespace

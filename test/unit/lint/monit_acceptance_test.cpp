@@ -196,27 +196,27 @@ TEST_F(MonitComplaints, CannotBeHadWithoutTheWholeFile) {
 TEST_F(MonitComplaints, CannotBeHadWhereMonitCannotBeStarted) {
     pipesCanBeMade = false;
     programName = "lint";
-    EXPECT_EQ(failureFor("check process a\n"), "monit could not test a control file -- lint: "
+    EXPECT_EQ(failureFor("check process a\n"), "monit could not test the control file -- lint: "
                                                "failed to create a pair of file descriptors");
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
 TEST_F(MonitComplaints, CannotBeHadOfAMonitThatCannotBeExecuted) {
     EXPECT_EQ(failureOf("sh: 1: /usr/bin/monit: not found\n", 127),
-              "monit could not test a control file -- sh: 1: /usr/bin/monit: not found");
+              "monit could not test the control file -- sh: 1: /usr/bin/monit: not found");
 }
 
 TEST_F(MonitComplaints, CannotBeHadOfAMonitThatDies) {
     const std::string failure = failureOf("FILE:1: a warning\nKilled\n\n", 137);
-    EXPECT_EQ(failure, "monit could not test a control file -- " + lastDirectory +
+    EXPECT_EQ(failure, "monit could not test the control file -- " + lastDirectory +
                            "/monitrc:1: a warning\nKilled");
-    EXPECT_EQ(failureOf("", 137), "monit could not test a control file -- exit status 137");
+    EXPECT_EQ(failureOf("", 137), "monit could not test the control file -- exit status 137");
 }
 
 TEST_F(MonitComplaints, CannotBeHadOfAMonitThatRefusesForAnotherReason) {
     const std::string failure = failureOf("The control file 'FILE' must be owned by you.\n", 1);
-    EXPECT_EQ(failure, "monit could not test a control file -- The control file '" + lastDirectory +
-                           "/monitrc' must be owned by you.");
+    EXPECT_EQ(failure, "monit could not test the control file -- The control file '" +
+                           lastDirectory + "/monitrc' must be owned by you.");
 }
 
 TEST_F(MonitComplaints, LeaveNothingBehind) {

@@ -3,14 +3,15 @@ keldo_unit_test(lint
     SOURCES
         command_line_test.cpp
         definition_checks_test.cpp
+        document_test.cpp
         entity_texts_test.cpp
         escaped_text_test.cpp
         finding_test.cpp
         lint_file_test.cpp
         monit_acceptance_test.cpp
         monit_syntax_test.cpp
+        run_test.cpp
         schema_check_test.cpp
-        title_text_test.cpp
     LIBRARIES keldo_exec keldo_xml
     WRAP access mkdtemp pipe rmdir system xmlSchemaNewValidCtxt)
 target_compile_definitions(lint_test PRIVATE

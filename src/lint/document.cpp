@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+
+#include "lint/document.h"
+
+#include "exec/unique_fd.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/xmlIO.h>
+#include <libxml/xmlerror.h>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
+
+namespace keldo::lint {
+
+namespace {
+
+constexpr std::size_t maximumFileSize = 256 * 1024;
+constexpr int maximumAttributes = 100;
+constexpr std::size_t maximumTextSize = 1024 * 1024;
+
+constexpr const char* fileTooLarge = "the file is larger than 256 KiB, so it was not checked";
+constexpr const char* tooManyAttributes =
+    "an element has more than 100 attributes, so the file was not checked";
+constexpr const char* textTooLarge =
+    "entities and default attributes expand to more than 1 MiB, so the file was not checked";
+
+struct InputCloser {
+    void operator()(xmlParserInputBuffer* input) const noexcept { xmlFreeParserInputBuffer(input); }
+};
+struct ParserCloser {
+    void operator()(xmlParserCtxt* parser) const noexcept { xmlFreeParserCtxt(parser); }
+};
+
+/// Collects libxml2's errors while it exists; otherwise libxml2 prints them.
+class CollectedErrors {
+public:
+    explicit CollectedErrors(Findings* findings) {
+        xmlSetStructuredErrorFunc(findings, [](void* collected, auto* error) {
+            const std::string message = error->message;
+            static_cast<Findings*>(collected)->push_back(
+                {error->line, Level::error, message.substr(0, message.find_last_not_of('\n') + 1)});
+        });
+    }
+    CollectedErrors(const CollectedErrors&) = delete;
+    CollectedErrors& operator=(const CollectedErrors&) = delete;
+    ~CollectedErrors() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
+};
+
+/// libxml2 gives no reason if it cannot read a file, and reads a directory as an empty file.
+void requireReadable(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    char byte = 0;
+    if (!file || read(file.get(), &byte, 1) < 0) {
+        throw std::runtime_error("cannot read the file -- " +
+                                 std::generic_category().message(errno));
+    }
+}
+
+/// The content of the file, uncompressed. It ends soon after the limit.
+std::string contentOf(const std::string& path) {
+    requireReadable(path);
+    const std::unique_ptr<xmlParserInputBuffer, InputCloser> input(
+        xmlParserInputBufferCreateFilename(path.c_str(), XML_CHAR_ENCODING_NONE));
+    constexpr int chunkSize = 4096;
+    while (input && xmlBufUse(input->buffer) <= maximumFileSize &&
+           xmlParserInputBufferGrow(input.get(), chunkSize) > 0) {
+    }
+    return input ? std::string(reinterpret_cast<const char*>(xmlBufContent(input->buffer)),
+                               xmlBufUse(input->buffer))
+                 : "";
+}
+
+/// What one parser has seen, and the limit that ended it.
+struct Progress {
+    std::size_t attributeText = 0; ///< bytes of attribute values, default ones included
+    const char* exceeded = nullptr;
+    long line = 1; ///< where the limit was exceeded
+};
+
+/// Takes the place of xmlSAX2StartElementNs, which would copy all attributes into the document.
+void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                  int namespaceCount, const xmlChar** namespaces, int attributeCount,
+                  int defaultCount, const xmlChar** attributes) {
+    auto* const parser = static_cast<xmlParserCtxt*>(context);
+    Progress& progress = *static_cast<Progress*>(parser->_private);
+    constexpr int fields = 5; // of an attribute; the last two are the ends of its value
+    for (int i = 0; i < attributeCount; ++i) {
+        const xmlChar* const* const attribute = attributes + fields * i;
+        progress.attributeText += static_cast<std::size_t>(attribute[4] - attribute[3]);
+    }
+    if (namespaceCount + attributeCount > maximumAttributes) {
+        progress.exceeded = tooManyAttributes;
+    } else if (progress.attributeText > maximumTextSize) {
+        progress.exceeded = textTooLarge;
+    }
+    if (progress.exceeded != nullptr) {
+        progress.line = xmlSAX2GetLineNumber(parser);
+        xmlStopParser(parser);
+        return;
+    }
+    xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+                          defaultCount, attributes);
+}
+
+/// Computes the size of texts with all entities expanded, without expanding them.
+class ExpandedSize {
+public:
+    /// The bytes of text in `nodes` (siblings) and below them, plus one for each node; some number
+    /// above the limit if it is exceeded.
+    std::size_t of(const xmlNode* nodes) {
+        std::size_t size = 0;
+        for (const xmlNode* node = nodes; node != nullptr && size <= maximumTextSize;
+             node = node->next) {
+            size += 1 + ofNode(node);
+        }
+        return size;
+    }
+
+private:
+    std::size_t ofNode(const xmlNode* node) {
+        switch (node->type) {
+        case XML_ENTITY_REF_NODE:
+            return ofEntity(xmlGetDocEntity(node->doc, node->name));
+        case XML_ELEMENT_NODE:
+            return ofElement(node);
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+            return viewXml(node->content).size();
+        default:
+            return 0;
+        }
+    }
+
+    std::size_t ofElement(const xmlNode* element) {
+        std::size_t size = of(element->children);
+        for (const xmlAttr* attribute = element->properties;
+             attribute != nullptr && size <= maximumTextSize; attribute = attribute->next) {
+            size += 1 + of(attribute->children);
+        }
+        return size;
+    }
+
+    /// The parser has refused entities that contain themselves, so this ends.
+    std::size_t ofEntity(const xmlEntity* entity) {
+        if (entity == nullptr) {
+            return 0;
+        }
+        const auto known = sizes_.find(entity);
+        return known != sizes_.end() ? known->second
+                                     : sizes_.emplace(entity, of(entity->children)).first->second;
+    }
+
+    std::map<const xmlEntity*, std::size_t> sizes_;
+};
+
+/// Parses a text. On success `progress` tells whether a limit was exceeded, and the result is null
+/// then.
+XmlDocument parse(const std::string& text, const std::string& path, Progress& progress) {
+    const std::unique_ptr<xmlParserCtxt, ParserCloser> parser(xmlNewParserCtxt());
+    parser->_private = &progress;
+    parser->sax->startElementNs = startElement;
+    XmlDocument document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()),
+                                           path.c_str(), nullptr, 0));
+    if (document && progress.exceeded == nullptr &&
+        ExpandedSize().of(xmlDocGetRootElement(document.get())) > maximumTextSize) {
+        progress.exceeded = textTooLarge;
+    }
+    return progress.exceeded == nullptr ? std::move(document) : nullptr;
+}
+
+/// Puts libxml2's complaints into context. It also complains of what it reads, for example of a
+/// prefix without a namespace.
+void explain(Findings& complaints, bool isWellFormed) {
+    for (Finding& complaint : complaints) {
+        complaint.level = isWellFormed ? Level::warning : Level::error;
+        complaint.text.insert(0, isWellFormed ? "keldoctl reads this, but it is not good XML -- "
+                                              : "this is not XML -- ");
+    }
+}
+
+} // namespace
+
+XmlDocument readDocument(const std::string& path, Findings& findings) {
+    const std::string text = contentOf(path);
+    if (text.size() > maximumFileSize) {
+        findings.push_back({1, Level::error, fileTooLarge});
+        return nullptr;
+    }
+    const CollectedErrors errors(&findings);
+    Progress progress;
+    XmlDocument document = parse(text, path, progress);
+    if (progress.exceeded != nullptr) {
+        findings = {{progress.line, Level::error, progress.exceeded}};
+        return nullptr;
+    }
+    explain(findings, document != nullptr);
+    return document;
+}
+
+} // namespace keldo::lint
