@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
@@ -78,6 +79,7 @@ std::string FakeMonit::Call::file(const std::string& name) const {
 
 FakeMonit::FakeMonit(std::function<void(const Call&)> body) {
     program = std::move(body);
+    std::fflush(nullptr); // otherwise the child would print what is buffered here
 }
 
 FakeMonit::~FakeMonit() {
