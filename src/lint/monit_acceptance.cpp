@@ -21,11 +21,11 @@ namespace keldo::lint {
 namespace {
 
 constexpr const char* monitPath = "/usr/bin/monit";
-constexpr int accepted = 0; ///< monit's exit status for what it can read
-constexpr int refused = 1;  ///< and for what it cannot, though not for that alone
+constexpr int accepted = 0; ///< monit's exit status if it can read the file
+constexpr int refused = 1;  ///< if it cannot, or fails for another reason
 
-/// A fresh directory, mode 0700, removed with the files that monit may make in it, at the end or
-/// when an ending signal comes before. To remove it takes no memory, of which there may be none.
+/// A fresh directory of mode 0700 for the files of monit. It is removed with them on destruction or
+/// by an ending signal. Removal does not allocate, so it works when memory is exhausted.
 class PrivateDirectory {
 public:
     PrivateDirectory();
@@ -36,33 +36,33 @@ public:
 
 private:
     std::string path_ = "/tmp/keldo-service-lint.XXXXXX";
-    // The id again, as monit may write it meanwhile: a signal to this process does not end it.
+    // `id` twice, since our signal does not stop monit, which may create `id` again in between.
     std::vector<std::string> removed_ = {file("monitrc"), file("state"), file("pid"), file("id"),
                                          path_,           file("id"),    path_};
     std::optional<FileRemover> remover_;
 };
 
 PrivateDirectory::PrivateDirectory() {
-    const HeldEndingSignals held; // until the remover is there
+    const HeldEndingSignals held; // until the remover exists
     if (mkdtemp(path_.data()) == nullptr) {
         throw std::runtime_error("cannot make a directory -- " + path_ + ": " +
                                  std::generic_category().message(errno));
     }
     for (std::string& path : removed_) {
-        std::ranges::copy(path_, path.begin()); // the name as it is now, of the same length
+        std::ranges::copy(path_, path.begin()); // the actual name, of the same length
     }
     remover_.emplace(removed_);
 }
 
-/// Keeps monit's files in the directory and, as monit-check-status does, gives the host a name that
-/// no service has. Behind the text, as monit heeds the last of two equal settings and its lines
-/// then have their own numbers.
+/// The settings that keep monit's files in the directory. Like monit-check-status, they give the
+/// host a name that no service has. They follow the control file's text, so that its line numbers
+/// do not change, and since monit uses the last of two equal settings.
 std::string settings(const PrivateDirectory& directory) {
     return "\nset idfile " + directory.file("id") + "\nset statefile " + directory.file("state") +
            "\nset pidfile " + directory.file("pid") + "\ncheck system " + directory.name() + "\n";
 }
 
-/// Monit reads no file that others may read.
+/// Monit refuses a file that others may read.
 void writePrivately(const std::string& path, const std::string& text) {
     using std::filesystem::perms;
     std::ofstream stream(path, std::ios::binary);
@@ -74,13 +74,13 @@ void writePrivately(const std::string& path, const std::string& text) {
     }
 }
 
-/// The shell is not to become monit, as some do for a last command: of a shell that dies by a
-/// signal the runner says that all went well.
+/// "exit" keeps the shell from executing monit in its own place: if a signal kills the shell
+/// itself, the runner returns success.
 CommandResult runMonit(const std::string& controlFile) {
     return runCommand(std::string(monitPath) + " -t -c " + controlFile + "; exit $?", true);
 }
 
-/// A complaint begins with the file's path, and ends where the next one begins.
+/// A complaint begins with the path of the file and ends before the next complaint.
 std::vector<std::string> complaintsIn(const std::string& output, const std::string& path) {
     std::vector<std::string> complaints;
     std::istringstream lines(output);

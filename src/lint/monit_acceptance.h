@@ -7,14 +7,13 @@
 
 namespace keldo::lint {
 
-/// Has the stock monit, /usr/bin/monit, test whether it can read a control file of this text, and
-/// returns its complaints, each as "line LINE: what it says". None where it can read it, where the
-/// text is empty and where no monit is installed. Nothing is left behind, also where an ending
-/// signal (exec/ending_signals.h) ends the process, and nothing of the machine's own monit is
-/// touched.
+/// Lets the stock monit, /usr/bin/monit, test whether it can read a control file with this text.
+/// Returns its complaints, each as "line LINE: TEXT". There are none if monit can read the text, if
+/// the text is empty, or if monit is not installed. No file stays behind, even if an ending signal
+/// (exec/ending_signals.h) ends the process, and the machine's own monit is not affected.
 ///
-/// Throws std::runtime_error where a file for it cannot be made, and where monit cannot be run,
-/// dies or fails for a reason that is not in the text: then nothing is known of the text.
+/// Throws std::runtime_error if a file for monit cannot be made, and if monit cannot be run, dies,
+/// or fails for a reason outside the text. Whether monit can read the text is unknown then.
 std::vector<std::string> monitComplaints(const std::string& controlFile);
 
 } // namespace keldo::lint
