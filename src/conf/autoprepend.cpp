@@ -4,6 +4,7 @@
 
 #include "conf/assertion.h"
 #include "conf/messages.h"
+#include "conf/process_state.h"
 #include "conf/read_configuration.h"
 
 #include <cstddef>
@@ -14,8 +15,8 @@ const char* const kvrConfFile = "/etc/kvr/kvr.conf";
 
 namespace {
 
-/* The known variables and, at the same index, their defaults. The first and the last entry only
- * mark the ends. */
+/* The known variables and, at the same index, their defaults. The first and the last entry are
+ * sentinels. */
 const char* const theKvrConfArray[] = {
     "_MIN_POSSIBLE_KVR_CONF_VAR_NAME",
     "KELDO_MAILNAMES_D",
@@ -84,17 +85,10 @@ const char* const theKvrConfDefauls[] = {
     "_MAX_POSSIBLE_KVR_CONF_VAR_VALUE",
 };
 
-const size_t entry_count = sizeof(theKvrConfArray) / sizeof(theKvrConfArray[0]);
-const size_t last_index = entry_count - 2;
+const size_t last_index = kvrConfCacheSize - 2;
 
-static_assert(entry_count == sizeof(theKvrConfDefauls) / sizeof(theKvrConfDefauls[0]));
-
-/* The module's state. The configuration is null until a load succeeds and is never released. The
- * cache points into it: a slot is filled when its variable is first found in the file, so neither
- * defaults nor absent variables are cached. */
-conf_rec* theKvrConf = nullptr;
-const char* kvrConfCache[entry_count];
-bool kvrConfCacheCleared = false;
+static_assert(kvrConfCacheSize == sizeof(theKvrConfArray) / sizeof(theKvrConfArray[0]));
+static_assert(kvrConfCacheSize == sizeof(theKvrConfDefauls) / sizeof(theKvrConfDefauls[0]));
 
 void clear_cache_once() {
     if (!kvrConfCacheCleared) {
@@ -107,7 +101,7 @@ bool is_index(int index) {
     return index > 0 && static_cast<size_t>(index) <= last_index;
 }
 
-/* The file's value of the known variable at a valid index, or null. */
+/* Returns the file's value of the known variable at a valid index, or null. */
 const char* value_from_file(int index) {
     clear_cache_once();
     if (kvrConfCache[index] == nullptr && kvrConfLoad() == 0) {
@@ -155,8 +149,8 @@ const char* kvrConfGetDefaultByIndex(int index) {
 
 const char* kvrConfGetDefault(const char* name) {
     KVR_ASSERT(name != nullptr, "((void *)0) != name");
-    /* The lower end mark can be asked for, and fails the index assertion; the upper one is as
-     * unknown as any other name. */
+    /* The lower sentinel's name is found and fails the index assertion; the upper sentinel's name
+     * is unknown like any other. */
     for (size_t i = 0; i <= last_index; ++i) {
         if (strcmp(name, theKvrConfArray[i]) == 0) {
             return kvrConfGetDefaultByIndex(static_cast<int>(i));

@@ -6,9 +6,10 @@
 
 namespace keldo {
 
-/// The value of the panel configuration variable `name`, by kvrConfGetDefault(): the
-/// configuration file's or the compile-time default. Empty for a variable that is not known, which
-/// is also reported on both standard streams; a path made of it and a fixed tail is then that tail.
+/// Returns the value of the panel configuration variable `name` by kvrConfGetDefault(): the value
+/// in the configuration file or the compile-time default. If the variable is unknown, a message is
+/// printed on both standard streams and the result is empty, so that a path made of it and a fixed
+/// tail is that tail.
 std::string configValue(const std::string& name);
 
 } // namespace keldo

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <memory>
 
-/* Owners of what the C library hands out. Releasing leaves errno as it was, which may be on its
- * way to a caller who is to learn why something failed. */
+/* Owners of resources of the C library. Their destructors preserve errno, since it may already hold
+ * the reason of a failure for the caller. */
 
 struct close_file {
     void operator()(FILE* file) const noexcept {
@@ -18,7 +18,7 @@ struct close_file {
     }
 };
 
-/* A stream of fopen(). */
+/* A stream from fopen(). */
 using file_handle = std::unique_ptr<FILE, close_file>;
 
 struct free_memory {
@@ -29,5 +29,5 @@ struct free_memory {
     }
 };
 
-/* A string of malloc(), strdup() and the like. */
+/* A string from malloc(), strdup() and the like. */
 using heap_text = std::unique_ptr<char, free_memory>;

@@ -8,18 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <libgen.h>
 #include <strings.h>
 #include <syslog.h>
-
-/* The settings live until exit. This system sets messages_on_stdout alone: each run works with the
- * other values as they are. */
-const char* program_path = nullptr;
-void (*log_fn)(int priority, const char* format, ...) = log_console;
-void (*vlog_fn)(int priority, const char* format, va_list args) = log_vconsole;
-int log_level = LOG_INFO;
-int log_to_console = 1;
-int messages_on_stdout = 1;
-int log_facility = LOG_MAIL;
 
 namespace {
 
@@ -29,7 +20,7 @@ struct message_buffer {
     size_t length;   /* bytes of text in use */
 };
 
-/* Returns 0, or -1 with the buffer as it was. */
+/* Returns 0, or -1 with the buffer unchanged. */
 int enlarge(message_buffer* buffer, size_t capacity) {
     auto* text = static_cast<char*>(realloc(buffer->text.get(), capacity));
     if (text == nullptr) {
@@ -41,8 +32,8 @@ int enlarge(message_buffer* buffer, size_t capacity) {
     return 0;
 }
 
-/* Formats into the buffer, enlarged as needed; without memory for that, the text is cut to the
- * buffer. */
+/* Formats into the buffer and enlarges it as needed. Without memory the text is cut to the buffer.
+ */
 [[gnu::format(printf, 2, 0)]] void format_message(message_buffer* buffer, const char* format,
                                                   va_list args) {
     va_list again;
@@ -59,9 +50,9 @@ int enlarge(message_buffer* buffer, size_t capacity) {
     va_end(again);
 }
 
-/* Adds the error's number and text where the buffer's room takes them whole. Where it does not,
- * the buffer grows by one byte only, with room for the suffix's terminator alone: deliberately, a
- * message that fills its buffer is printed as it is, without half a suffix. */
+/* Appends the error's number and text if they fit into the buffer. If not, the buffer grows by one
+ * byte only, which holds the terminator of an empty suffix: a message that fills its buffer is
+ * deliberately printed without a suffix rather than with a part of it. */
 void append_system_error(message_buffer* buffer, int error) {
     const char* const format = "\nSystem error %d: %s";
     size_t room = buffer->capacity - buffer->length;
@@ -74,10 +65,16 @@ void append_system_error(message_buffer* buffer, int error) {
     buffer->text.get()[buffer->length] = '\0';
 }
 
-void print_on(FILE* stream, const char* message) {
-    if (program_path != nullptr) {
-        fprintf(stream, "%s: ", basename(program_path));
+void print_prefix(FILE* stream) {
+    if (program_path == nullptr) {
+        return;
     }
+    const heap_text path(strdup(program_path)); /* POSIX basename() may write to its argument */
+    fprintf(stream, "%s: ", path != nullptr ? basename(path.get()) : program_path);
+}
+
+void print_on(FILE* stream, const char* message) {
+    print_prefix(stream);
     fputs(message, stream);
     const size_t length = strlen(message);
     if (length == 0 || message[length - 1] != '\n') {

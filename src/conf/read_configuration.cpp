@@ -22,14 +22,14 @@ namespace {
 
 const int log_priority = LOG_USER | LOG_WARNING;
 
-/* Capacity in entries. The largest one keeps the array's size in bytes within 32 bits on the
+/* Capacity in entries. The largest capacity keeps the array's size in bytes within 32 bits on
  * platforms where a pair takes 8 bytes. */
 const uint32_t first_capacity = 20;
 const uint32_t capacity_step = 20;
 const uint32_t largest_capacity = 536870910;
 
-/* isspace() and isalnum() of the POSIX locale: what a file means does not depend on the language
- * that the report is written in. */
+/* isspace() and isalnum() of the POSIX locale: the meaning of a file must not depend on the
+ * language of the report. */
 bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -50,8 +50,9 @@ int compare_names(const void* left, const void* right) {
                   static_cast<const conf_pair*>(right)->name);
 }
 
-/* Sets `capacity` to what a full table grows to: twice its size, or a step more than it holds
- * where doubling would overflow. Returns 0, or -1 when the table may not grow that far. */
+/* Sets `capacity` to the next size of a full table: twice its size, or its entries plus a step if
+ * that is not enough. Returns 0, or -1 if the table may not grow to that size. A capacity of 0 is
+ * refused, since realloc() would free the array. */
 int next_capacity(const conf_rec* pconf, uint32_t* capacity) {
     *capacity = pconf->size >= INT32_MAX ? 0 : pconf->size * 2;
     if (pconf->nmemb > *capacity) {
@@ -60,14 +61,14 @@ int next_capacity(const conf_rec* pconf, uint32_t* capacity) {
         }
         *capacity = pconf->nmemb + capacity_step;
     }
-    return *capacity > largest_capacity ? -1 : 0;
+    return *capacity == 0 || *capacity > largest_capacity ? -1 : 0;
 }
 
 int allocate_table(conf_rec* pconf) {
     pconf->data = static_cast<conf_pair*>(calloc(first_capacity, sizeof(conf_pair)));
     if (pconf->data == nullptr) {
         pconf->size = 0;
-        errno = ENOMEM; /* whatever an allocator in the place of the C library's has set */
+        errno = ENOMEM; /* a replaced allocator may not set it */
         return -1;
     }
     pconf->size = first_capacity;
@@ -88,16 +89,16 @@ int grow_table(conf_rec* pconf) {
         return -1;
     }
     pconf->data = static_cast<conf_pair*>(data);
-    /* conf_free_r() walks the whole capacity. */
+    /* conf_free_r() frees the strings of the whole capacity. */
     memset(pconf->data + pconf->size, 0, (capacity - pconf->size) * sizeof(conf_pair));
     pconf->size = capacity;
     return 0;
 }
 
-/* Where a value ends that begins at `value`: at the end of the line or at a `#`, less one white
- * space character before it. Only a run of an odd length loses that character: each white space
- * character takes back the cut that the one before it had set. Panels have written values that
- * end in blanks for long enough that this has become part of the format. */
+/* Returns the end of the value that begins at `value`: the end of the line or a `#`. If the value
+ * ends in an odd number of white space characters, the last of them is cut off, since each one
+ * takes back the cut that the previous one has set. Panels have long written values that end in
+ * blanks, so this rule is part of the format. */
 char* end_of_value(char* value) {
     char* cut = nullptr;
     char* end = value + 1;
@@ -107,8 +108,8 @@ char* end_of_value(char* value) {
     return cut != nullptr ? cut : end;
 }
 
-/* Splits `line`, in place. Returns true with `name` and `value` pointing into it, or false for a
- * line that defines nothing: a blank one, a comment, or an invalid one, which is logged. */
+/* Splits `line` in place. Returns true with `name` and `value` pointing into it, or false if the
+ * line is blank, a comment or invalid. An invalid line is logged. */
 bool parse_line(char* line, char** name, char** value) {
     *name = skip_space(line);
     if (**name == '\0' || **name == '#') {
@@ -133,8 +134,8 @@ bool parse_line(char* line, char** name, char** value) {
     return true;
 }
 
-/* Reads the next line, with its newline, into `line` of `capacity` bytes, enlarged as needed.
- * Returns 0, or -1 at the end and on errors. */
+/* Reads the next line with its newline into `line` of `capacity` bytes and enlarges it as needed.
+ * Returns 0, or -1 at the end of the file or on an error. */
 int read_line(FILE* file, heap_text* line, size_t* capacity) {
     char* text = line->release();
     const ssize_t length = getdelim(&text, capacity, '\n', file);
@@ -142,8 +143,8 @@ int read_line(FILE* file, heap_text* line, size_t* capacity) {
     return length == -1 ? -1 : 0;
 }
 
-/* Adds every valid line of `file` up to its end or to a read error. Returns 0, or -1 with errno
- * where the table could not take a line. */
+/* Adds every valid line of `file` up to its end or to a read error. Returns 0, or -1 with errno if
+ * a line cannot be added. */
 int add_lines(FILE* file, conf_rec* pconf) {
     heap_text line;
     size_t capacity = 0;
@@ -230,7 +231,7 @@ void conf_finalize_r(conf_rec* pconf) {
 
 const char* conf_get_r(const char* name, const conf_rec* pconf) {
     KVR_ASSERT_TABLE(pconf);
-    /* The search reads the name only. */
+    /* Both searches read only the key's name. */
     const conf_pair key = {.name = const_cast<char*>(name), .value = nullptr};
     size_t count = pconf->nmemb;
     const void* const entry =

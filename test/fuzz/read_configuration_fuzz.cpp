@@ -21,14 +21,14 @@ namespace keldo::test {
 
 namespace {
 
-// The model: a file read by the rules of its syntax alone, character by character.
+// The model: reads a file character by character.
 
 struct Definition {
     std::string name;
     std::string value;
 };
 
-/// What a file says: its definitions, repeated names and all, and what there is to complain of.
+/// All definitions of a file, with repeated names, and the messages about invalid lines.
 struct FileContent {
     std::vector<Definition> definitions;
     std::vector<std::string> complaints;
@@ -42,7 +42,8 @@ bool isNameCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-/// The position of the first character from `start` on that is not of the kind, or the size.
+/// Returns the position of the first character at or after `start` that is not of the kind, or the
+/// size.
 std::size_t endOf(bool (*isOfKind)(char), std::string_view text, std::size_t start) {
     while (start < text.size() && isOfKind(text[start])) {
         ++start;
@@ -54,8 +55,8 @@ bool endsAt(std::string_view text, std::size_t position) {
     return position == text.size() || text[position] == '#';
 }
 
-/// The value at the start of a text that is not empty. Of the blanks at its end the last one goes
-/// where their number is odd, and none where it is even.
+/// Returns the value at the start of a text that is not empty. If the number of blanks at its end
+/// is odd, the last blank is cut off.
 std::string valueAtStartOf(std::string_view text) {
     std::size_t end = 1;
     while (!endsAt(text, end)) {
@@ -69,7 +70,7 @@ std::string valueAtStartOf(std::string_view text) {
 }
 
 void readLine(std::string_view line, FileContent& content) {
-    line = line.substr(0, line.find('\0')); // a line is a string of C
+    line = line.substr(0, line.find('\0')); // a line is a C string
     line.remove_prefix(endOf(isBlank, line, 0));
     if (endsAt(line, 0)) {
         return;
@@ -106,8 +107,8 @@ std::map<std::string, std::string> valuesOf(const FileContent& content) {
     return values;
 }
 
-/// The capacity of a table with these definitions: twice as much whenever it is full and another
-/// one comes, even of a name that is there.
+/// Returns the capacity of a table with these definitions. A full table doubles before each
+/// addition, even of a name that it has.
 std::uint32_t capacityFor(const FileContent& content) {
     std::map<std::string, std::string> values;
     std::uint32_t capacity = 20;
@@ -120,7 +121,7 @@ std::uint32_t capacityFor(const FileContent& content) {
     return capacity;
 }
 
-// What is tried.
+// The trial.
 
 struct FreeRecord {
     void operator()(conf_rec* record) const noexcept { conf_free_r(record); }
@@ -144,7 +145,7 @@ std::vector<std::string> logged;
     std::free(text);
 }
 
-/// Names to look up: those in the file, and what is like them.
+/// Returns names to look up: those in the file and similar ones.
 std::vector<std::string> namesLike(const FileContent& content) {
     std::vector<std::string> names = {"", "NAME"};
     for (const Definition& definition : content.definitions) {
@@ -161,7 +162,8 @@ void requireLookUps(const conf_rec& record, const FileContent& content) {
     for (const std::string& name : namesLike(content)) {
         const char* const value = conf_get_r(name.c_str(), &record);
         const auto expected = values.find(name);
-        require((value != nullptr) == (expected != values.end()), "a name is found if it is there");
+        require((value != nullptr) == (expected != values.end()),
+                "a name is found if the file has it");
         if (value != nullptr) {
             requireEqual(expected->second, value, "the last value of a name is found");
         }
@@ -181,7 +183,7 @@ void requireSortedTable(const conf_rec& record, const FileContent& content) {
     }
 }
 
-/// The table as it is while it is filled: in the order of insertion, and searched from its start.
+/// Checks a table that is filled by conf_add_r(): unsorted, then sorted.
 void requireSearchedTable(const FileContent& content) {
     const Record record = newRecord();
     require(conf_init_r(record.get()) == 0, "a table can be made");
@@ -204,7 +206,7 @@ void tryInput(const std::string& input) {
     logged.clear();
     log_fn = recordMessage;
     require(conf_read_file_r(file.path().c_str(), record.get()) == 0, "any file can be read");
-    require(logged == expected.complaints, "each invalid line is complained of");
+    require(logged == expected.complaints, "each invalid line is logged");
     requireSortedTable(*record, expected);
     requireLookUps(*record, expected);
     requireSearchedTable(expected);

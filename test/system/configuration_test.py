@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The panel configuration file as a whole run sees it."""
+"""The panel configuration file in whole runs."""
 
 import os
 import shutil
@@ -14,8 +14,7 @@ class ConfigurationTest(unittest.TestCase):
         self.panel = Panel(root="/usr/local/kvr/root")
 
     def configuration_opens(self):
-        # A directory without locales: what selects the language looks for its catalogue only when
-        # the locale is there.
+        # Without a locale no catalogue is bound, which would look up a variable.
         _, calls = traced(self.panel, "openat", "--status", env={"LOCPATH": "/tmp"})
         return [call.result for call in own(calls) if "/etc/kvr/kvr.conf" in call.arguments]
 
@@ -32,11 +31,12 @@ class ConfigurationTest(unittest.TestCase):
     def test_a_missing_file_is_tried_again_at_each_look_up(self):
         (CONFIGURATION / "kvr.conf").unlink()
         opens = self.configuration_opens()
-        # The upgrade tool's path, and a control file's and the monitor's for each of five services.
+        # One for the upgrade tool's path; for each of five services, one for the control file and one
+        # for the monitor.
         self.assertEqual(len(opens), 1 + 2 * 5)
         self.assertTrue(all(result.startswith("-1 ENOENT") for result in opens), opens)
 
-    def test_without_a_file_the_default_root_holds(self):
+    def test_without_a_file_the_default_root_is_used(self):
         panel = Panel()
         (CONFIGURATION / "kvr.conf").unlink()
         panel.run("--status")
@@ -53,13 +53,13 @@ class ConfigurationTest(unittest.TestCase):
                 self.panel.run("--status")
                 self.assertEqual(len(self.panel.calls()), 5)
 
-    def test_a_value_that_keeps_its_trailing_white_space_names_another_directory(self):
+    def test_trailing_white_space_is_part_of_a_value(self):
         self.panel.configure("PRODUCT_ROOT_D /usr/local/kvr/root \n")
         done = self.panel.run("--status")
         self.assertEqual(done.stdout, down_report("mysql"))
         self.assertEqual(self.panel.calls(), [])
 
-    def test_a_service_directory_in_the_file_is_not_looked_at(self):
+    def test_a_service_directory_in_the_file_is_ignored(self):
         os.mkdir("/usr/local/kvr/etc")
         shutil.move("/service", "/usr/local/kvr/etc/service")
         self.panel.configure("PRODUCT_ETC_D /usr/local/kvr/etc\nPRODUCT_ROOT_D /usr/local/kvr/root\n")

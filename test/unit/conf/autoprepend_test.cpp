@@ -34,18 +34,18 @@ using testing::StartsWith;
 
 namespace {
 
-/// How often the table of the file's variables was searched.
+/// The number of searches in the table of the file's variables.
 int tableSearches = 0;
 
 } // namespace
 
 extern "C" {
-const char* __real__Z10conf_get_rPKcPK8conf_rec(const char* name, const conf_rec* pconf);
-const char* __wrap__Z10conf_get_rPKcPK8conf_rec(const char* name, const conf_rec* pconf);
+const char* __real_conf_get_r(const char* name, const conf_rec* pconf);
+const char* __wrap_conf_get_r(const char* name, const conf_rec* pconf);
 
-const char* __wrap__Z10conf_get_rPKcPK8conf_rec(const char* name, const conf_rec* pconf) {
+const char* __wrap_conf_get_r(const char* name, const conf_rec* pconf) {
     ++tableSearches;
-    return __real__Z10conf_get_rPKcPK8conf_rec(name, pconf);
+    return __real_conf_get_r(name, pconf);
 }
 }
 
@@ -58,7 +58,7 @@ struct Variable {
     const char* defaultValue;
 };
 
-/// The variable of index 1 is the first.
+/// The first variable has index 1.
 const std::array<Variable, 29> variables = {{
     {"KELDO_MAILNAMES_D", "/var/qmail/mailnames"},
     {"COURIER_IMAP_ROOT_D", "/"},
@@ -98,7 +98,7 @@ std::string notFoundMessage(const std::string& name) {
            "' isn't found neither in /etc/kvr/kvr.conf nor in compile-time defaults\n";
 }
 
-/// Expects kvrConfGetDefault() to report `name` as not found, and null.
+/// Expects kvrConfGetDefault() to report `name` as not found and to return null.
 void expectNotFound(const char* name) {
     SCOPED_TRACE(name);
     const char* value = "";
@@ -110,8 +110,8 @@ void expectNotFound(const char* name) {
     EXPECT_EQ(value, nullptr);
 }
 
-/// Each test gives the panel configuration file its content and does its look-ups in a fresh
-/// process, since a loaded configuration stays.
+/// Each test writes the panel configuration file and looks variables up in a fresh process, since a
+/// loaded configuration is kept until exit.
 class Autoprepend : public testing::Test {
 protected:
     Autoprepend() {
@@ -131,8 +131,6 @@ private:
 
 using KvrConfLoad = Autoprepend;
 using KvrConfGet = Autoprepend;
-using KvrConfGetByIndex = Autoprepend;
-using KvrConfGetDefaultByIndex = Autoprepend;
 using KvrConfGetDefault = Autoprepend;
 
 testing::Matcher<const std::string&> assertionMessage(const std::string& function,
@@ -150,21 +148,13 @@ const char* const defaultsIndexText =
 
 // The table of variables.
 
-TEST_F(KvrConfGetDefaultByIndex, HasEachVariablesDefaultWithoutAFile) {
+TEST_F(Autoprepend, HasADefaultForEachVariableByIndexAndByName) {
     inFreshProcess([] {
         for (size_t i = 0; i < variables.size(); ++i) {
-            SCOPED_TRACE(variables.at(i).name);
-            EXPECT_STREQ(kvrConfGetDefaultByIndex(static_cast<int>(i) + 1),
-                         variables.at(i).defaultValue);
-        }
-    });
-}
-
-TEST_F(KvrConfGetDefault, KnowsEachVariableByNameWithoutAFile) {
-    inFreshProcess([] {
-        for (const Variable& variable : variables) {
-            SCOPED_TRACE(variable.name);
-            EXPECT_STREQ(kvrConfGetDefault(variable.name), variable.defaultValue);
+            const auto& [name, defaultValue] = variables.at(i);
+            SCOPED_TRACE(name);
+            EXPECT_STREQ(kvrConfGetDefaultByIndex(static_cast<int>(i) + 1), defaultValue);
+            EXPECT_STREQ(kvrConfGetDefault(name), defaultValue);
         }
     });
 }
@@ -189,49 +179,23 @@ TEST_F(Autoprepend, FindsEachVariableOfTheFileByIndexAndByName) {
     });
 }
 
-TEST_F(Autoprepend, NamesTheFile) {
-    EXPECT_EQ(kvrConfFile, confFile);
-}
-
 // Loading.
 
-TEST_F(KvrConfLoad, ReadsTheFileOnce) {
-    writeFile("PRODUCT_ROOT_D /opt/kvr\n");
-    inFreshProcess([] {
-        EXPECT_EQ(kvrConfLoad(), 0);
-        EXPECT_EQ(kvrConfLoad(), 0);
-        EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/opt/kvr");
-        EXPECT_EQ(opensOf(confFile), 1);
-    });
-}
-
-TEST_F(KvrConfLoad, DoesNotReadAgainWhatChangesLater) {
-    writeFile("PRODUCT_ROOT_D /opt/kvr\n");
-    inFreshProcess([&] {
-        EXPECT_EQ(kvrConfLoad(), 0);
-        removeFile();
-        EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/opt/kvr");
-    });
-}
-
-TEST_F(KvrConfLoad, IsNotDoneBeforeTheFirstLookup) {
+TEST_F(KvrConfLoad, ReadsTheFileOnceOnTheFirstLookupAndKeepsIt) {
+    EXPECT_EQ(kvrConfFile, confFile);
     writeFile("PRODUCT_ROOT_D /opt/kvr\n");
     inFreshProcess([] {
         EXPECT_EQ(opensOf(confFile), 0);
-        kvrConfGetDefault("PRODUCT_ROOT_D");
+        EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/opt/kvr");
+        EXPECT_EQ(kvrConfLoad(), 0);
         EXPECT_EQ(opensOf(confFile), 1);
+        removeFile();
+        EXPECT_EQ(kvrConfLoad(), 0);
+        EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/opt/kvr");
     });
 }
 
-TEST_F(KvrConfLoad, FailsSilentlyWithoutAFile) {
-    inFreshProcess([] {
-        int result = 0;
-        EXPECT_THAT(printedBy([&] { result = kvrConfLoad(); }), IsEmpty());
-        EXPECT_EQ(result, -1);
-    });
-}
-
-TEST_F(KvrConfLoad, OfAnEmptyFileSucceeds) {
+TEST_F(KvrConfLoad, AcceptsAnEmptyFile) {
     writeFile("");
     inFreshProcess([] {
         EXPECT_EQ(kvrConfLoad(), 0);
@@ -240,7 +204,7 @@ TEST_F(KvrConfLoad, OfAnEmptyFileSucceeds) {
     });
 }
 
-TEST_F(KvrConfLoad, OfAMissingFileIsTriedAgainAtEachLookup) {
+TEST_F(KvrConfLoad, TriesAgainAtEachLookupWithoutAFile) {
     inFreshProcess([] {
         EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/usr/local/kvr");
         EXPECT_EQ(opensOf(confFile), 1);
@@ -257,7 +221,7 @@ TEST_F(KvrConfLoad, OfAMissingFileIsTriedAgainAtEachLookup) {
     });
 }
 
-TEST_F(KvrConfLoad, FindsAFileThatAppearedAfterAFailure) {
+TEST_F(KvrConfLoad, ReadsAFileThatAppearsAfterAFailure) {
     inFreshProcess([&] {
         EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/usr/local/kvr");
         writeFile("PRODUCT_ROOT_D /opt/kvr\n");
@@ -266,18 +230,21 @@ TEST_F(KvrConfLoad, FindsAFileThatAppearedAfterAFailure) {
     });
 }
 
-TEST_F(KvrConfLoad, FailsOnAFileThatCannotBeReadToItsEnd) {
-    redirectFile(confFile, "/");
-    inFreshProcess([] {
-        EXPECT_THAT(
-            printedBy([] { EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/usr/local/kvr"); }),
-            IsEmpty());
-        EXPECT_EQ(kvrConfLoad(), -1);
-        EXPECT_EQ(opensOf(confFile), 2);
-    });
+TEST_F(KvrConfLoad, FailsSilentlyIfTheFileIsMissingOrUnreadable) {
+    for (const char* file : {"", "/"}) {
+        SCOPED_TRACE(file);
+        redirectFile(confFile, file);
+        inFreshProcess([] {
+            int result = 0;
+            EXPECT_THAT(printedBy([&] { result = kvrConfLoad(); }), IsEmpty());
+            EXPECT_EQ(result, -1);
+            EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/usr/local/kvr");
+            EXPECT_EQ(opensOf(confFile), 2);
+        });
+    }
 }
 
-TEST_F(KvrConfLoad, ReportsThatTheRecordCannotBeAllocated) {
+TEST_F(KvrConfLoad, ReportsMissingMemoryForTheRecordUsesDefaultsAndTriesAgain) {
     writeFile("PRODUCT_ROOT_D /opt/kvr\n");
     inFreshProcess([] {
         int result = 0;
@@ -289,12 +256,6 @@ TEST_F(KvrConfLoad, ReportsThatTheRecordCannotBeAllocated) {
                                 "structure\n\nSystem error 12: Cannot allocate memory\n"));
         EXPECT_EQ(result, -1);
         EXPECT_EQ(opensOf(confFile), 0);
-    });
-}
-
-TEST_F(KvrConfLoad, WithoutMemoryForTheRecordLeavesTheDefaultsAndIsTriedAgain) {
-    writeFile("PRODUCT_ROOT_D /opt/kvr\n");
-    inFreshProcess([] {
         printedBy([] {
             failCall(Call::calloc);
             EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), "/usr/local/kvr");
@@ -307,7 +268,7 @@ TEST_F(KvrConfLoad, WithoutMemoryForTheRecordLeavesTheDefaultsAndIsTriedAgain) {
     });
 }
 
-TEST_F(KvrConfLoad, WithoutMemoryWhileReadingIsSilentAndTriedAgain) {
+TEST_F(KvrConfLoad, FailsSilentlyWithoutMemoryWhileReadingAndTriesAgain) {
     writeFile("DUMP_D /dumps\nPRODUCT_ROOT_D /opt/kvr\n");
     const std::vector<std::pair<Call, int>> failures = {
         {Call::calloc, 2}, {Call::strdup, 1}, {Call::strdup, 4}};
@@ -339,35 +300,21 @@ TEST_F(Autoprepend, ReturnsTheSamePointerOnEveryLaterCall) {
     });
 }
 
-TEST_F(Autoprepend, CachesAVariableOfTheFileAfterItsFirstLookup) {
-    writeFile("PRODUCT_ROOT_D /opt/kvr\n");
-    inFreshProcess([] {
-        kvrConfGetByIndex(productRoot);
-        kvrConfGetByIndex(productRoot);
-        kvrConfGetDefaultByIndex(productRoot);
-        kvrConfGetDefault("PRODUCT_ROOT_D");
-        EXPECT_EQ(tableSearches, 1);
-    });
-}
-
-TEST_F(Autoprepend, SearchesForAVariableThatTheFileLacksOnEveryCall) {
-    writeFile("DUMP_D /dumps\n");
-    inFreshProcess([] {
-        kvrConfGetByIndex(productRoot);
-        kvrConfGetDefaultByIndex(productRoot);
-        kvrConfGetDefault("PRODUCT_ROOT_D");
-        EXPECT_EQ(tableSearches, 3);
-        EXPECT_EQ(opensOf(confFile), 1);
-    });
-}
-
-TEST_F(KvrConfGetByIndex, HasNoDefaultForAVariableThatTheFileLacks) {
-    writeFile("DUMP_D /dumps\n");
-    inFreshProcess([] {
-        EXPECT_EQ(kvrConfGetByIndex(productRoot), nullptr);
-        EXPECT_STREQ(kvrConfGetDefaultByIndex(productRoot), "/usr/local/kvr");
-        EXPECT_EQ(kvrConfGetByIndex(productRoot), nullptr);
-    });
+TEST_F(Autoprepend, CachesOnlyVariablesThatTheFileHas) {
+    for (const bool inFile : {true, false}) {
+        SCOPED_TRACE(inFile);
+        writeFile(inFile ? "PRODUCT_ROOT_D /opt/kvr\n" : "DUMP_D /dumps\n");
+        inFreshProcess([inFile] {
+            const char* const value = inFile ? "/opt/kvr" : nullptr;
+            const char* const orDefault = inFile ? "/opt/kvr" : "/usr/local/kvr";
+            EXPECT_STREQ(kvrConfGetByIndex(productRoot), value);
+            EXPECT_STREQ(kvrConfGetDefaultByIndex(productRoot), orDefault);
+            EXPECT_STREQ(kvrConfGetDefault("PRODUCT_ROOT_D"), orDefault);
+            EXPECT_STREQ(kvrConfGetByIndex(productRoot), value);
+            EXPECT_EQ(tableSearches, inFile ? 1 : 4);
+            EXPECT_EQ(opensOf(confFile), 1);
+        });
+    }
 }
 
 TEST_F(KvrConfGet, FindsAnyNameOfTheFileWithoutDefaultsOrCaching) {
@@ -377,15 +324,8 @@ TEST_F(KvrConfGet, FindsAnyNameOfTheFileWithoutDefaultsOrCaching) {
         EXPECT_STREQ(kvrConfGet("DUMP_D"), "/dumps");
         EXPECT_STREQ(kvrConfGet("DUMP_D"), "/dumps");
         EXPECT_EQ(kvrConfGet("PRODUCT_ROOT_D"), nullptr);
-        EXPECT_EQ(kvrConfGet("dump_d"), nullptr);
+        EXPECT_THAT(printedBy([] { EXPECT_EQ(kvrConfGet("dump_d"), nullptr); }), IsEmpty());
         EXPECT_EQ(tableSearches, 5);
-    });
-}
-
-TEST_F(KvrConfGet, PrintsNothingForAnUnknownName) {
-    writeFile("");
-    inFreshProcess([] {
-        EXPECT_THAT(printedBy([] { EXPECT_EQ(kvrConfGet("PRODUCT_ETC_D"), nullptr); }), IsEmpty());
     });
 }
 
@@ -397,15 +337,8 @@ TEST_F(KvrConfGetDefault, ReportsAnUnknownNameEachTimeWhateverTheFileSays) {
               "PRODUCT_ROOT_D ", "", "_MAX_POSSIBLE_KVR_CONF_VAR_NAME"}) {
             expectNotFound(name);
         }
-        EXPECT_STREQ(kvrConfGet("PRODUCT_ETC_D"), "/etc/panel");
-    });
-}
-
-TEST_F(KvrConfGetDefault, DoesNotConsultTheFileForAnUnknownName) {
-    writeFile("PRODUCT_ETC_D /etc/panel\n");
-    inFreshProcess([] {
-        expectNotFound("PRODUCT_ETC_D");
         EXPECT_EQ(opensOf(confFile), 0);
+        EXPECT_STREQ(kvrConfGet("PRODUCT_ETC_D"), "/etc/panel");
     });
 }
 
@@ -422,23 +355,17 @@ TEST_F(KvrConfGetDefault, NamesTheCurrentSystemErrorWithAnUnknownName) {
 
 // Assertions.
 
-TEST_F(KvrConfGetByIndex, AbortsOutsideTheTable) {
+TEST_F(Autoprepend, AbortsOnAnIndexOutsideTheTable) {
     for (const int index : {0, 30, 31, -1, INT_MAX, INT_MIN}) {
         SCOPED_TRACE(index);
         EXPECT_EXIT(kvrConfGetByIndex(index), KilledBySignal(SIGABRT),
                     assertionMessage("kvrConfGetByIndex(int)", arrayIndexText));
-    }
-}
-
-TEST_F(KvrConfGetDefaultByIndex, AbortsOutsideTheTable) {
-    for (const int index : {0, 30, 31, -1, INT_MAX, INT_MIN}) {
-        SCOPED_TRACE(index);
         EXPECT_EXIT(kvrConfGetDefaultByIndex(index), KilledBySignal(SIGABRT),
                     assertionMessage("kvrConfGetDefaultByIndex(int)", defaultsIndexText));
     }
 }
 
-TEST_F(KvrConfGetDefault, AbortsOnTheLowerSentinelByTheIndexCheck) {
+TEST_F(KvrConfGetDefault, AbortsOnTheLowerSentinel) {
     writeFile("_MIN_POSSIBLE_KVR_CONF_VAR_NAME x\n");
     EXPECT_EXIT(kvrConfGetDefault("_MIN_POSSIBLE_KVR_CONF_VAR_NAME"), KilledBySignal(SIGABRT),
                 assertionMessage("kvrConfGetDefaultByIndex(int)", defaultsIndexText));

@@ -23,25 +23,19 @@ const char* const confFile = "/etc/kvr/kvr.conf";
 
 } // namespace
 
-TEST(ConfigValue, IsTheDefaultWithoutAFile) {
-    inFreshProcess([] {
-        redirectFile(confFile, "");
-        EXPECT_EQ(configValue("PRODUCT_ROOT_D"), "/usr/local/kvr");
-    });
-}
-
-TEST(ConfigValue, IsTheFilesValue) {
+TEST(ConfigValue, IsACopyOfTheFilesValueOrOfTheDefault) {
     const TemporaryDirectory directory;
-    redirectFile(confFile, directory.write("kvr.conf", "PRODUCT_ROOT_D /opt/kvr\n"));
-    inFreshProcess([] { EXPECT_EQ(configValue("PRODUCT_ROOT_D"), "/opt/kvr"); });
-}
-
-TEST(ConfigValue, IsACopy) {
-    inFreshProcess([] {
-        redirectFile(confFile, "");
-        configValue("PRODUCT_ROOT_D").assign("changed");
-        EXPECT_EQ(configValue("PRODUCT_ROOT_D"), "/usr/local/kvr");
-    });
+    const std::string file = directory.write("kvr.conf", "PRODUCT_ROOT_D /opt/kvr\n");
+    for (const bool exists : {false, true}) {
+        SCOPED_TRACE(exists);
+        redirectFile(confFile, exists ? file : "");
+        inFreshProcess([exists] {
+            const std::string expected = exists ? "/opt/kvr" : "/usr/local/kvr";
+            EXPECT_EQ(configValue("PRODUCT_ROOT_D"), expected);
+            configValue("PRODUCT_ROOT_D").assign("changed");
+            EXPECT_EQ(configValue("PRODUCT_ROOT_D"), expected);
+        });
+    }
 }
 
 TEST(ConfigValue, IsEmptyForAnUnknownVariableAndReportsIt) {

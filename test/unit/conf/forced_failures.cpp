@@ -10,13 +10,13 @@ namespace {
 
 using keldo::test::Call;
 
-/// Which calls of a function are still to fail.
+/// The calls of a function that will fail.
 struct Failures {
-    int successes = 0; ///< before the first
+    int successes = 0; ///< before the first failure
     int count = 0;
 };
 
-std::array<Failures, 5> failures; // of each function
+std::array<Failures, 5> failures; // one for each Call
 
 int errnoOfFailures = ENOMEM;
 
@@ -103,7 +103,7 @@ int __wrap_vasprintf(char** text, const char* format, va_list args) {
     return fails(Call::vasprintf) ? -1 : __real_vasprintf(text, format, args);
 }
 
-// What vasprintf() becomes with _FORTIFY_SOURCE.
+// _FORTIFY_SOURCE replaces vasprintf() by this.
 int __wrap___vasprintf_chk(char** text, int flag, const char* format, va_list args) {
     return fails(Call::vasprintf) ? -1 : __real___vasprintf_chk(text, flag, format, args);
 }

@@ -8,22 +8,22 @@
 
 namespace keldo::test {
 
-/// The C functions whose failure a test can order.
+/// The C functions that a test can make fail.
 enum class Call { malloc, calloc, realloc, strdup, vasprintf };
 
-/// Makes the `number`-th call of `call` from now on fail with ENOMEM, and no other; with 0, none.
+/// Makes only the `number`-th call of `call` from now on fail with ENOMEM; 0 cancels the failure.
 void failCall(Call call, int number = 1);
 
-/// Makes that many calls of `call` fail with ENOMEM, from the next one on.
+/// Makes the next `count` calls of `call` fail with ENOMEM.
 void failNextCalls(Call call, int count);
 
-/// What errno is after a failed call from now on; ENOMEM at first.
+/// Sets the errno of failed calls from now on; ENOMEM at first.
 void setErrnoOfFailures(int error);
 
-/// Lets free() set errno, as POSIX allowed it to until 2024; 0 lets it not.
+/// Makes free() set errno, which POSIX allowed until 2024; 0 stops that.
 void setErrnoInFree(int error);
 
-/// The sizes in bytes that realloc() is asked for by `action`, also in vain.
+/// Returns the sizes in bytes of all realloc() calls during `action`, failed ones included.
 std::vector<size_t> reallocSizesIn(const std::function<void()>& action);
 
 } // namespace keldo::test

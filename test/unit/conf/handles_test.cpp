@@ -12,8 +12,8 @@ using keldo::test::setErrnoInFree;
 
 namespace {
 
-/// A stream whose end leaves an errno, and tells that it has come.
-FILE* streamThatTellsItsEnd(bool* ended) {
+/// A stream that changes errno and sets `ended` when it is closed.
+FILE* streamThatSetsErrno(bool* ended) {
     cookie_io_functions_t functions = {};
     functions.close = [](void* cookie) {
         *static_cast<bool*>(cookie) = true;
@@ -28,7 +28,7 @@ FILE* streamThatTellsItsEnd(bool* ended) {
 TEST(FileHandle, ClosesItsFileAndLeavesErrnoAsItWas) {
     bool ended = false;
     errno = ENOENT;
-    { const file_handle file(streamThatTellsItsEnd(&ended)); }
+    { const file_handle file(streamThatSetsErrno(&ended)); }
     EXPECT_EQ(ENOENT, errno);
     EXPECT_TRUE(ended);
 }

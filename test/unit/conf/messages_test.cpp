@@ -35,10 +35,10 @@ using testing::StrEq;
 
 namespace {
 
-/// The calls of the system log's functions, as text.
+/// The calls of the system log's functions as text.
 std::vector<std::string> systemLog;
 
-/// The identity that openlog() was given, as the very pointer.
+/// The pointer that openlog() got as the identity.
 const char* systemLogIdentity = nullptr;
 
 } // namespace
@@ -76,7 +76,7 @@ void __wrap_syslog(int priority, const char* format, ...) {
 
 namespace {
 
-/// Puts the process-wide settings back after each test.
+/// Restores the process-wide settings after each test.
 class Messages : public testing::Test {
 protected:
     void TearDown() override {
@@ -139,18 +139,14 @@ TEST(MessagesSettings, StartWithTheConsoleUpToLevelSix) {
 
 // msg_asprintf() and msg_vasprintf().
 
-TEST_F(MessagesFormat, MakesAStringForTheCallerToFree) {
-    const std::unique_ptr<char, decltype(&free)> text(msg_asprintf("%s-%03d", "a", 7), free);
-    EXPECT_STREQ(text.get(), "a-007");
-}
-
-TEST_F(MessagesFormat, HasNoLimitOfLength) {
+TEST_F(MessagesFormat, MakesAStringOfAnyLengthForTheCallerToFree) {
     const std::string long_text(100000, 'x');
-    const std::unique_ptr<char, decltype(&free)> text(msg_asprintf("%s", long_text.c_str()), free);
-    EXPECT_EQ(text.get(), long_text);
+    const std::unique_ptr<char, decltype(&free)> text(
+        msg_asprintf("%s-%03d-%s", "a", 7, long_text.c_str()), free);
+    EXPECT_EQ(text.get(), "a-007-" + long_text);
 }
 
-TEST_F(MessagesFormat, EndsTheProcessWithStatusOneWithoutMemory) {
+TEST_F(MessagesFormat, ExitsWithStatusOneWithoutMemory) {
     const std::string message = "Cannot allocate memory: Cannot allocate memory\n"
                                 "System error 12: Cannot allocate memory\n";
     EXPECT_EXIT(withOneStream([] {
@@ -162,91 +158,63 @@ TEST_F(MessagesFormat, EndsTheProcessWithStatusOneWithoutMemory) {
 
 // report_error() and report_verror(): the text.
 
-TEST_F(MessagesReportError, PrintsOnStandardErrorAndThenOnStandardOutputFlushed) {
-    EXPECT_EQ(reported(0, "text"), onBothStreams("text\n"));
+TEST_F(MessagesReportError, PrintsTheMessageAndTheErrorAtEntryOnBothStreamsFlushed) {
+    const struct {
+        int error;
+        std::string message;
+        std::string printed;
+    } rows[] = {
+        {0, "text", "text\n"},
+        {0, "text\n", "text\n"},
+        {0, "text\n\n", "text\n\n"},
+        {0, "a\nb", "a\nb\n"},
+        {0, "\n", "\n"},
+        {0, "", "\n"},
+        {2, "text", "text" + systemErrorTwo + "\n"},
+        {2, "text\n", "text\n" + systemErrorTwo + "\n"},
+        {9999, "text", "text\nSystem error 9999: Unknown error 9999\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.printed);
+        EXPECT_EQ(reported(row.error, row.message), onBothStreams(row.printed));
+    }
 }
 
-TEST_F(MessagesReportError, KeepsOffAStandardOutputThatIsForSomethingElse) {
+TEST_F(MessagesReportError, SparesAStandardOutputThatIsForSomethingElse) {
     messages_on_stdout = 0;
     EXPECT_EQ(reported(0, "text"), (std::vector<PrintedText>{{"stderr", "text\n"}}));
 }
 
-TEST_F(MessagesReportError, FormatsItsArguments) {
-    EXPECT_EQ(printedBy([] {
-                  errno = 0;
-                  report_error(0, 0, "%s %d%%", "of", 5);
-              }),
-              onBothStreams("of 5%\n"));
-}
-
-TEST_F(MessagesReportError, TakesAnArgumentListAsWell) {
-    EXPECT_EQ(printedBy([] {
-                  errno = 2;
-                  callReportVerror(0, 0, "%s %d", "of", 5);
-              }),
-              onBothStreams("of 5" + systemErrorTwo + "\n"));
-}
-
-TEST_F(MessagesReportError, IsNotChangedByTheSecondArgument) {
+TEST_F(MessagesReportError, FormatsArgumentsAndArgumentListsWhateverItsSecondParameterIs) {
     for (const int unused : {0, 1, -1}) {
         SCOPED_TRACE(unused);
+        const std::vector<PrintedText> expected = onBothStreams("of 5%" + systemErrorTwo + "\n");
         EXPECT_EQ(printedBy([&] {
-                      errno = 0;
-                      report_error(0, unused, "text");
+                      errno = 2;
+                      report_error(0, unused, "%s %d%%", "of", 5);
                   }),
-                  onBothStreams("text\n"));
+                  expected);
+        EXPECT_EQ(printedBy([&] {
+                      errno = 2;
+                      callReportVerror(0, unused, "%s %d%%", "of", 5);
+                  }),
+                  expected);
     }
 }
 
-TEST_F(MessagesReportError, EndsEveryMessageInOneNewline) {
-    const std::vector<std::pair<std::string, std::string>> rows = {
-        {"text", "text\n"}, {"text\n", "text\n"}, {"text\n\n", "text\n\n"},
-        {"a\nb", "a\nb\n"}, {"\n", "\n"},         {"", "\n"},
-    };
-    for (const auto& [message, printed] : rows) {
-        SCOPED_TRACE(message);
-        EXPECT_EQ(reported(0, message), onBothStreams(printed));
+TEST_F(MessagesReportError, NamesAndKeepsTheErrorAtEntryIfFormattingFailsWithAnother) {
+    // The C locale lacks this character, so vsnprintf() fails with EILSEQ.
+    for (const int error : {2, 0}) {
+        SCOPED_TRACE(error);
+        int after = -1;
+        EXPECT_EQ(printedBy([&] {
+                      errno = error;
+                      report_error(0, 0, "%ls", L"\u20ac");
+                      after = errno;
+                  }),
+                  onBothStreams(error == 2 ? systemErrorTwo + "\n" : "\n"));
+        EXPECT_EQ(after, error);
     }
-}
-
-TEST_F(MessagesReportError, AddsTheSystemErrorAtEntry) {
-    EXPECT_EQ(reported(2, "text"), onBothStreams("text" + systemErrorTwo + "\n"));
-}
-
-TEST_F(MessagesReportError, KeepsTheMessagesNewlineBeforeTheSystemError) {
-    EXPECT_EQ(reported(2, "text\n"), onBothStreams("text\n" + systemErrorTwo + "\n"));
-}
-
-TEST_F(MessagesReportError, NamesAnErrorThatTheSystemDoesNotKnow) {
-    EXPECT_EQ(reported(9999, "text"),
-              onBothStreams("text\nSystem error 9999: Unknown error 9999\n"));
-}
-
-TEST_F(MessagesReportError, NamesTheErrorAtEntryWhenTheFormattingFailsWithAnother) {
-    // In the C locale there is no such character, which vsnprintf() tells by EILSEQ.
-    EXPECT_EQ(printedBy([] {
-                  errno = 2;
-                  report_error(0, 0, "%ls", L"\u20ac");
-              }),
-              onBothStreams(systemErrorTwo + "\n"));
-}
-
-TEST_F(MessagesReportError, NamesNoErrorThatOnlyTheFormattingMade) {
-    EXPECT_EQ(printedBy([] {
-                  errno = 0;
-                  report_error(0, 0, "%ls", L"\u20ac");
-              }),
-              onBothStreams("\n"));
-}
-
-TEST_F(MessagesReportError, LeavesTheErrorAtEntryWhenTheFormattingFailsWithAnother) {
-    int error = 0;
-    printedBy([&] {
-        errno = 2;
-        report_error(0, 0, "%ls", L"\u20ac");
-        error = errno;
-    });
-    EXPECT_EQ(error, 2);
 }
 
 TEST_F(MessagesReportError, WritesTheErrorNumberWithoutDigitGrouping) {
@@ -258,41 +226,52 @@ TEST_F(MessagesReportError, WritesTheErrorNumberWithoutDigitGrouping) {
     });
 }
 
-TEST_F(MessagesReportError, PrefixesTheBaseNameOfTheProgramsPath) {
-    for (const char* path : {"/usr/local/kvr/admin/sbin/keldoctl", "./keldoctl", "keldoctl"}) {
-        SCOPED_TRACE(path);
-        program_path = path;
-        EXPECT_EQ(reported(0, "text"), onBothStreams("keldoctl: text\n"));
+TEST_F(MessagesReportError, PrefixesThePosixBaseNameOfTheProgramsPathToTheFirstLine) {
+    const struct {
+        const char* path;
+        const char* name;
+    } rows[] = {
+        {"/usr/local/kvr/admin/sbin/keldoctl", "keldoctl"},
+        {"./keldoctl", "keldoctl"},
+        {"keldoctl", "keldoctl"},
+        {"/sbin/keldoctl/", "keldoctl"},
+        {"keldoctl//", "keldoctl"},
+        {"/", "/"},
+        {"", "."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.path);
+        program_path = row.path;
+        EXPECT_EQ(reported(2, "a\nb"),
+                  onBothStreams(std::string(row.name) + ": a\nb" + systemErrorTwo + "\n"));
     }
 }
 
-TEST_F(MessagesReportError, PrefixesOnlyTheFirstLine) {
+TEST_F(MessagesReportError, PrefixesTheWholePathWithoutMemoryForItsCopy) {
     program_path = "/sbin/keldoctl";
-    EXPECT_EQ(reported(2, "a\nb"), onBothStreams("keldoctl: a\nb" + systemErrorTwo + "\n"));
+    EXPECT_EQ(printedBy([] {
+                  failNextCalls(Call::strdup, 2);
+                  errno = 0;
+                  report_error(0, 0, "text");
+              }),
+              onBothStreams("/sbin/keldoctl: text\n"));
 }
 
 // The buffer of 4096 bytes.
 
-TEST_F(MessagesReportError, AddsTheSystemErrorUpToTheBuffersLastByte) {
-    const std::string message(4095 - systemErrorTwo.size(), 'x');
-    EXPECT_EQ(reported(2, message), onBothStreams(message + systemErrorTwo + "\n"));
-}
-
-TEST_F(MessagesReportError, LeavesOutASystemErrorThatIsOneByteTooLong) {
-    const std::string message(4096 - systemErrorTwo.size(), 'x');
-    EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
-}
-
-TEST_F(MessagesReportError, PrintsLongMessagesWholeWithoutTheSystemError) {
-    for (const size_t length : {4090U, 4094U, 4095U, 4096U, 4097U, 5000U}) {
+TEST_F(MessagesReportError, AddsTheSystemErrorOnlyIfItFitsIntoTheBuffer) {
+    const size_t last = 4095 - systemErrorTwo.size();
+    for (const size_t length :
+         {last, last + 1, size_t(4094), size_t(4095), size_t(4096), size_t(4097), size_t(5000)}) {
         SCOPED_TRACE(length);
         const std::string message(length, 'x');
-        EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
+        EXPECT_EQ(reported(2, message),
+                  onBothStreams(message + (length <= last ? systemErrorTwo : "") + "\n"));
         EXPECT_EQ(reported(0, message), onBothStreams(message + "\n"));
     }
 }
 
-TEST_F(MessagesReportError, EnlargesTheBufferToTheMessageAndByOneByteForWhatDoesNotFit) {
+TEST_F(MessagesReportError, EnlargesTheBufferForTheMessageAndByOneByteForASuffixThatDoesNotFit) {
     const size_t suffix = systemErrorTwo.size();
     struct Row {
         int error;
@@ -315,27 +294,22 @@ TEST_F(MessagesReportError, EnlargesTheBufferToTheMessageAndByOneByteForWhatDoes
     }
 }
 
-TEST_F(MessagesReportError, CutsAMessageThatTheBufferCannotGrowTo) {
-    for (const int error : {0, 2}) {
-        SCOPED_TRACE(error);
-        failCall(Call::realloc);
-        EXPECT_EQ(reported(error, std::string(4095, 'x') + std::string(905, 'y')),
-                  onBothStreams(std::string(4095, 'x') + "\n"));
+TEST_F(MessagesReportError, CutsTheMessageToABufferThatCannotGrow) {
+    const struct {
+        int error;
+        size_t length;
+        int failures;
+        size_t printed;
+    } rows[] = {{0, 5000, 1, 4095}, {2, 5000, 1, 4095}, {2, 4096, 2, 4095}, {2, 4080, 1, 4080}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.length);
+        failNextCalls(Call::realloc, row.failures);
+        EXPECT_EQ(reported(row.error, std::string(row.length, 'x')),
+                  onBothStreams(std::string(row.printed, 'x') + "\n"));
     }
 }
 
-TEST_F(MessagesReportError, StaysWithinABufferThatCannotGrowAtAll) {
-    failNextCalls(Call::realloc, 2);
-    EXPECT_EQ(reported(2, std::string(4096, 'x')), onBothStreams(std::string(4095, 'x') + "\n"));
-}
-
-TEST_F(MessagesReportError, PrintsTheMessageAloneWhenTheExtraByteIsRefused) {
-    const std::string message(4080, 'x');
-    failCall(Call::realloc);
-    EXPECT_EQ(reported(2, message), onBothStreams(message + "\n"));
-}
-
-TEST_F(MessagesReportError, SaysThatThereIsNoMemoryInPlaceOfTheMessage) {
+TEST_F(MessagesReportError, ReportsMissingMemoryInsteadOfTheMessage) {
     program_path = "/sbin/keldoctl";
     const std::vector<PrintedText> printed = printedBy([] {
         failCall(Call::malloc);
@@ -346,24 +320,16 @@ TEST_F(MessagesReportError, SaysThatThereIsNoMemoryInPlaceOfTheMessage) {
 
 // The exit status.
 
-TEST_F(MessagesReportError, EndsTheProcessWithItsExitStatusAfterPrinting) {
-    EXPECT_EXIT(withOneStream([] {
-                    errno = 0;
-                    report_error(3, 0, "text");
-                }),
-                ExitedWithCode(3), StrEq("text\ntext\n"));
-}
-
-TEST_F(MessagesReportError, EndsTheProcessByExitAndNotAtOnce) {
+TEST_F(MessagesReportError, CallsExitWithItsExitStatusAfterPrinting) {
     EXPECT_EXIT(
         {
             atexit([] { static_cast<void>(write(STDERR_FILENO, "handler\n", 8)); });
             withOneStream([] {
                 errno = 0;
-                report_error(1, 0, "text");
+                report_error(3, 0, "text");
             });
         },
-        ExitedWithCode(1), StrEq("text\ntext\nhandler\n"));
+        ExitedWithCode(3), StrEq("text\ntext\nhandler\n"));
 }
 
 TEST_F(MessagesReportError, KeepsTheCallersExitStatusWithoutMemory) {
@@ -378,27 +344,17 @@ TEST_F(MessagesReportError, KeepsTheCallersExitStatusWithoutMemory) {
 
 // The log hook and the console writers.
 
-TEST_F(MessagesLog, PrintsOnBothStreamsFlushed) {
-    EXPECT_EQ(printedBy([] { log_fn(6, "%s %d", "text", 1); }), onBothStreams("text 1\n"));
-    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "%s %d", "text", 2); }),
-              onBothStreams("text 2\n"));
+TEST_F(MessagesLog, PrintsOnBothStreamsFlushedAndAlwaysAddsANewline) {
+    EXPECT_EQ(printedBy([] { log_fn(6, "%s %d\n", "text", 1); }), onBothStreams("text 1\n\n"));
+    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "%s %d\n", "text", 2); }),
+              onBothStreams("text 2\n\n"));
 }
 
-TEST_F(MessagesLog, KeepsOffAStandardOutputThatIsForSomethingElse) {
+TEST_F(MessagesLog, SparesAStandardOutputThatIsForSomethingElse) {
     messages_on_stdout = 0;
     const std::vector<PrintedText> onErrorAlone = {{"stderr", "text\n"}};
     EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onErrorAlone);
     EXPECT_EQ(printedBy([] { callLogHookWithList(6, "text"); }), onErrorAlone);
-}
-
-TEST_F(MessagesLog, AddsANewlineAlsoAfterANewline) {
-    EXPECT_EQ(printedBy([] { log_fn(6, "text\n"); }), onBothStreams("text\n\n"));
-    EXPECT_EQ(printedBy([] { callLogHookWithList(6, "text\n"); }), onBothStreams("text\n\n"));
-}
-
-TEST_F(MessagesLog, DoesNotPrintTheReadersPriorityAtTheStart) {
-    EXPECT_THAT(printedBy([] { log_fn(12, "text"); }), IsEmpty());
-    EXPECT_THAT(printedBy([] { callLogHookWithList(12, "text"); }), IsEmpty());
 }
 
 TEST_F(MessagesLog, PrintsPrioritiesUpToTheLevel) {
@@ -407,9 +363,9 @@ TEST_F(MessagesLog, PrintsPrioritiesUpToTheLevel) {
         int priority;
         bool printed;
     };
-    for (const Row row :
-         {Row{6, 0, true}, Row{6, 6, true}, Row{6, 7, false}, Row{6, -1, true}, Row{11, 12, false},
-          Row{12, 12, true}, Row{0, 0, true}, Row{0, 1, false}, Row{-1, 0, false}}) {
+    for (const Row row : {Row{6, 0, true}, Row{6, 6, true}, Row{6, 7, false}, Row{6, 12, false},
+                          Row{6, -1, true}, Row{11, 12, false}, Row{12, 12, true}, Row{0, 0, true},
+                          Row{0, 1, false}, Row{-1, 0, false}}) {
         SCOPED_TRACE(std::to_string(row.level) + " " + std::to_string(row.priority));
         log_level = row.level;
         const std::vector<PrintedText> expected =
@@ -419,12 +375,8 @@ TEST_F(MessagesLog, PrintsPrioritiesUpToTheLevel) {
     }
 }
 
-TEST_F(MessagesLog, DoesNotLookAtTheConsoleFlag) {
+TEST_F(MessagesLog, IgnoresTheConsoleFlagTheProgramsPathAndErrno) {
     log_to_console = 0;
-    EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onBothStreams("text\n"));
-}
-
-TEST_F(MessagesLog, HasNoProgramPrefixAndNoSystemError) {
     program_path = "/sbin/keldoctl";
     EXPECT_EQ(printedBy([] {
                   errno = 2;

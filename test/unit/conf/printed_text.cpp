@@ -27,7 +27,7 @@ ssize_t record(void* cookie, const char* text, size_t size) {
     return static_cast<ssize_t>(size);
 }
 
-/// A fully buffered stream, so that what is not flushed does not reach the recorder.
+/// Opens a fully buffered stream, so that only flushed text reaches the recorder.
 FILE* openRecorder(Recorder* recorder) {
     const cookie_io_functions_t functions = {
         .read = nullptr, .write = record, .seek = nullptr, .close = nullptr};
