@@ -3,7 +3,6 @@
 #include "adapter/monit.h"
 
 #include "adapter/file.h"
-#include "exec/duplicate.h"
 #include "exec/unique_fd.h"
 
 #include <array>

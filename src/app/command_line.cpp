@@ -2,7 +2,7 @@
 
 #include "app/command_line.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 
 #include <algorithm>
 #include <cstddef>

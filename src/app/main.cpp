@@ -2,8 +2,7 @@
 
 #include "app/command_line.h"
 #include "app/run.h"
-#include "exec/inherited_state.h"
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 
 #include <cstdio>
 #include <cstdlib>

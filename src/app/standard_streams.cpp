@@ -3,7 +3,7 @@
 #include "app/standard_streams.h"
 
 #include "conf/messages.h"
-#include "exec/duplicate.h"
+#include "exec/unique_fd.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -2,8 +2,7 @@
 
 #include "exec/command_runner.h"
 
-#include "exec/duplicate.h"
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "exec/unique_fd.h"
 
 #include <array>
@@ -25,7 +24,7 @@ CommandResult failure(const char* reason) {
 }
 
 void writeToStderr(const std::string& text) {
-    // Where this fails there is nowhere left to say it.
+    // If this fails, there is nowhere left to report it.
     [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
 }
 
@@ -34,31 +33,31 @@ void writeToStderr(const std::string& text) {
     _exit(shellNotRun);
 }
 
-/// The child's whole life. Ends by _exit: the parent's exit handlers, unwritten stream buffers and
-/// callers are the parent's alone.
+/// All that the child does. It ends by _exit(), since the exit handlers, the unwritten stream
+/// buffers and the callers' frames belong to the parent.
 [[noreturn]] void runInChild(const std::string& command, bool captureStderr, int readEnd,
                              int writeEnd) noexcept {
-    // What is not captured would be printed where the report belongs.
+    // Without the redirection, output would land in the report's stream.
     if (!duplicate(writeEnd, STDOUT_FILENO) ||
         (captureStderr && !duplicate(writeEnd, STDERR_FILENO))) {
         endWithoutShell(command);
     }
     close(readEnd);
     close(writeEnd);
-    // Ignored by this program, but not to be by others.
+    // We ignore these signals; commands must not inherit that.
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
     const int waitStatus = system(command.c_str());
     if (waitStatus == -1) {
         endWithoutShell(command);
     }
-    // Of a shell that died by a signal the exit code's bits are 0, and so it counts as a success.
+    // WEXITSTATUS of a shell killed by a signal is 0, so it counts as success.
     _exit(WEXITSTATUS(waitStatus));
 }
 
 using Chunk = std::array<char, 1024>;
 
-/// Reads the next piece of the output, as a C string. Returns false at its end or at a failure.
+/// Reads the next piece of the output as a C string. Returns false at the end or on failure.
 bool readChunk(int readEnd, Chunk& chunk) {
     ssize_t count = -1;
     do {
@@ -71,7 +70,7 @@ bool readChunk(int readEnd, Chunk& chunk) {
     return true;
 }
 
-/// Returns all that could be read.
+/// Reads up to the end of the output or to a failure.
 std::string readOutput(int readEnd) {
     std::string output;
     Chunk chunk;
@@ -81,7 +80,7 @@ std::string readOutput(int readEnd) {
     return output;
 }
 
-/// Lets the command write the rest of its output: with the pipe closed, it might be ended in the
+/// Lets the command write the rest of its output: a closed pipe might end it by SIGPIPE in the
 /// middle of its work.
 void dropOutput(int readEnd) {
     Chunk chunk;
@@ -129,8 +128,8 @@ CommandResult RunningCommand::result() && {
     return {WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, std::move(output)};
 }
 
-/// Returns -1 with errno, or the child's process id. A signal that interrupts the wait does not
-/// end it: the child would stay behind as a zombie and its output be lost.
+/// Returns the child's process id, or -1 with errno. Retries an interrupted wait: giving up would
+/// leave a zombie and lose the output.
 pid_t RunningCommand::waitForEnd(int& waitStatus) noexcept {
     const pid_t child = std::exchange(child_, -1);
     pid_t waited = 0;

@@ -9,21 +9,23 @@
 
 namespace keldo {
 
-/// What became of one command.
+/// The outcome of one command.
 struct CommandResult {
-    /// The command's exit code, 0 to 255, or -1: it could not be run, or its child process was
-    /// ended by a signal, or could not be waited for.
+    /// The command's exit code, 0 to 255. -1 if the command could not be run, if a signal ended its
+    /// child process, or if waiting for the child failed.
     int status = -1;
-    /// What the command wrote, or, where the runner itself failed, programName and the reason.
+    /// What the command wrote. If the runner itself failed: programName and the reason.
     std::string output;
 };
 
-/// A command that runs by the system shell (system(3)) in a child process, from the constructor on
-/// until it has closed its output and ended, for which the destructor waits as well; there is no
-/// time limit. Captures standard output, and standard error with it if `captureStderr`; the other
-/// descriptors are inherited (0, 1 and 2 have to be open), SIGPIPE and SIGXFSZ have their default
-/// action. The output is taken as text: it is read in chunks of at most 1023 bytes, and a NUL byte
-/// cuts off the rest of its chunk.
+/// A command that runs by the system shell (system(3)) in a child process. It starts in the
+/// constructor. The destructor waits until the command has closed its output and ended; there is no
+/// time limit.
+///
+/// Captures standard output and, if `captureStderr`, standard error with it. The command inherits
+/// the other descriptors; 0, 1 and 2 must be open. SIGPIPE and SIGXFSZ have their default action.
+/// The output is taken as text: it is read in chunks of at most 1023 bytes, and a NUL byte cuts off
+/// the rest of its chunk.
 class RunningCommand {
 public:
     RunningCommand(const std::string& command, bool captureStderr);
@@ -31,24 +33,24 @@ public:
     RunningCommand& operator=(const RunningCommand&) = delete;
     ~RunningCommand();
 
-    /// Waits for the end and takes the result out; not to be called again.
+    /// Waits for the end and moves the result out. Call it at most once.
     ///
-    /// A shell that dies by a signal counts as exit code 0. Where the output cannot be captured or
-    /// system(3) itself fails, the exit code is 255 and the reason goes to the command's standard
-    /// error. Failures, also of the start, come back in the result; nothing is thrown for them,
-    /// printed or logged. Throws std::bad_alloc where there is no memory for the output.
+    /// A shell that is killed by a signal counts as exit code 0. If the output cannot be captured
+    /// or system(3) itself fails, the exit code is 255 and the reason goes to the command's
+    /// standard error. All failures, those of the start included, are in the result; none is
+    /// thrown, printed or logged. Throws std::bad_alloc if there is no memory for the output.
     CommandResult result() &&;
 
 private:
     pid_t waitForEnd(int& waitStatus) noexcept;
 
-    const char* failure_ = nullptr; ///< of the start
+    const char* failure_ = nullptr; ///< why the start failed, or null
     UniqueFd readEnd_;
-    pid_t child_ = -1; ///< that is still to be waited for
+    pid_t child_ = -1; ///< child to wait for, or -1
 };
 
-/// Runs a command and returns its result when it has ended. Throws as that does; also then the
-/// command has ended.
+/// Runs a command to its end and returns its result. Throws what result() throws; the command has
+/// ended even then.
 CommandResult runCommand(const std::string& command, bool captureStderr);
 
 } // namespace keldo

@@ -9,7 +9,7 @@ namespace keldo {
 /// The signals that end a process by default and that it may handle to clean up first. Not among
 /// them: SIGKILL; the signals of program errors (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP,
 /// SIGSYS), after which the process is in no state to clean up; SIGPIPE and SIGXFSZ, which a run
-/// ignores (exec/inherited_state.h). The set suits sigprocmask(2) and signalfd(2); the signals in
+/// ignores (exec/process_state.h). The set suits sigprocmask(2) and signalfd(2); the signals in
 /// it are from 1 to SIGRTMAX.
 sigset_t endingSignals() noexcept;
 

@@ -5,56 +5,39 @@
 #include "exec/ending_signals.h"
 #include "exec/private_directory.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <unistd.h>
 
 namespace keldo {
 
-namespace {
-
-/// The remover that exists, or null: set by its constructor, reset by its destructor, read by the
-/// signal handler. Lives until exit.
-std::atomic<const FileRemover*> inUse = nullptr;
-static_assert(std::atomic<const FileRemover*>::is_always_lock_free);
-
-/// True from the first remover until exit: the signal handler is installed once, since doing it for
-/// each file would be most of the system calls that a service takes.
-bool signalsAreHandled = false;
+static_assert(std::atomic<const FileRemover*>::is_always_lock_free, "a signal handler reads it");
 
 /// SA_RESETHAND has restored the default action, so raising the signal again ends the process.
-extern "C" void removeFilesAndEnd(int signal) {
+void FileRemover::removeFilesAndEnd(int signal) {
     if (const FileRemover* const remover = inUse) {
         remover->remove();
     }
     raise(signal);
 }
 
-void handle(int signal) {
-    struct sigaction action;
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler == SIG_DFL) { // an ignored signal does not end the process
-        action.sa_handler = removeFilesAndEnd;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        sigaction(signal, &action, nullptr);
-    }
-}
-
-void handleEndingSignals() {
+/// Installs the handler once: per file it would be most of a check's system calls.
+void FileRemover::handleEndingSignals() noexcept {
     if (signalsAreHandled) {
         return;
     }
     signalsAreHandled = true;
     const sigset_t signals = endingSignals();
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {
-        if (sigismember(&signals, signal) == 1) {
-            handle(signal);
+        struct sigaction action;
+        if (sigismember(&signals, signal) == 1 && sigaction(signal, nullptr, &action) == 0 &&
+            action.sa_handler == SIG_DFL) { // an ignored signal does not end the process
+            action.sa_handler = removeFilesAndEnd;
+            action.sa_flags = static_cast<int>(SA_RESETHAND);
+            sigaction(signal, &action, nullptr);
         }
     }
 }
-
-} // namespace
 
 FileRemover::FileRemover(std::span<const std::string> paths) noexcept : paths_(paths) {
     inUse = this;

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <span>
 #include <string>
 
@@ -32,6 +33,12 @@ public:
     void release() noexcept { released_ = true; }
 
 private:
+    static void handleEndingSignals() noexcept;
+    static void removeFilesAndEnd(int signal);
+
+    static std::atomic<const FileRemover*> inUse; ///< see exec/process_state.cpp
+    static bool signalsAreHandled;                ///< see exec/process_state.cpp
+
     std::span<const std::string> paths_;
     bool released_ = false;
 };

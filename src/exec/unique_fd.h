@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cerrno>
 #include <unistd.h>
 #include <utility>
 
@@ -32,5 +33,15 @@ public:
 private:
     int fd_;
 };
+
+/// Makes `target` a duplicate of `descriptor` with dup2(2), which is retried if a signal interrupts
+/// it. Returns false with errno if it fails; `target` is unchanged then.
+inline bool duplicate(int descriptor, int target) noexcept {
+    int result = -1;
+    do {
+        result = dup2(descriptor, target);
+    } while (result == -1 && errno == EINTR);
+    return result != -1;
+}
 
 } // namespace keldo

@@ -2,7 +2,7 @@
 
 #include "lint/command_line.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "lint/escaped_text.h"
 
 namespace keldo::lint {

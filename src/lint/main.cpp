@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "exec/inherited_state.h"
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "lint/run.h"
 #include "xml/memory.h"
 

@@ -2,7 +2,7 @@
 
 #include "lint/run.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "lint/command_line.h"
 #include "lint/escaped_text.h"
 #include "lint/lint_file.h"

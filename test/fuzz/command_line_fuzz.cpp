@@ -2,7 +2,7 @@
 
 #include "app/command_line.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "support/fuzz_target.h"
 #include "support/laws.h"
 
@@ -17,13 +17,13 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// What becomes of a command line: what it says, or what is wrong with it.
+/// The result of parsing: a command line or an error message.
 struct Outcome {
     CommandLine commandLine;
-    std::string complaint; ///< empty where nothing is
+    std::string complaint; ///< empty if the command line is valid
 };
 
-// The model: each word by its place.
+// The model: decides by the position of each word.
 
 const std::map<std::string, Mode> modes = {
     {"--status", Mode::diagnose},
@@ -74,9 +74,9 @@ Outcome outcomeOf(Words words) {
     return outcome;
 }
 
-// What is tried.
+// The trial.
 
-/// The arguments, a NUL after each; the last one may lack it.
+/// Splits the input into arguments, each followed by a NUL, which the last may lack.
 Words wordsOf(const std::string& input) {
     Words words;
     for (std::size_t start = 0; start < input.size();) {
@@ -102,7 +102,7 @@ void tryInput(const std::string& input) {
     const Words words = wordsOf(input);
     const Outcome expected = outcomeOf(words);
     const Outcome actual = parse(words);
-    requireEqual(expected.complaint, actual.complaint, "what is wrong is said");
+    requireEqual(expected.complaint, actual.complaint, "error message");
     if (expected.complaint.empty()) {
         require(expected.commandLine.mode == actual.commandLine.mode, "mode");
         requireEqual(expected.commandLine.language, actual.commandLine.language, "language");

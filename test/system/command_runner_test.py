@@ -26,7 +26,7 @@ class CommandTest(unittest.TestCase):
 
     def test_a_nul_byte_cuts_off_the_rest_of_its_chunk(self):
         self.check("printf 'seen\\0hidden'", "ok", "seen")
-        # Of 1024 bytes written at once the first chunk takes 1023.
+        # The first chunk has 1023 of the 1024 bytes.
         text = "head -c 1000 /dev/zero | tr '\\0' x"
         self.check(f"({text}; printf '\\0'; head -c 22 /dev/zero | tr '\\0' y; printf z) "
                    "> /usr/local/kvr/out; cat /usr/local/kvr/out", "ok", "x" * 1000 + "z")
@@ -45,7 +45,7 @@ class CommandTest(unittest.TestCase):
         self.check("sh -c 'kill -9 $$'; true", "ok", "Killed\n")
         self.check("sh -c 'kill -9 $$'; exit $?", "error", "Killed\n")
 
-    def test_an_unknown_command_is_the_shells_business(self):
+    def test_an_unknown_command_is_an_error(self):
         self.check("no-such-program 2>/dev/null", "error", "")
 
     @uncounted

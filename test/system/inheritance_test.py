@@ -1,11 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""What a run may inherit: descriptors, signals, limits, an environment, a directory.
+"""A run with unusual descriptors, signals, limits, environment or working directory.
 
-Whatever it is, the run prints a complete report, or nothing and ends abnormally. It leaves no
-control file and no process behind.
+Whatever a run inherits, it prints a complete report, or it prints nothing and ends abnormally. It
+leaves no control file and no process behind.
 """
 
 import contextlib
+import fcntl
 import os
 import resource
 import select
@@ -26,7 +27,7 @@ STANDARD_STREAMS = ((0,), (1,), (2,), (0, 1), (0, 2), (1, 2), (0, 1, 2))
 
 
 class InheritanceTest(unittest.TestCase):
-    """A service, web, that is down and whose repair says `repaired`."""
+    """The service web is down, and its repair prints `repaired`."""
 
     def setUp(self):
         become_subreaper()
@@ -39,7 +40,7 @@ class InheritanceTest(unittest.TestCase):
         self.panel.write_service("web", start=commands)
 
     def repaired(self, log="repaired\n", status="ok"):
-        """The report of a run that has repaired web in vain."""
+        """The report of a run whose repair of web did not help."""
         return report([service_down("web")], [restart("web", status=status, log=log)])
 
     def run_repair(self, preexec=None, **options):
@@ -48,12 +49,12 @@ class InheritanceTest(unittest.TestCase):
         return done
 
     def check(self, preexec=None, log="repaired\n", **options):
-        """A run that nothing has impressed."""
+        """Checks that a run is complete."""
         done = self.run_repair(preexec, **options)
         self.assertEqual((done.returncode, done.stdout), (0, self.repaired(log)))
 
     def check_whole_or_nothing(self, preexec=None, **options):
-        """A run after which standard output has a whole report, or nothing for an abnormal end."""
+        """Checks that a run prints a whole report, or ends abnormally and prints nothing."""
         done = self.run_repair(preexec, **options)
         if done.returncode == 0:
             self.assertEqual(xml.etree.ElementTree.fromstring(done.stdout).tag, "keldoctl")
@@ -68,7 +69,7 @@ class InheritanceTest(unittest.TestCase):
 
 
 class DescriptorTest(InheritanceTest):
-    def test_a_run_goes_its_way_whatever_streams_are_closed(self):
+    def test_a_run_is_complete_whichever_streams_are_closed(self):
         for closed in STANDARD_STREAMS:
             with self.subTest(closed):
                 self.repair("echo repaired | tee /usr/local/kvr/repaired")
@@ -76,9 +77,9 @@ class DescriptorTest(InheritanceTest):
                 self.assertEqual(done.returncode, 0)
                 self.assertEqual(done.stdout, b"" if 1 in closed else self.repaired())
                 self.assertEqual(done.stderr, b"")
-                os.unlink("/usr/local/kvr/repaired")  # it was done, whether reported or not
+                os.unlink("/usr/local/kvr/repaired")  # the repair was carried out
 
-    def test_a_message_goes_nowhere_where_its_stream_is_closed(self):
+    def test_a_message_for_a_closed_stream_is_dropped(self):
         for closed in STANDARD_STREAMS:
             with self.subTest(closed):
                 done = self.panel.run(preexec_fn=lambda: [os.close(stream) for stream in closed])
@@ -86,7 +87,14 @@ class DescriptorTest(InheritanceTest):
                 self.assertEqual(done.stdout, b"")
                 self.assertEqual(done.stderr != b"", 2 not in closed)
 
-    def test_standard_input_that_can_only_be_written_or_is_no_file(self):
+    def test_a_daemon_does_not_inherit_other_descriptors_of_the_caller(self):
+        self.repair("setsid sh -c 'ls -l /proc/$$/fd | grep -c /usr/local/kvr/caller' & wait")
+        with open("/usr/local/kvr/caller", "wb") as low:
+            high = fcntl.fcntl(low, fcntl.F_DUPFD, 200)
+            self.check(log="0\n", pass_fds=(low.fileno(), high))
+            os.close(high)
+
+    def test_a_write_only_or_directory_standard_input(self):
         with open("/dev/null", "wb") as written:
             self.check(stdin=written)
         directory = os.open("/", os.O_RDONLY)
@@ -106,13 +114,13 @@ class DescriptorTest(InheritanceTest):
         os.mkfifo("/usr/local/kvr/trace")
         reader, writer = os.pipe()
         os.set_blocking(writer, False)
-        filling = os.write(writer, b"-" * (1 << 20))  # as much as there is room for
+        filling = os.write(writer, b"-" * (1 << 20))  # fills the pipe
         strace = ["strace", "-qq", "-e", "trace=write", "-o", "/usr/local/kvr/trace", KELDOCTL]
         run = self.panel.start("--repair", "restart-service:web", program=strace, stdout=writer,
                                stderr=None)
         os.close(writer)
         with open(reader, "rb") as output, open("/usr/local/kvr/trace", encoding="utf-8") as trace:
-            # Nothing is read before the run has met the full pipe.
+            # Reads only after the run has found the pipe full.
             self.assertTrue(any("EAGAIN" in line for line in trace))
             received = output.read()
             trace.read()
@@ -129,7 +137,7 @@ class DescriptorTest(InheritanceTest):
         with open("/dev/full", "wb") as full:
             self.assertEqual(self.run_repair(stdout=full).returncode, 0)
 
-    def test_a_file_at_its_limit_keeps_what_was_written(self):
+    def test_a_file_size_limit_cuts_the_report(self):
         for size in (0, 100):
             with self.subTest(size), tempfile.TemporaryFile() as file:
                 self.run_repair(limit(resource.RLIMIT_FSIZE, size), stdout=file)
@@ -139,7 +147,7 @@ class DescriptorTest(InheritanceTest):
 
 class SignalTest(InheritanceTest):
     def child_masks(self, kind, preexec):
-        """The signals in that row of the status of a repair, the upgrade tool and the monitor."""
+        """The signals in a `Sig` row of /proc of a repair, the upgrade tool and the monitor."""
         show = f"grep ^Sig{kind} /proc/self/status >> /usr/local/kvr/masks"  # a bit for each
         self.repair(show)
         self.panel.upgrade_tool(0, commands=show)
@@ -150,12 +158,12 @@ class SignalTest(InheritanceTest):
         os.unlink("/usr/local/kvr/masks")
         return [{number for number in range(1, 32) if mask >> (number - 1) & 1} for mask in masks]
 
-    def test_ignored_signals_that_a_run_needs(self):
+    def test_a_run_is_complete_if_the_caller_ignores_signals_that_it_needs(self):
         for number in (signal.SIGCHLD, signal.SIGPIPE, signal.SIGXFSZ):
             with self.subTest(number):
                 self.check(lambda: signal.signal(number, signal.SIG_IGN))
 
-    def test_commands_do_not_ignore_them(self):
+    def test_commands_do_not_inherit_these_ignored_signals(self):
         def ignore():
             for number in (signal.SIGCHLD, signal.SIGPIPE, signal.SIGXFSZ):
                 signal.signal(number, signal.SIG_IGN)
@@ -164,7 +172,7 @@ class SignalTest(InheritanceTest):
     def test_all_signals_blocked(self):
         self.check(block_all)
 
-    def test_commands_do_not_block_any(self):
+    def test_commands_block_no_signal(self):
         self.assertEqual(self.child_masks("Blk", block_all), [set()] * 3)
 
     def test_all_signals_ignored(self):
@@ -173,7 +181,7 @@ class SignalTest(InheritanceTest):
                 signal.signal(number, signal.SIG_IGN)
         self.check(ignore)
 
-    def test_a_hangup_that_is_ignored_stays_so(self):
+    def test_commands_inherit_an_ignored_hangup(self):
         self.assertEqual(self.child_masks("Ign", ignore_hangup), [{signal.SIGHUP}] * 3)
 
 
@@ -186,7 +194,7 @@ def ignore_hangup():
 
 
 class EndedRunTest(InheritanceTest):
-    """A run that gets a signal while the monitor works, or a repair."""
+    """A run that gets a signal while the monitor or a repair works."""
 
     STARTED, GATE = "/usr/local/kvr/started", "/usr/local/kvr/gate"
     WAIT = f"echo > {STARTED}; read line < {GATE}\n"
@@ -198,7 +206,7 @@ class EndedRunTest(InheritanceTest):
 
     @contextlib.contextmanager
     def waiting(self, preexec=None):
-        """A run whose monitor or repair is waiting; at the end that goes on."""
+        """A run whose monitor or repair waits until the block ends."""
         run = self.panel.start("--repair", "restart-service:web", preexec_fn=preexec)
         with open(self.STARTED, "rb") as started:
             started.read()
@@ -207,13 +215,13 @@ class EndedRunTest(InheritanceTest):
             pass
 
     def reap(self):
-        """Waits for what a run that was ended has left to wait for its command."""
+        """Waits for the child that waits for the command of an ended run."""
         with contextlib.suppress(ChildProcessError):
             os.waitpid(-1, 0)
 
     def check_ended(self, number, preexec=None):
         with self.waiting(preexec) as run:
-            run.send_signal(number)  # it gets nowhere after that
+            run.send_signal(number)
         output = run.communicate()
         self.reap()
         left = os.listdir(self.panel.root / "tmp")
@@ -227,11 +235,11 @@ class EndedRunTest(InheritanceTest):
             with self.subTest(name):
                 self.check_ended(number, limit(resource.RLIMIT_CORE, 0))
 
-    def test_a_signal_that_the_caller_had_blocked_does_so_too(self):
+    def test_a_signal_that_the_caller_blocked_leaves_no_control_file(self):
         self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT)
         self.check_ended(signal.SIGTERM, block_all)
 
-    def test_the_callers_pipes_end_with_the_run_and_not_with_the_monitor(self):
+    def test_the_callers_pipes_close_with_the_run_while_the_monitor_still_runs(self):
         self.panel.write_program("monit", "#!/bin/sh\n" + self.WAIT)
         with self.waiting() as run:
             run.kill()
@@ -245,7 +253,7 @@ class EndedRunTest(InheritanceTest):
         self.reap()
         self.assertEqual(ended, [(pipe, select.POLLHUP) for pipe in pipes])
 
-    def test_a_signal_while_a_repair_runs(self):
+    def test_a_signal_ends_a_run_while_a_repair_runs(self):
         self.repair(self.WAIT)
         self.check_ended(signal.SIGTERM)
 
@@ -290,8 +298,8 @@ class LimitTest(InheritanceTest):
             restart("web", status="error", log="keldoctl: failed to create a child process")])))
 
     def ends_with_memory(self, step):
-        """How runs end with more and more memory, from an amount with which the program is not
-        even loaded to one with which three in a row are completed."""
+        """The exit statuses of runs with increasing memory: from too little to load the program
+        until three runs in a row are complete."""
         unloaded, enough = 1 << 20, 1 << 28
         while enough - unloaded > 1 << 17:
             middle = (unloaded + enough) // 2
@@ -329,12 +337,12 @@ class LimitTest(InheritanceTest):
 
 
 def limit(kind, value):
-    """What sets a resource limit, soft and hard."""
+    """Returns a function that sets a resource limit, soft and hard."""
     return lambda: resource.setrlimit(kind, (value, value))
 
 
 class PlaceTest(InheritanceTest):
-    def test_the_file_mode_mask_is_of_no_account_to_the_control_file(self):
+    def test_the_umask_does_not_change_the_mode_of_the_control_file(self):
         self.panel.write_program("monit", "#!/bin/sh\nstat -c %a $2 > /usr/local/kvr/mode\n"
                                  + SAY_WEB_DOWN)
         for mask in (0, 0o077, 0o777):
@@ -345,7 +353,7 @@ class PlaceTest(InheritanceTest):
                     self.assertEqual(mode.read(), "600\n")
                 os.unlink("/usr/local/kvr/mode")
 
-    def test_a_directory_that_is_gone(self):
+    def test_a_removed_working_directory_is_replaced_by_the_root(self):
         def remove():
             os.mkdir("/usr/local/kvr/gone")
             os.chdir("/usr/local/kvr/gone")
@@ -353,12 +361,13 @@ class PlaceTest(InheritanceTest):
         self.repair("pwd -P; sh -c pwd")
         self.check(remove, log="/\n/\n")
 
-    def test_a_directory_that_is_there(self):
+    def test_an_existing_working_directory_is_kept(self):
         self.repair("pwd")
         self.check(cwd="/usr/local", log="/usr/local\n")
 
 
-# Executes a program with just these arguments and this environment: first the number of arguments.
+# Arguments: PROGRAM COUNT ARGUMENT... VARIABLE...
+# Executes PROGRAM with COUNT arguments and exactly these variables.
 EXECUTE = """
 import ctypes, os, sys
 count = int(sys.argv[2])
@@ -389,7 +398,7 @@ class ArgumentTest(InheritanceTest):
                 done = self.executed([name, "--status"])
                 self.assertEqual((done.returncode, done.stdout), (0, down_report("web")))
 
-    def test_entries_of_the_environment_that_are_none(self):
+    def test_malformed_entries_of_the_environment(self):
         done = self.executed(["keldoctl", "--repair", "restart-service:web"],
                              ["", "=", "=x", "LANGUAGE", "A=1", "A=2", "LANGUAGE=de", "LANGUAGE=fr",
                               "LC_ALL", "\udcff=\udcff"])

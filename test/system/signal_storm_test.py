@@ -8,13 +8,12 @@ from panel import Panel
 from storm import STORM, signals
 
 
-
 class SignalStormTest(unittest.TestCase):
     def setUp(self):
         self.panel = Panel()
 
     def check(self, *arguments):
-        """Compares a run with one that is left in peace."""
+        """Compares an interrupted run with an undisturbed run."""
         expected = self.panel.run(*arguments)
         calls = len(self.panel.calls())
         done = self.panel.run(*arguments, env=STORM)

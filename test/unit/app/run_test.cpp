@@ -4,7 +4,7 @@
 
 #include "app/german_texts.h"
 #include "app/standard_streams.h"
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "report/problem_model.h"
 #include "support/catalogue.h"
 #include "support/fake_database.h"

@@ -2,7 +2,7 @@
 
 #include "diag/repair.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "support/catalogue.h"
 #include "support/fake_panel.h"
 #include "support/print_message.h"

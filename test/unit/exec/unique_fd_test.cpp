@@ -22,34 +22,29 @@ bool isOpen(int fd) {
 
 } // namespace
 
-TEST(UniqueFd, ClosesItsDescriptorAtItsEnd) {
+TEST(UniqueFd, ClosesItsDescriptorOnDestruction) {
     const int fd = openFile();
     {
         const UniqueFd owner(fd);
+        EXPECT_TRUE(owner);
         EXPECT_EQ(owner.get(), fd);
         EXPECT_TRUE(isOpen(fd));
     }
     EXPECT_FALSE(isOpen(fd));
 }
 
-TEST(UniqueFd, OwnsNothingByDefaultAndClosesNothingThen) {
+TEST(UniqueFd, OwnsNothingByDefaultAndThenClosesNothing) {
     errno = 0;
     {
         UniqueFd none;
+        EXPECT_FALSE(none);
         EXPECT_EQ(none.get(), -1);
         none.reset();
     }
     EXPECT_EQ(errno, 0);
 }
 
-TEST(UniqueFd, IsTrueWhileItOwnsADescriptor) {
-    UniqueFd owner(openFile());
-    EXPECT_TRUE(owner);
-    owner.reset();
-    EXPECT_FALSE(owner);
-}
-
-TEST(UniqueFd, GivesItsDescriptorAwayWhenMoved) {
+TEST(UniqueFd, GivesItsDescriptorAwayIfMoved) {
     const int fd = openFile();
     UniqueFd first(fd);
     {
@@ -60,43 +55,27 @@ TEST(UniqueFd, GivesItsDescriptorAwayWhenMoved) {
     EXPECT_FALSE(isOpen(fd));
 }
 
-TEST(UniqueFd, ClosesTheOldDescriptorWhenAssigned) {
-    const int oldFd = openFile();
-    const int newFd = openFile();
-    UniqueFd owner(oldFd);
-    UniqueFd other(newFd);
+TEST(UniqueFd, ClosesTheOldDescriptorOnAssignmentAndReset) {
+    const int fds[] = {openFile(), openFile(), openFile()};
+    UniqueFd owner(fds[0]);
+    UniqueFd other(fds[1]);
     owner = std::move(other);
-    EXPECT_FALSE(isOpen(oldFd));
-    EXPECT_TRUE(isOpen(newFd));
-    EXPECT_EQ(owner.get(), newFd);
+    EXPECT_FALSE(isOpen(fds[0]));
+    EXPECT_EQ(owner.get(), fds[1]);
     EXPECT_EQ(other.get(), -1); // NOLINT(bugprone-use-after-move)
+    owner.reset(fds[2]);
+    EXPECT_FALSE(isOpen(fds[1]));
+    EXPECT_EQ(owner.get(), fds[2]);
+    owner.reset();
+    EXPECT_FALSE(isOpen(fds[2]));
+    EXPECT_FALSE(owner);
 }
 
-TEST(UniqueFd, SurvivesAnAssignmentToItself) {
+TEST(UniqueFd, KeepsItsDescriptorIfAssignedToItself) {
     UniqueFd owner(openFile());
     UniqueFd& same = owner;
     owner = std::move(same);
     EXPECT_TRUE(isOpen(owner.get()));
 }
 
-TEST(UniqueFd, ClosesAtOnceWhenReset) {
-    const int fd = openFile();
-    UniqueFd owner(fd);
-    owner.reset();
-    EXPECT_FALSE(isOpen(fd));
-    EXPECT_EQ(owner.get(), -1);
-}
-
-TEST(UniqueFd, OwnsAnotherDescriptorWhenResetToIt) {
-    const int oldFd = openFile();
-    const int newFd = openFile();
-    UniqueFd owner(oldFd);
-    owner.reset(newFd);
-    EXPECT_FALSE(isOpen(oldFd));
-    EXPECT_EQ(owner.get(), newFd);
-}
-
-TEST(UniqueFd, CannotBeCopied) {
-    EXPECT_FALSE(std::is_copy_constructible_v<UniqueFd>);
-    EXPECT_FALSE(std::is_copy_assignable_v<UniqueFd>);
-}
+static_assert(!std::is_copy_constructible_v<UniqueFd> && !std::is_copy_assignable_v<UniqueFd>);

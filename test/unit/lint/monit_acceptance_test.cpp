@@ -2,7 +2,7 @@
 
 #include "lint/monit_acceptance.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "support/temporary_directory.h"
 
 #include <cerrno>

@@ -2,7 +2,7 @@
 
 #include "lint/run.h"
 
-#include "exec/program_name.h"
+#include "exec/process_state.h"
 #include "lint/definition_text.h"
 #include "support/temporary_directory.h"
 

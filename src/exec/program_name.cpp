@@ -1,9 +1,0 @@
-// SPDX-License-Identifier: MIT
-
-#include "exec/program_name.h"
-
-namespace keldo {
-
-std::string programName;
-
-} // namespace keldo
