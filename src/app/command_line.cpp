@@ -27,7 +27,7 @@ constexpr Command commands[] = {
 
 constexpr std::string_view languageOption = "--language=";
 
-/// Plain byte comparisons: what a valid code is does not depend on any locale.
+/// Compares plain bytes, since isalpha() would depend on the locale.
 bool isLanguageCode(std::string_view code) {
     const auto isLower = [](char c) { return c >= 'a' && c <= 'z'; };
     const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
@@ -52,8 +52,8 @@ std::string languageOf(const std::string& option) {
     return code;
 }
 
-/// Returns whether it could. By the C library, as are messages in main: <iostream>, where it is
-/// included, has all standard streams made at each start.
+/// Returns false on failure. Uses stdio: including <iostream> constructs all standard streams at
+/// every start.
 bool printLine(const std::string& line) {
     return std::fputs((line + '\n').c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
 }

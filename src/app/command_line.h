@@ -10,37 +10,38 @@
 
 namespace keldo {
 
-/// What a run is to do.
+/// The task of a run.
 enum class Mode { diagnose, execAndDiagnose, printUsage };
 
-/// A command line that was understood.
+/// A valid command line.
 struct CommandLine {
     Mode mode = Mode::diagnose;
     std::string language = englishLanguage;
-    std::vector<std::string> repairIds; ///< in their order, duplicates kept; used by one mode only
+    std::vector<std::string>
+        repairIds; ///< in order, with duplicates; only execAndDiagnose uses them
 };
 
-/// A command line that was not. what() holds the whole message, its last newline included.
+/// An invalid command line. what() is the whole message with its final newline.
 class CommandLineError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the arguments, the program's own name (argv[0]) not among them:
+/// Parses the arguments, without the program's name (argv[0]):
 ///
 ///     --status [--language=LANG_CODE]
 ///     --repair [--language=LANG_CODE] ID...
 ///     --help | -h [--language=LANG_CODE]
 ///
-/// The language option counts right after the command only; anything after it, or in its place, is
-/// an id. Throws CommandLineError for a missing or unknown command and for a language code that is
-/// not two lower-case letters, a hyphen and two upper-case letters of ASCII.
+/// The language option is recognised only right after the command; every other argument after the
+/// command is an id. Throws CommandLineError if the command is missing or unknown, or if the
+/// language code is not two lower-case letters, a hyphen and two upper-case letters of ASCII.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);
 
-/// "Try `PROGRAM --help` for more information."
+/// Returns "Try `PROGRAM --help` for more information."
 std::string tryHelpLine();
 
-/// Writes the two lines of the usage to standard output.
+/// Writes the two lines of the usage to standard output. Stops at the first write that fails.
 void printUsage();
 
 } // namespace keldo

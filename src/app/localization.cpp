@@ -31,8 +31,7 @@ bool setLanguage(const std::string& code) {
     const std::string catalogues = configValue("PRODUCT_ROOT_D") + "/share/locale";
     bindtextdomain(textDomain, catalogues.c_str());
     textdomain(textDomain);
-    // The locale's own codeset is the default; named, OUTPUT_CHARSET in the environment cannot
-    // replace it.
+    // This is the default, but setting it stops OUTPUT_CHARSET in the environment from changing it.
     bind_textdomain_codeset(textDomain, nl_langinfo(CODESET));
     currentLanguage = code;
     return true;

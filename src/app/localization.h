@@ -8,8 +8,8 @@ namespace keldo {
 
 /// Makes `code`, such as "de-DE", the language of the run: selects the locale of that name
 /// ("de_DE", without a codeset), binds the message catalogue of the domain "keldoctl" below
-/// PRODUCT_ROOT_D + "/share/locale", and sets currentLanguage. Translations come in the locale's
-/// own codeset. Returns false, with nothing changed, where the system has no such locale.
+/// PRODUCT_ROOT_D + "/share/locale", and sets currentLanguage. Translations are in the locale's
+/// codeset. Returns false and changes nothing if the system lacks the locale.
 bool setLanguage(const std::string& code);
 
 } // namespace keldo

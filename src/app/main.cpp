@@ -13,9 +13,8 @@
 
 namespace {
 
-/// The base name of the path by which the program was started.
 std::string baseName(const char* path) {
-    std::string copy = path; // basename(3) may write to it
+    std::string copy = path; // POSIX basename() may write to its argument
     return basename(copy.data());
 }
 
@@ -40,9 +39,7 @@ int main(int argc, char* argv[]) {
     }
     try {
         return keldo::run(*commandLine);
-    } catch (...) {
-        // What the checks did not expect ends the process, without a report: none is better than
-        // one that may be wrong. Without a handler it might do so before anything is cleaned up.
-        throw;
+    } catch (...) { // makes destructors run; an uncaught exception may skip them
+        throw;      // ends the process without a report, which is better than a wrong report
     }
 }

@@ -32,7 +32,7 @@ int run(const CommandLine& commandLine) {
         printUsage();
         return EXIT_SUCCESS;
     }
-    redirectStdout(); // before all that could print a message
+    redirectStdout(); // first, since selecting the language may print a message
     redirectStderr();
     setLanguageOrEnglish(commandLine.language);
     if (commandLine.mode == Mode::execAndDiagnose) {

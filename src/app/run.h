@@ -6,13 +6,13 @@
 
 namespace keldo {
 
-/// Carries out a command line: sets the language, English where the chosen one's locale is not
-/// installed, and prints the usage or makes a run of diagnosis that ends with the report on
-/// standard output. Returns the exit status. An exception of the run passes through; standard
-/// output is then still silenced and holds nothing.
+/// Carries out a command line: sets the language (English if the chosen language's locale is not
+/// installed), then prints the usage, or repairs and diagnoses and prints the report on standard
+/// output. Returns the exit status. Exceptions of the checks pass through; standard output is still
+/// silenced then, and nothing has been written to it.
 int run(const CommandLine& commandLine);
 
-/// The checks of a run: for an upgrade in progress and, unless there is one, of the services.
+/// Checks for an upgrade in progress and, if there is none, checks the services.
 void diagnose();
 
 } // namespace keldo

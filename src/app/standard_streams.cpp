@@ -16,13 +16,18 @@ namespace keldo {
 
 namespace {
 
-/// The descriptors that hold the real streams; while a stream is not silenced, that is its own.
+// The process-wide state of this folder: set by the functions of this file, lives until exit.
+
+/// The descriptors that hold the real streams; the stream's own number if it is not silenced.
 int savedStderr = STDERR_FILENO;
 int savedStdout = STDOUT_FILENO;
 
-// GCOVR_EXCL_START runs within fork(), after which the child begins to count anew
-/// Runs in each child. The one that waits for a command executes nothing itself, so that its copies
-/// would stay open for as long as the command runs, and with them the pipe to the panel.
+/// Whether closeSavedStreams() is registered: set by the first redirection.
+bool childrenCloseSavedStreams = false;
+
+// GCOVR_EXCL_START runs within fork(), after which the child's counters start again from zero
+/// Runs in each child. The child that waits for the shell never execs, so FD_CLOEXEC would leave
+/// its copies, and the panel's pipe, open.
 void closeSavedStreams() {
     for (const auto& [stream, saved] :
          {std::pair(STDOUT_FILENO, savedStdout), std::pair(STDERR_FILENO, savedStderr)}) {
@@ -33,6 +38,13 @@ void closeSavedStreams() {
 }
 // GCOVR_EXCL_STOP
 
+/// If this fails, FD_CLOEXEC still closes the copies when the shell is executed.
+void letChildrenCloseSavedStreams() {
+    if (!childrenCloseSavedStreams) {
+        childrenCloseSavedStreams = pthread_atfork(nullptr, nullptr, closeSavedStreams) == 0;
+    }
+}
+
 /// Returns whether the stream is silent now.
 bool redirect(int stream, int& saved) {
     if (saved != stream) {
@@ -40,11 +52,10 @@ bool redirect(int stream, int& saved) {
     }
     const int copy = dup(stream);
     if (copy == -1 && errno != EBADF) {
-        return false; // silenced without a copy, it would be lost
+        return false; // silencing the stream without a copy would lose it
     }
     saved = copy;
-    // Where this fails, FD_CLOEXEC closes them in the shell.
-    [[maybe_unused]] static const int failed = pthread_atfork(nullptr, nullptr, closeSavedStreams);
+    letChildrenCloseSavedStreams();
     fcntl(saved, F_SETFD, FD_CLOEXEC);
     const int null = open64("/dev/null", O_WRONLY);
     if (null == stream) {
@@ -52,19 +63,19 @@ bool redirect(int stream, int& saved) {
     }
     const bool silent = duplicate(null, stream);
     close(null);
-    if (!silent) { // then there is nothing to put back, which might fail as well
+    if (!silent) { // not silenced: drop the copy, so that restore() does nothing
         close(saved);
         saved = stream;
     }
     return silent;
 }
 
-/// Returns whether the stream is the real one now; errno where it is not.
+/// Returns whether the stream is the real one now. If not, errno says why.
 bool restore(int stream, int& saved) {
     if (saved == stream) {
         return true;
     }
-    const bool restored = saved == -1 || duplicate(saved, stream); // a closed one had no copy
+    const bool restored = saved == -1 || duplicate(saved, stream); // -1: it was closed
     const int error = errno;
     close(saved);
     errno = error;

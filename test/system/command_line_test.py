@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The command line: what is accepted, what is refused and how."""
+"""The command line: accepted forms and error messages."""
 
 import os
 import unittest
@@ -29,7 +29,7 @@ class CommandLineTest(unittest.TestCase):
                 self.check([command], 1, b"",
                            b"keldoctl: invalid command -- " + command.encode() + b"\n" + TRY)
 
-    def test_a_usage_that_cannot_be_written_ends_with_its_first_line(self):
+    def test_the_usage_stops_at_a_line_that_cannot_be_written(self):
         with open("/dev/full", "wb") as full:
             done, calls = traced(self.panel, "write", "--help", stdout=full)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
@@ -47,7 +47,7 @@ class CommandLineTest(unittest.TestCase):
                     self.check([command, f"--language={code}"], 1, b"",
                                b"keldoctl: invalid locale code -- " + code.encode() + b"\n")
 
-    def test_bytes_above_ascii_are_no_letters(self):
+    def test_bytes_above_ascii_are_invalid_in_a_language(self):
         self.check(["--status", b"--language=\xe4\xf6-DE"], 1, b"",
                    b"keldoctl: invalid locale code -- \xe4\xf6-DE\n")
 
@@ -63,7 +63,7 @@ class CommandLineTest(unittest.TestCase):
         done = self.panel.run("--repair", "x", "--language=nonsense")
         self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
 
-    def test_the_language_option_is_told_by_its_eleven_characters(self):
+    def test_a_language_option_without_an_equals_sign_is_an_id(self):
         done = self.panel.run("--status", "--language")
         self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The language of a report: which text, and as what it is tagged."""
+"""The language of a report: its texts and their language tags."""
 
 import os
 import unittest
@@ -59,12 +59,12 @@ class LanguageTest(unittest.TestCase):
             web_down("The Web-Server service is switched off.", "en-US",
                      "Restart the Web-Server service.", "en-US"))
 
-    def test_a_translation_that_is_the_english_text_is_none(self):
+    def test_a_translation_equal_to_the_english_text_is_tagged_english(self):
         self.panel.catalogue(HEADER + DOWN.replace("Der Dienst", "The")
                              .replace("läuft nicht", "service is switched off"))
         self.assertIn(b'xml:lang="en-US">The Web-Server service is', self.status("de-DE"))
 
-    # No locale for Danish comes with keldoctl, so there is none where that is installed.
+    # keldoctl installs no Danish locale.
 
     def test_a_locale_that_is_not_installed_leaves_the_run_english(self):
         self.panel.catalogue(HEADER + DOWN, locale="da")
@@ -108,7 +108,7 @@ class LanguageTest(unittest.TestCase):
             with self.subTest(name=name, value=value):
                 self.assertEqual(self.status("de-DE", **{name: value}), GERMAN)
 
-    def test_the_environment_does_not_make_an_english_run_speak_german(self):
+    def test_the_environment_does_not_translate_an_english_run(self):
         self.panel.catalogue(HEADER + DOWN + RESTART)
         for extra in ({}, {"LOCPATH": os.environ["LOCPATH_UTF8"]}):
             with self.subTest(extra):
@@ -122,15 +122,15 @@ class LanguageTest(unittest.TestCase):
         self.assertIn(b"<log>fr\n</log>", done.stdout)
 
     def test_a_translation_comes_in_the_codeset_of_the_locale(self):
-        # The title stays as the definition has it; the two together are no UTF-8 then, which is
-        # why a panel installs UTF-8 locales. Without an umlaut in the text all is well.
+        # The title is not converted, so text with an umlaut would mix two encodings. Panels install
+        # UTF-8 locales for this reason.
         self.panel.catalogue(HEADER + DOWN.replace("läuft nicht", "steht") + RESTART)
         self.assertEqual(
             self.status("de-DE", LOCPATH=os.environ["LOCPATH_LATIN1"]),
             web_down("Der Dienst Web-Server steht.", "de-DE",
                      "Den Dienst Web-Server neu starten.", "de-DE"))
 
-    def test_a_definition_without_a_title_reads_with_nothing_in_its_place(self):
+    def test_a_missing_title_is_replaced_by_nothing(self):
         self.panel.write_service("web", titles={"de-de": "klein"}, title="")
         self.assertEqual(
             self.status("de-DE"),
@@ -145,7 +145,7 @@ class LanguageTest(unittest.TestCase):
 
 
 class LocaleTest(unittest.TestCase):
-    """Decimal commas, digit grouping and 8-bit letters of a locale change no number and no name."""
+    """Decimal commas, digit grouping and 8-bit letters of a locale must not change numbers or names."""
 
     def test_numbers_and_configuration_are_read_the_same_in_every_locale(self):
         panel = Panel(root="/usr/local/kvr/root")
@@ -163,7 +163,7 @@ class LocaleTest(unittest.TestCase):
                               "\tif failed port 65535 type UDP  then alert\n"
                               "\tif failed port 1234567 protocol http then alert\n", controls)
 
-    def test_letters_of_the_locale_are_no_letters_of_a_variable_name(self):
+    def test_letters_of_the_locale_are_invalid_in_a_variable_name(self):
         panel = Panel()
         with open("/etc/kvr/kvr.conf", "wb") as file:
             file.write(b"PRODUCT_ROOT_D /usr/local/kvr\nPRODUCT_ROOT_D\xa0/x y\n")

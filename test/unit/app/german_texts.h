@@ -6,7 +6,7 @@
 
 namespace keldo::test {
 
-/// The German catalogue of every panel in these tests: gettext does not read a path again.
+/// The German catalogue in all tests of this program, since gettext() reads each path only once.
 inline const Translations germanTexts = {
     {"Upgrade is in progress. Please wait.", "Eine Aktualisierung läuft."},
     {"The <service_title> service is switched off.", "Der Dienst »<service_title>« läuft nicht."},

@@ -27,7 +27,7 @@ char* __real_bindtextdomain(const char* domain, const char* directory);
 char* __wrap_bindtextdomain(const char* domain, const char* directory);
 }
 
-/// What prints a message while the language is selected.
+/// Prints text while the language is selected.
 char* __wrap_bindtextdomain(const char* domain, const char* directory) {
     std::cout << "noise" << std::flush;
     return __real_bindtextdomain(domain, directory);
@@ -36,14 +36,14 @@ char* __wrap_bindtextdomain(const char* domain, const char* directory) {
 namespace keldo {
 namespace {
 
-/// What a run printed and how it ended.
+/// The output and the status of a run.
 struct Outcome {
     int status = -1;
     std::string output;
     std::string errors;
 };
 
-/// Sends a descriptor to a file until it goes.
+/// Redirects a descriptor to a file while it lives.
 class Diversion {
 public:
     Diversion(int fd, const std::string& path) : fd_(fd), kept_(fcntl(fd, F_DUPFD_CLOEXEC, 100)) {
@@ -63,8 +63,8 @@ private:
     int kept_;
 };
 
-/// A panel with the services "web" and "smtp". Every program that is started writes a line to the
-/// file "order"; the monitor finds running all but the services in the file "down".
+/// A panel with the services "web" and "smtp". Every program appends a line to the file "order".
+/// The monitor reports the services in the file "down" as down.
 class Run : public testing::Test {
 protected:
     Run() {
@@ -142,28 +142,31 @@ const std::string webIsDown = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                               "  </action>\n"
                               "</keldoctl>\n";
 
-TEST_F(Run, OfStatusChecksForAnUpgradeAndThenTheServices) {
-    const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {}});
+TEST_F(Run, ChecksForAnUpgradeAndThenTheServicesAndIgnoresIds) {
+    const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {"restart-service:web"}});
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ(emptyReport, outcome.output);
     EXPECT_EQ("", outcome.errors);
     EXPECT_EQ("upgrade-check\nmonitor smtp\nmonitor web\n", order());
 }
 
-TEST_F(Run, OfStatusIgnoresIds) {
-    outcomeOf({Mode::diagnose, "en-US", {"restart-service:web"}});
-    EXPECT_EQ("upgrade-check\nmonitor smtp\nmonitor web\n", order());
-}
-
-TEST_F(Run, EndsWellWhateverItFinds) {
+TEST_F(Run, ReportsAServiceInEnglishIfTheLocaleIsMissing) {
     std::ofstream(panel.root() / "down") << "web\n";
-    const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {}});
+    const Outcome outcome = outcomeOf({Mode::diagnose, "xx-XX", {}});
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ(webIsDown, outcome.output);
     EXPECT_EQ("", outcome.errors);
+    EXPECT_EQ("en-US", currentLanguage);
+    EXPECT_STREQ("en_US", std::setlocale(LC_ALL, nullptr));
 }
 
-TEST_F(Run, OfRepairRepairsBeforeItChecks) {
+TEST_F(Run, ReportsInEnglishIfNoLocaleIsInstalled) {
+    std::ofstream(panel.root() / "down") << "web\n";
+    setenv("LOCPATH", panel.root().c_str(), 1);
+    EXPECT_EQ(webIsDown, outcomeOf({Mode::diagnose, "xx-XX", {}}).output);
+}
+
+TEST_F(Run, RepairsBeforeItChecks) {
     const Outcome outcome = outcomeOf(
         {Mode::execAndDiagnose, "en-US", {"restart-service:web", "x", "restart-service:smtp"}});
     EXPECT_EQ(0, outcome.status);
@@ -186,7 +189,7 @@ TEST_F(Run, OfRepairRepairsBeforeItChecks) {
               outcome.output);
 }
 
-TEST_F(Run, OfRepairRepairsDuringAnUpgradeButChecksNoService) {
+TEST_F(Run, RepairsDuringAnUpgradeButChecksNoService) {
     std::ofstream(panel.root() / "down") << "web\n";
     panel.installUpgradeCheck("echo upgrade-check >> $PANEL/order; exit 1");
     const Outcome outcome = outcomeOf({Mode::execAndDiagnose, "en-US", {"restart-service:web"}});
@@ -206,7 +209,7 @@ TEST_F(Run, OfRepairRepairsDuringAnUpgradeButChecksNoService) {
               outcome.output);
 }
 
-TEST_F(Run, OfHelpPrintsTheUsageAndStartsNothing) {
+TEST_F(Run, PrintsTheUsageAndStartsNothing) {
     for (const char* language : {"en-US", "de-DE", "xx-XX"}) {
         SCOPED_TRACE(language);
         const Outcome outcome = outcomeOf({Mode::printUsage, language, {"restart-service:web"}});
@@ -220,7 +223,7 @@ TEST_F(Run, OfHelpPrintsTheUsageAndStartsNothing) {
     }
 }
 
-TEST_F(Run, SpeaksTheLanguageOfTheCommandLine) {
+TEST_F(Run, ReportsInTheLanguageOfTheCommandLine) {
     std::ofstream(panel.root() / "down") << "web\n";
     EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<keldoctl>\n"
@@ -238,31 +241,16 @@ TEST_F(Run, SpeaksTheLanguageOfTheCommandLine) {
               outcomeOf({Mode::diagnose, "de-DE", {}}).output);
 }
 
-TEST_F(Run, SpeaksEnglishWhereTheLocaleIsNotInstalled) {
-    std::ofstream(panel.root() / "down") << "web\n";
-    const Outcome outcome = outcomeOf({Mode::diagnose, "xx-XX", {}});
-    EXPECT_EQ(0, outcome.status);
-    EXPECT_EQ(webIsDown, outcome.output);
-    EXPECT_EQ("en-US", currentLanguage);
-    EXPECT_STREQ("en_US", std::setlocale(LC_ALL, nullptr));
-}
-
-TEST_F(Run, SpeaksEnglishWhereNoLocaleIsInstalled) {
-    std::ofstream(panel.root() / "down") << "web\n";
-    setenv("LOCPATH", panel.root().c_str(), 1);
-    EXPECT_EQ(webIsDown, outcomeOf({Mode::diagnose, "xx-XX", {}}).output);
-}
-
-TEST_F(Run, SilencesWhatItsChildrenAndItselfPrint) {
+TEST_F(Run, SilencesTheOutputOfItsChildrenAndItsOwn) {
     panel.installUpgradeCheck("echo noise; echo noise >&2; exit 0");
     panel.installMonitor("echo noise >&2; echo noise");
-    database.reachable = false; // and each definition says that PRODUCT_ETC_D is not configured
+    database.reachable = false; // and reading definitions prints a message about PRODUCT_ETC_D
     const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {}});
     EXPECT_EQ(emptyReport, outcome.output);
     EXPECT_EQ("", outcome.errors);
 }
 
-TEST_F(Run, HandsSilencedStreamsAndNoOthersToItsChildren) {
+TEST_F(Run, GivesItsChildrenOnlySilencedStreams) {
     panel.installMonitor("readlink /proc/$$/fd/2 >> $PANEL/order\n"
                          "ls -l /proc/$$/fd >> $PANEL/descriptors");
     outcomeOf({Mode::diagnose, "en-US", {}});
@@ -283,7 +271,7 @@ TEST_F(Run, RestoresTheStreams) {
     EXPECT_EQ("err", outcome.errors);
 }
 
-TEST_F(Run, PassesAnExceptionOnWithTheStreamsStillSilenced) {
+TEST_F(Run, LetsExceptionsPassWithTheStreamsStillSilenced) {
     panel.installMonitor("echo '<monit><service><name>smtp</name><status>ok</status></service>"
                          "</monit>'");
     const Outcome outcome = captured([] {
@@ -299,12 +287,12 @@ TEST_F(Run, PassesAnExceptionOnWithTheStreamsStillSilenced) {
     EXPECT_TRUE(panel.controlFiles().empty());
 }
 
-TEST_F(Run, DoesNotLetLibxml2GoOnWithoutMemory) {
+TEST_F(Run, ReplacesTheAllocatorOfLibxml2) {
     captured([] { return run({Mode::printUsage, "en-US", {}}); });
     EXPECT_NE(reinterpret_cast<void*>(std::malloc), reinterpret_cast<void*>(xmlMalloc));
 }
 
-TEST_F(Run, DiagnosisIsGatedByTheProblemNotByTheTool) {
+TEST_F(Run, DiagnosisChecksNoServiceIfTheProblemUpgradeExists) {
     problemModel.addProblem({"upgrade", {}, Severity::minor});
     diagnose();
     EXPECT_EQ("upgrade-check\n", order());

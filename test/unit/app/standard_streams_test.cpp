@@ -25,7 +25,7 @@ bool nullDeviceFails = false;
 int nullDeviceFlags = -1;
 
 bool dupFails = false;
-std::deque<int> dup2Errors; // the errno of each dup2(), then the real ones
+std::deque<int> dup2Errors; // the errno of each dup2(); after these, the real dup2()
 
 } // namespace
 
@@ -77,13 +77,13 @@ namespace {
 using testing::StartsWith;
 using testing::ThrowsMessage;
 
-/// The open descriptors and the files that they lead to.
+/// The open descriptors and their targets.
 using Descriptors = std::map<int, std::string>;
 
 Descriptors descriptors() {
     Descriptors result;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone; // the directory's own descriptor is closed by then
+        std::error_code gone; // the directory's own descriptor is closed already
         const auto target = std::filesystem::read_symlink(entry.path(), gone);
         if (!target.string().starts_with("/proc/")) {
             result[std::stoi(entry.path().filename())] = target.string();
@@ -92,171 +92,121 @@ Descriptors descriptors() {
     return result;
 }
 
-/// The tests of one stream and its two functions. Nothing is expected before the stream is back,
-/// since the test framework writes to it.
+/// One stream and its two functions. Tests check expectations after restoring the stream, since the
+/// test framework writes to it.
 struct Stream {
     int number;
     void (*redirect)();
     void (*restore)();
 };
 
-// The name of the stream, in the names of the tests.
+/// Prints the stream's part of a test's name.
 void PrintTo(const Stream& stream, std::ostream* out) {
     *out << (stream.number == STDOUT_FILENO ? "Output" : "Error");
 }
 
+/// Expects each test to leave the descriptors as they were.
 class StandardStream : public testing::TestWithParam<Stream> {
 protected:
-    StandardStream() : kept(fcntl(stream, F_DUPFD_CLOEXEC, 100)) {}
     ~StandardStream() override {
         nullDeviceFails = false;
         dupFails = false;
         dup2Errors.clear();
-        GetParam().restore();
+        restore();
         dup2(kept, stream);
+        EXPECT_EQ(before, descriptors());
         close(kept);
     }
 
     static void redirect() { GetParam().redirect(); }
     static void restore() { GetParam().restore(); }
 
+    /// The descriptors after a redirection, which is undone.
+    static Descriptors whileRedirected() {
+        redirect();
+        Descriptors during = descriptors();
+        restore();
+        return during;
+    }
+
+    /// `before` with the stream on the null device.
+    Descriptors silenced() const {
+        Descriptors expected = before;
+        expected[stream] = "/dev/null";
+        return expected;
+    }
+
+    /// The lowest free descriptor, which the real stream is kept on.
+    static int nextDescriptor() {
+        const int next = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+        close(next);
+        return next;
+    }
+
     const int stream = GetParam().number;
-    const int kept;
+    const int kept = fcntl(stream, F_DUPFD_CLOEXEC, 100);
+    const Descriptors before = descriptors();
 };
 
-TEST_P(StandardStream, LeadsToTheNullDeviceWhileTheRealOneIsKept) {
-    const Descriptors before = descriptors();
-    redirect();
-    const Descriptors during = descriptors();
-    restore();
-    ASSERT_EQ(before.size() + 1, during.size());
-    Descriptors expected = before;
-    expected[stream] = "/dev/null";
-    int saved = -1;
-    for (const auto& [fd, target] : during) {
-        if (before.count(fd) == 0) {
-            saved = fd;
-        }
-    }
-    expected[saved] = before.at(stream);
-    EXPECT_EQ(expected, during);
-}
-
-TEST_P(StandardStream, IsBackAfterwardsAndNothingElseIsLeft) {
-    const Descriptors before = descriptors();
-    redirect();
-    restore();
+TEST_P(StandardStream, IsTheNullDeviceWhileTheRealStreamIsKept) {
+    Descriptors expected = silenced();
+    expected[nextDescriptor()] = before.at(stream);
+    EXPECT_EQ(expected, whileRedirected());
     EXPECT_EQ(before, descriptors());
+    EXPECT_EQ(O_WRONLY, nullDeviceFlags & ~O_LARGEFILE);
 }
 
-TEST_P(StandardStream, IsInheritedByChildrenAndTheRealOneIsNot) {
-    const Descriptors before = descriptors();
+TEST_P(StandardStream, IsInheritedByChildrenAndTheRealStreamIsNot) {
+    const int saved = nextDescriptor();
     redirect();
     const int silencedFlags = fcntl(stream, F_GETFD);
-    int savedFlags = -1;
-    for (const auto& [fd, target] : descriptors()) {
-        if (before.count(fd) == 0) {
-            savedFlags = fcntl(fd, F_GETFD);
-        }
-    }
+    const int savedFlags = fcntl(saved, F_GETFD);
     restore();
     EXPECT_EQ(0, silencedFlags);
     EXPECT_EQ(FD_CLOEXEC, savedFlags);
     EXPECT_EQ(0, fcntl(stream, F_GETFD));
 }
 
-TEST_P(StandardStream, IsNotKeptOpenByAChildThatExecutesNothing) {
-    int fromChild[2] = {};
-    ASSERT_EQ(0, pipe(fromChild));
-    Descriptors expected = descriptors();
-    expected[stream] = "/dev/null";
+TEST_P(StandardStream, IsNotKeptByAChildThatExecutesNothing) {
+    const Descriptors expected = silenced();
     redirect();
     const pid_t child = fork();
     if (child == 0) {
-        const bool isKept = descriptors() != expected;
-        static_cast<void>(!write(fromChild[1], isKept ? "y" : "n", 1));
-        _exit(0);
+        _exit(descriptors() == expected ? 0 : 1);
     }
-    char answer = '?';
-    EXPECT_EQ(1, read(fromChild[0], &answer, 1));
-    waitpid(child, nullptr, 0);
-    close(fromChild[0]);
-    close(fromChild[1]);
+    int status = -1;
+    waitpid(child, &status, 0);
     restore();
-    EXPECT_EQ('n', answer);
+    EXPECT_EQ(0, status);
 }
 
-TEST_P(StandardStream, IsOpenedForWritingOnly) {
-    redirect();
-    restore();
-    EXPECT_EQ(O_WRONLY, nullDeviceFlags & ~O_LARGEFILE);
-}
-
-TEST_P(StandardStream, IsNotRedirectedTwice) {
-    const Descriptors before = descriptors();
-    redirect();
-    const Descriptors once = descriptors();
-    redirect();
-    const Descriptors twice = descriptors();
-    restore();
-    EXPECT_EQ(once, twice);
-    EXPECT_EQ(before, descriptors());
-}
-
-TEST_P(StandardStream, IsNotRestoredTwice) {
-    const Descriptors before = descriptors();
+TEST_P(StandardStream, MayBeRedirectedAndRestoredRepeatedly) {
     restore();
     EXPECT_EQ(before, descriptors());
+    const Descriptors once = whileRedirected();
     redirect();
-    restore();
+    EXPECT_EQ(once, whileRedirected()); // the second redirection does nothing
     restore();
     EXPECT_EQ(before, descriptors());
 }
 
-TEST_P(StandardStream, CanBeRedirectedAgain) {
-    const Descriptors before = descriptors();
-    redirect();
-    const Descriptors first = descriptors();
-    restore();
-    redirect();
-    const Descriptors second = descriptors();
-    restore();
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(before, descriptors());
+/// The ways in which a redirection fails.
+const struct {
+    bool nullDevice;
+    bool dup;
+    std::deque<int> dup2;
+} failures[] = {{true, false, {}}, {false, true, {}}, {false, false, {EBUSY, EBUSY}}};
+
+TEST_P(StandardStream, IsLeftAsItIsIfItCannotBeSilenced) {
+    for (const auto& failure : failures) {
+        nullDeviceFails = failure.nullDevice;
+        dupFails = failure.dup;
+        dup2Errors = failure.dup2;
+        EXPECT_EQ(before, whileRedirected());
+    }
 }
 
-TEST_P(StandardStream, StaysWhereItIsWithoutANullDevice) {
-    const Descriptors before = descriptors();
-    nullDeviceFails = true;
-    redirect();
-    const Descriptors during = descriptors();
-    restore();
-    EXPECT_EQ(before, during);
-    EXPECT_EQ(before, descriptors());
-}
-
-TEST_P(StandardStream, StaysWhereItIsWithoutADescriptorToKeepItOn) {
-    const Descriptors before = descriptors();
-    dupFails = true;
-    redirect();
-    const Descriptors during = descriptors();
-    restore();
-    EXPECT_EQ(before, during);
-    EXPECT_EQ(before, descriptors());
-}
-
-TEST_P(StandardStream, StaysWhereItIsWhereTheNullDeviceCannotTakeItsNumber) {
-    const Descriptors before = descriptors();
-    dup2Errors = {EBUSY, EBUSY};
-    redirect();
-    const Descriptors during = descriptors();
-    restore();
-    EXPECT_EQ(before, during);
-    EXPECT_EQ(before, descriptors());
-}
-
-TEST_P(StandardStream, IsRedirectedAndRestoredInSpiteOfSignals) {
-    const Descriptors before = descriptors();
+TEST_P(StandardStream, IsRedirectedAndRestoredDespiteSignals) {
     dup2Errors = {EINTR, EINTR};
     redirect();
     const std::string during = descriptors().at(stream);
@@ -266,18 +216,13 @@ TEST_P(StandardStream, IsRedirectedAndRestoredInSpiteOfSignals) {
     EXPECT_EQ(before, descriptors());
 }
 
-TEST_P(StandardStream, TakesTheNullDevicesOwnDescriptorWhereThatIsItsNumber) {
-    const Descriptors before = descriptors();
+TEST_P(StandardStream, StaysOnTheNullDeviceIfItWasClosed) {
     close(stream);
-    redirect();
-    const Descriptors during = descriptors();
-    restore();
+    const Descriptors during = whileRedirected();
     const Descriptors after = descriptors();
     dup2(kept, stream);
-    Descriptors expected = before;
-    expected[stream] = "/dev/null"; // there was no real one to come back to
-    EXPECT_EQ(expected, during);
-    EXPECT_EQ(expected, after);
+    EXPECT_EQ(silenced(), during);
+    EXPECT_EQ(silenced(), after);
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, StandardStream,
@@ -285,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(Both, StandardStream,
                                          Stream{STDERR_FILENO, redirectStderr, restoreStderr}),
                          [](const auto& param) { return testing::PrintToString(param.param); });
 
-/// What is on standard output after this, and whether messages go there.
+/// Restores standard output and the setting of the messages.
 class SilencedOutput : public testing::Test {
 protected:
     ~SilencedOutput() override {
@@ -298,58 +243,51 @@ protected:
         messages_on_stdout = 1;
     }
 
-    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
-};
-
-TEST_F(SilencedOutput, TakesTheMessagesThatWouldSpoilTheReport) {
-    redirectStdout();
-    redirectStdout();
-    const int during = messages_on_stdout;
-    restoreStdout();
-    EXPECT_EQ(1, during);
-}
-
-TEST_F(SilencedOutput, TakesTheMessagesAlsoWhereItWasClosed) {
-    close(STDOUT_FILENO);
-    redirectStdout();
-    const int during = messages_on_stdout;
-    restoreStdout();
-    EXPECT_EQ(1, during);
-}
-
-TEST_F(SilencedOutput, GetsNoMessagesWhereItCannotBeSilenced) {
-    struct {
-        bool nullDevice, dup;
-        std::deque<int> dup2;
-    } const failures[] = {{true, false, {}}, {false, true, {}}, {false, false, {EBUSY}}};
-    for (const auto& failure : failures) {
-        nullDeviceFails = failure.nullDevice;
-        dupFails = failure.dup;
-        dup2Errors = failure.dup2;
+    /// Whether messages go to standard output while it is redirected.
+    static int messagesWhileRedirected() {
         redirectStdout();
         redirectStdout();
         const int during = messages_on_stdout;
         dup2Errors.clear();
         restoreStdout();
-        EXPECT_EQ(0, during);
+        return during;
+    }
+
+    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
+};
+
+TEST_F(SilencedOutput, TakesMessagesEvenIfItWasClosed) {
+    EXPECT_EQ(1, messagesWhileRedirected());
+    close(STDOUT_FILENO);
+    const int afterClose = messagesWhileRedirected();
+    dup2(kept, STDOUT_FILENO);
+    EXPECT_EQ(1, afterClose);
+}
+
+TEST_F(SilencedOutput, GetsNoMessagesIfItCannotBeSilenced) {
+    for (const auto& failure : failures) {
+        nullDeviceFails = failure.nullDevice;
+        dupFails = failure.dup;
+        dup2Errors = failure.dup2;
+        EXPECT_EQ(0, messagesWhileRedirected());
         EXPECT_EQ(1, messages_on_stdout);
     }
 }
 
-TEST_F(SilencedOutput, ThatCannotBePutBackIsAnError) {
+TEST_F(SilencedOutput, ThrowsIfItCannotBeRestored) {
     redirectStdout();
     dup2Errors = {EINTR, EBUSY};
     EXPECT_THAT(restoreStdout,
                 ThrowsMessage<std::system_error>(StartsWith("standard output is lost")));
-    restoreStdout(); // what was kept is closed
+    restoreStdout(); // does nothing, since the copy is closed
     EXPECT_EQ("/dev/null", descriptors().at(STDOUT_FILENO));
 }
 
-TEST_F(SilencedOutput, ThatCannotBePutBackIsAnErrorWithItsOwnReason) {
-    const int copy = dup(STDIN_FILENO); // the number that the copy of standard output gets
+TEST_F(SilencedOutput, ThrowsTheErrnoOfTheFailedDuplication) {
+    const int copy = dup(STDIN_FILENO); // the number that the copy of standard output will get
     close(copy);
     redirectStdout();
-    close(copy); // closing it again fails with EBADF
+    close(copy); // the second close() fails with EBADF
     dup2Errors = {EBUSY};
     try {
         restoreStdout();
@@ -359,7 +297,7 @@ TEST_F(SilencedOutput, ThatCannotBePutBackIsAnErrorWithItsOwnReason) {
     }
 }
 
-TEST(StandardStreams, AreRedirectedAndRestoredEachOnItsOwn) {
+TEST(StandardStreams, AreRedirectedAndRestoredIndependently) {
     const Descriptors before = descriptors();
     redirectStdout();
     redirectStderr();
