@@ -4,8 +4,8 @@
 
 #include "exec/unique_fd.h"
 
-#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <fcntl.h>
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
@@ -20,9 +20,9 @@ namespace keldo::lint {
 
 namespace {
 
-constexpr std::size_t maximumFileSize = 256 * 1024;
+constexpr std::size_t maximumFileSize = 256UL * 1024;
 constexpr int maximumAttributes = 100;
-constexpr std::size_t maximumTextSize = 1024 * 1024;
+constexpr std::size_t maximumTextSize = 1024UL * 1024;
 
 constexpr const char* fileTooLarge = "the file is larger than 256 KiB, so it was not checked";
 constexpr const char* tooManyAttributes =
@@ -89,7 +89,7 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
                   int defaultCount, const xmlChar** attributes) {
     auto* const parser = static_cast<xmlParserCtxt*>(context);
     Progress& progress = *static_cast<Progress*>(parser->_private);
-    constexpr int fields = 5; // of an attribute; the last two are the ends of its value
+    constexpr std::ptrdiff_t fields = 5; // of an attribute; the last two are the ends of its value
     for (int i = 0; i < attributeCount; ++i) {
         const xmlChar* const* const attribute = attributes + fields * i;
         progress.attributeText += static_cast<std::size_t>(attribute[4] - attribute[3]);
@@ -108,7 +108,9 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
                           defaultCount, attributes);
 }
 
-/// Computes the size of texts with all entities expanded, without expanding them.
+/// Computes the size of texts with all entities expanded, without expanding them. The parser limits
+/// how deep elements and entities are nested, and so this recursion.
+// NOLINTBEGIN(misc-no-recursion): a loop would need a stack of its own
 class ExpandedSize {
 public:
     /// The bytes of text in `nodes` (siblings) and below them, plus one for each node; some number
@@ -158,9 +160,10 @@ private:
 
     std::map<const xmlEntity*, std::size_t> sizes_;
 };
+// NOLINTEND(misc-no-recursion)
 
-/// Parses a text. On success `progress` tells whether a limit was exceeded, and the result is null
-/// then.
+/// Parses a text. Returns null if it is not well-formed or, as `progress` then says, exceeds a
+/// limit.
 XmlDocument parse(const std::string& text, const std::string& path, Progress& progress) {
     const std::unique_ptr<xmlParserCtxt, ParserCloser> parser(xmlNewParserCtxt());
     parser->_private = &progress;
