@@ -3,8 +3,8 @@
 #pragma once
 
 /* Aborts the process unless `condition` holds, in every build type; NDEBUG has no effect.
- * `text` is the condition as the message shows it. The caller writes it out, since the panel's
- * developers search their logs for it and preprocessors expand NULL differently. The message on
+ * `text` is the condition as the message shows it. The caller spells it out: the panel's developers
+ * search their logs for exactly this text, and #condition would differ from it. The message on
  * standard error is that of assert(), with the file's base name as its source. */
 #define KVR_ASSERT(condition, text)                                                                \
     ((condition) ? static_cast<void>(0)                                                            \

@@ -149,8 +149,8 @@ const char* kvrConfGetDefaultByIndex(int index) {
 
 const char* kvrConfGetDefault(const char* name) {
     KVR_ASSERT(name != nullptr, "((void *)0) != name");
-    /* The lower sentinel's name is found and fails the index assertion; the upper sentinel's name
-     * is unknown like any other. */
+    /* The loop includes the lower sentinel, whose index then fails an assertion, but not the upper
+     * sentinel, whose name is unknown like any other. */
     for (size_t i = 0; i <= last_index; ++i) {
         if (strcmp(name, theKvrConfArray[i]) == 0) {
             return kvrConfGetDefaultByIndex(static_cast<int>(i));

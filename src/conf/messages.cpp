@@ -50,9 +50,9 @@ int enlarge(message_buffer* buffer, size_t capacity) {
     va_end(again);
 }
 
-/* Appends the error's number and text if they fit into the buffer. If not, the buffer grows by one
- * byte only, which holds the terminator of an empty suffix: a message that fills its buffer is
- * deliberately printed without a suffix rather than with a part of it. */
+/* Appends the error's number and text if they fit into the buffer. If they do not fit, the buffer
+ * grows by one byte and nothing is appended: a message without a suffix is better than one with
+ * half a suffix. */
 void append_system_error(message_buffer* buffer, int error) {
     const char* const format = "\nSystem error %d: %s";
     size_t room = buffer->capacity - buffer->length;

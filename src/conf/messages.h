@@ -9,8 +9,8 @@
 
 extern "C" {
 
-/* If set, the error reporter puts its base name, as POSIX basename() gives it, and ": " before each
- * message. Null at start; a program that sets it keeps the string alive. */
+/* The path of the program, or null for none; null at start. The error reporter begins each message
+ * with the path's POSIX basename() and ": ". The string must stay valid while it is set. */
 extern const char* program_path;
 
 /* The log hook. `priority` is a syslog priority (facility plus level). At start these are the
@@ -38,9 +38,9 @@ extern int log_facility;
 [[gnu::format(printf, 1, 2)]] char* msg_asprintf(const char* format, ...);
 [[gnu::format(printf, 1, 0)]] char* msg_vasprintf(const char* format, va_list args);
 
-/* Prints a message on standard error and then on standard output and flushes each: the prefix from
- * program_path if it is set, the formatted text, and a newline unless the text ends in a newline.
- * If errno is not 0 at entry, a line "System error NUMBER: TEXT" is added to the text, unless both
+/* Prints a message on standard error and then on standard output, and flushes each. The message is
+ * the prefix from program_path, the formatted text, and a newline unless the text ends in one. If
+ * errno is not 0 at entry, a line "System error NUMBER: TEXT" is added to the text, unless both
  * together exceed 4095 bytes. Without memory the text is "Can't allocate memory for error message".
  * Calls exit(exit_status) if exit_status is not 0. `unused` has no effect; callers pass 0 or 1. */
 [[gnu::format(printf, 3, 4)]] void report_error(int exit_status, int unused, const char* format,

@@ -8,7 +8,7 @@
 
 /* The process-wide state of this folder. All of it lives until exit. */
 
-/* Set by the first successful look-ups; see conf/process_state.h. */
+/* Set by conf/autoprepend.cpp; see conf/process_state.h. */
 conf_rec* theKvrConf = nullptr;
 const char* kvrConfCache[kvrConfCacheSize];
 bool kvrConfCacheCleared = false;

@@ -95,10 +95,10 @@ int grow_table(conf_rec* pconf) {
     return 0;
 }
 
-/* Returns the end of the value that begins at `value`: the end of the line or a `#`. If the value
- * ends in an odd number of white space characters, the last of them is cut off, since each one
- * takes back the cut that the previous one has set. Panels have long written values that end in
- * blanks, so this rule is part of the format. */
+/* Returns the end of the value that begins at `value`: the end of the line or a `#`. If an odd
+ * number of white space characters precedes that end, the value loses the last of them: each white
+ * space character sets the cut if it is not set, and removes it if it is. Panels have long written
+ * values that end in blanks, so this rule is part of the format. */
 char* end_of_value(char* value) {
     char* cut = nullptr;
     char* end = value + 1;

@@ -11,9 +11,9 @@
  * (or conf_add_r() repeatedly and then conf_finalize_r()), then conf_get_r() as often as needed,
  * and conf_free_r() at the end. All state is in the record, so different records are independent.
  *
- * Nothing is printed. Problems go to the log hook (conf/messages.h) with the priority of a user
- * warning, 12, which the hook hides unless log_setup() has raised its level. A null record or an
- * inconsistent table is an assertion failure. */
+ * Problems go to the log hook (conf/messages.h) with the priority 12 (LOG_USER, LOG_WARNING). The
+ * console writers do not print that priority unless log_setup() has raised their level. A null
+ * record or an inconsistent table is an assertion failure. */
 
 extern "C" {
 
