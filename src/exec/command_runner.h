@@ -18,9 +18,8 @@ struct CommandResult {
     std::string output;
 };
 
-/// A command that runs by the system shell (system(3)) in a child process. It starts in the
-/// constructor. The destructor waits until the command has closed its output and ended; there is no
-/// time limit.
+/// A command that the system shell runs (system(3)) in a child process. The constructor starts it.
+/// The destructor waits until the command has closed its output and ended; there is no time limit.
 ///
 /// Captures standard output and, if `captureStderr`, standard error with it. The command inherits
 /// the other descriptors; 0, 1 and 2 must be open. SIGPIPE and SIGXFSZ have their default action.

@@ -6,11 +6,12 @@
 
 namespace keldo {
 
-/// The signals that end a process by default and that it may handle to clean up first. Not among
-/// them: SIGKILL; the signals of program errors (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP,
-/// SIGSYS), after which the process is in no state to clean up; SIGPIPE and SIGXFSZ, which a run
-/// ignores (exec/process_state.h). The set suits sigprocmask(2) and signalfd(2); the signals in
-/// it are from 1 to SIGRTMAX.
+/// Returns the ending signals: all whose default action ends the process, with these exceptions.
+///   - SIGKILL, which cannot be handled
+///   - SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP and SIGSYS, which report an error of the
+///     program: it is then in no state to clean up
+///   - SIGPIPE and SIGXFSZ, which a run ignores (exec/process_state.h)
+/// The set suits sigprocmask(2) and signalfd(2). Its signals have numbers from 1 to SIGRTMAX.
 sigset_t endingSignals() noexcept;
 
 /// Blocks the ending signals until release() or destruction. Signals that arrive meanwhile are

@@ -9,8 +9,8 @@
 namespace keldo {
 
 /// Removes its file on destruction, or if an ending signal (exec/ending_signals.h) ends the process
-/// first. A file that is missing is no error. Only one remover may exist at a time. The path is not
-/// copied and must outlive the remover.
+/// first. A missing file is no error. Only one remover may exist at a time. The path is not copied
+/// and must outlive the remover.
 ///
 /// The first remover installs a handler, which stays, for each ending signal whose action is the
 /// default. The process still dies by the signal.
@@ -28,8 +28,8 @@ public:
     /// Removes the files now. Async-signal-safe.
     void remove() const noexcept;
 
-    /// The destructor will not remove the files. A signal still does until then, so the next owner
-    /// of the files must exist before this one is destroyed.
+    /// Makes the destructor keep the files. Until destruction, an ending signal still removes them,
+    /// so the next owner of the files must exist before this one is destroyed.
     void release() noexcept { released_ = true; }
 
 private:

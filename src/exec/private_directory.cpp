@@ -110,7 +110,7 @@ void removeIfAbandoned(const char* path) noexcept {
     if (isMarked(directory.get(), nameOf(path))) {
         removeDirectory(path);
     } else {
-        rmdir(path); // empty if its process was killed before it could mark it
+        rmdir(path); // a process that was killed before it made the mark left it empty
     }
 }
 
@@ -138,7 +138,7 @@ bool PrivateDirectory::makeIn(std::string_view base, std::string_view prefix) {
             return true;
         }
         const int reason = errno;
-        // Another process may have swept the directory before it was locked: try again. Any other
+        // If another process has swept the directory before we locked it, try again. Any other
         // failure would repeat itself.
         if (rmdir(path_.c_str()) == 0 || errno != ENOENT) {
             errno = reason;
@@ -167,7 +167,7 @@ void removeDirectory(const char* path) noexcept {
         const UniqueFd directory = openDirectory(AT_FDCWD, path);
         const bool removed = empty(directory.get(), mark);
         unlinkat(directory.get(), mark, 0);
-        // A program that still runs in it may have made a file meanwhile.
+        // A program that still runs may have created a file meanwhile: empty it again.
         goOn = rmdir(path) != 0 && errno == ENOTEMPTY && removed;
     }
 }

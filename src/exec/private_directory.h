@@ -12,22 +12,22 @@ namespace keldo {
 
 /// A fresh directory of mode 0700, removed on destruction with everything in it.
 ///
-/// While the object lives, it holds a flock(2) on the directory. The directory contains an empty
-/// file that has the directory's own name, the mark. Both let sweepAbandoned() recognise the
-/// directories of killed processes: they are marked and nobody holds their lock.
+/// While the object lives, it holds a flock(2) on the directory. The directory contains the mark,
+/// an empty file with the directory's own name. sweepAbandoned() recognises the directories of
+/// killed processes by both: they have a mark, and nobody holds their lock.
 ///
 /// A signal that ends the process runs no destructor. Either block the ending signals while the
 /// object lives, or hand path() to a FileRemover (exec/file_remover.h) before they can arrive.
 class PrivateDirectory {
 public:
-    /// Makes BASE/PREFIX and six random characters, in the first of `bases` that accepts it. Throws
-    /// std::system_error with the last one's reason if none does.
+    /// Creates BASE/PREFIXxxxxxx (six random characters) in the first of `bases` where that
+    /// succeeds. If all fail, throws std::system_error with the errno of the last base.
     PrivateDirectory(std::span<const char* const> bases, std::string_view prefix);
     PrivateDirectory(const PrivateDirectory&) = delete;
     PrivateDirectory& operator=(const PrivateDirectory&) = delete;
     ~PrivateDirectory();
 
-    /// The absolute path if the base is absolute.
+    /// The path of the directory; absolute if its base is absolute.
     const std::string& path() const { return path_; }
     /// The last component of the path.
     std::string name() const { return path_.substr(path_.rfind('/') + 1); }
@@ -48,9 +48,9 @@ private:
     UniqueFd lock_;
 };
 
-/// Removes a directory with everything in it, and its mark last, so that an interrupted removal can
-/// be recognised. Follows no link; a path that is no directory stays. Reports no error. Allocates
-/// nothing and may be called by a signal handler.
+/// Removes a directory with everything in it. Removes the mark last, so that sweepAbandoned()
+/// recognises a directory whose removal was interrupted. Follows no link; does nothing if `path` is
+/// not a directory. Reports no error. Allocates nothing, so a signal handler may call it.
 void removeDirectory(const char* path) noexcept;
 
 } // namespace keldo

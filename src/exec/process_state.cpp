@@ -26,12 +26,13 @@ std::string programName;
 /// signal handler.
 std::atomic<const FileRemover*> FileRemover::inUse = nullptr;
 
-/// Whether the ending signals have their handler: set by the first remover.
+/// Whether the handler of the ending signals is installed: set by the first remover.
 bool FileRemover::signalsAreHandled = false;
 
 namespace {
 
-/// A file or pipe that is opened later would get the free number and be taken for the stream.
+/// Otherwise a file or pipe that is opened later would get the number of a closed stream, and
+/// output for the stream would go into it.
 void openClosedStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (fcntl(stream, F_GETFD) == -1) {
