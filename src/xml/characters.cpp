@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view replacementCharacter = "\uFFFD";
 
-/// The bytes at the start of a text that are one character, or that one U+FFFD replaces.
+/// The first bytes of a text: one valid character, or an invalid sequence that one U+FFFD replaces.
 struct Piece {
     std::size_t length = 1;
     bool isValid = false;
