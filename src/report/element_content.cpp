@@ -29,7 +29,7 @@ bool beginsCharacterReference(std::string_view text) {
     }
     const char* const digits = text.data() + (isHexadecimal ? 3 : 2);
     const char* const textEnd = text.data() + text.size();
-    std::uint32_t character = 0; // XML does not allow 0; it stays if the number is too large
+    std::uint32_t character = 0; // stays 0, which XML does not allow, if the number is too large
     const char* const end =
         std::from_chars(digits, textEnd, character, isHexadecimal ? 16 : 10).ptr;
     return end != textEnd && *end == ';' && isXmlCharacter(character);

@@ -11,7 +11,7 @@
 
 namespace keldo {
 
-/// The language of the report unless another is chosen, and of texts without a translation.
+/// The default language of the report, and the language of texts without a translation.
 inline constexpr const char* englishLanguage = "en-US";
 
 /// The language code of the report, such as "de-DE". Initially "en-US"; only a successful
@@ -71,7 +71,7 @@ using ActionSet = std::map<std::string, Solution>;
 using ActionResults = std::map<std::string, ActionResult>;
 
 /// The result of a run: the problems found, the actions that solve them or were carried out, and
-/// the results of the latter. Nothing is ever removed.
+/// the results of the actions that were carried out. Nothing is ever removed.
 class ProblemModel {
 public:
     /// Stores the problem under its id, replacing an earlier one with that id, and registers its
@@ -82,7 +82,7 @@ public:
     void registerAction(const Solution& solution);
 
     /// Copies the solution into the action set, replacing an earlier one with that id. The repair
-    /// uses this: its description of an action that it carried out always counts.
+    /// uses this, so that the report describes an action as the repair carried it out.
     void storeAction(const Solution& solution);
 
     /// Stores the result of an action, replacing an earlier one.

@@ -16,7 +16,7 @@ namespace keldo {
 
 namespace {
 
-/// `content` is what elementContent() returns, or a text without ampersands; null for none.
+/// `content` is a result of elementContent(), a text without ampersands, or null for no content.
 xmlNode* addElement(xmlNode* parent, const char* name, const char* content = nullptr) {
     return xmlNewChild(parent, nullptr, toXml(name), toXml(content));
 }
@@ -117,8 +117,8 @@ XmlDocument makeDocument(const ProblemModel& model) {
     return document;
 }
 
-/// Whether to repeat a failed write to standard output: after a signal, or after waiting for room
-/// if the caller shares a non-blocking descriptor.
+/// Returns whether to repeat a failed write to standard output. True if a signal interrupted it.
+/// Also true if a non-blocking pipe is full; then waits until it has room.
 bool mayWriteAgain() {
     if (errno == EAGAIN) {
         pollfd stream = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -138,7 +138,8 @@ void writeToStdout(std::string_view text) {
     }
 }
 
-/// The report's text. The document is freed on return, before a slow reader can block us.
+/// Returns the report's text. Frees the document, so that it takes no memory while a slow reader
+/// blocks the output.
 XmlText serialise(const ProblemModel& model) {
     xmlCheckVersion(oldestLibxml2);
     const XmlDocument document = makeDocument(model);

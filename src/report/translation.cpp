@@ -40,7 +40,8 @@ private:
     char* original_ = nullptr;
 };
 
-/// gettext(3) without LANGUAGE, which would choose other catalogues than that of the locale.
+/// Calls gettext(3) with LANGUAGE blank: this variable would choose catalogues of other languages
+/// than the locale's.
 std::string lookUp(const std::string& text) {
     const BlankedVariable language("LANGUAGE=");
     return gettext(text.c_str());

@@ -16,8 +16,8 @@ struct Substitution {
 };
 
 /// Translates an English text by gettext(3), from the catalogue that setLanguage() has bound. The
-/// message has the report's language if a translation was found or that language is English of any
-/// country, else "en-US". Ignores LANGUAGE in the environment.
+/// message has the report's language if a translation was found, or if that language is English of
+/// any country; otherwise it has "en-US". Ignores LANGUAGE in the environment.
 Message translate(const std::string& text);
 
 /// Fills placeholders from left to right in one pass; values are not searched again. If both
