@@ -12,7 +12,7 @@ struct close_library {
 };
 using library_handle = std::unique_ptr<void, close_library>;
 
-/* Looks in `scope` for a function that is still missing. Returns whether it is known then. */
+/* Looks `name` up in `scope` if `function` is null. Returns whether `function` is set then. */
 template <typename Function> bool find(void* scope, const char* name, Function*& function) {
     if (function == nullptr) {
         function = reinterpret_cast<Function*>(dlsym(scope, name));
@@ -20,7 +20,7 @@ template <typename Function> bool find(void* scope, const char* name, Function*&
     return function != nullptr;
 }
 
-/* Returns whether the record then lacks nothing but, perhaps, the options. */
+/* Looks up all null members except `options`. Returns whether they are all set then. */
 bool find_functions(void* scope, client_library& functions) {
     bool is_complete = find(scope, "mysql_close", functions.close);
     is_complete &= find(scope, "mysql_errno", functions.error_number);

@@ -25,8 +25,8 @@ struct client_library {
     decltype(::mysql_store_result)* store_result;
 };
 
-/* Loads the library and fills the record. The library is not linked, because with its TLS libraries
- * it would take more than half of every start, also of one that asks no database. It stays loaded
+/* Loads the library and fills the record. The library is not linked: loading it and its TLS
+ * libraries would take more than half of the time of every start, even for --help. It stays loaded
  * until the process ends. Functions of a preloaded library come first. Returns 0, or -1 with the
  * record unchanged if the library or one of its functions is missing. */
 int load_client_library(client_library* functions);

@@ -35,8 +35,8 @@ const char* const db_name = "kvr";
 /* With room for the terminator. */
 const size_t password_size = 100;
 
-/* In seconds: how long to wait for each word of a server, which may accept connections and then
- * hang. The first limit holds until the handshake is complete. */
+/* Limits in seconds on each wait for the server, which may accept connections and then hang. The
+ * first limit holds until the handshake is complete, the second afterwards. */
 const unsigned int connect_time_limit = 10;
 const unsigned int answer_time_limit = 60;
 
@@ -70,12 +70,13 @@ int read_password(char* password, char* error, size_t size) {
 void set_option(MYSQL* db, mysql_option option, const void* value) {
     const auto options = db_client()->options;
     if (options != nullptr) {
-        options(db, option, value); // connecting works also without an option that is unknown
+        options(db, option, value); // fails for an unknown option; connecting works without it
     }
 }
 
-/* Leaves out mysql_clear_password, dialog and other plugins that send the password as it is. Only
- * MariaDB's library has this option; MySQL's sends no password in clear by default. */
+/* Allows only authentication plugins that do not send the password in clear, as
+ * mysql_clear_password and dialog do. Only MariaDB's library has this option; MySQL's sends no
+ * password in clear by default. */
 void refuse_clear_passwords([[maybe_unused]] MYSQL* db) {
 #if defined(MARIADB_PACKAGE_VERSION_ID) && MARIADB_PACKAGE_VERSION_ID >= 30300
     set_option(db, MARIADB_OPT_RESTRICTED_AUTH,

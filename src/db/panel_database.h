@@ -9,9 +9,9 @@
 
 /* Connections to the panel's own database: "kvr" on the local server, as its user "admin". The
  * password is the first line of kvrShadowFile, without its newline; at most 99 characters of it
- * are read. Connecting, with the handshake, fails after 10 seconds without a word from the server,
- * a statement after 60. The server cannot make the client send a local file, and (if the library
- * supports it) not the password in clear.
+ * are read. If the server is silent, connecting (handshake included) fails after 10 seconds and a
+ * statement after 60. The client never sends a local file, even if the server asks for it. It does
+ * not send the password in clear if the library can prevent that.
  *
  * A function that connects returns a handle, which the caller closes with db_client()->close(), or
  * null. A function that takes a buffer `error` of `size` bytes writes the reason of a failure into
