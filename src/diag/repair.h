@@ -9,10 +9,10 @@
 
 namespace keldo {
 
-/// Returns the action of an id. There is one kind: "restart-service:" and a service id restarts
-/// that service. Its commands are the stop action, a newline and the start action of the
-/// definition. For any other id, and for a service without a readable definition, the solution has
-/// an empty id, the message "undefined" and no commands.
+/// Returns the action with this id. There is one kind of action: "restart-service:SERVICE" restarts
+/// a service. Its commands are the stop action, a newline and the start action of the definition.
+/// For any other id, and for a service without a readable definition, the result has an empty id,
+/// the message "undefined" and no commands.
 Solution solutionForAction(const std::string& actionId);
 
 /// Returns the id of the action that restarts a service.
@@ -20,8 +20,8 @@ std::string restartActionId(const std::string& serviceId);
 
 /// Carries out the actions one after another, in the given order, and records each with its result
 /// in the run's model. If an id is given twice, the second result replaces the first. Skips ids
-/// that name no action, without a message. Passes on what the catalogue throws; the ids that follow
-/// are then not run.
+/// that name no action, without a message. Passes on what the catalogue throws, and then does not
+/// carry out the ids that follow.
 void repairActions(const std::vector<std::string>& actionIds);
 
 } // namespace keldo

@@ -79,7 +79,7 @@ std::vector<ServiceDefinition> servicesToCheck() {
     }
     try {
         applyActionLog(services);
-    } catch (...) { // A failed database must not end the diagnosis: keep the list read so far.
+    } catch (...) { // A failed database must not end the diagnosis: keep the list made so far.
     }
     std::erase_if(services, [](const ServiceDefinition& service) { return service.id.empty(); });
     return services;

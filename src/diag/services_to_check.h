@@ -9,13 +9,14 @@
 namespace keldo {
 
 /// Returns the services that should be running, in the order of the checks: the six core services,
-/// then the services that the administrator last started through the panel, without those that he
-/// last stopped. Reads his actions from the panel database (tables actions, log_actions,
-/// log_components) over its own connection. If that fails, prints nothing and returns the list read
-/// so far: the core services if there is no database.
+/// then each service whose latest action by the administrator was a start through the panel. Leaves
+/// out a service, core ones included, whose latest action was a stop. Reads these actions from the
+/// panel database (tables actions, log_actions, log_components) over a connection of its own. If
+/// that fails, prints nothing and returns the list made so far: without a database, the core
+/// services.
 ///
-/// Leaves out services without a readable definition. A core service that was last started is
-/// listed twice. Passes on what the catalogue throws for a core service.
+/// Leaves out services without a readable definition. A core service whose latest action was a
+/// start is listed twice. Passes on what the catalogue throws for a core service.
 std::vector<ServiceDefinition> servicesToCheck();
 
 } // namespace keldo
