@@ -38,14 +38,15 @@ void closeSavedStreams() {
 }
 // GCOVR_EXCL_STOP
 
-/// If this fails, FD_CLOEXEC still closes the copies when the shell is executed.
+/// Registers closeSavedStreams() once. If this fails, FD_CLOEXEC still closes the copies when the
+/// shell is executed.
 void letChildrenCloseSavedStreams() {
     if (!childrenCloseSavedStreams) {
         childrenCloseSavedStreams = pthread_atfork(nullptr, nullptr, closeSavedStreams) == 0;
     }
 }
 
-/// Returns whether the stream is silent now.
+/// Silences a stream and keeps a copy of it. Returns whether the stream is silent.
 bool redirect(int stream, int& saved) {
     if (saved != stream) {
         return true;
@@ -70,7 +71,7 @@ bool redirect(int stream, int& saved) {
     return silent;
 }
 
-/// Returns whether the stream is the real one now. If not, errno says why.
+/// Undoes redirect(). Returns false with errno on failure.
 bool restore(int stream, int& saved) {
     if (saved == stream) {
         return true;
