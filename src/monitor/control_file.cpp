@@ -29,7 +29,7 @@ std::string makeTemporaryFile() {
     if (const UniqueFd file(mkstemp(name.get())); file) {
         fchmod(file.get(), S_IRUSR | S_IWUSR); // whatever the umask
     }
-    path = name.get(); // has the template's length, so it needs no memory and cannot fail
+    path = name.get(); // as long as before, so it needs no memory and cannot fail
     return path;
 }
 

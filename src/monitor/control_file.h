@@ -15,14 +15,14 @@ namespace keldo {
 /// 127.0.0.1 with a test for each port. Without pid file and ports nothing is written.
 void writeControlFile(const ServiceDefinition& definition, std::ostream& stream);
 
-/// Writes that text to a new file of mode 0600 in the "tmp" folder below PRODUCT_ROOT_D. Returns
-/// its path; the caller removes the file. Failures are not reported: the path may name no file or
-/// an incomplete one, and is empty if memory ran out. If mkstemp failed, the stream creates the
-/// file and its mode may differ.
+/// Writes the control file to a new file of mode 0600 in the folder "tmp" below PRODUCT_ROOT_D.
+/// Returns its path; the caller removes the file. Failures are not reported: the path may name no
+/// file or an incomplete one, and is empty if memory ran out. If mkstemp failed, the stream creates
+/// the file and its mode may differ.
 std::string writeMonitorConfig(const ServiceDefinition& definition);
 
-/// One test line, without indent and line end. Values are written as they are, unquoted. UDP and
-/// TCPSSL have a space on either side, so that two spaces follow them.
+/// One test line, without indent and line end. Values are written as they are, unquoted. Two spaces
+/// follow UDP and TCPSSL.
 std::string portTestLine(const PortCheck& port);
 std::string unixSocketTestLine(const std::string& path);
 

@@ -20,7 +20,8 @@ namespace {
 
 constexpr int allTestsPassed = 0;
 
-/// A text's size in libxml2's type. An oversized text gets 0, which libxml2 refuses to parse.
+/// A text's size in libxml2's type; 0 for a text that is too long, since libxml2 does not parse 0
+/// bytes.
 int sizeForXml(const std::string& text) {
     return text.size() <= std::numeric_limits<int>::max() ? static_cast<int>(text.size()) : 0;
 }

@@ -12,9 +12,9 @@ namespace keldo {
 std::string monitorPath();
 
 /// Runs monit once on a control file of this service (monitor/control_file.h) and returns whether
-/// the service is running. Every doubt counts as running: a missing or broken monitor must not
-/// report services as stopped. Throws what monitorStatus throws. The control file is always gone
-/// afterwards. Prints nothing.
+/// the service is running. Also returns true if monit gives no answer: a missing or broken monitor
+/// must not make services look stopped. Throws what monitorStatus throws. The control file is
+/// always gone afterwards. Prints nothing.
 bool isServiceRunning(const ServiceDefinition& definition);
 
 /// Reads the status of the service `name` from the XML that monit printed: the first

@@ -23,8 +23,8 @@ enum class PortType : std::int32_t { TCP = 0, UDP = 1, TCPSSL = 2 };
 /// The type of that name; TCP for any other text.
 PortType portType(const std::string& text);
 
-/// The port number in a text, or 0, which is never checked, if boost::lexical_cast finds no
-/// unsigned number in it.
+/// Returns the port number that boost::lexical_cast reads from a text, or 0 if it reads none. Port
+/// 0 is never checked.
 std::uint32_t portNumber(const std::string& text);
 
 /// A network port that a running service listens on.
@@ -36,8 +36,8 @@ struct PortCheck {
     bool operator==(const PortCheck&) const = default;
 };
 
-/// The id of the panel's database. It is tested by connecting to it, not by the monitor; the checks
-/// in its definition have no effect.
+/// The service id of the panel's database. A connection tests the database, not the monitor; the
+/// checks in its definition have no effect.
 inline constexpr const char* databaseService = "mysql";
 
 /// The XML namespace of all elements of a definition: http://HOST/schemas/keldo/service/1 (HOST:
@@ -64,8 +64,8 @@ struct ServiceDefinition {
 
     /// Reads the file of the service `requestedId`: PRODUCT_ETC_D + "/service/ID.xml".
     /// PRODUCT_ETC_D is not a known variable, so it is empty whatever the configuration file says.
-    /// The id is not checked or escaped, and the id in the file wins over it. The definition is
-    /// empty if the file is missing or not well-formed. Throws boost::bad_lexical_cast if the
+    /// `requestedId` is not checked or escaped; the definition has the id that is in the file. It
+    /// is empty if the file is missing or not well-formed. Throws boost::bad_lexical_cast if the
     /// checks cannot be counted.
     explicit ServiceDefinition(const std::string& requestedId);
 

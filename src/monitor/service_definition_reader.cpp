@@ -14,7 +14,7 @@ namespace keldo {
 
 namespace {
 
-/// The elements with one position, in document order: at most one from each `checks` element.
+/// Elements that have the same position in their `checks` elements, in document order.
 using ElementsAtPosition = std::vector<const xmlNode*>;
 
 /// Counts the elements. Throws boost::bad_lexical_cast if libxml2 cannot evaluate the expression:
@@ -23,8 +23,8 @@ int countOf(const std::string& elements, xmlXPathContext* context) {
     return boost::lexical_cast<int>(xpathString("count(" + elements + ")", context));
 }
 
-/// Groups the elements that `elements` selects by their position within their parent. This gives
-/// in one pass what evaluating `elements`[position()=i] for each i would give.
+/// Groups the elements that the expression `elements` selects by their position in their parent.
+/// Gives in one pass the results of `elements`[position()=i] for each i.
 std::vector<ElementsAtPosition> elementsByPosition(const std::string& elements,
                                                    xmlXPathContext* context) {
     std::vector<ElementsAtPosition> positions;

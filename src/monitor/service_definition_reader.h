@@ -23,11 +23,11 @@ ServiceDefinition readServiceDefinition(xmlDoc* document);
 /// both are missing.
 Message readTitle(xmlXPathContext* context);
 
-/// Read the checks position by position: the first unix socket (port) of any `checks` element, then
-/// the second, and so on. If several `checks` elements have a socket (port) at one position, the
-/// first of them counts, with the first attribute of each name; a valid definition has only one
-/// `checks` element. A socket without a path is dropped, and so is a port whose number portNumber()
-/// takes for 0. Both throw boost::bad_lexical_cast if the elements cannot be counted.
+/// Return the unix sockets (ports) in the order of their positions in a `checks` element. A valid
+/// definition has only one `checks` element. If several have a socket (port) at the same position,
+/// only one of these is returned: the first, with the first value that any of them has for each
+/// attribute. Sockets without a path and ports whose portNumber() is 0 are left out. Both throw
+/// boost::bad_lexical_cast if the elements cannot be counted.
 std::vector<UnixSocketCheck> readUnixSocketChecks(xmlXPathContext* context);
 std::vector<PortCheck> readPortChecks(xmlXPathContext* context);
 
