@@ -23,9 +23,9 @@ struct CheckedDefinition {
 /// Whether keldoctl reads a definition from a document with this root element.
 bool isServiceElement(const xmlNode* root);
 
-/// Finds what keldoctl or the monitor will not do as the author means it; the schema finds the
-/// rest. `service` is the root element of the file `path`, `definition` is what keldoctl reads from
-/// the file, and `hostName` is the name of this host.
+/// Finds the faults that make keldoctl or monit do something else than the definition seems to say;
+/// the schema finds the others. `service` is the root element of the file `path`, `definition` is
+/// what keldoctl reads from the file, and `hostName` is the name of this host.
 CheckedDefinition checkDefinition(const std::string& path, const xmlNode* service,
                                   const ServiceDefinition& definition, const std::string& hostName);
 

@@ -62,7 +62,7 @@ void requireReadable(const std::string& path) {
     }
 }
 
-/// The content of the file, uncompressed. It ends soon after the limit.
+/// Returns the content of the file, uncompressed. Stops reading soon after maximumFileSize.
 std::string contentOf(const std::string& path) {
     requireReadable(path);
     const std::unique_ptr<xmlParserInputBuffer, InputCloser> input(
@@ -76,7 +76,7 @@ std::string contentOf(const std::string& path) {
                  : "";
 }
 
-/// What one parser has seen, and the limit that ended it.
+/// What a parser has read so far, and the limit that stopped it.
 struct Progress {
     std::size_t attributeText = 0; ///< bytes of attribute values, default ones included
     const char* exceeded = nullptr;
@@ -113,8 +113,8 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
 // NOLINTBEGIN(misc-no-recursion): a loop would need a stack of its own
 class ExpandedSize {
 public:
-    /// The bytes of text in `nodes` (siblings) and below them, plus one for each node; some number
-    /// above the limit if it is exceeded.
+    /// Returns the bytes of text in `nodes` (siblings) and below them, plus one for each node.
+    /// Stops counting above the limit.
     std::size_t of(const xmlNode* nodes) {
         std::size_t size = 0;
         for (const xmlNode* node = nodes; node != nullptr && size <= maximumTextSize;
@@ -177,8 +177,8 @@ XmlDocument parse(const std::string& text, const std::string& path, Progress& pr
     return progress.exceeded == nullptr ? std::move(document) : nullptr;
 }
 
-/// Puts libxml2's complaints into context. It also complains of what it reads, for example of a
-/// prefix without a namespace.
+/// Says in each of libxml2's complaints what it means for keldoctl. libxml2 also complains about
+/// documents that it reads, for example if a prefix has no namespace.
 void explain(Findings& complaints, bool isWellFormed) {
     for (Finding& complaint : complaints) {
         complaint.level = isWellFormed ? Level::warning : Level::error;

@@ -14,7 +14,7 @@ namespace {
 
 using Nodes = std::vector<xmlNode*>;
 
-/// Adds an element's children to `references` or `elements`, if they are such nodes.
+/// Adds each child that is an entity reference to `references`, and each element to `elements`.
 void sortChildren(const xmlNode* parent, Nodes& references, Nodes& elements) {
     for (xmlNode* node = parent->children; node != nullptr; node = node->next) {
         if (node->type == XML_ENTITY_REF_NODE) {

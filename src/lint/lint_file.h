@@ -13,9 +13,9 @@ namespace keldo::lint {
 struct Result {
     Findings findings; ///< in the order of their lines
 
-    /// The control file that keldoctl gives to monit; it may be empty. None if keldoctl gives none,
-    /// which is so for the database and for a file that it cannot read, or if the file exceeds a
-    /// limit (lint/document.h).
+    /// The text of the control file that keldoctl gives to monit; it may be empty. Not set for the
+    /// database, for a file that keldoctl cannot read, and for a file that exceeds a limit
+    /// (lint/document.h).
     std::optional<std::string> controlFile;
 };
 

@@ -74,8 +74,8 @@ void writePrivately(const std::string& path, const std::string& text) {
     }
 }
 
-/// "exit" keeps the shell from executing monit in its own place: if a signal kills the shell
-/// itself, the runner returns success.
+/// "exit" makes the shell stay monit's parent. Otherwise it might execute monit in its own place,
+/// and a signal that kills monit would count as success (exec/command_runner.h).
 CommandResult runMonit(const std::string& controlFile) {
     return runCommand(std::string(monitPath) + " -t -c " + controlFile + "; exit $?", true);
 }

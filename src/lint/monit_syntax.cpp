@@ -15,7 +15,7 @@ constexpr std::string_view protocols = " default clamav dns dwp fail2ban gps mem
                                        " ldap2 ldap3 mongodb mysql mysqls pgsql redis "
                                        " postfix-policy spamassassin ";
 
-/// The protocols that it accepts likewise, but on UDP ports only.
+/// The protocols that it accepts without further words on UDP ports only.
 constexpr std::string_view udpProtocols = " radius ";
 
 constexpr std::string_view unquotableCharacters = "!\"%'(),:;@{}";
@@ -30,7 +30,7 @@ std::string lowerCase(std::string_view text) {
     return result;
 }
 
-/// Whether `words`, each of which has a space on either side, contain the word in any case.
+/// Whether `words`, each between two spaces, contain a word; upper and lower case are equal.
 bool contains(std::string_view words, std::string_view word) {
     return !word.empty() && word.find(' ') == std::string_view::npos &&
            words.find(' ' + lowerCase(word) + ' ') != std::string_view::npos;

@@ -15,8 +15,8 @@ namespace keldo::lint {
 /// such character.
 std::string unquotableCharacter(std::string_view text);
 
-/// Whether monit knows the protocol, in any case, and needs no further words for it.
-/// isUdpProtocol() tells whether monit accepts it on UDP ports only.
+/// Whether monit knows the protocol and needs no further words for it. isUdpProtocol() tells
+/// whether monit accepts it on UDP ports only. Both ignore case.
 bool isMonitProtocol(std::string_view name);
 bool isUdpProtocol(std::string_view name);
 
