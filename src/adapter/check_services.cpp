@@ -60,8 +60,8 @@ std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
         if (now >= deadline) {
             return services;
         }
-        // Monit announces no finished check. Most checks take a few milliseconds, some take
-        // seconds: the longer it has taken, the less a little more matters.
+        // Monit does not announce the end of a check. Most checks take milliseconds, some take
+        // seconds, so the pause grows with the time that has passed.
         const Clock::duration pause =
             std::clamp<Clock::duration>((now - begin) / 8, milliseconds(1), milliseconds(200));
         watch.wait(-1, std::min(now + pause, deadline));
@@ -79,7 +79,7 @@ std::vector<Service> checkServices(const ControlFile& control) {
         services.push_back({name, "0", false});
     }
     const Clock::time_point deadline = Clock::now() + control.testCount * secondsPerTest + margin;
-    const Watch watch; // before the directory: no signal may end the program while that exists
+    const Watch watch; // first, so that no signal ends the program while the directory exists
     const PrivateDirectory directory = makeDirectory();
     directory.sweepAbandoned();
     const Monit monit(directory, control);

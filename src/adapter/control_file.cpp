@@ -47,7 +47,7 @@ std::vector<Word> wordsOf(std::string_view rest) {
     }
 }
 
-/// tolower(3) depends on the locale.
+/// Replaces tolower(3), which depends on the locale.
 char lowerCase(char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }

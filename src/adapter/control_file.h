@@ -7,7 +7,7 @@
 
 namespace keldo::adapter {
 
-/// A control file, and the little that this program has to know of it without monit.
+/// A control file, and the facts that this program reads from it without monit.
 struct ControlFile {
     std::string path; ///< as the caller gave it
     std::string text;

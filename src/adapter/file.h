@@ -10,7 +10,8 @@
 
 namespace keldo::adapter {
 
-/// Prevents an answer. Its text is one line, without the program's name and the line feed.
+/// Thrown if this program cannot answer. The text is the message, one line without the program's
+/// name and the line feed.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -24,7 +25,7 @@ Failure failureFromErrno(const std::string& what);
 /// Returns the content of the file `path`.
 std::string readFile(const std::string& path);
 
-/// Writes all of `text` to the descriptor `fd`. A failure's text calls it `what`.
+/// Writes all of `text` to the descriptor `fd`. A failure says "cannot write WHAT".
 void writeAll(int fd, std::string_view text, const std::string& what);
 
 /// Creates the file `path`, mode 0600, with the content `text`, and returns it open for appending.

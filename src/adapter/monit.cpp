@@ -44,7 +44,7 @@ void dieWith(pid_t parent) {
 void makeSurroundings(int input, int output) {
     if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
         !duplicate(output, STDERR_FILENO)) {
-        // Otherwise monit's words would get into the document.
+        // Otherwise monit's output would get into the document.
         _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
     }
     const rlimit limit{monitDescriptors, monitDescriptors};
@@ -66,9 +66,9 @@ Monit::~Monit() {
     }
 }
 
-/// What monit needs to know besides the control file. It follows the control file's text, since
-/// monit uses the last of two equal settings: whatever the text contains, monit works on its own
-/// files. Nothing is quoted, so that a quote left open in the text cannot end here.
+/// The settings that monit needs besides the control file. They follow the control file's text:
+/// monit uses the last of two equal settings, so it works on these files whatever the text
+/// contains. They contain no quote, which would close a quote that the text leaves open.
 std::string Monit::settings() const {
     return "\n"
            // The first cycle starts at once; the next one is later than any deadline.
@@ -79,8 +79,8 @@ std::string Monit::settings() const {
            directory_.file("state") +
            // Without an allowed user, monit does not open the socket and does not say so.
            "\nset httpd unixsocket " + socketPath() + " allow monit:monit\n" +
-           // Monit checks its host as one more service. By default that has the host's name, and
-           // monit would refuse a service of that name in the control file.
+           // Monit checks its host as one more service. By default this service has the host's
+           // name, and monit would refuse a service of that name in the control file.
            "check system " + directory_.name() + "\n";
 }
 
@@ -88,7 +88,8 @@ pid_t Monit::start() const {
     if (access(monitPath, X_OK) != 0) {
         throw failureFromErrno(std::string("cannot run the monitor -- ") + monitPath);
     }
-    // Not the given file itself: monit might refuse its mode or owner, and settings are added.
+    // A copy of the given file: monit might refuse the file's mode or owner, and settings are
+    // added.
     std::string copy = copyPath();
     createFile(copy, control_.text + settings());
     const UniqueFd output = createFile(printedPath(), "");

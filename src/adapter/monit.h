@@ -26,8 +26,8 @@ public:
     std::string socketPath() const { return directory_.file("socket"); }
     /// Whether monit has ended by itself.
     bool hasEnded() const;
-    /// What monit has printed so far; the control file's own path stands for its copy's. Throws
-    /// Failure if it cannot be read.
+    /// What monit has printed so far, with the path of the control file in place of the path of its
+    /// copy. Throws Failure if it cannot be read.
     std::string printed() const;
 
 private:

@@ -79,7 +79,7 @@ void printStatuses(const std::string& path) {
 int run(int argc, char** argv) {
     occupyStandardDescriptors();
     closeOtherDescriptorsOnExec();
-    // If the caller ignores it, a child's end leaves nothing to wait for.
+    // If the caller ignores SIGCHLD, waitpid() finds no child.
     std::signal(SIGCHLD, SIG_DFL);
     try {
         printStatuses(controlFileArgument(argc, argv));

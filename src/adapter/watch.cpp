@@ -23,7 +23,7 @@ bool isIgnored(int signal) {
     return action.sa_handler == SIG_IGN;
 }
 
-/// Without SIGCHLD.
+/// The signals that a Watch blocks, except SIGCHLD.
 sigset_t signalsThatEndThisProgram() {
     sigset_t signals = endingSignals();
     sigaddset(&signals, SIGPIPE);
@@ -40,7 +40,7 @@ sigset_t signalsThatEndThisProgram() {
 
 Watch::Watch() {
     sigset_t signals = signalsThatEndThisProgram();
-    // Announces a child's end. A pidfd would do so too, but pidfd_open(2) may be missing or
+    // Announces the end of a child. A pidfd would too, but pidfd_open(2) may be missing or
     // forbidden.
     sigaddset(&signals, SIGCHLD);
     signals_.reset(signalfd(-1, &signals, SFD_CLOEXEC));

@@ -19,10 +19,10 @@ struct Interrupted : std::exception {
     int signalNumber;
 };
 
-/// Waits that also end when a signal arrives. While the object lives, every signal that would end
-/// the program without giving it a chance to clean up (exec/ending_signals.h, SIGPIPE and SIGXFSZ),
-/// and SIGCHLD, is blocked and read from a descriptor. Its destructor lets the signals that were
-/// not read be delivered. A signal that the caller ignores stays ignored.
+/// Waits that also end when a signal arrives. While the object lives, it blocks SIGCHLD and every
+/// signal that would end the program before it can clean up (exec/ending_signals.h, SIGPIPE and
+/// SIGXFSZ), and reads them from a descriptor. Its destructor unblocks them, so the system then
+/// delivers the signals that were not read. A signal that the caller ignores stays ignored.
 class Watch {
 public:
     /// Throws Failure if the system provides no such descriptor.
