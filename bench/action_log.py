@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""What reading the panel's action log takes, on a real database server: the statements that
-keldoctl sends, their time and their plan, by the indexes that the tables have. Prints Markdown.
+"""Measures how long it takes to read the panel's action log, on a real database server. Prints, as
+Markdown, the time and the plan of the statements that keldoctl sends, for several sets of indexes.
 
 Usage: host/run --bare env PYTHONPATH=test/support python3 bench/action_log.py [ENTRIES [SECONDS]]
 
-ENTRIES is the length of the log (a million); a statement that takes longer than SECONDS (60, as
-long as keldoctl waits for an answer) is given up, which the client tells on standard error.
-KELDOCTL names the program that is asked for its statements. A million entries take some minutes,
-most of which are statements without indexes.
+ENTRIES is the length of the log, by default a million. A statement is given up after SECONDS, and
+the client then prints a message on standard error; the default is 60, as long as keldoctl waits for
+an answer. KELDOCTL names the program whose statements are measured. A million entries take some
+minutes, mostly for the statements without indexes.
 """
 
 import statistics
@@ -18,17 +18,17 @@ import time
 from database import Database
 from panel import Panel
 
-SERVICES = 600  # that have an entry
+SERVICES = 600  # with an entry in the log
 KINDS = 100  # of actions
-RUNS = 5  # of each statement, of which the median counts
-BUFFER_POOL = "128M"  # the server's default; that of the private host is for small tables
+RUNS = 5  # of each statement; the result is their median
+BUFFER_POOL = "128M"  # the server's default; the private host sets a smaller one
 
-# What the log is made of: its name, and one entry in how many starts or stops a service.
+# Logs: a name, and N if one entry in N starts or stops a service.
 LOGS = (("one entry in a hundred is of a service", 100),
         ("every entry is of a service", 1))
 
-# From the tables as they are (host/panel/schema.sql), whose foreign keys bring the indexes, to bare
-# ones: what to name the state, and how it is reached from the one before.
+# The sets of indexes: a name, and the statement that makes this set from the set before. At first
+# the tables have the indexes of their foreign keys (host/panel/schema.sql).
 INDEXES = (
     ("both", ""),
     ("log_components (action_id)",
@@ -37,8 +37,8 @@ INDEXES = (
      "ALTER TABLE log_components DROP FOREIGN KEY log_components_ibfk_1, DROP INDEX action_id;"),
 )
 
-# Entries in turn of all kinds or of starts and stops, these at random, of one service after
-# another.
+# One entry in {share} is a start or a stop, chosen by a hash, of one service after another. The others
+# have the other kinds in turn.
 FILL = """
 USE kvr;
 INSERT INTO actions (id, name) SELECT seq, CONCAT('action_', seq) FROM seq_3_to_{kinds};
@@ -51,8 +51,8 @@ INSERT INTO log_components (action_id, component, old_value, new_value) SELECT s
 
 
 def sent_statements(database):
-    """The statements on the action log that keldoctl sends: two that keep the ids of the actions,
-    and the two that read the log."""
+    """The statements on the action log that keldoctl sends: the two that remember the ids of the
+    actions, and the two that read the log."""
     database.sessions()
     Panel().run("--status")
     statements = [text for session in database.sessions() for text in session.statements()
@@ -63,7 +63,7 @@ def sent_statements(database):
 
 
 class Measurement:
-    """One statement on the log, after those that it builds on."""
+    """One statement on the log, run after the statements that prepare it."""
 
     def __init__(self, database, preparation, statement, limit):
         self._database = database
@@ -82,8 +82,8 @@ class Measurement:
         return statistics.median(times)
 
     def plan(self, how):
-        """The server's plan, a list of the columns' texts for each table in it, by EXPLAIN or, with
-        the numbers of rows that there really were, by ANALYZE, which runs the statement."""
+        """The server's plan: for each table a list of the columns' texts. `how` is EXPLAIN, or
+        ANALYZE, which runs the statement and adds the numbers of rows that were read."""
         printed = self._run(f"SELECT 'PLAN';\n{how} {self._statement};\n")
         return [line.split("\t") for line in printed.rpartition("PLAN\n")[2].splitlines()]
 
@@ -97,7 +97,7 @@ class Measurement:
                     if "GROUP BY" in line)
 
     def _run(self, statements):
-        """What the client prints, or None where a statement took longer than the limit."""
+        """The client's output, or None if a statement took longer than the limit."""
         started = time.monotonic()
         try:
             return self._database.sql(
@@ -120,7 +120,7 @@ def measure_log(database, name, share, entries, limit):
         database.sql(f"USE kvr; {change} ANALYZE TABLE actions, log_actions, log_components;")
         started, stopped = (Measurement(database, keeping, text, limit) for text in reading)
         median = started.median()
-        if median is None:  # keldoctl goes no further
+        if median is None:  # keldoctl does not send the second statement
             print(f"| {indexes} | more than {limit} s | not reached |", flush=True)
         else:
             print(f"| {indexes} | {duration(median)} | {duration(stopped.median())} |", flush=True)
@@ -130,7 +130,7 @@ def measure_log(database, name, share, entries, limit):
 
 
 def print_plan(indexes, plan):
-    """Prints the plan of the first of the two statements; they differ in a number only."""
+    """Prints the plan of the first statement. The second differs from it only in a number."""
     print(f"\nPlan, indexes: {indexes}\n")
     heading = ["table", "type", "key", "rows expected", "rows read", "extra"]
     print("| " + " | ".join(heading) + " |\n" + "|---" * len(heading) + "|")

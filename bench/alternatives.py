@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""keldoctl with the real monit, and what an administrator would use in its place."""
+"""keldoctl with the real monit, and two alternatives that an administrator could use."""
 
 import statistics
 
@@ -14,7 +14,7 @@ CALL_TARGET = 12  # milliseconds
 
 
 def adapter_rows(server, rounds):
-    """One call of the program that makes monit answer as keldoctl asks."""
+    """One call of monit-check-status."""
     control = server.write_control_file(["web"])
     [taken] = alternate([Command([str(ADAPTER), "-c", control, "-x", "check-status"])], rounds)
     return [alone(f"One service asked of monit, {kind}", Milliseconds(statistics.median(times)),
@@ -23,7 +23,7 @@ def adapter_rows(server, rounds):
 
 
 def status_rows(server, rounds):
-    """--status with the real monit; `rounds` are numbers of rounds by numbers of services."""
+    """--status with the real monit. `rounds` maps numbers of services to numbers of rounds."""
     server.set_monitor(ADAPTER)
     rows = []
     for count, number in rounds.items():
@@ -38,7 +38,7 @@ def status_rows(server, rounds):
 
 
 def _validate(server, services):
-    """All services checked by one monit, which always ends with 1."""
+    """One monit that checks all services. Its exit status is always 1."""
     files = server.panel.root / "tmp/monit-"
     settings = "".join(f"set {file}file {files}{file}\n" for file in ("pid", "id", "state"))
     control = server.write_control_file(services, settings)

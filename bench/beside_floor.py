@@ -10,7 +10,7 @@ STATUS_TARGETS = {6: 1.5, 60: 1.15, 600: 1.15}
 
 
 def status_rows(server, rounds):
-    """Of --status; `rounds` are numbers of rounds by numbers of services."""
+    """Rows of --status. `rounds` maps numbers of services to numbers of rounds."""
     rows = []
     for count, number in rounds.items():
         rows += _timed(f"--status, {count} services", *_status_and_floor(server, count), number,
@@ -19,7 +19,7 @@ def status_rows(server, rounds):
 
 
 def repair_rows(server, rounds):
-    """Of --repair with 6 services; `rounds` are numbers of rounds by numbers of ids."""
+    """Rows of --repair with 6 services. `rounds` maps numbers of ids to numbers of rounds."""
     services = server.start_services(6)
     rows = []
     for count, number in rounds.items():
@@ -33,7 +33,7 @@ def repair_rows(server, rounds):
 
 
 def system_call_rows(server, counts):
-    """Of --status, for those numbers of services."""
+    """Rows of --status, for these numbers of services."""
     rows = []
     for count in counts:
         commands = _status_and_floor(server, count)
@@ -46,7 +46,7 @@ def system_call_rows(server, counts):
 
 
 def instruction_rows(server, counts):
-    """Of --status itself, for those numbers of services."""
+    """Rows of --status without its children, for these numbers of services."""
     return [compared(f"Instructions, --status, {count} services, itself",
                      *(Count(callgrind.count(each.words).total())
                        for each in _status_and_floor(server, count)), "floor")
@@ -60,14 +60,14 @@ def _status_and_floor(server, count):
 
 
 def _status_commands(server, services):
-    """What --status has the shell run: one command for each service but the database."""
+    """The shell commands of --status: the upgrade check, and one for each service except mysql."""
     control = server.write_control_file(["web"])
     check = f"{server.monitor} -c {control} -x check-status"
     return [server.upgrade_check] + [check] * (len(services) - 1)
 
 
 def _floor(server, commands):
-    """The floor under a run that has the shell run those commands."""
+    """The floor of a run with these shell commands."""
     path = server.panel.root / "tmp/commands"
     path.write_text("".join(f"{command}\0" for command in commands), encoding="utf-8")
     return Command([server.floor, str(path)])
@@ -81,7 +81,7 @@ def _timed(what, command, floor, rounds, at_most=None):
 
 
 def _require_same_children(command, floor):
-    """What is compared has to be comparable: both have to start as many programs."""
+    """Raises unless both start the same number of programs; otherwise they are not comparable."""
     started = [system_calls.count(each.words, with_children=True, only="execve").total()
                for each in (command, floor)]
     if started[0] != started[1]:

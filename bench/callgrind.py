@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""How many instructions a program carries out itself, without its children, counted by callgrind.
+"""Counts the instructions of a program itself, without its children, by callgrind.
 
-The count has to be the same on every machine with the same libraries. So the environment is fixed,
-nothing is at a random address, and the C library and OpenSSL take the plain version of each of
-their functions, whatever faster ones the processor would allow.
+The count must be the same on every machine with the same libraries. So the environment is fixed,
+addresses are not random, and the C library and OpenSSL use the plain version of each of their
+functions, even if the processor allows a faster one.
 """
 
 import collections
@@ -22,10 +22,10 @@ COST = re.compile(r"[+*-]?\d*(?: [+*-]?\d+)* (\d+)")
 
 
 def count(words):
-    """Runs a command, its path and arguments. Returns a Counter of its instructions by the file
-    that they are in, such as "libc.so"."""
+    """Runs a command, given as its path and arguments. Returns a Counter of its instructions by
+    program or library, such as "libc.so"."""
     with tempfile.TemporaryDirectory() as directory:
-        # A child that is forked and has not become another program yet writes a file of its own.
+        # A forked child writes a file of its own for the time before its exec.
         program = subprocess.Popen(
             ["setarch", "--addr-no-randomize", "valgrind", "--quiet", "--tool=callgrind",
              "--compress-strings=no", "--compress-pos=no",
@@ -39,8 +39,8 @@ def count(words):
 
 
 def by_file(profile):
-    """Adds up a profile without compressed names and positions: under each "ob=FILE" lines with a
-    cost of their own, and after each "calls=" one line with that of what was called."""
+    """Adds up a profile without compressed names and positions. The lines after "ob=FILE" have the
+    file's own costs. The line after "calls=" has the cost of the called function: it is skipped."""
     counts = collections.Counter()
     file = ""
     is_of_called = False

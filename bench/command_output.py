@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
-"""What a repair takes whose command prints much: time and memory of whole runs of keldoctl, by the
-size of the output. Prints Markdown.
+"""Measures repairs with long output: the time and memory of whole runs of keldoctl for outputs of
+several sizes. Prints Markdown.
 
 Usage: host/run --bare env PYTHONPATH=test/support python3 bench/command_output.py [MEBIBYTES]
 
-The outputs are of 1 KiB and then four times as long each, up to MEBIBYTES (256). KELDOCTL names the
-program.
+The first output has 1 KiB; each further output is four times as long, up to MEBIBYTES (by default
+256). KELDOCTL names the program.
 """
 
 import pathlib
@@ -19,13 +19,13 @@ from table import Kibibytes, Milliseconds
 
 MEBIBYTE = 1 << 10  # KiB
 PEAK_MEMORY = PROJECT / "build/bench/bench/peak_memory"
-RUNS = 3  # of which the median counts
+RUNS = 3  # the result is their median
 TEXT = pathlib.Path("/tmp/output")
 LINE = b"The service that was stopped has been started again, as you see.\n"
 
+
 def measure(panel, size):
-    """The Times of a run with an output of that size and the peak of its memory in KiB, as
-    medians."""
+    """The medians of the Times and of the peak memory, in KiB, of runs with that size of output."""
     panel.write_service("web", start=f"head -c {size} {TEXT}")
     words = [str(KELDOCTL), "--repair", "restart-service:web"]
     [times] = alternate([Command(words)], RUNS)

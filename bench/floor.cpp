@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// What a run of keldoctl cannot do without: for each command, a child that hands it to system(),
-// with its output read from a pipe and its end waited for. The commands are those in a file, each
-// ended by a NUL byte. It is linked to the C library alone, as little as a program can do with.
+// The least that a run of keldoctl must do: for each command it forks a child that passes the
+// command to system(), reads the output from a pipe and waits for the child. FILE has the commands,
+// each ended by a NUL byte. The program is linked only to the C library, so that it costs little.
 // Usage: floor FILE
 
 #include <array>

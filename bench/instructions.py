@@ -18,9 +18,9 @@ SERVICES = 6
 DOWN = "web"
 LIBRARIES = ("libc6", "libstdc++6", "libxml2", "libicu72", "libmariadb3", "libssl3")
 HEADING = """\
-# What keldoctl itself carries out in three runs, without its children, on a panel of {services}
-# services: how many instructions, and in which files. Counted by callgrind. script/bench
-# --instructions prints what has changed since, script/bench --record writes this file.
+# The instructions of keldoctl itself, without its children, in three runs on a panel with {services}
+# services, by program and library. callgrind counted them. script/bench --instructions prints the
+# changes since then, script/bench --record writes this file.
 # {versions}
 """
 
@@ -35,11 +35,11 @@ def main():
         recorded = RECORD.read_text(encoding="utf-8")
         print(differences(parse(recorded), counts))
         if f"# {versions}\n" not in recorded:
-            print(f"The file was made with other versions; here are {versions}.")
+            print(f"The file was made with other versions; this machine has {versions}.")
 
 
 def _count_all(server):
-    """The three runs: each one's name, and a Counter of its instructions by file."""
+    """Returns a Counter of the instructions by file for each of the three runs, by its name."""
     server.start_services(SERVICES)
     counts = {"--help": _count(server, "--help"), "--status": _count(server, "--status")}
     server.learn_german()
@@ -50,8 +50,8 @@ def _count_all(server):
 
 
 def _count(server, *arguments):
-    """The least of three counts. They are not the same: libxml2 seeds its hash tables with the
-    time, and the database server may answer in more or fewer pieces."""
+    """The smallest of three counts. The counts differ: libxml2 seeds its hash tables with the time,
+    and the database server may answer in more or fewer pieces."""
     return min((callgrind.count([server.keldoctl, *arguments]) for _ in range(3)),
                key=collections.Counter.total)
 
@@ -81,7 +81,7 @@ def parse(text):
 
 
 def differences(before, now):
-    """Tells by how much each run, and each file in it, has changed, as a text of some lines."""
+    """The change of each run and of each file in it, as text."""
     lines = []
     for run, files in now.items():
         old = before.get(run, collections.Counter())
@@ -99,7 +99,7 @@ def _change(old, new):
 
 
 def _is_notable(difference, total):
-    """Whether a difference is more than that between two counts of the same."""
+    """Whether a difference exceeds the noise between two counts of the same program."""
     return abs(difference) > 0.0005 * total
 
 

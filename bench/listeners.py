@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""Takes connections on many ports of the local host and closes them at once, until it is killed.
+"""Accepts connections on many ports of the local host and closes them at once, until it is killed.
 
-Usage: listeners FIRST_PORT COUNT. Prints a line when it listens on all of them.
+Usage: listeners FIRST_PORT COUNT. Prints a line when it listens on all ports.
 """
 
 import selectors

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the measurements were made on."""
+"""Describes the machine of the measurements."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ PACKAGES = ("libc6", "libstdc++6", "libxml2", "libmariadb3", "libssl3", "mariadb
 
 
 def description():
-    """The machine and the versions of what counts, as a text of several lines."""
+    """The machine and the versions of the programs that matter, as a text of several lines."""
     processor = re.search(r"^model name\s*: (.*)", _read("/proc/cpuinfo"), re.MULTILINE)
     load = _read("/proc/loadavg").split()[0]
     return (f"Processor: {processor[1] if processor else os.uname().machine}, "
@@ -27,7 +27,7 @@ def compiler():
 
 
 def packages(names):
-    """The versions of those packages that are installed, each as "NAME VERSION"."""
+    """The installed packages among `names`, each as "NAME VERSION"."""
     return subprocess.run(["dpkg-query", "--show", "--showformat=${Package} ${Version}\\n", *names],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False,
                           text=True).stdout.splitlines()

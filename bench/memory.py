@@ -13,7 +13,7 @@ PER_SERVICE_TARGET = 2  # KiB
 
 
 def rows(server, runs):
-    """Of --status, for some numbers of services, and what each further service adds."""
+    """Rows of --status for some numbers of services, and of the memory for each further service."""
     peaks = {}
     for count in COUNTS:
         server.start_services(count)
@@ -28,6 +28,6 @@ def rows(server, runs):
 
 
 def peak(measure, words):
-    """The peak of a program itself, in KiB, as the program `measure` (peak_memory.cpp) tells it."""
+    """The peak memory of a program itself, in KiB, by the program `measure` (peak_memory.cpp)."""
     return int(subprocess.run([measure, *words], env=ENVIRONMENT, stdout=subprocess.PIPE,
                               check=True).stdout)

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 
-// A monitor that answers at once: every service of its control file is well.
+// A monitor that answers at once: every service of its control file is up.
 // Usage: monitor -c FILE -x check-status
 //
-// It stands in for the panel's where a run's own cost is measured. It is linked statically and does
-// as little as can be, since whatever it took would be added to keldoctl and to the floor alike and
-// so would make the two look closer than they are.
+// It replaces the panel's monitor to measure the cost of a run itself. It is linked statically and
+// does as little as possible: its time adds to keldoctl and to the floor alike, and would make the
+// two look closer than they are.
 
 #include <cstdio>
 #include <cstdlib>

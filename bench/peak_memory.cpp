@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 
-// The most memory that a program itself, without its children, has had resident, in KiB. What
-// wait4(2) tells is of no use for that: it counts the children, and even the process that started
-// the program. So the program is stopped at its end and asked for its own (VmHWM, proc(5)).
-// Usage: peak_memory PROGRAM [ARG...], which gets /dev/null as its standard streams
+// Prints the peak resident memory of a program itself, without its children, in KiB. wait4(2)
+// cannot tell it: it counts the children, and even the process that started the program. So we stop
+// the program at its end and read its VmHWM (proc(5)).
+// Usage: peak_memory PROGRAM [ARG...]    PROGRAM gets /dev/null as its standard streams
 
 #include <csignal>
 #include <cstdio>

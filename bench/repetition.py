@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What a run of keldoctl does again and again."""
+"""Counts the work that a run of keldoctl repeats."""
 
 import collections
 import re
@@ -9,8 +9,8 @@ from trace import own, traced
 
 
 def report(server):
-    """Tells, as a text of some lines, which files --status opens more than once, and which system
-    calls it makes for each further service."""
+    """A text with the files that --status opens more than once, and the system calls that it makes
+    for each further service."""
     few, many = 6, 60
     server.start_services(few)
     lines = ["Files that keldoctl itself opens, or looks for, more than once in a --status in "
@@ -31,7 +31,7 @@ def _opened_again(server):
 
 
 def _pattern(path):
-    """What all control files have in common: their names are made up."""
+    """The path, with the random part of a control file's name replaced."""
     return re.sub(r"/monitrc\w{6}$", "/monitrcXXXXXX", path)
 
 

@@ -11,24 +11,23 @@ TO_NOTHING = [(os.POSIX_SPAWN_OPEN, descriptor, "/dev/null", os.O_RDWR, 0)
 
 
 class Command(NamedTuple):
-    """A program's path and its arguments, and the exit status that it is expected to have."""
+    """A program's path and arguments, and its expected exit status."""
 
     words: list
     status: int = 0
 
 
 class Times(NamedTuple):
-    """What a run took, in milliseconds; or several runs, as lists in their order. The CPU time is
-    the user's and the system's together, of the program and all its descendants that were waited
-    for."""
+    """The times of a run in milliseconds, or of several runs as lists. The CPU time is user and
+    system time, of the program and of all descendants that were waited for."""
 
     wall: float
     cpu: float
 
 
 def alternate(commands, rounds):
-    """Runs the commands, one after another in each of so many rounds, after a round that does not
-    count. Returns the Times of each, as lists."""
+    """Runs all commands one after another in each round. Drops a first round that is run in
+    addition. Returns the Times of each command, as lists."""
     samples = [[] for _ in commands]
     for number in range(rounds + 1):
         for command, taken in zip(commands, samples):
@@ -39,8 +38,8 @@ def alternate(commands, rounds):
 
 
 def run_once(command):
-    """Runs a command in ENVIRONMENT, on /dev/null alone, and returns its Times. Raises when it ends
-    otherwise than expected."""
+    """Runs a command in ENVIRONMENT, with /dev/null as its three streams, and returns its Times.
+    Raises if its exit status is not the expected one."""
     begin = time.perf_counter()
     child = os.posix_spawn(command.words[0], command.words, ENVIRONMENT, file_actions=TO_NOTHING)
     _, wait_status, usage = os.wait4(child, 0)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A panel's server with as many services as wanted, all of them well, on a private host."""
+"""A panel's server with any number of services, all of them up, on a private host."""
 
 import pathlib
 import shutil
@@ -14,13 +14,13 @@ FIRST_PORT = 20000
 
 
 class Server:
-    """A panel whose services run: a real MariaDB, and one process for all others, which listens on
-    a port for each and stands in each pid file. keldoctl is at the panel's own place for it, and
-    the monitor is one that answers at once, unless set_monitor() takes another. Use it as a context
-    manager. `services` are all that have a definition; start_services() says which to check."""
+    """A panel whose services run. MariaDB is real; one process plays all other services: it listens
+    on a port for each, and each pid file has its pid. keldoctl is at the panel's path for it. The
+    monitor answers at once, unless set_monitor() installs another one. `services` are all services
+    with a definition; start_services() selects the ones to check. Use it as a context manager."""
 
     PROCESS = "listeners.py"  # the name in the process's arguments
-    RESTART = "echo stopped\necho started"  # what a repair has the shell run
+    RESTART = "echo stopped\necho started"  # the shell commands of a repair
 
     def __init__(self, most_services):
         self.panel = Panel()
@@ -46,11 +46,11 @@ class Server:
         self._listeners.wait()
 
     def set_monitor(self, program=PROGRAMS / "monitor"):
-        """Makes another program the panel's monitor, or the first one again."""
+        """Makes a program the panel's monitor, by default the one that answers at once."""
         self._install(program, "monit")
 
     def shut_down(self, service):
-        """Has a service reported as down, until set_monitor() is called."""
+        """Makes the monitor report a service as down, until set_monitor() is called."""
         self.panel.fake_monitor({service: 1})
 
     def learn_german(self):
@@ -58,18 +58,18 @@ class Server:
         self.panel.catalogue((PROJECT / "po/de.po").read_text(encoding="utf-8"), "de")
 
     def start_services(self, count):
-        """Makes the first so many services those to check: the core services, and the others by
-        the action log. Returns them. Raises unless keldoctl finds them well."""
+        """Makes keldoctl check the first `count` services: the core services, and others by the
+        action log. Returns them. Raises unless keldoctl reports no problem."""
         self._database.reset()
         self._database.log_action(START, *self.services[len(CORE_SERVICES):count])
         report = self.panel.run("--status").stdout
         if not report.endswith(b"<keldoctl/>\n"):
-            raise RuntimeError(f"not all services are well:\n{report.decode()}")
+            raise RuntimeError(f"not all services are up:\n{report.decode()}")
         return self.services[:count]
 
     def write_control_file(self, services, settings=""):
-        """Writes a control file of the monitor for those services, as keldoctl does it for each
-        one, after the settings. Returns its path."""
+        """Writes a control file of the monitor: the settings, then for each service the text that
+        keldoctl writes. Returns its path."""
         path = self.panel.root / "tmp/control"
         path.write_text(settings + "".join(map(self._control_text, services)), encoding="utf-8")
         path.chmod(0o600)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What it takes until keldoctl can begin, beside small programs that everybody has."""
+"""Measures the start of keldoctl, and of common small programs beside it."""
 
 import callgrind
 from rounds import Command, alternate

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Which system calls a program makes, as strace counts them."""
+"""Counts the system calls of a program, by strace."""
 
 import collections
 import pathlib
@@ -10,8 +10,8 @@ from rounds import ENVIRONMENT
 
 
 def count(words, with_children, only="all"):
-    """Runs a command, its path and arguments. Returns a Counter of its system calls by their names,
-    its own alone or those of its children as well; `only` names the one to look at."""
+    """Runs a command, given as its path and arguments. Returns a Counter of its system calls by
+    name, with or without its children's. `only` names a single call to count."""
     with tempfile.NamedTemporaryFile() as summary:
         follow = ["--follow-forks", "--seccomp-bpf"] if with_children else []
         subprocess.run(["strace", *follow, f"--trace={only}", "--summary-only",

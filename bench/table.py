@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The table that the measurements end in."""
+"""The table of the measurements."""
 
 import statistics
 from typing import NamedTuple
@@ -9,7 +9,7 @@ NUMBERS = ("keldoctl", "Ratio", "Middle half", "Runs")
 
 
 class Row(NamedTuple):
-    """A row, its cells as texts in the order of HEADINGS."""
+    """A row: its cells as texts, in the order of HEADINGS."""
 
     what: str
     own: str
@@ -22,17 +22,18 @@ class Row(NamedTuple):
 
 
 def compared(what, own, beside, name, at_most=None):
-    """The Row that sets a number of keldoctl's beside that of something else, called `name`, both
-    of one of the types below. `at_most` is what their ratio should not exceed."""
+    """The Row that compares a number of keldoctl with that of the program `name`. Both are of one
+    of the types below. `at_most` is the target for their ratio."""
     ratio = own / beside
     return Row(what, str(own), f"{name}: {beside}", f"{ratio:.2f}",
                target=_at_most(at_most), met=_met(ratio, at_most), runs="1")
 
 
 def timed(what, own, beside, name, at_most=None):
-    """The Row that sets the median of keldoctl's milliseconds, a list, beside that of something
-    else, a list from the same rounds. The ratio is the median of those that the rounds had, as
-    other work slows both sides of a round; with it goes what the middle half of them had."""
+    """The Row that compares times of keldoctl with times of the program `name`, two lists of
+    milliseconds from the same rounds. The times shown are medians. The ratio is the median of the
+    rounds' ratios, since other work slows both sides of a round; "Middle half" has the quartiles of
+    these ratios."""
     low, ratio, high = statistics.quantiles((one / other for one, other in zip(own, beside)), n=4)
     own_median, median_beside = (Milliseconds(statistics.median(each)) for each in (own, beside))
     return Row(what, str(own_median), f"{name}: {median_beside}", f"{ratio:.2f}",
@@ -40,20 +41,20 @@ def timed(what, own, beside, name, at_most=None):
 
 
 def alone(what, own, runs, at_most=None):
-    """The Row of a number that nothing is set beside; `at_most` is in its unit."""
+    """The Row of a number without a comparison. `at_most` is the target, in the number's unit."""
     target = "" if at_most is None else f"≤ {type(own)(at_most)}"
     return Row(what, str(own), target=target, met=_met(own, at_most), runs=str(runs))
 
 
 class Milliseconds(float):
-    """Written with three digits, as are Kibibytes."""
+    """Written with three digits."""
 
     def __str__(self):
         return f"{_three_digits(self)} ms"
 
 
 class Kibibytes(float):
-    """Written as MiB where there are enough."""
+    """Written with three digits, from 1024 on as MiB."""
 
     def __str__(self):
         return f"{_three_digits(self)} KiB" if self < 1024 else f"{_three_digits(self / 1024)} MiB"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Measures whole runs of keldoctl and prints a table of them.
+"""Measures whole runs of keldoctl and prints a table.
 
 Usage: whole_runs [--quick], on a private host
 """
@@ -22,16 +22,16 @@ MOST_SERVICES = 600
 
 
 class Plan(NamedTuple):
-    """How much is measured."""
+    """The number of rounds or runs of each measurement."""
 
-    status: dict  # rounds by services
-    repair: dict  # rounds by ids
+    status: dict  # from numbers of services to numbers of rounds
+    repair: dict  # from numbers of ids to numbers of rounds
     start_up: int  # rounds
     memory: int  # runs
-    system_calls: tuple  # services
-    instructions: tuple  # services
+    system_calls: tuple  # numbers of services
+    instructions: tuple  # numbers of services
     adapter: int  # rounds
-    instead: dict  # rounds by services
+    instead: dict  # from numbers of services to numbers of rounds
 
 
 FULL = Plan(status={6: 151, 60: 51, 600: 15}, repair={1: 151, 100: 31}, start_up=501, memory=7,
@@ -55,8 +55,8 @@ def rows(server, plan):
 
 
 def go_first():
-    """Lets everything that is started from here on, the database server too, go before what else
-    the machine does, where that is allowed: less gets in between."""
+    """Gives this process and all that it starts, the database server too, the highest priority if
+    that is allowed, so that other work of the machine disturbs less."""
     with contextlib.suppress(PermissionError):
         os.setpriority(os.PRIO_PROCESS, 0, -20)
 

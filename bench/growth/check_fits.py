@@ -7,14 +7,15 @@ Usage: build/bench/bench/growth/growth --benchmark_format=json |
        For a quick look add --benchmark_min_time=0.01.
 
 For each part the table has the growth that the benchmark declares, the growth that fits best, and
-the constant and the error of the declared growth (root mean square, relative to the mean), from the
-medians of the repetitions. Large n dominate the fits, as in the benchmark library.
+the constant and the error of the declared growth. The error is the root mean square, relative to the
+mean. The fits use the medians of the repetitions. Large n dominate the fits, as in the benchmark
+library.
 
 The exponent is the slope of log(time) over log(n) for the upper n: 1 if doubling n doubles the time.
 It uses the shortest times, since other work only makes a time longer. It rises by some tenths when
 the data outgrow a cache, so the ranges go far beyond that. A part is "worse" if its exponent exceeds
 the declared one by more than 0.5. If a time is doubtful, count instructions, which do not depend on
-memory; they include those of the preparation:
+memory. The count includes the preparation:
 
     valgrind --tool=callgrind --callgrind-out-file=/dev/null build/bench/bench/growth/growth \\
         --benchmark_min_time=0.000000001 --benchmark_filter='^report/problems/16384$'
@@ -27,7 +28,7 @@ import statistics
 import sys
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
-UPPER_PART = 64  # the upper n are those from the largest one divided by this on
+UPPER_PART = 64  # the upper n are at least the largest n divided by this
 # From the slowest growth to the fastest. A logarithm has no exponent; over these n it is about
 # 0.25.
 GROWTHS = {

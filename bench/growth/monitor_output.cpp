@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Reading the status of one service from a monitor's output with n services.
+// Reads the status of one service from a monitor's output with n services.
 
 #include "monitor/monitor_run.h"
 
@@ -42,7 +42,7 @@ BENCHMARK(findLast)
     ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oN);
 
-/// All services have the name.
+/// All services have the same name.
 void findAmongEqual(benchmark::State& state) {
     std::string output = "<monit>\n";
     for (std::int64_t i = 0; i < state.range(0); ++i) {

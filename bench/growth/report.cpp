@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Making the document of n problems, of n actions and of one problem with n solutions, and making
-// the model of n problems.
+// Makes the document of n problems, of n actions and of one problem with n solutions, and the model
+// of n problems.
 
 #include "report/problem_model.h"
 #include "report/report_writer.h"
