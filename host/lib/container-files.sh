@@ -6,8 +6,8 @@ readonly host_paths=(
     /etc/kvr /service /usr/local/kvr /var/lib/kvr /var/log/kvr /run/kvr /run/mysqld
 )
 readonly german_locale=/usr/lib/locale/de_DE
-# Exists while there may be files to remove. It is not in the project's folder: a copy of that
-# folder in another container must not make anybody remove that container's files.
+# Exists while there may be files to remove. It is not in the project's folder, because a copy of
+# that folder in another container would make that container remove its own files.
 readonly in_use=/var/lib/keldo-host-in-use
 
 lay_out_host_files() {

@@ -11,13 +11,13 @@ readonly policy=/usr/sbin/policy-rc.d
 # shellcheck source=host/lib/container-files.sh
 source "$project/host/lib/container-files.sh"
 
-# Waits for the lock on the container, which leaves no file, and checks that paths and ports are
-# free.
+# Locks the container, by its root directory, which leaves no lock file. Checks that paths and ports
+# are free.
 claim_host() {
     local path port
     exec {container_lock}</
     flock --exclusive "$container_lock"
-    # Left by a host that was killed together with its cleaner.
+    # A host that was killed together with its cleaner has left files.
     [[ ! -e $in_use ]] || remove_host_files
     for path in "${host_paths[@]}"; do
         [[ ! -e $path ]] || die "this container cannot be the host: $path is in use"

@@ -32,9 +32,9 @@ run_in_host() {
     run_in_namespaces --net "$host/lib/private-root" "$panel" "$PWD" "$@" {layer_lock}>&-
 }
 
-# Takes further options for `unshare`, then the first process's program and its arguments. That
-# finds the standard error stream as descriptor 3: `unshare` complains, wrongly, on its own when it
-# is to pass on that the first process was killed.
+# Takes further options for `unshare`, then the first process's program and its arguments. The
+# program finds standard error as descriptor 3. Standard error of `unshare` itself is dropped: it
+# prints a wrong message if the first process is killed.
 run_in_namespaces() {
     run_interruptibly end_namespaces "${private_namespaces[@]}" "$@" 3>&2 2>/dev/null
 }

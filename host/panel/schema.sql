@@ -26,7 +26,7 @@ CREATE TABLE log_actions (
     FOREIGN KEY (action_id) REFERENCES actions (id)
 ) ENGINE=InnoDB;
 
--- What an action was about. For service_start and service_stop: the service's id, as old_value.
+-- The subject of an action. For service_start and service_stop, old_value is the service's id.
 CREATE TABLE log_components (
     id INT UNSIGNED NOT NULL AUTO_INCREMENT PRIMARY KEY,
     action_id INT UNSIGNED NOT NULL,
