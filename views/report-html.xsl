@@ -158,7 +158,7 @@
     </li>
   </xsl:template>
 
-  <!-- The output of an action. It is open if the action failed, since it tells why. -->
+  <!-- The output of an action. It is open if the action failed, since it shows the reason. -->
   <xsl:template match="log">
     <xsl:variable name="label">
       <xsl:value-of select="$words[@id = 'output']"/>
@@ -176,7 +176,7 @@
   <xsl:template name="proposals">
     <xsl:if test="$problems">
       <section aria-labelledby="problems">
-        <!-- Hidden right below the headline, which says the same. -->
+        <!-- Hidden if it directly follows the headline, which says the same. -->
         <h2 id="problems">
           <xsl:if test="not($repairs)"><xsl:attribute name="class">spoken</xsl:attribute></xsl:if>
           <xsl:value-of select="$words[@id = 'problems']"/>

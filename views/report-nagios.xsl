@@ -13,7 +13,7 @@
   <xsl:param name="warning" select="'minor'"/>
   <xsl:param name="critical" select="'major'"/>
 
-  <!-- Monitors cut long lines, and the performance data stand at the end. -->
+  <!-- Monitors cut long lines. These limits keep the performance data, which come last. -->
   <xsl:variable name="most-problems" select="8"/>
   <xsl:variable name="most-characters" select="120"/>
 

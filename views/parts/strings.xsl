@@ -5,8 +5,8 @@
                 xmlns:str="http://exslt.org/strings">
 
   <!-- Writes $text with each $character replaced. A log may have millions of lines: a processor
-       with EXSLT replaces them in one pass. Any other one halves the text, since the depth of calls
-       is limited. -->
+       with EXSLT replaces them in one pass. Any other processor halves the text and replaces in
+       each half, because the depth of recursion is limited. -->
   <xsl:template name="replace">
     <xsl:param name="text"/>
     <xsl:param name="character"/>
@@ -34,7 +34,7 @@
   </xsl:template>
 
   <!-- The characters that a terminal obeys and XML admits: the carriage return, delete, U+0080 to
-       U+009F, and those that change the direction of a text, by which one command can look like
+       U+009F, and those that change the direction of a text, which can make one command look like
        another. The tab and the line feed are harmless. -->
   <xsl:variable name="controls" select="concat('&#x0d;&#x7f;',
       '&#x80;&#x81;&#x82;&#x83;&#x84;&#x85;&#x86;&#x87;&#x88;&#x89;&#x8a;&#x8b;&#x8c;&#x8d;&#x8e;&#x8f;',

@@ -27,8 +27,8 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- Writes $text, indents every line but the first, which the caller has indented, and ends the
-       last line. -->
+  <!-- Writes $text, indents all lines except the first, and ends the last line. The caller indents
+       the first line. -->
   <xsl:template name="lines">
     <xsl:param name="text"/>
     <xsl:variable name="harmless" select="translate($text, $controls, $replacements)"/>
