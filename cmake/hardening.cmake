@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # keldo_hardening: the flags that make a memory error in one of our programs harder to exploit.
-# Flags that a package build sets itself are not set again. The sanitizers replace what these flags
-# check, and some of the two sets exclude each other.
+# Flags that a package build sets itself are not set again. A build with sanitizers gets none of
+# these flags: the sanitizers check more, and some flags exclude some sanitizers.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 
@@ -20,7 +20,7 @@ endforeach()
 target_compile_options(keldo_hardening INTERFACE -fPIE)
 target_link_options(keldo_hardening INTERFACE -pie -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
-# Uses the flags of CMAKE_CXX_FLAGS, where packagers define it.
+# The check compiles with CMAKE_CXX_FLAGS, in which packagers may define the macro.
 check_cxx_source_compiles("
     #ifdef _FORTIFY_SOURCE
     #error defined already

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash
-# Functions that the scripts share. $program, the script's name for messages, is set before.
+# Functions that the scripts share. A script first sets $program to its name for messages.
 
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 cd "$project" || exit
@@ -42,8 +42,8 @@ install_command() {
         die "$1 is missing: install $2"
 }
 
-# Unpacks a Debian package into a directory, unless the directory exists. To install it would start
-# its daemons, and would make the private host's layer out of date.
+# Unpacks a Debian package into a directory, unless the directory exists. The package is not
+# installed: that would start its daemons, and the private host's layer would be out of date.
 unpack_package() {
     local package=$1 directory=$2 new=$2.new
     [[ ! -d $directory ]] || return 0
