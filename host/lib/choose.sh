@@ -14,9 +14,9 @@ can_have_namespaces() {
 # The kernel's fixed number of the initial process namespace.
 readonly machine_processes='pid:[4026531836]'
 
-# Whether this is a container: it has its own process namespace, or (a chroot, a container in the
-# machine's process namespace) the first process has another root. Files that container engines
-# leave do not count, since a machine made from an image has them too.
+# Whether this is a container: it has its own process namespace, or the root directory of process 1
+# is another one, as in a chroot or in a container in the machine's process namespace. Files that
+# container engines leave prove nothing, since a machine made from an image has them too.
 is_container() {
     local first_root
     [[ $(readlink /proc/self/ns/pid) == "$machine_processes" ]] || return 0

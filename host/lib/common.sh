@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
 # Shared by host/run and host/make-layer: paths, and whether the layer is up to date.
-# `program` and `project` are set before.
+# The caller first sets `program` and `project`.
 
 # The exit status if the host cannot be made; commands hardly ever use it.
 readonly NO_HOST=125
@@ -44,8 +44,8 @@ hold_fresh_layer() {
 }
 
 # Runs a command that signals can end. It runs in the background, since bash handles a signal only
-# after the foreground command has ended. It gets the caller's standard input, and the signals that
-# bash ignores for background commands. Sets $status to its exit status. On a signal, calls $1 with
+# after the foreground command has ended. It gets the caller's standard input, and the default action
+# of SIGINT and SIGQUIT, which bash ignores in background commands. Sets $status to its exit status. On a signal, calls $1 with
 # the command's process id.
 run_interruptibly() {
     local end_it=$1 child caught=

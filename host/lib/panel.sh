@@ -5,7 +5,7 @@
 lay_out_panel() {
     local target=$1 built=${KELDO_BUILD:-$project/build/release}
     local kvr=$target/usr/local/kvr
-    # Keeps the files' times: Postfix waits for seconds if its configuration is new.
+    # Keeps the modification times: Postfix waits some seconds if its configuration is new.
     cp -r --preserve=timestamps "$host"/root/. "$target/"
     chmod 0600 "$target/etc/kvr/.kvr.shadow"
     mkdir -p "$kvr/tmp" "$kvr/var" "$kvr/share"

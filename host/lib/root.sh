@@ -6,9 +6,9 @@
 readonly private=$work/private
 readonly root=$private/root
 
-# The directories that packages write to. Each gets its own overlay of the layer and the machine: an
-# overlay refuses a layer that lies inside another, and the layer lies inside "/". Each may also be
-# a separate file system of the machine.
+# The directories that packages write to. Each gets its own overlay of the layer and the machine: one
+# overlay of "/" is impossible, since the layer is inside "/" and the kernel refuses such overlaps.
+# Each directory may also be a separate file system of the machine.
 package_directories() {
     local directory
     for directory in bin etc lib lib64 sbin usr var; do
@@ -16,8 +16,8 @@ package_directories() {
     done
 }
 
-# Prints the lower directory for the machine's /DIRECTORY. If it contains the project, and so the
-# layer, it is mounted through another overlay, which makes it a different file system.
+# Prints the lower directory for the machine's /DIRECTORY. If /DIRECTORY contains the project, and so
+# the layer, it is first mounted by another overlay, so that the kernel sees no overlap.
 machine_directory() {
     local directory=$1
     if [[ $project != "/$directory"/* ]]; then
