@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What script/bench reads from callgrind and strace, and what it prints."""
+"""script/bench: what it reads from callgrind and strace, and what it prints."""
 
 import unittest
 
@@ -22,6 +22,12 @@ class ProfileTest(unittest.TestCase):
         self.assertEqual(system_calls.by_name(
             "    calls syscall\n--------- --------\n     2836 rt_sigaction\n        1 execve\n"
             "--------- --------\n     2837 total\n"), {"rt_sigaction": 2836, "execve": 1})
+
+    def test_a_program_is_counted_with_and_without_its_children(self):
+        words = ["/bin/sh", "-c", "/bin/true; /bin/true; exit 0"]
+        own = system_calls.count(words, with_children=False)
+        all_calls = system_calls.count(words, with_children=True)
+        self.assertEqual((own["execve"], all_calls["execve"]), (1, 3))
 
 
 class InstructionsTest(unittest.TestCase):
