@@ -26,7 +26,7 @@ class NagiosTest(ViewTestCase):
                 ("upgrade", "WARNING - 1 problem: [minor] Upgrade is in progress. Please wait.",
                  "problems=1;;;0 minor=1;0;;0 major=0;0;0;0"),
                 # One line with one bar.
-                ("odd_texts", "CRITICAL - 3 problems: [major] service-down:dns"
+                ("odd_texts", "CRITICAL - 3 problems: [major] The Q & A service is switched off."
                  f" [major] The {'x' * 115}… [major] The <b>\"A\" & 'B'</b> ¦ x second line"
                  " \ufffd31m service is switched off.",
                  "problems=3;;;0 minor=0;0;;0 major=3;0;0;0")):
@@ -36,6 +36,9 @@ class NagiosTest(ViewTestCase):
     def test_the_worst_problem_comes_first(self):
         self.assertIn(" - 3 problems: [critical] C. [major] B. [minor] A. | ",
                       self.show(report(ALL)))
+
+    def test_a_problem_without_a_text_is_named_by_its_id(self):
+        self.assertIn(" - 1 problem: [major] p | ", self.show(report([Problem("p", "")])))
 
     def test_no_character_changes_the_direction_of_the_line(self):
         self.assertIn(f"[major] {DIRECTIONS_REPLACED} |",

@@ -83,8 +83,8 @@ Repairs carried out: 1
 
 Problems: 3
 
-[Major] service-down:dns
-    restart-service:dns
+[Major] The Q & A service is switched off.
+    Restart the Q & A service.
         keldoctl --repair restart-service:dns
 
 [Major] The {long} service is switched off.
@@ -110,10 +110,11 @@ All proposed repairs at once:
     def test_the_worst_problem_and_the_recommended_action_come_first(self):
         problems = [Problem("a", "Bearable.", "minor"), Problem("b", "Bad.", "major"),
                     Problem("c", "Terrible.", "critical", ("first", "second"), "second"),
-                    Problem("d", "As bad.", "major"), Problem("e", "Anything.", None)]
+                    Problem("d", "As bad.", "major"), Problem("e", "Anything.", None),
+                    Problem("no text", "", "major")]
         self.assertEqual(self.show(report(problems, [Action("first", "Try this."),
                                                      Action("second", "Or this.")])), """\
-Problems: 5
+Problems: 6
 
 [Critical] Terrible.
     Or this. (recommended)
@@ -124,6 +125,8 @@ Problems: 5
 [Major] Bad.
 
 [Major] As bad.
+
+[Major] no text
 
 [Minor] Bearable.
 

@@ -23,7 +23,7 @@ msgstr "השירות <service_title> כבוי."
 msgid "Restart the <service_title> service."
 msgstr "הפעלה מחדש של השירות <service_title>."
 """
-# Markup, the separator of a plugin's output, a second line, and a control character of one byte.
+# Contains markup, the separator of a plugin's output, a second line, and a control character.
 ODD_TITLE = "<b>\"A\" &amp; 'B'</b> | x\n\tsecond line \x9b31m"
 
 
@@ -85,7 +85,7 @@ def odd_texts(panel, database):
     panel.write_service("web", ODD_TITLE,
                         start="printf '\\n  <pre> \"quoted\" &amp;\\ta\\r\\n\\033[31mred\\n'")
     panel.write_service("mail", "x" * 300)
-    panel.write_service("dns", "Q & A")  # costs the text
+    panel.write_service("dns", "Q & A")
     panel.fake_monitor({"web": 1, "mail": 1, "dns": 1})
     return panel.run("--repair", "restart-service:web")
 
