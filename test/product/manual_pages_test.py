@@ -58,14 +58,6 @@ class FormTest(unittest.TestCase):
                     with self.subTest(path.name, line=line):
                         self.assertLessEqual(len(line), 80)
 
-    def test_every_page_shows_the_projects_version(self):
-        cache = (BUILD / "CMakeCache.txt").read_text(encoding="utf-8")
-        version = re.search(r"^CMAKE_PROJECT_VERSION:STATIC=(.*)$", cache, re.M)[1]
-        for path in PAGES:
-            with self.subTest(path.name):
-                text = path.read_text(encoding="utf-8")
-                self.assertIn(f"\n.Os keldoctl {version}\n", text)
-
     def test_the_sources_can_be_read_as_pages(self):
         for path in (PROJECT / "doc").glob("*.[1-9]"):
             with self.subTest(path.name):
@@ -86,8 +78,7 @@ class FormTest(unittest.TestCase):
 
 # --- Messages
 
-# Texts in the sources, in each file or (ALL) whole files of them, that are not messages, or that
-# nobody gets to see.
+# Texts in the sources that are not messages, or that nobody sees. ALL: all texts of a file.
 ALL = None
 NOT_SHOWN = {
     # The usage, which is an example of the page.
@@ -104,7 +95,7 @@ NOT_SHOWN = {
     "src/conf/read_configuration.cpp": ALL,
     # Exceptions that the callers take for a database that is down, and a self-test.
     "src/db/cpp_mysql.cpp": ALL,
-    # Statements; and what leaves the connection without an error, so that it is used.
+    # Statements, and failures after which the connection is used all the same.
     "src/db/panel_database.cpp": {
         "SHOW VARIABLES LIKE 'version'", "set foreign_key_checks=0", "SET NAMES utf8",
         "SET NAMES binary", "SELECT val FROM misc WHERE param='mysql41_compatible'",
@@ -132,9 +123,9 @@ NOT_SHOWN = {
     # The control file, and the monitor's command line.
     "src/monitor/control_file.cpp": ALL,
     "src/monitor/monitor_run.cpp": ALL,
-    # Other programs than keldoctl make such directories, and word the failure themselves.
+    # The programs that make such directories replace this message by their own.
     "src/exec/private_directory.cpp": ALL,
-    # What separates words; the document; monit's settings, what it answers, and its protocol.
+    # Characters between words, the document, monit's settings, and words of monit's answers.
     "src/adapter/control_file.cpp": {" \t\r\n\f\v,;"},
     "src/adapter/monit.cpp": {
         "\nset daemon 1000000\nset pidfile ", "\nset idfile ", "\nset statefile ",
@@ -168,20 +159,20 @@ def texts_in(path):
 
 
 def messages_in(paths):
-    """The texts of source files that somebody may get to see."""
+    """The messages in source files."""
     messages = set()
     for path in paths:
         hidden = NOT_SHOWN.get(str(path.relative_to(PROJECT)), set())
         if hidden is not ALL:
             texts = set(texts_in(path))
-            # A text that is gone needs no exception any more.
+            # An exception for a text that no longer exists must go.
             assert hidden <= texts, hidden - texts
             messages |= texts - hidden
     return {message.strip("\n") for message in messages}
 
 
 def pattern(message):
-    """What a text, which may be a format, looks like where it is printed."""
+    """A regular expression for the printed form of a text, which may be a format."""
     return re.sub(r"%[sud]", ".+", re.escape(message).replace("%%", "%"))
 
 
@@ -200,11 +191,11 @@ class DiagnosticsTest(unittest.TestCase):
                 self.assertTrue(any(re.search(pattern(message), text) for text in explained))
         for text in explained:
             rest = text
-            # Formats first: what fills them may be a text as well.
+            # Formats first, since another message may fill their placeholders.
             for message in sorted(messages, key=lambda text: ("%" not in text, -len(text))):
                 rest = re.sub(pattern(message), "", rest)
             with self.subTest("in the page", text=text):
-                # What the sources add to a text: the program's name, and what it is about.
+                # The sources add the program's name before a text, and a detail after it.
                 self.assertRegex(rest, r"^(keldoctl|keldo-service-lint)?(: )?"
                                        r"([A-Z_]|/usr/bin/monit|\S+/schemas/keldo/service/1)*$")
 
@@ -218,7 +209,7 @@ class DiagnosticsTest(unittest.TestCase):
         self.check("monit-check-status.8", "src/adapter/*.cpp")
 
     def check_scripts(self, name, *scripts):
-        """`scripts` are pairs of a program's name and of what its messages begin with."""
+        """`scripts` are pairs of a program's name and the text that begins its messages."""
         patterns = []
         for program, prefix in scripts:
             code = (PROJECT / f"views/programs/{program}.in").read_text(encoding="utf-8")
@@ -241,7 +232,7 @@ class DiagnosticsTest(unittest.TestCase):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))
 
 
-# --- What else the pages take from the sources
+# --- Other facts that the pages repeat from the sources
 
 
 def arrays(name):

@@ -36,7 +36,7 @@ class SystemdTest(unittest.TestCase):
         self.assertIn(b"keep-report is not executable", done.stdout)
 
     def test_the_service_has_few_privileges(self):
-        # systemd rates the exposure from 0 to 100; above the threshold the status is not 0.
+        # systemd rates the exposure from 0 to 100. Above the threshold, its exit status is not 0.
         done = self.analyze("security", "--offline=yes", "--threshold=37", "--no-pager", UNITS[0])
         self.assertEqual(done.returncode, 0, done.stdout.decode())
         self.assertNotIn("✗ SystemCallArchitectures=", done.stdout.decode())
