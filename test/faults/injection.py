@@ -28,7 +28,7 @@ STANDARD_STREAMS = {0, 1, 2}
 
 
 class Fault(NamedTuple):
-    """What fails: the `number`th call of `call`, or (`forever`) that one and all later ones.
+    """What fails: the `number`th call of `call` and, if `forever`, all later ones too.
 
     The `kind` is "system", a system call of keldoctl itself that fails with `error`; "child", a
     call of its forks, the `child`th or all; "memory", a failed allocation; "short", a transfer that
@@ -77,7 +77,7 @@ class Outcome(NamedTuple):
 
 
 def run(scenario, fault):
-    """Runs the scenario with a fault, or (None) without. Call subreaper.become_subreaper() and
+    """Runs the scenario with a fault, or without one (None). Call subreaper.become_subreaper() and
     scenarios.lay_out() first."""
     scenarios.prepare(scenario)
     LOG.unlink(missing_ok=True)

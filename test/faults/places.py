@@ -40,8 +40,8 @@ ERRORS = {
 }
 CREATING = ("EDQUOT", "EEXIST", "ENOSPC", "EROFS")  # more errors of openat with O_CREAT
 
-# The caller repeats a call that fails like this: it was interrupted, a write found no room,
-# mkstemp(3) found a name taken. Injected forever, the run would not end. The key is the error,
+# Errors after which the caller repeats the call: EINTR; EAGAIN of a write without room; EEXIST of
+# mkstemp(3). They are never injected forever, since the run would not end. The key is the error,
 # the value matches the start of the arguments of such calls.
 PASSING = {"EEXIST": "", "EINTR": "", "EAGAIN": r'\d+, "|.*/nscd/'}
 
@@ -121,7 +121,7 @@ def is_slow(fault):
 
 
 def child_places(scenario):
-    """As system_places(), for the forks of a run; each runs a command."""
+    """Does what system_places() does, for the forks of a run. Each fork runs a command."""
     captured = len(scenario.repairs) + 1  # both streams of these commands are captured
     commands = captured if scenario.findings.upgrade else captured + len(scenario.checked())
     places = [[Fault("child", "clone3", 1, error, False) for error in ERRORS["clone"]]]

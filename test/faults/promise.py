@@ -48,7 +48,7 @@ def complaints(scenario, fault, outcome):
 
 def check_output(scenario, fault, outcome):
     if writing_failed(fault, outcome):
-        # What was written stays.
+        # The output is a beginning of the report.
         if not whole_report(scenario).startswith(outcome.stdout):
             raise Broken(f"printed {outcome.stdout!r}")
         return
