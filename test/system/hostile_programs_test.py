@@ -125,7 +125,8 @@ class EndTest(ProgramTest):
                          report(actions=[restart("web", status="error")]))
 
     def test_programs_that_a_signal_kills(self):
-        # A monitor's output counts, no upgrade runs, and a repair is a success.
+        # The output of a killed monitor counts, a killed upgrade tool reports no upgrade, and a
+        # killed repair is a success.
         for number in ENDING:
             with self.subTest(signal.Signals(number).name):
                 die = f"ulimit -c 0; kill -{number} $$"
@@ -168,7 +169,8 @@ class EndTest(ProgramTest):
 
 class StartTest(ProgramTest):
     def check_as_missing(self, install):
-        """With what `install` puts at a path in place of both programs, no service is down."""
+        """Calls `install` with the path of the monitor and of the upgrade tool. Checks that a run
+        then finds no service down."""
         for name in ("monit", "noupgradecheck"):
             path = self.panel.root / "admin/sbin" / name
             path.unlink()
@@ -196,7 +198,7 @@ class StartTest(ProgramTest):
 
 class TerminalTest(ProgramTest):
     def test_a_program_that_changes_the_terminal(self):
-        # The run has a terminal of its own to lose; its report goes to a pipe.
+        # The run has a terminal of its own, which the monitor may spoil. The report goes to a pipe.
         self.monitor(f"exec 3<>/dev/tty; stty raw -echo <&3; echo noise >&3; echo '{WEB_DOWN}'")
         master, slave = pty.openpty()
         os.set_blocking(master, False)

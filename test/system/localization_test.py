@@ -145,7 +145,7 @@ class LanguageTest(unittest.TestCase):
 
 
 class LocaleTest(unittest.TestCase):
-    """Decimal commas, digit grouping and 8-bit letters of a locale must not change numbers or names."""
+    """A locale's decimal comma, digit grouping and 8-bit letters do not change numbers or names."""
 
     def test_numbers_and_configuration_are_read_the_same_in_every_locale(self):
         panel = Panel(root="/usr/local/kvr/root")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The monitor: its control file, its command line, and what its answer is taken for."""
+"""The monitor: its control file, its command line, and the meaning of its answer."""
 
 import os
 import stat

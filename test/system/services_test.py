@@ -110,7 +110,7 @@ class FakeServer:
 
 
 class FakeServerTest(unittest.TestCase):
-    """A server at the panel database's socket that hangs, or that is somebody else's."""
+    """A server at the panel database's socket that hangs or is hostile."""
 
     def received(self, serve, program=(KELDOCTL,)):
         """Runs keldoctl, which finds the database down. Returns what the server received."""
