@@ -121,7 +121,7 @@ def wait_for_end(pidfd):
 
 
 class AdapterTest(unittest.TestCase):
-    """Has a folder of its own, and checks at its end that no call has left anything."""
+    """Each test has a folder of its own. At its end, no call may have left anything behind."""
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp())
@@ -250,7 +250,7 @@ class StatusTest(AdapterTest):
 
 
 class HangingTest(AdapterTest):
-    """Calls that take seconds, which therefore run side by side."""
+    """Calls that take seconds. They run at the same time."""
 
     def test_a_hanging_test_ends_at_its_timeout_or_at_the_deadline(self):
         silent, silent_port = self.listener()
@@ -424,7 +424,7 @@ class HangingCall:
 
 
 class SurroundingsTest(AdapterTest):
-    """What belongs to the private monit while it works."""
+    """The files and descriptors of the private monit while it works."""
 
     def test_its_files_are_in_its_directory(self):
         with HangingCall(self) as hanging:

@@ -63,7 +63,7 @@ def query(statement, *options):
 
 
 class OwnHost(unittest.TestCase):
-    """Apart from the machine; if nothing may be mounted, alone in its container."""
+    """A host is apart from the machine. If it may not mount, it is alone in its container."""
 
     def test_network_processes_and_name_are_its_own(self):
         if os.environ["KELDO_HOST"] != "namespaces":

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs under odd conditions ask a real database and the monitor the same as a plain run."""
+"""Runs under odd conditions ask a real database and the monitor what a plain run asks."""
 
 import unittest
 
