@@ -16,7 +16,7 @@ BOTH = ("keldoctl", "keldoctl-monit")
 # systemd's helper keeps the state of the timer until a purge.
 TIMER_STATE = ("/var/lib/systemd/deb-systemd-helper-enabled/keldoctl-report.timer.dsh-also",)
 REPORT = RECORDS + "/reports/2026-11-21T120000.000000000Z.xml"
-# keldoctl finds out without a monitor that the database is down.
+# keldoctl needs no monitor to find that the database is down.
 DEFINITION = """<service xmlns="http://keldo.example/schemas/keldo/service/1" id="mysql">
 <title xml:lang="en-US">Database</title><title xml:lang="de-DE">Datenbank</title>
 <action type="start">true</action><action type="stop">true</action><checks/></service>
