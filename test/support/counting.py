@@ -4,5 +4,5 @@
 import os
 import unittest
 
-# Writing the counts takes system calls, files and memory, which these tests count or limit.
+# Tests that count or limit system calls, files or memory. Writing the counts would change these.
 uncounted = unittest.skipIf("KELDO_COUNTS" in os.environ, "the writing of counts disturbs it")

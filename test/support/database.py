@@ -24,7 +24,7 @@ LOG_ENTRY = re.compile(r"[0-9: ]*\t\t? *(\d+) (\w[\w ]*)\t(.*)", re.DOTALL)
 class Session(NamedTuple):
     """One client connection to the database server, as the server logged it."""
 
-    connect: str  # user, database and way: "admin@localhost on kvr using Socket"
+    connect: str  # user, database and transport: "admin@localhost on kvr using Socket"
     commands: list  # later entries, as pairs of a command and its text: ("Query", "SELECT 1")
 
     def has_ended(self):
@@ -85,8 +85,8 @@ class Database:
         return done.stdout.decode()
 
     def reset(self, misc="true", actions=("service_start", "service_stop")):
-        """Makes the panel's database anew: the schema, the misc row mysql41_compatible with that
-        value (None: no row), and those kinds of actions, with ids from 1 on."""
+        """Makes the panel's database anew: the schema, the misc row mysql41_compatible with the
+        value `misc` (None: no row), and these kinds of actions, with ids from 1 on."""
         statements = [f"DROP DATABASE IF EXISTS kvr;\n{self.SCHEMA.read_text(encoding='utf-8')}",
                       f"ALTER USER admin@localhost IDENTIFIED BY '{PASSWORD.decode()}';"]
         if misc is not None:
@@ -131,7 +131,7 @@ class Database:
         return bool(select.select([self._log], [], [], 0)[0])
 
     def _read_log(self):
-        """Waits for the log to go on and returns its new complete lines."""
+        """Waits until the log has more text and returns its new complete lines."""
         if not select.select([self._log], [], [], PATIENCE)[0]:
             raise RuntimeError("the database server's log does not go on")
         *lines, self._rest = (self._rest + os.read(self._log, 65536)).split(b"\n")

@@ -33,8 +33,7 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
     def fake_keldoctl(self, commands):
-        """Puts shell commands in the place of keldoctl. Returns the file whose existence tells that
-        they ran."""
+        """Replaces keldoctl by shell commands. Returns a file that exists once they have run."""
         has_run = self.prefix / "has-run"
         self.keldoctl.unlink()
         self.keldoctl.write_text(f"#!/bin/bash\ntouch {has_run}\n{commands}\n", encoding="utf-8")
@@ -42,7 +41,7 @@ class InstalledViewsTestCase(unittest.TestCase):
         return has_run
 
     def upgrade_in_german(self):
-        """Has an upgrade run and a catalogue and a locale for German."""
+        """Makes the upgrade tool report an upgrade. Installs a German catalogue and locale."""
         self.panel.catalogue((PROJECT / "po/de.po").read_text(encoding="utf-8"))
         self.panel.upgrade_tool(1)
         self.fake_keldoctl(f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec {KELDOCTL} "$@"')
@@ -68,7 +67,7 @@ class InstalledViewsTestCase(unittest.TestCase):
         return str(directory)
 
     def have_programs(self, programs):
-        """Changes the PATH that the program sets itself to path_with(programs)."""
+        """Edits the installed program so that it sets PATH to path_with(programs)."""
         program = self.prefix / self.PROGRAM
         own_path = f"PATH={PATH}\n"
         text = program.read_text(encoding="utf-8")

@@ -14,7 +14,7 @@ class Language(NamedTuple):
 
     @property
     def code(self):
-        """As the command line and the reports have it: de-DE."""
+        """The code in command lines and reports: de-DE."""
         return self.locale.replace("_", "-")
 
 

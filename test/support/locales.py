@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The locales that keldoctl installs, on a private host that has only C.UTF-8 besides."""
+"""The locales that keldoctl installs, on a private host that has no other locale but C.UTF-8."""
 
 import os
 import pathlib

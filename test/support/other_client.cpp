@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Preloaded by a test: a part of a client library, which lacks mysql_options. It never connects.
+// Preloaded by a test: a part of a client library, without mysql_options. It never connects.
 
 #include <mysql.h>
 
