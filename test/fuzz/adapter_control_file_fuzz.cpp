@@ -12,10 +12,10 @@ namespace keldo::test {
 
 namespace {
 
-/// A word with its opening quotation mark, if it has one.
+/// Words, each with its opening quotation mark if it has one.
 using Words = std::vector<std::string>;
 
-/// The model: one character after another.
+/// The model: reads one character after another.
 Words wordsOf(const std::string& text) {
     enum class State { between, comment, plain, quoted };
     State state = State::between;
@@ -68,7 +68,7 @@ std::string withoutQuote(const std::string& word) {
 
 } // namespace
 
-/// A control file.
+/// The input is a control file.
 void tryInput(const std::string& input) {
     const adapter::ControlFile control = adapter::parseControlFile("path", input);
     const Words words = wordsOf(input);

@@ -29,7 +29,7 @@ Answer answerOf(Texts& texts) {
     Answer answer = resultSet({}, {{}});
     for (const char letter : texts.next()) {
         if (letter == 'c') {
-            answer.fields.emplace_back(texts.next().c_str()); // a name is a string of C
+            answer.fields.emplace_back(texts.next().c_str()); // a name ends at its first NUL
         } else if (letter == 'v' || letter == 's' || letter == 'z') {
             Column& column = answer.rows.back().emplace_back(texts.next());
             column.length = letter == 'v' ? column.length : letter == 's' ? column.length / 2 : 0;

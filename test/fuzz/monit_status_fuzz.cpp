@@ -79,7 +79,7 @@ void checkNames(const std::vector<std::string>& names, bool isVersion6) {
     require(found == names, "each name comes back");
 }
 
-/// Whether monit could print the name so that it can be told where it ends.
+/// Whether a reader can find the end of this name in monit's output.
 bool hasEnd(const std::string& name) {
     return name != "own" && !name.starts_with("<![CDATA[") &&
            name.find("</name><collected_sec>") == std::string::npos &&
@@ -88,7 +88,7 @@ bool hasEnd(const std::string& name) {
 
 } // namespace
 
-/// Monit's answer, then names of services.
+/// The input is monit's answer, then names of services.
 void tryInput(const std::string& input) {
     silenceLibxml2();
     Texts texts(input);

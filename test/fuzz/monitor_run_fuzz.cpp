@@ -112,7 +112,8 @@ void tryInput(const std::string& input) {
     Texts texts(input);
     const std::string name = texts.next();
     const std::string output = texts.next();
-    // The text after an apostrophe is part of the expression, and a few words can take for ever.
+    // An apostrophe ends the string, so the rest of the name becomes a part of the expression. A
+    // short expression may take for ever, so the number of its steps is limited.
     const bool isOneString = name.find('\'') == std::string::npos;
     stepLimit = isOneString ? 0 : 100000;
     const std::optional<int> status = monitorStatusOrNone(name, output);

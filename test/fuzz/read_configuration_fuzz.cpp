@@ -42,8 +42,8 @@ bool isNameCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-/// Returns the position of the first character at or after `start` that is not of the kind, or the
-/// size.
+/// Returns the position of the first character at or after `start` for which `isOfKind` is false,
+/// or the size of the text.
 std::size_t endOf(bool (*isOfKind)(char), std::string_view text, std::size_t start) {
     while (start < text.size() && isOfKind(text[start])) {
         ++start;

@@ -8,8 +8,8 @@
 
 namespace keldo::test {
 
-/// The number that a whole text is in decimal: an optional sign, then digits only. Nothing for any
-/// other text, and for a number of more than 32 bits.
+/// Reads a decimal number: an optional sign, then digits only. Returns nothing for any other text,
+/// and for a number of more than 32 bits.
 inline std::optional<std::int64_t> decimal(std::string_view text) {
     const bool isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+')) {

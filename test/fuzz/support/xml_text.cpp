@@ -26,7 +26,7 @@ bool isInXml(char32_t c) {
            (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= lastCharacter);
 }
 
-/// One byte of a sequence: `mark`, and the character's bits from `shift` on.
+/// One byte of a UTF-8 sequence: `mark` and the six bits of the character from `shift` on.
 char byteOf(char32_t character, unsigned int mark, int shift) {
     const unsigned int bits = mark < 0xC0 ? 0x3F : 0x1F;
     return static_cast<char>(mark | ((character >> shift) & bits));
@@ -45,7 +45,7 @@ std::string encoded(char32_t c) {
     return {byteOf(c, 0xF0, 18), byteOf(c, 0x80, 12), byteOf(c, 0x80, 6), byteOf(c, 0x80, 0)};
 }
 
-/// All that the encoding of a character can begin with, up to its last byte but one.
+/// All beginnings of encoded characters, without the last byte and without the empty beginning.
 std::set<std::string, std::less<>> allBeginnings() {
     std::set<std::string, std::less<>> beginnings;
     for (char32_t c = 0x80; c <= lastCharacter; c += 0x40) { // only the last byte differs between
@@ -57,7 +57,7 @@ std::set<std::string, std::less<>> allBeginnings() {
     return beginnings;
 }
 
-/// The length of the encodings that begin with this byte.
+/// The length of the encoded characters that begin with this byte.
 std::size_t announcedLength(unsigned char first) {
     if (first < 0x80) {
         return 1;
@@ -68,8 +68,8 @@ std::size_t announcedLength(unsigned char first) {
     return first < 0xF0 ? 3 : 4;
 }
 
-/// The character at the start of a text. Nothing if there is none, or in another encoding than that
-/// of the character.
+/// The character at the start of a text. Nothing if the text does not begin with a well-formed
+/// character.
 std::optional<char32_t> firstCharacter(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
     const std::size_t length = announcedLength(first);
@@ -84,7 +84,8 @@ std::optional<char32_t> firstCharacter(std::string_view text) {
     return character;
 }
 
-/// How many bytes at the start of a text, which is no character, one U+FFFD replaces.
+/// The number of bytes that one U+FFFD replaces at the start of a text that does not begin with a
+/// character.
 std::size_t illFormedLength(std::string_view text) {
     static const auto beginnings = allBeginnings();
     std::size_t length = std::min<std::size_t>(text.size(), 3);
@@ -94,7 +95,7 @@ std::size_t illFormedLength(std::string_view text) {
     return length;
 }
 
-/// What XML reads for a reference, given its part between "&" and ";". Nothing if XML has no such
+/// The text of an XML reference. `name` is its part between "&" and ";". Nothing if XML has no such
 /// reference.
 std::optional<std::string> referenced(const std::string& name) {
     static const std::map<std::string, std::string> predefined = {

@@ -11,9 +11,9 @@ namespace keldo::test {
 /// ill-formed subsequence of UTF-8 and each character that XML 1.0 does not allow, such as NUL.
 std::string validText(std::string_view text);
 
-/// The model of what an XML parser reads for a text that was written as element content: references
-/// to XML's predefined entities and to characters that it allows are resolved; other ampersands
-/// stand for themselves.
+/// The model of the text that an XML parser reads after `content` was written as element content.
+/// References to XML's predefined entities and to characters that XML allows are resolved. Other
+/// ampersands stay.
 std::string textOfContent(std::string_view content);
 
 } // namespace keldo::test
