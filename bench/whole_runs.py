@@ -42,7 +42,7 @@ QUICK = Plan(status={6: 31, 60: 9}, repair={1: 21, 100: 5}, start_up=101, memory
 
 
 def rows(server, plan):
-    """All rows; the last ones change the panel's monitor."""
+    """All rows. The rows of alternatives come last, since they change the panel's monitor."""
     yield from beside_floor.status_rows(server, plan.status)
     yield from beside_floor.repair_rows(server, plan.repair)
     yield from memory.rows(server, plan.memory)

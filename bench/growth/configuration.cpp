@@ -88,8 +88,8 @@ BENCHMARK(loadConfiguration)
     ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oNSquared);
 
-/// Looks up random names of a configuration of n lines. There are so many that the processor cannot
-/// predict the branches: each step of the search then costs the same, for any n.
+/// Looks up random names of a configuration of n lines. There are more lookups than the processor
+/// can predict branches for: each step of the search then costs the same, for any n.
 void lookUp(benchmark::State& state, const std::string& ending) {
     const std::int64_t lines = state.range(0);
     const Configuration configuration = load(TemporaryFile(configurationText(lines)));

@@ -41,7 +41,7 @@
       '&#x90;&#x91;&#x92;&#x93;&#x94;&#x95;&#x96;&#x97;&#x98;&#x99;&#x9a;&#x9b;&#x9c;&#x9d;&#x9e;&#x9f;',
       '&#x61c;&#x200e;&#x200f;&#x202a;&#x202b;&#x202c;&#x202d;&#x202e;',
       '&#x2066;&#x2067;&#x2068;&#x2069;')"/>
-  <!-- A U+FFFD for each of $controls. -->
+  <!-- One U+FFFD for each character of $controls. -->
   <xsl:variable name="replacements" select="concat('&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
