@@ -6,5 +6,5 @@ keldo_unit_test(monitor
         monitor_run_test.cpp
         service_catalogue_test.cpp
         service_definition_test.cpp
-    LIBRARIES keldo_catalogue keldo_fake_panel keldo_exec
+    LIBRARIES keldo_catalogue keldo_fake_panel keldo_exec keldo_xml
     WRAP pipe read strdup xmlXPathEvalExpression xmlXPathNewContext xmlXPathRegisterNs)
