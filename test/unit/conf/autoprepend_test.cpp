@@ -342,7 +342,7 @@ TEST_F(KvrConfGetDefault, ReportsAnUnknownNameEachTimeWhateverTheFileSays) {
     });
 }
 
-TEST_F(KvrConfGetDefault, NamesTheCurrentSystemErrorWithAnUnknownName) {
+TEST_F(KvrConfGetDefault, AddsTheSystemErrorToTheMessageAboutAnUnknownName) {
     inFreshProcess([] {
         EXPECT_EQ(printedBy([] {
                       errno = 2;

@@ -180,12 +180,12 @@ TEST_F(MessagesReportError, PrintsTheMessageAndTheErrorAtEntryOnBothStreamsFlush
     }
 }
 
-TEST_F(MessagesReportError, SparesAStandardOutputThatIsForSomethingElse) {
+TEST_F(MessagesReportError, PrintsOnStandardErrorOnlyIfSetSo) {
     messages_on_stdout = 0;
     EXPECT_EQ(reported(0, "text"), (std::vector<PrintedText>{{"stderr", "text\n"}}));
 }
 
-TEST_F(MessagesReportError, FormatsArgumentsAndArgumentListsWhateverItsSecondParameterIs) {
+TEST_F(MessagesReportError, FormatsArgumentsAndListsAndIgnoresItsSecondParameter) {
     for (const int unused : {0, 1, -1}) {
         SCOPED_TRACE(unused);
         const std::vector<PrintedText> expected = onBothStreams("of 5%" + systemErrorTwo + "\n");
@@ -202,7 +202,7 @@ TEST_F(MessagesReportError, FormatsArgumentsAndArgumentListsWhateverItsSecondPar
     }
 }
 
-TEST_F(MessagesReportError, NamesAndKeepsTheErrorAtEntryIfFormattingFailsWithAnother) {
+TEST_F(MessagesReportError, ReportsAndKeepsTheErrnoAtEntryIfFormattingSetsAnother) {
     // The C locale lacks this character, so vsnprintf() fails with EILSEQ.
     for (const int error : {2, 0}) {
         SCOPED_TRACE(error);
@@ -247,7 +247,7 @@ TEST_F(MessagesReportError, PrefixesThePosixBaseNameOfTheProgramsPathToTheFirstL
     }
 }
 
-TEST_F(MessagesReportError, PrefixesTheWholePathWithoutMemoryForItsCopy) {
+TEST_F(MessagesReportError, PrefixesTheWholePathIfThereIsNoMemoryToCopyIt) {
     program_path = "/sbin/keldoctl";
     EXPECT_EQ(printedBy([] {
                   failNextCalls(Call::strdup, 2);
@@ -350,7 +350,7 @@ TEST_F(MessagesLog, PrintsOnBothStreamsFlushedAndAlwaysAddsANewline) {
               onBothStreams("text 2\n\n"));
 }
 
-TEST_F(MessagesLog, SparesAStandardOutputThatIsForSomethingElse) {
+TEST_F(MessagesLog, PrintsOnStandardErrorOnlyIfSetSo) {
     messages_on_stdout = 0;
     const std::vector<PrintedText> onErrorAlone = {{"stderr", "text\n"}};
     EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onErrorAlone);
@@ -405,7 +405,7 @@ TEST_F(MessagesLogSetup, RecordsFacilityAndLevel) {
     }
 }
 
-TEST_F(MessagesLogSetup, FlagsTheConsoleByTheFirstSevenCharactersInAnyCase) {
+TEST_F(MessagesLogSetup, ComparesTheFirstSevenCharactersWithConsoleIgnoringCase) {
     const std::vector<std::pair<const char*, int>> rows = {
         {"console", 1}, {"CONSOLE", 1},  {"ConSole", 1}, {"console-2", 1}, {"consol", 0},
         {"", 0},        {"xconsole", 0}, {"file", 0},    {" console", 0},
@@ -429,7 +429,7 @@ TEST_F(MessagesLogSetup, InstallsTheConsoleWritersForAnyDestination) {
     }
 }
 
-TEST_F(MessagesLogSetup, ReopensTheSystemLogForNoDestination) {
+TEST_F(MessagesLogSetup, ReopensTheSystemLogIfTheDestinationIsNull) {
     const char* const identity = "identity";
     log_setup(nullptr, 5, LOG_DAEMON, LOG_NDELAY, identity);
     log_setup(nullptr, 5, LOG_LOCAL3, 0, identity);
@@ -442,7 +442,7 @@ TEST_F(MessagesLogSetup, ReopensTheSystemLogForNoDestination) {
     EXPECT_EQ(systemLogIdentity, identity);
 }
 
-TEST_F(MessagesLogSetup, SendsTheHooksToTheSystemLogForNoDestination) {
+TEST_F(MessagesLogSetup, SendsTheHooksToTheSystemLogIfTheDestinationIsNull) {
     log_setup(nullptr, 5, LOG_DAEMON, 0, "identity");
     systemLog.clear();
     EXPECT_THAT(printedBy([] {

@@ -159,7 +159,7 @@ protected:
         return conf_read_file_r(file.c_str(), record_.get());
     }
 
-    /// The table that a file of that content makes.
+    /// The table that reading a file with this content makes.
     Variables variablesOf(const std::string& content) {
         record_ = newRecord();
         EXPECT_EQ(read(content), 0);
@@ -513,7 +513,7 @@ TEST_F(ConfFree, AcceptsNullAndEveryStageOfARecord) {
 
 // Reading: lines and names.
 
-TEST_F(ConfReadFile, MakesAnEmptySortedTableOfNothingButCommentsAndBlankLines) {
+TEST_F(ConfReadFile, MakesAnEmptySortedTableFromCommentsAndBlankLines) {
     for (const char* content : {"", "\n", "# comment\n", "   \n\t\n\r\n", "#", "  # NAME value\n\n",
                                 "#NAME value\n# NAME value"}) {
         SCOPED_TRACE(content);
@@ -605,7 +605,7 @@ TEST_F(ConfReadFile, EndsALineAtANulByte) {
 
 // Reading: the end of a value.
 
-TEST_F(ConfReadFile, EndsAValueByTheCutRule) {
+TEST_F(ConfReadFile, CutsOneWhiteSpaceCharacterFromAnOddNumberAtTheEndOfAValue) {
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"NAME value\n", "value"},
         {"NAME a b\n", "a b"},
@@ -812,7 +812,7 @@ TEST_F(ConfReadFileFailure, KeepsTheEntriesBeforeAReadErrorSorted) {
     EXPECT_EQ(record_->sorted, 1);
 }
 
-TEST_F(ConfReadFileFailure, IncludesAStreamErrorAtTheEndOfTheFile) {
+TEST_F(ConfReadFileFailure, IsReportedForAStreamErrorAtTheEndOfTheFile) {
     reading = Reading::failsAtTheEndOfTheFile;
     readsBefore = 1;
     EXPECT_EQ(read("A 1\n"), -1);
@@ -833,7 +833,7 @@ TEST_F(ConfReadFileFailure, DoesNotOpenTheFileWithoutRoomForAnEntry) {
     }
 }
 
-TEST_F(ConfReadFileFailure, ToAddALineLeavesThePreviousEntriesUnsorted) {
+TEST_F(ConfReadFileFailure, LeavesTheEntriesUnsortedIfALineCannotBeAdded) {
     std::string content;
     for (int i = 40; i > 10; --i) {
         content.append("A").append(std::to_string(i)).append(" x\n");
