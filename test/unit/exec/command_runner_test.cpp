@@ -227,7 +227,7 @@ TEST_F(CommandRunner, RunsWhileItsOwnerDoesSomethingElse) {
     EXPECT_FALSE(hasChildren());
 }
 
-TEST_F(CommandRunner, EndsBeforeItsOwnerIfNobodyAsksForTheResult) {
+TEST_F(CommandRunner, EndsBeforeTheDestructorReturns) {
     const TemporaryDirectory directory;
     const std::string end = (directory.path() / "end").string();
     { const RunningCommand command("head -c 200000 /dev/zero; echo end > " + end, false); }
@@ -243,7 +243,7 @@ TEST_F(CommandRunner, YieldsEveryExitCode) {
     }
 }
 
-TEST_F(CommandRunner, YieldsTheStatusOfTheShellAndOfItsParent) {
+TEST_F(CommandRunner, YieldsTheExitCodeOfTheShellAndMinusOneIfItsParentIsKilled) {
     const struct {
         const char* command;
         CommandResult expected;
@@ -319,7 +319,7 @@ TEST_F(CommandRunner, ReadsAtMost1023BytesAtATime) {
     EXPECT_THAT(readSizes, Each(1023U));
 }
 
-TEST_F(CommandRunner, LosesTheRestOfAChunkAfterANulByte) {
+TEST_F(CommandRunner, DropsTheRestOfAChunkAfterANulByte) {
     using namespace std::string_literals;
     const TemporaryDirectory directory;
     const std::string a(500, 'a');
@@ -339,17 +339,17 @@ TEST_F(CommandRunner, LosesTheRestOfAChunkAfterANulByte) {
     }
 }
 
-TEST_F(CommandRunner, CutsEachChunkAsItIsRead) {
+TEST_F(CommandRunner, DropsNothingOfTheChunksAfterANulByte) {
     using namespace std::string_literals;
     answers.reads = {{"ab\0cd\0ef"s}, {"\0gh"s}, {"ij"}, {"k\0"s}, {"", 0}};
     EXPECT_EQ(runCommand("true", false), result(0, "abijk"));
 }
 
-TEST_F(CommandRunner, WaitsUntilTheOutputIsClosedAlsoByADescendant) {
+TEST_F(CommandRunner, WaitsUntilDescendantsHaveClosedTheOutputToo) {
     const TemporaryDirectory directory;
     const std::string pipe = (directory.path() / "pipe").string();
-    // The background process reads a pipe whose only writer is the shell, and so goes on when
-    // the shell has ended.
+    // The background process reads a pipe whose only writer is the shell, so it continues when the
+    // shell has ended.
     EXPECT_EQ(runCommand("mkfifo " + pipe + "; exec 3<>" + pipe + " 4<" + pipe +
                              "; { cat; echo late; } <&4 3>&- & exec 4<&-; exit 5",
                          false),
@@ -432,7 +432,7 @@ TEST_F(CommandRunner, GivesTheCommandTheDefaultActionsOfSigpipeAndSigxfsz) {
 
 // Failures.
 
-TEST_F(CommandRunnerFailure, WithoutMemoryForTheOutputTheCommandStillEnds) {
+TEST_F(CommandRunnerFailure, LetsTheCommandEndIfThereIsNoMemoryForItsOutput) {
     const TemporaryDirectory directory;
     const std::string end = (directory.path() / "end").string();
     answers.reads = {{"text"}, {"", 0, true}, {"", EINTR}};
@@ -477,12 +477,11 @@ TEST_F(CommandRunnerFailure, IsReportedInTheResultWithTheProgramsName) {
         answers = row.answers;
         EXPECT_EQ(runCommand("echo text", true), row.expected);
         answers = {};
-        EXPECT_EQ(wait(nullptr) != -1,
-                  row.answers.waitFails); // the child is there for us only then
+        EXPECT_EQ(wait(nullptr) != -1, row.answers.waitFails); // otherwise no child is left
     }
 }
 
-TEST_F(CommandRunnerFailure, ToStartTheShellGoesToStandardErrorUnlessCaptured) {
+TEST_F(CommandRunnerFailure, IsPrintedOnStandardErrorIfTheShellCannotBeStarted) {
     answers.systemFails = true;
     testing::internal::CaptureStderr();
     const CommandResult captured = runCommand("some command --now", false);
@@ -491,12 +490,12 @@ TEST_F(CommandRunnerFailure, ToStartTheShellGoesToStandardErrorUnlessCaptured) {
     EXPECT_EQ(captured, result(255, ""));
 }
 
-TEST_F(CommandRunnerFailure, OfAReadEndsTheOutputThere) {
+TEST_F(CommandRunnerFailure, EndsTheOutputAtAFailedRead) {
     answers.reads = {{"ab"}, {"", EIO}};
     EXPECT_EQ(runCommand("exit 3", false), result(3, "ab"));
 }
 
-TEST_F(CommandRunnerFailure, DoesNotComeFromASignalThatInterruptsACall) {
+TEST_F(CommandRunnerFailure, DoesNotOccurIfASignalInterruptsACall) {
     answers.duplications[STDOUT_FILENO] = {EINTR, EINTR};
     answers.duplications[STDERR_FILENO] = {EINTR};
     answers.reads = {{"", EINTR}, {"", EINTR}, {"ab"}, {"", EINTR}};

@@ -76,7 +76,7 @@ TEST(HeldEndingSignals, ReleaseDeliversASignalThatArrivedMeanwhile) {
     EXPECT_EXIT(endAfterRelease(), testing::KilledBySignal(SIGTERM), "held");
 }
 
-TEST(HeldEndingSignals, RestoresTheCallersMaskOnce) {
+TEST(HeldEndingSignals, RestoresTheCallersSignalMaskOnce) {
     sigset_t term;
     sigemptyset(&term);
     sigaddset(&term, SIGTERM);

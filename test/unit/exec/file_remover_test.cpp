@@ -28,8 +28,8 @@ std::vector<int> allEndingSignals() {
     return numbers;
 }
 
-/// The tests' caller may ignore signals. Gives them back their default action before the first
-/// test, since the first remover of the process looks at it.
+/// The caller of the tests may ignore signals. This restores their default actions before the first
+/// test, since the first remover of a process leaves ignored signals alone.
 const bool signalsAreReset = [] {
     for (const int signal : allEndingSignals()) {
         std::signal(signal, SIG_DFL);
@@ -72,7 +72,7 @@ TEST_F(FileRemoverTest, RemovesTheFileWhenAnEndingSignalEndsTheProcess) {
     }
 }
 
-TEST_F(FileRemoverTest, IsDoneAfterDestructionUntilTheNextOneExists) {
+TEST_F(FileRemoverTest, RemovesNothingBetweenTheLivesOfTwoRemovers) {
     for (const bool next : {false, true}) {
         SCOPED_TRACE(next);
         const auto end = [&] {
@@ -116,7 +116,7 @@ TEST_F(FileRemoverTest, RemovesADirectoryWithItsContents) {
     EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
-TEST_F(FileRemoverTest, LeavesEachSignalIgnoredThatTheCallerIgnores) {
+TEST_F(FileRemoverTest, KeepsIgnoringEachSignalThatTheCallerIgnores) {
     // A fresh process, in which no remover has existed yet.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const int parity : {0, 1}) {

@@ -18,7 +18,7 @@
 
 namespace {
 
-/// Called once, before the next call of the function.
+/// Called once, before the next flock() or rmdir().
 std::function<void()> beforeFlock;
 std::function<void()> beforeRmdir;
 int flockError = 0; ///< makes flock() fail
@@ -171,7 +171,7 @@ TEST_F(PrivateDirectoryTest, IsRemovedWithItsContents) {
     EXPECT_TRUE(fs::exists(outside));
 }
 
-TEST_F(PrivateDirectoryTest, IsRemovedThoughAProgramStillWritesToIt) {
+TEST_F(PrivateDirectoryTest, IsRemovedEvenIfAProgramStillWritesToIt) {
     {
         const PrivateDirectory directory = make();
         temporary.write(directory.name() + "/file", "text");
@@ -207,7 +207,7 @@ TEST_F(PrivateDirectoryTest, SweepRemovesWhatKilledProcessesLeft) {
     EXPECT_EQ(entries(), 1U);
 }
 
-TEST_F(PrivateDirectoryTest, SweepKeepsEverythingElse) {
+TEST_F(PrivateDirectoryTest, SweepKeepsWhatNoKilledProcessLeft) {
     const PrivateDirectory directory = make();
     std::vector<std::string> kept = {
         leave("other.aaaaaa"),
