@@ -26,7 +26,7 @@ std::string replaced(std::string_view text) {
     return shown;
 }
 
-/// `character`, which is no surrogate, in UTF-8.
+/// A character in UTF-8; it must not be a surrogate.
 std::string utf8(char32_t character) {
     std::string text;
     const auto add = [&text](char32_t byte) { text += static_cast<char>(byte); };
@@ -56,7 +56,7 @@ TEST(ReplaceInvalidXml, LeavesValidTextAsItIs) {
     }
 }
 
-TEST(ReplaceInvalidXml, KnowsEveryCharacterAsLibxml2Does) {
+TEST(ReplaceInvalidXml, AcceptsTheSameCharactersAsLibxml2) {
     for (char32_t character = 0; character <= 0x10FFFF; ++character) {
         const bool isValid = IS_CHAR(character);
         ASSERT_EQ(isValid, isXmlCharacter(character)) << static_cast<unsigned long>(character);

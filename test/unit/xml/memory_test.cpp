@@ -54,7 +54,8 @@ namespace {
 /// Each test runs in a child process, because xmlMemSetup() cannot be undone.
 class XmlMemory : public testing::Test {
 protected:
-    /// Calls `work` with that allocation failing, and exits with 0 if it returns true.
+    /// Makes the allocation with that number fail and calls `work`. Exits with 0 if it returns
+    /// true.
     static void run(int allocation, const std::function<bool()>& work) {
         abortOnXmlOutOfMemory();
         failing = allocation;

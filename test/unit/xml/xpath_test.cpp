@@ -123,7 +123,7 @@ TEST_F(XPath, ContextForTheNextDocumentIsReusedAndCleared) {
     }
 }
 
-TEST_F(XPath, TwoDocumentsAtATimeHaveTheirOwnContexts) {
+TEST_F(XPath, TwoDocumentsAtTheSameTimeHaveTheirOwnContexts) {
     const XmlDocument other(xmlParseMemory("<r>other</r>", 12));
     const XPathContext next(other.get());
     EXPECT_EQ("other", xpathString("/r", next.get()));
