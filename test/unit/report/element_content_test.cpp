@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(ElementContent, KeepsTextWithoutAmpersandsAndReferences) {
+TEST(ElementContent, KeepsReferencesAndTextWithoutAmpersands) {
     for (const std::string text : {"",
                                    "läuft <b> ]]> \r\n",
                                    "&lt;",
@@ -98,7 +98,7 @@ TEST(ElementContent, EscapesAmpersandsThatBeginNoReference) {
     }
 }
 
-TEST(ElementContent, DecidesAboutEachAmpersand) {
+TEST(ElementContent, DecidesAboutEachAmpersandOnItsOwn) {
     const struct {
         std::string text;
         const char* content;
@@ -145,7 +145,7 @@ std::string modelContent(const std::string& text) {
     return result;
 }
 
-TEST(ElementContent, IsThatOfTheModelForRandomTexts) {
+TEST(ElementContent, MatchesTheModelForRandomTexts) {
     test::RandomTexts random;
     for (int round = 0; round < 20000; ++round) {
         std::string text;

@@ -188,7 +188,7 @@ TEST(ActionResult, IsASuccessByDefault) {
     EXPECT_EQ(0, ActionResult().status);
 }
 
-TEST(FindProblem, WantsTheExactId) {
+TEST(FindProblem, ComparesWholeIds) {
     ProblemModel model;
     model.addProblem({"upgrade", english(""), Severity::minor});
     EXPECT_EQ(&model.problems().at("upgrade"), model.findProblem("upgrade"));

@@ -17,8 +17,8 @@
 
 namespace {
 
-/// How write() to standard output answers, one entry a call: it takes at most that many bytes, or
-/// fails with the errno of a negative entry. If empty, the real write() is called.
+/// The answers of write() to standard output, one for each call: the largest number of bytes that
+/// it takes, or an errno as a negative number. If empty, the real write() is called.
 std::deque<ssize_t> writeAnswers;
 std::string written;
 
@@ -27,7 +27,7 @@ std::deque<int> pollAnswers;
 
 bool serialisingFails = false;
 
-/// The contents that libxml2 was given since this was cleared.
+/// The contents that were passed to libxml2 since this was cleared.
 std::vector<std::string> contents;
 
 } // namespace
@@ -125,7 +125,7 @@ std::string documentOf(const ActionResult& result) {
     return reportDocument(model);
 }
 
-TEST(ReportDocument, OfNothingToReportIsAnEmptyRoot) {
+TEST(ReportDocument, IsAnEmptyRootIfThereIsNothingToReport) {
     EXPECT_EQ(emptyDocument, reportDocument(ProblemModel()));
 }
 
@@ -185,7 +185,7 @@ TEST(ReportDocument, HasASeverityElementForThreeValuesOnly) {
     }
 }
 
-TEST(ReportDocument, OmitsWhatAProblemLacks) {
+TEST(ReportDocument, OmitsTheElementsOfMissingParts) {
     EXPECT_EQ(problemDocument("    <severity>major</severity>\n"),
               documentOf({"x", {"", "de-DE"}, Severity::major}));
     EXPECT_EQ(document("  <problem id=\"x\"/>\n"), documentOf({"x", {}, unknownSeverity}));
@@ -333,7 +333,7 @@ TEST(ReportDocument, HoldsTenThousandProblems) {
     EXPECT_EQ(document(problems + actions), reportDocument(model));
 }
 
-/// The run's model with one problem, and write() and poll() answered by the test.
+/// The run's model with one problem. Each test sets the answers of write() and poll().
 class PrintReport : public testing::Test {
 protected:
     PrintReport() {

@@ -70,7 +70,7 @@ protected:
         currentLanguage = language;
     }
 
-    /// Translates in German, with those entries as the environment; stores it as it is afterwards.
+    /// Translates into German with `entries` as the environment. Then stores the environment there.
     static Message translateIn(std::vector<std::string>& entries) {
         selectLanguage("de_DE", "de-DE");
         std::vector<char*> pointers;
