@@ -117,12 +117,12 @@ protected:
     Row row;
 };
 
-TEST_F(MError, SaysTheTextThatItIsGiven) {
+TEST_F(MError, HoldsTheGivenText) {
     EXPECT_STREQ(mError("any text").what(), "any text");
     EXPECT_STREQ(mError("").what(), "");
 }
 
-TEST_F(MError, SaysWhatTheHandleReports) {
+TEST_F(MError, HoldsTheErrorThatTheHandleReports) {
     const auto connection = connected();
     const struct {
         test::ClientError error;

@@ -43,8 +43,8 @@ Answer versionAnswer(const Column& version) {
     return resultSet({"Variable_name", "Value"}, {{"version", version}});
 }
 
-/// One way in which the choice of the character set fails: the label of the step, and the answer
-/// to which statement.
+/// A step that fails while the character set is chosen: its label, and a statement with the answer
+/// that makes it fail.
 struct FailingStep {
     std::string label, statement;
     Answer answer;
@@ -141,7 +141,7 @@ TEST_F(DbConnectAdmin, ConnectsAndSendsNoStatement) {
     }
 }
 
-TEST_F(DbConnectAdmin, LimitsTheWaitForTheServerAndWhatItMayAskFor) {
+TEST_F(DbConnectAdmin, SetsTimeLimitsAndRefusesLocalFilesAndPasswordsInClear) {
     connects(db_connect_admin);
     std::map<int, std::string> expected = {{MYSQL_OPT_CONNECT_TIMEOUT, "10"},
                                            {MYSQL_OPT_READ_TIMEOUT, "60"},
@@ -284,7 +284,7 @@ TEST_F(DbConnect, GoesOnIfForeignKeyChecksCannotBeSwitchedOff) {
     EXPECT_EQ(server.statements(), preparation);
 }
 
-TEST_F(DbConnect, ClosesTheConnectionIfAFailedStepLeavesAnErrorAndSetupKeepsIt) {
+TEST_F(DbConnect, ClosesTheConnectionIfAFailedStepLeavesAnErrorButSetupKeepsIt) {
     for (const Connector connector : {db_connect, db_connect_setup}) {
         for (const auto& [label, statement, answer] : failingSteps(noTable)) {
             SCOPED_TRACE(label);
@@ -448,7 +448,7 @@ class KvrDbUtf8Mode : public PanelDatabase {
 protected:
     KvrDbUtf8Mode() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    /// Runs the whole of such a process, which does not destroy this object.
+    /// Runs `body` in a new process and ends the process, without destroying this object.
     template <typename Body> [[noreturn]] void runAndExit(Body body) {
         body();
         std::filesystem::remove_all(directory.path());
