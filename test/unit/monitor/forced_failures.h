@@ -11,7 +11,7 @@ struct ForcedFailures {
     bool elements = false;          ///< xmlXPathEvalExpression gives null except for a count
     bool controlFileName = false;   ///< strdup of a control file's name gives null
     bool pipe = false;              ///< pipe gives -1
-    bool read = false;              ///< read throws std::bad_alloc, once
+    bool read = false;              ///< the next read throws std::bad_alloc
 };
 
 extern ForcedFailures forcedFailures;

@@ -137,7 +137,7 @@ TEST_F(ReadServiceDefinition, IgnoresOtherContent) {
                                     "<group><checks><port number='27'/></checks></group>"));
 }
 
-TEST_F(ReadServiceDefinition, TakesTheFirstOfSeveralAlike) {
+TEST_F(ReadServiceDefinition, TakesTheFirstOfSeveralEqualElements) {
     const ServiceDefinition definition =
         readService("<title xml:lang='en-US'>T1</title><title xml:lang='en-US'>T2</title>"
                     "<action type='stop'>stop1</action><action type='start'>start1</action>"
@@ -297,7 +297,7 @@ TEST_F(ReadServiceDefinition, KeepsTheFirstSocketOrPortAtEachPosition) {
     EXPECT_EQ("/p", definition.pidFile);
 }
 
-TEST_F(ReadServiceDefinition, TakesAnAttributeFromTheFirstElementOfAPositionThatHasIt) {
+TEST_F(ReadServiceDefinition, TakesAnAttributeFromTheFirstElementAtAPositionThatHasIt) {
     EXPECT_THAT(
         readService("<checks><port number='1'/><port type='UDP'/></checks>"
                     "<checks><port number='11' protocol='http'/>"
