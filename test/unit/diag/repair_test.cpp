@@ -81,7 +81,7 @@ TEST_F(SolutionForAction, IsTheRestartOfAKnownService) {
                             "stop it\nstart it"));
 }
 
-TEST_F(SolutionForAction, HasTheLanguageThatItsMessageIsIn) {
+TEST_F(SolutionForAction, HasTheLanguageOfItsMessage) {
     define("smtp", "x", "y");
     currentLanguage = "de-DE";
     EXPECT_THAT(
@@ -98,13 +98,13 @@ TEST_F(SolutionForAction, IsTranslatedBeforeTheTitleIsSubstituted) {
         ElementsAre("restart-service:smtp", "Den Dienst »Das smtp« neu starten.", "de-DE", "x\ny"));
 }
 
-TEST_F(SolutionForAction, HasTheIdAskedForNotTheDefinitionsOwn) {
+TEST_F(SolutionForAction, HasTheRequestedIdEvenIfTheDefinitionHasAnother) {
     panel.define("web", test::definitionXml("apache", "<action type='stop'>x</action>"));
     EXPECT_THAT(fields(solutionForAction("restart-service:web")),
                 ElementsAre("restart-service:web", "Restart the  service.", "en-US", "x\n"));
 }
 
-TEST_F(SolutionForAction, JoinsTheActionsAlsoWhereOneIsEmpty) {
+TEST_F(SolutionForAction, JoinsTheActionsEvenIfOneIsEmpty) {
     define("a", "", "start");
     define("b", "stop", "");
     define("c", "", "");
@@ -133,7 +133,7 @@ TEST_F(SolutionForAction, LooksUpTheEmptyServiceIdLikeAnyOther) {
     EXPECT_EQ("restart-service:", solutionForAction("restart-service:").id);
 }
 
-TEST_F(SolutionForAction, HasRestartIdsOfThatForm) {
+TEST_F(SolutionForAction, HasAnIdOfThePrefixAndTheService) {
     EXPECT_EQ("restart-service:web", restartActionId("web"));
     EXPECT_EQ("restart-service:", restartActionId(""));
 }
@@ -194,7 +194,7 @@ TEST_F(RepairActions, KeepsTheGivenOrder) {
     EXPECT_EQ("web\nweb\nsmtp\nsmtp\n", log());
 }
 
-TEST_F(RepairActions, RunsAnIdTwiceThatIsGivenTwiceAndKeepsTheSecondResult) {
+TEST_F(RepairActions, RunsARepeatedIdAgainAndKeepsTheSecondResult) {
     define("smtp", "echo run &gt;&gt; " + panel.root().string() + "/log",
            "grep -c run " + panel.root().string() + "/log; exit $(grep -c run " +
                panel.root().string() + "/log)");
@@ -222,21 +222,21 @@ TEST_F(RepairActions, DoesNothingWithoutIds) {
     EXPECT_THAT(actionIds(), IsEmpty());
 }
 
-TEST_F(RepairActions, RunsTheStartActionAloneOfAServiceThatHasNoOther) {
+TEST_F(RepairActions, RunsTheStartActionIfThereIsNoStopAction) {
     define("smtp", "", "echo starting");
     repairActions({"restart-service:smtp"});
     EXPECT_EQ("starting\n", resultOf("restart-service:smtp").log);
     EXPECT_EQ(0, resultOf("restart-service:smtp").status);
 }
 
-TEST_F(RepairActions, RunsAlsoAServiceWithoutAnyAction) {
+TEST_F(RepairActions, SucceedsForAServiceWithoutActions) {
     define("smtp", "", "");
     repairActions({"restart-service:smtp"});
     EXPECT_EQ(0, resultOf("restart-service:smtp").status);
     EXPECT_EQ("", resultOf("restart-service:smtp").log);
 }
 
-TEST_F(RepairActions, OverwritesTheDescriptionThatIsThere) {
+TEST_F(RepairActions, ReplacesAnEarlierDescriptionOfTheAction) {
     problemModel.storeAction({"restart-service:web", {"Old.", "de-DE"}, "old"});
     problemModel.setActionResult("restart-service:web", {7, "old"});
     define("web", "true", "true");
@@ -248,7 +248,7 @@ TEST_F(RepairActions, OverwritesTheDescriptionThatIsThere) {
     EXPECT_EQ("", resultOf("restart-service:web").log);
 }
 
-TEST_F(RepairActions, RecordsARunnersFailureLikeAnyResult) {
+TEST_F(RepairActions, RecordsAFailureOfTheCommandRunnerAsTheResult) {
     programName = "keldoctl";
     pipeFails = true;
     repairActions({"restart-service:smtp"});
@@ -258,7 +258,7 @@ TEST_F(RepairActions, RecordsARunnersFailureLikeAnyResult) {
     EXPECT_THAT(actionIds(), ElementsAre("restart-service:smtp"));
 }
 
-TEST_F(RepairActions, EndsWhereTheCatalogueThrows) {
+TEST_F(RepairActions, EndsAtTheFirstServiceForWhichTheCatalogueThrows) {
     panel.failOn("broken");
     EXPECT_THROW(
         repairActions({"restart-service:web", "restart-service:broken", "restart-service:smtp"}),

@@ -102,13 +102,13 @@ TEST_F(ServicesToCheck, FollowTheActionLog) {
     EXPECT_EQ(1, panel.readsOf(""));
 }
 
-TEST_F(ServicesToCheck, LackServicesWithoutAReadableDefinition) {
+TEST_F(ServicesToCheck, LeaveOutServicesWithoutAReadableDefinition) {
     panel.define("smtp", "no XML");
     panel.define("mail", "<service xmlns='http://" KELDO_SCHEMA_HOST "/schemas/keldo/service/1'/>");
     EXPECT_THAT(ids(), ElementsAre("mysql", "keldo", "web", "dns"));
 }
 
-TEST_F(ServicesToCheck, AreStoppedByTheIdInTheirDefinition) {
+TEST_F(ServicesToCheck, LeaveOutAStoppedServiceByTheIdInItsDefinition) {
     panel.define("web", test::definitionXml("apache", ""));
     test::setActionLog(database, {}, {"web"});
     EXPECT_THAT(ids(), ElementsAre("mysql", "keldo", "smtp", "apache", "dns", "mail"));
@@ -116,7 +116,7 @@ TEST_F(ServicesToCheck, AreStoppedByTheIdInTheirDefinition) {
     EXPECT_THAT(ids(), ElementsAre("mysql", "keldo", "smtp", "dns", "mail"));
 }
 
-TEST_F(ServicesToCheck, IncludeTheDefinitionOfTheEmptyIdForAStartedNull) {
+TEST_F(ServicesToCheck, IncludeTheDefinitionOfTheEmptyIdIfTheStartedNameIsNull) {
     panel.define("", test::definitionXml("nameless", ""));
     test::setActionLog(database, {std::nullopt}, {});
     EXPECT_EQ("nameless", ids().back());
@@ -135,7 +135,7 @@ TEST_F(ServicesToCheck, AreTheCoreServicesWithoutADatabase) {
     EXPECT_EQ(coreServices, ids());
 }
 
-TEST_F(ServicesToCheck, StayAsReadSoFarIfAStatementFails) {
+TEST_F(ServicesToCheck, KeepTheServicesFoundBeforeAStatementFails) {
     for (size_t failing = 0; failing < fourStatements.size(); ++failing) {
         SCOPED_TRACE(fourStatements[failing]);
         database.reset();
@@ -149,7 +149,7 @@ TEST_F(ServicesToCheck, StayAsReadSoFarIfAStatementFails) {
     }
 }
 
-TEST_F(ServicesToCheck, StayAsReadSoFarIfARowHasNoFieldName) {
+TEST_F(ServicesToCheck, KeepTheServicesFoundBeforeARowWithoutTheFieldName) {
     test::setActionLog(database, {"redis"}, {"dns"});
     database.answers[test::lastStopped].fields = {"Name"};
     EXPECT_EQ(coreServicesAnd({"redis"}), ids());
@@ -158,7 +158,7 @@ TEST_F(ServicesToCheck, StayAsReadSoFarIfARowHasNoFieldName) {
     expectNothingLeftOpen();
 }
 
-TEST_F(ServicesToCheck, StayAsReadSoFarIfTheCatalogueThrows) {
+TEST_F(ServicesToCheck, KeepTheServicesFoundBeforeTheCatalogueThrows) {
     test::setActionLog(database, {"redis", "broken", "tomcat"}, {"dns"});
     panel.failOn("broken");
     EXPECT_EQ(coreServicesAnd({"redis"}), ids());
@@ -166,7 +166,7 @@ TEST_F(ServicesToCheck, StayAsReadSoFarIfTheCatalogueThrows) {
     expectNothingLeftOpen();
 }
 
-TEST_F(ServicesToCheck, PassOnWhatTheCatalogueThrowsForACoreService) {
+TEST_F(ServicesToCheck, PassOnAnExceptionOfTheCatalogueForACoreService) {
     panel.failOn("web");
     EXPECT_THROW(servicesToCheck(), std::bad_alloc);
     EXPECT_THAT(database.calls, IsEmpty());

@@ -65,7 +65,7 @@ TEST_F(UpgradeCheck, UsesTheLanguageOfTheReportIfTheMessageIsTranslated) {
               problemModel.problems().at("upgrade").message);
 }
 
-TEST_F(UpgradeCheck, GateReadsTheProblemsAndNotTheTool) {
+TEST_F(UpgradeCheck, NoUpgradeInProgressReadsTheModelAndNotTheTool) {
     panel.installUpgradeCheck("exit 1");
     EXPECT_TRUE(noUpgradeInProgress());
     problemModel.addProblem({"Upgrade", {}, Severity::minor});
