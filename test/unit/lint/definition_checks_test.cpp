@@ -35,7 +35,7 @@ Lines findingsIn(const std::string& text, const std::string& name = "web.xml") {
                              .findings);
 }
 
-/// Texts, each with the findings in it.
+/// Pairs of a definition's text and the findings in it.
 using Table = std::vector<std::pair<std::string, Lines>>;
 
 void expectFindings(const Table& table) {
@@ -45,7 +45,7 @@ void expectFindings(const Table& table) {
     }
 }
 
-/// Checks, each with the one finding in it.
+/// Pairs of a definition's checks and the only finding in them.
 using ChecksTable = std::vector<std::pair<std::string, std::string>>;
 
 void expectFindingInChecks(const ChecksTable& table) {

@@ -21,7 +21,7 @@ using Lines = std::vector<std::string>;
 /// Reads files below a temporary directory.
 class ReadDocument : public testing::Test {
 protected:
-    /// The findings in a file of that text; also expects null if and only if there is an error.
+    /// The findings in a file with this text. Expects null if and only if one of them is an error.
     Lines findingsIn(const std::string& text) const {
         Findings findings;
         const XmlDocument document = readDocument(directory.write("a.xml", text), findings);
@@ -95,7 +95,7 @@ TEST_F(ReadDocument, AcceptsFilesUpToTheirLimits) {
 
 TEST_F(ReadDocument, RefusesLargeFiles) {
     EXPECT_THAT(findingsIn(ofSize(256 * 1024 + 1)), ElementsAre(tooLarge));
-    // Without a limit, this has no end.
+    // Without a limit, reading this file would not end.
     Findings findings;
     EXPECT_EQ(readDocument("/dev/zero", findings), nullptr);
     EXPECT_THAT(test::linesOf(findings), ElementsAre(tooLarge));
@@ -122,7 +122,7 @@ TEST_F(ReadDocument, RefusesElementsWithManyAttributes) {
     }
 }
 
-TEST_F(ReadDocument, RefusesTextThatExpandsToMuch) {
+TEST_F(ReadDocument, RefusesTextThatExpandsBeyondTheLimit) {
     const std::string text = std::string(100000, 'x');
     const std::string entity = "<!ENTITY e '" + text + "'>";
     const std::pair<std::string, std::string> table[] = {

@@ -39,7 +39,7 @@ TEST(LintFile, ReturnsNoControlFileForTheDatabase) {
     EXPECT_EQ(result.controlFile, std::nullopt);
 }
 
-TEST(LintFile, ReportsAnotherRootElementOnly) {
+TEST(LintFile, ReportsOnlyTheRootElementIfItIsNoService) {
     const Result result = lintText("\n<service/>");
     EXPECT_THAT(linesOf(result.findings),
                 ElementsAre("2: error: keldoctl ignores a file whose root element is not a service "

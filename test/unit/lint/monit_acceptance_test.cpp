@@ -23,14 +23,16 @@
 
 namespace {
 
-/// Not so for all other tests of this program, whatever is installed on the machine.
+/// The answers of the wrapped functions. In all other tests of this program monit is not installed,
+/// whatever the machine has.
 bool monitIsInstalled = false;
 bool directoriesCanBeMade = true;
 bool directoriesStay = true;
 bool pipesCanBeMade = true;
 std::string lastDirectory;
 
-/// What monit says, with FILE for the path of its control file, and what system(3) tells of it.
+/// The output of monit, with FILE in place of the path of its control file, and the result of
+/// system(3).
 std::string monitOutput;
 int monitStatus = 0;
 
@@ -88,7 +90,7 @@ extern "C" int __wrap_rmdir(const char* path) {
     return __real_rmdir(path);
 }
 
-/// Runs in the child process that is to run monit.
+/// Runs in the child process instead of monit.
 extern "C" int __wrap_system(const char* command);
 extern "C" int __wrap_system(const char* /*command*/) {
     const std::string file = lastDirectory + "/monitrc";
@@ -106,10 +108,11 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// The signal ends the process, however the tests were started: before any of them runs.
+/// Restores the default action of SIGTERM before any test runs, since the caller of the tests may
+/// ignore it.
 const bool endedBySignals = std::signal(SIGTERM, SIG_DFL) != SIG_ERR;
 
-/// With a monit that can be run, in these tests only.
+/// Tests with a monit that is installed.
 class MonitComplaints : public testing::Test {
 protected:
     void SetUp() override {
@@ -127,7 +130,7 @@ protected:
     }
 };
 
-/// Why there are no complaints to be had.
+/// The message of the exception that monitComplaints() throws; empty if it throws none.
 std::string failureFor(const std::string& controlFile) {
     try {
         monitComplaints(controlFile);
@@ -137,30 +140,30 @@ std::string failureFor(const std::string& controlFile) {
     return "";
 }
 
-/// Of a monit that says this and ends with this exit code.
+/// The same for a monit that prints `output` and ends with `exitCode`.
 std::string failureOf(const std::string& output, int exitCode) {
     monitOutput = output;
     monitStatus = W_EXITCODE(exitCode, 0);
     return failureFor("check process a\n");
 }
 
-TEST_F(MonitComplaints, AreNoneOfAnEmptyFile) {
+TEST_F(MonitComplaints, AreNoneForAnEmptyFile) {
     EXPECT_THAT(monitComplaints(""), IsEmpty());
     EXPECT_EQ(lastDirectory, "");
 }
 
-TEST_F(MonitComplaints, AreNoneWhereNoMonitIsInstalled) {
+TEST_F(MonitComplaints, AreNoneIfNoMonitIsInstalled) {
     monitIsInstalled = false;
     EXPECT_THAT(monitComplaints("check nonsense\n"), IsEmpty());
     EXPECT_EQ(lastDirectory, "");
 }
 
-TEST_F(MonitComplaints, AreNoneOfWhatMonitReadsWithAWarning) {
+TEST_F(MonitComplaints, AreNoneIfMonitOnlyWarns) {
     monitOutput = "FILE:1: a warning\nControl file syntax OK\n";
     EXPECT_THAT(monitComplaints("check process a\n"), IsEmpty());
 }
 
-TEST_F(MonitComplaints, AreToldWithTheirLines) {
+TEST_F(MonitComplaints, HaveTheLinesThatMonitNames) {
     monitOutput = "Something else\nFILE:2: syntax error 'x\ny'\nFILE:12: syntax error 'z'\n";
     monitStatus = W_EXITCODE(1, 0);
     EXPECT_THAT(monitComplaints("check process a\n"),
@@ -168,32 +171,32 @@ TEST_F(MonitComplaints, AreToldWithTheirLines) {
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-TEST_F(MonitComplaints, CannotBeHadWithoutAPlaceForTheFile) {
+TEST_F(MonitComplaints, ThrowIfNoDirectoryCanBeMade) {
     directoriesCanBeMade = false;
     EXPECT_EQ(failureFor("check process a\n"), "cannot make a directory -- "
                                                "/tmp/keldo-service-lint.XXXXXX: No space left on "
                                                "device");
 }
 
-TEST_F(MonitComplaints, CannotBeHadWithoutTheFile) {
+TEST_F(MonitComplaints, ThrowIfTheFileCannotBeMade) {
     directoriesStay = false;
     const std::string failure = failureFor("check process a\n");
     EXPECT_EQ(failure, "cannot write a file -- " + lastDirectory + "/monitrc");
 }
 
-TEST_F(MonitComplaints, CannotBeHadWithoutTheWholeFile) {
+TEST_F(MonitComplaints, ThrowIfTheFileCannotBeWrittenWhole) {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit none = {0, limit.rlim_max};
     setrlimit(RLIMIT_FSIZE, &none);
     const std::string failure = failureFor("check process a\n");
-    setrlimit(RLIMIT_FSIZE, &limit); // the test's own output, and its counts, may be files
+    setrlimit(RLIMIT_FSIZE, &limit); // before the test program writes files of its own
     EXPECT_EQ(failure, "cannot write a file -- " + lastDirectory + "/monitrc");
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-TEST_F(MonitComplaints, CannotBeHadWhereMonitCannotBeStarted) {
+TEST_F(MonitComplaints, ThrowIfTheCommandRunnerFails) {
     pipesCanBeMade = false;
     programName = "lint";
     EXPECT_EQ(failureFor("check process a\n"), "monit could not test the control file -- lint: "
@@ -201,25 +204,25 @@ TEST_F(MonitComplaints, CannotBeHadWhereMonitCannotBeStarted) {
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-TEST_F(MonitComplaints, CannotBeHadOfAMonitThatCannotBeExecuted) {
+TEST_F(MonitComplaints, ThrowIfTheShellCannotExecuteMonit) {
     EXPECT_EQ(failureOf("sh: 1: /usr/bin/monit: not found\n", 127),
               "monit could not test the control file -- sh: 1: /usr/bin/monit: not found");
 }
 
-TEST_F(MonitComplaints, CannotBeHadOfAMonitThatDies) {
+TEST_F(MonitComplaints, ThrowIfMonitDies) {
     const std::string failure = failureOf("FILE:1: a warning\nKilled\n\n", 137);
     EXPECT_EQ(failure, "monit could not test the control file -- " + lastDirectory +
                            "/monitrc:1: a warning\nKilled");
     EXPECT_EQ(failureOf("", 137), "monit could not test the control file -- exit status 137");
 }
 
-TEST_F(MonitComplaints, CannotBeHadOfAMonitThatRefusesForAnotherReason) {
+TEST_F(MonitComplaints, ThrowIfMonitFailsForAnotherReason) {
     const std::string failure = failureOf("The control file 'FILE' must be owned by you.\n", 1);
     EXPECT_EQ(failure, "monit could not test the control file -- The control file '" +
                            lastDirectory + "/monitrc' must be owned by you.");
 }
 
-TEST_F(MonitComplaints, LeaveNothingBehind) {
+TEST_F(MonitComplaints, LeaveNoFiles) {
     whenMonitIsToBeRun = [] {
         for (const char* const file : {"id", "state", "pid"}) {
             std::ofstream(lastDirectory + "/" + file) << "text";
@@ -230,10 +233,10 @@ TEST_F(MonitComplaints, LeaveNothingBehind) {
     EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-/// In a process that a signal ends.
+/// Tests of a process that a signal ends.
 class EndedMonitComplaints : public MonitComplaints {
 protected:
-    /// Sends the signal, once the test can know of which directory there should be nothing left.
+    /// Writes the directory's name to `note` for the test, then ends this process by SIGTERM.
     void end() const {
         std::ofstream(note) << lastDirectory << std::flush;
         raise(SIGTERM);
@@ -244,7 +247,7 @@ protected:
     }
     static void writeId() { std::ofstream(lastDirectory + "/id") << "text"; }
 
-    /// The signal comes while monit would run, which has written its id by then.
+    /// The signal comes while monit runs. Monit has written its id by then.
     void complainUntilEnded() const {
         whenMonitIsToBeRun = [this] {
             writeId();
@@ -253,7 +256,7 @@ protected:
         complain();
     }
 
-    /// Expects that the directory was there once, and is gone.
+    /// Expects that the directory existed and is gone.
     void expectNothingLeft() const {
         const std::string left = test::contentOf(note);
         EXPECT_THAT(left, testing::StartsWith("/tmp/keldo-service-lint."));
@@ -264,12 +267,12 @@ protected:
     const std::string note = directory.write("note", "");
 };
 
-TEST_F(EndedMonitComplaints, LeaveNothingBehind) {
+TEST_F(EndedMonitComplaints, LeaveNoFiles) {
     EXPECT_EXIT(complainUntilEnded(), testing::KilledBySignal(SIGTERM), "");
     expectNothingLeft();
 }
 
-TEST_F(EndedMonitComplaints, LeaveNoDirectoryThatWasMadeJustNow) {
+TEST_F(EndedMonitComplaints, LeaveNoDirectoryIfTheSignalComesRightAfterItsCreation) {
     const auto run = [this] {
         whenDirectoryIsMade = [this] { end(); };
         complain();
@@ -278,7 +281,7 @@ TEST_F(EndedMonitComplaints, LeaveNoDirectoryThatWasMadeJustNow) {
     expectNothingLeft();
 }
 
-TEST_F(EndedMonitComplaints, LeaveNothingOfAMonitThatWritesMeanwhile) {
+TEST_F(EndedMonitComplaints, LeaveNoFilesIfMonitWritesDuringTheRemoval) {
     const auto run = [this] {
         whenDirectoryIsToBeRemoved = writeId;
         complainUntilEnded();

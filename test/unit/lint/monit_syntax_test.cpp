@@ -36,7 +36,7 @@ TEST(UnquotableCharacter, NamesTheFirstOne) {
     }
 }
 
-TEST(MonitProtocol, IsKnownInAnyCase) {
+TEST(MonitProtocol, IsKnownInUpperAndLowerCase) {
     const struct {
         const char* name;
         bool isProtocol;

@@ -43,7 +43,7 @@ std::vector<std::string> findingsIn(const std::string& text, const char* skipped
     return test::linesOf(schemaFindings(document.get(), faulty));
 }
 
-TEST(Schema, IsTheInstalledOne) {
+TEST(Schema, EqualsTheInstalledSchema) {
     const std::filesystem::path schemas = KELDO_SCHEMAS;
     EXPECT_EQ(serviceSchema, keldo::test::contentOf(schemas / "keldo-service.xsd"));
     EXPECT_EQ(xmlAttributesSchema, keldo::test::contentOf(schemas / "xml.xsd"));
