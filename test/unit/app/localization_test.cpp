@@ -79,7 +79,7 @@ TEST_F(SetLanguage, SucceedsWithoutACatalogueAndTagsTextsByTheirLanguage) {
     EXPECT_EQ(Message(english, "en-US"), translate(english));
 }
 
-TEST_F(SetLanguage, GivesTextsInTheCodesetOfTheLocaleWhateverOutputCharsetIs) {
+TEST_F(SetLanguage, GivesTextsInTheCodesetOfTheLocaleDespiteOutputCharset) {
     useLocalesOf("latin1");
     for (const char* charset : {"", "UTF-8"}) {
         SCOPED_TRACE(charset);

@@ -27,7 +27,7 @@ char* __real_bindtextdomain(const char* domain, const char* directory);
 char* __wrap_bindtextdomain(const char* domain, const char* directory);
 }
 
-/// Prints text while the language is selected.
+/// Prints text, as a library might when the language is selected.
 char* __wrap_bindtextdomain(const char* domain, const char* directory) {
     std::cout << "noise" << std::flush;
     return __real_bindtextdomain(domain, directory);
@@ -241,10 +241,11 @@ TEST_F(Run, ReportsInTheLanguageOfTheCommandLine) {
               outcomeOf({Mode::diagnose, "de-DE", {}}).output);
 }
 
-TEST_F(Run, SilencesTheOutputOfItsChildrenAndItsOwn) {
+TEST_F(Run, SilencesItsOwnOutputAndThatOfItsChildren) {
     panel.installUpgradeCheck("echo noise; echo noise >&2; exit 0");
     panel.installMonitor("echo noise >&2; echo noise");
-    database.reachable = false; // and reading definitions prints a message about PRODUCT_ETC_D
+    // Its failure is printed. Reading definitions prints a message about PRODUCT_ETC_D.
+    database.reachable = false;
     const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {}});
     EXPECT_EQ(emptyReport, outcome.output);
     EXPECT_EQ("", outcome.errors);

@@ -83,7 +83,7 @@ using Descriptors = std::map<int, std::string>;
 Descriptors descriptors() {
     Descriptors result;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone; // the directory's own descriptor is closed already
+        std::error_code gone; // the descriptor may be closed: no target then
         const auto target = std::filesystem::read_symlink(entry.path(), gone);
         if (!target.string().starts_with("/proc/")) {
             result[std::stoi(entry.path().filename())] = target.string();
@@ -136,7 +136,7 @@ protected:
         return expected;
     }
 
-    /// The lowest free descriptor, which the real stream is kept on.
+    /// The lowest free descriptor. A redirection keeps the real stream on it.
     static int nextDescriptor() {
         const int next = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
         close(next);
