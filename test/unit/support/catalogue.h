@@ -21,7 +21,7 @@ void writeCatalogue(const std::filesystem::path& folder, const std::string& lang
 /// Selects a locale of the test's own: `codeset` is "utf8" or "latin1", `name` such as "de_DE".
 void selectLocale(const std::string& codeset, const std::string& name);
 
-/// A German run with those translations, in UTF-8, until this goes.
+/// While it lives, the run is in German, in UTF-8, with these translations.
 class GermanRun {
 public:
     explicit GermanRun(const Translations& translations);

@@ -38,13 +38,13 @@ struct Answer {
 Answer resultSet(std::vector<std::string> fields, std::vector<std::vector<Column>> rows);
 Answer rejected(ClientError error);
 
-/// Stands for the client library and the panel's database behind it, as long as the object lives;
-/// one at a time. At first it is reachable, stores its texts in UTF-8 and has an empty action log.
-/// It logs the calls and gives the answers that the test sets. Handles and results are heap
-/// objects, and each column is a heap block of its own size, so that a sanitizer sees misuse.
+/// Replaces the client library and the panel's database behind it while the object lives. Use one
+/// at a time. At first it is reachable, stores its texts in UTF-8 and has an empty action log. It
+/// logs the calls and gives the answers that the test sets. Handles and results are heap objects,
+/// and each column is a heap block of its own size, so that a sanitizer sees misuse.
 ///
-/// A test program that wraps kvrDbConnectOrReport (at the linker) connects without the statements
-/// that prepare a connection.
+/// If the linker wraps kvrDbConnectOrReport in a test program, connections skip the statements that
+/// prepare them.
 class FakeDatabase {
 public:
     FakeDatabase();
@@ -52,7 +52,7 @@ public:
     FakeDatabase& operator=(const FakeDatabase&) = delete;
     ~FakeDatabase();
 
-    /// Restores the answers of the beginning, with `utf8` as what the panel says of its texts.
+    /// Restores the initial answers. `utf8` is the panel's value of "mysql41_compatible".
     void reset(const Column& utf8 = "true");
 
     /// Returns the statements among the calls.

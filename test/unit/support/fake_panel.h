@@ -14,8 +14,8 @@ namespace keldo::test {
 /// "/service/ID.xml" are read from its folder "service". Constructor and destructor reset the
 /// process-wide values (model, catalogue, language) to those of a new process.
 ///
-/// Use one at a time. All panels of a process have the same folder, since the configuration is read
-/// once.
+/// Use one at a time. All panels of a process have the same folder, since a process reads the
+/// configuration once.
 class FakePanel {
 public:
     FakePanel();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-/// Linked into every unit test program: makes it fail if the code under test calls exit(0), which
-/// would otherwise look as if all tests had passed.
+/// Linked into every unit test program. Makes the program fail if the code under test calls
+/// exit(0); otherwise all tests would seem to have passed.
 
 #include <cstdio>
 #include <cstdlib>

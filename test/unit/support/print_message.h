@@ -8,7 +8,7 @@
 
 namespace keldo {
 
-/// Makes the test framework show messages that differ. Include it wherever messages are compared.
+/// Makes the test framework print messages that differ. Include it in each test that compares them.
 inline void PrintTo(const Message& message, std::ostream* out) {
     *out << '"' << message.text << "\" in " << message.lang;
 }

@@ -9,8 +9,8 @@
 
 namespace keldo::test {
 
-/// Texts for tests of a law that holds for every text: the same in each run, so that a failure can
-/// be repeated.
+/// Random texts, for tests of rules that hold for every text. They are the same in each run, so
+/// that a failure can be repeated.
 class RandomTexts {
 public:
     /// From 0 to `limit` - 1.

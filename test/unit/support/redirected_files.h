@@ -6,8 +6,8 @@
 
 namespace keldo::test {
 
-/// Makes fopen() of `path` open `target` until the process ends, or (empty `target`) fail with
-/// ENOENT. For the fixed paths of the system, which a test must not touch.
+/// Makes fopen() of `path` open `target` instead until the process ends. If `target` is empty,
+/// makes it fail with ENOENT. For fixed paths of the system, which a test must not touch.
 void redirectFile(const std::string& path, const std::string& target);
 
 /// How often the program has called fopen() with `path`.

@@ -20,7 +20,7 @@ public:
     /// Writes a file and makes the directories above it. Returns its path.
     std::string write(const std::string& name, const std::string& content) const;
 
-    /// As write(), and makes the file executable.
+    /// Does what write() does, and makes the file executable.
     std::string writeScript(const std::string& name, const std::string& content) const;
 
 private:
