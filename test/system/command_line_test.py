@@ -4,7 +4,7 @@
 import os
 import unittest
 
-from panel import KELDOCTL, Panel, down_report
+from panel import KELDOCTL, Panel
 from trace import own, traced
 
 TRY = b"Try `keldoctl --help` for more information.\n"
@@ -50,22 +50,6 @@ class CommandLineTest(unittest.TestCase):
     def test_bytes_above_ascii_are_invalid_in_a_language(self):
         self.check(["--status", b"--language=\xe4\xf6-DE"], 1, b"",
                    b"keldoctl: invalid locale code -- \xe4\xf6-DE\n")
-
-    def test_a_bare_language_code_is_an_id(self):
-        done = self.panel.run("--status", "de-DE")
-        self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
-
-    def test_a_second_language_option_is_an_id(self):
-        done = self.panel.run("--status", "--language=en-US", "--language=nonsense")
-        self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
-
-    def test_a_language_option_after_an_id_is_an_id(self):
-        done = self.panel.run("--repair", "x", "--language=nonsense")
-        self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
-
-    def test_a_language_option_without_an_equals_sign_is_an_id(self):
-        done = self.panel.run("--status", "--language")
-        self.assertEqual((done.returncode, done.stdout), (0, down_report("mysql")))
 
     def test_the_program_name_is_the_base_name_of_its_path(self):
         for path in ("/elsewhere/other-name", "/elsewhere/a b"):

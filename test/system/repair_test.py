@@ -48,13 +48,6 @@ class RepairTest(unittest.TestCase):
         with open("/usr/local/kvr/order", encoding="utf-8") as order:
             self.assertEqual(order.read(), "web\nsmtp\nweb\n")
 
-    def test_the_second_result_of_a_repeated_id_is_reported(self):
-        self.panel.write_service("web", start="echo x >> /usr/local/kvr/n; wc -l < /usr/local/kvr/n; test ! -e /usr/local/kvr/m",
-                                 stop="test ! -e /usr/local/kvr/n || touch /usr/local/kvr/m")
-        self.assertEqual(self.repair("restart-service:web", "restart-service:web"), report(
-            [service_down("mysql")],
-            [restart("mysql"), restart("web", status="error", log="2\n")]))
-
     def test_the_checks_show_the_state_after_the_repair(self):
         self.panel.fake_monitor(script="#!/bin/sh\ntest -e /usr/local/kvr/web || echo '<monit><service>"
                                        "<name>web</name><status>1</status></service></monit>'\n")
@@ -69,12 +62,6 @@ class RepairTest(unittest.TestCase):
         self.assertEqual(self.repair("restart-service:web"), report(
             [service_down("mysql"), service_down("web")],
             [restart("mysql"), restart("web", status="error", log="trying\n")]))
-
-    def test_a_service_outside_the_core_can_be_repaired(self):
-        self.panel.write_service("tomcat", start="echo up")
-        self.assertEqual(self.repair("restart-service:tomcat"), report(
-            [service_down("mysql")],
-            [restart("mysql"), restart("tomcat", status="ok", log="up\n")]))
 
     def test_a_definition_is_read_once_in_a_run(self):
         self.panel.write_service("web", start="rm /service/web.xml; echo gone")

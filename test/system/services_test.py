@@ -172,22 +172,12 @@ class OwnIdTest(unittest.TestCase):
             [restart("apache")]).replace(b"The apache", b"The web"))
         self.assertEqual(self.panel.checked_services(), ["apache"])
 
-    def test_the_monitors_status_of_the_name_of_the_file_does_not_count(self):
-        self.panel.fake_monitor(script="#!/bin/sh\necho '<monit><service><name>web</name>"
-                                       "<status>1</status></service></monit>'\n")
-        self.assertEqual(self.panel.run("--status").stdout, report())
-
     def test_the_problem_has_no_solution_if_that_id_has_no_file(self):
         self.panel.fake_monitor({"apache": 32})
         problem = Problem("service-down:apache", "The web title service is switched off.")
         with_solutions = report([problem]).replace(
             b"</severity>\n", b"</severity>\n    <solutions/>\n")
         self.assertEqual(self.panel.run("--status").stdout, with_solutions)
-
-    def test_the_repair_uses_the_name_of_the_file(self):
-        done = self.panel.run("--repair", "restart-service:web", "restart-service:apache")
-        self.assertEqual(done.stdout, report(
-            actions=[restart("web", status="ok", log="web started\n")]))
 
     def test_a_file_with_the_id_mysql_is_checked_as_the_database(self):
         self.panel.write_service("web", own_id="mysql")
@@ -197,47 +187,6 @@ class OwnIdTest(unittest.TestCase):
         self.assertEqual(done.stdout,
                          report([service_down("mysql", title="web title")], [restart("mysql")]))
         self.assertEqual(self.panel.calls(), [])
-
-    def test_the_monitor_checks_the_file_of_mysql_if_it_has_another_id(self):
-        self.panel.write_definition("web", None)
-        for own_id in ("MySQL", "mysql5"):
-            with self.subTest(own_id):
-                self.panel.forget_calls()
-                self.panel.write_service("mysql", own_id=own_id)
-                self.assertEqual(self.panel.run("--status").stdout, report())
-                self.assertEqual(self.panel.checked_services(), [own_id])
-
-    def test_a_file_without_an_id_is_an_unknown_service(self):
-        self.panel.write_definition(
-            "web", '<service xmlns="http://keldo.example/schemas/keldo/service/1">'
-                   '<action type="start">touch /usr/local/kvr/started</action></service>')
-        self.assertEqual(self.panel.run("--repair", "restart-service:web").stdout, report())
-
-
-class SeveralChecksTest(unittest.TestCase):
-    def test_positions_restart_in_each_checks_element_and_the_first_match_counts(self):
-        panel = Panel()
-        panel.write_definition("web", """
-            <service id="web" xmlns="http://keldo.example/schemas/keldo/service/1">
-              <checks>
-                <unix-socket>/first</unix-socket>
-                <port number="1"/>
-              </checks>
-              <checks>
-                <pid-file>/run/web.pid</pid-file>
-                <unix-socket>/hidden</unix-socket>
-                <unix-socket>/second</unix-socket>
-                <port number="9" type="UDP" protocol="dns"/>
-                <port number="2" protocol="http"/>
-              </checks>
-            </service>""")
-        panel.run("--status")
-        self.assertIn("check process web\n\twith pidfile \"/run/web.pid\"\n"
-                      "\tif failed unixsocket /first then alert\n"
-                      "\tif failed unixsocket /second then alert\n"
-                      "\tif failed port 1 type UDP  protocol dns then alert\n"
-                      "\tif failed port 2 protocol http then alert\n",
-                      [call.control_file for call in panel.calls()])
 
 
 if __name__ == "__main__":

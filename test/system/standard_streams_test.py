@@ -52,6 +52,15 @@ class SilenceTest(unittest.TestCase):
             self.assertEqual(len(told), 6, stream)  # once per definition
         self.assertEqual((done.stdout, done.stderr), (down_report("mysql"), b""))
 
+    @uncounted
+    def test_each_command_has_one_child_that_writes_nothing(self):
+        self.panel.write_service("web", start="true")
+        _, calls = traced(self.panel, "fork,clone,write", "--repair", "restart-service:web")
+        children = {int(call.result) for call in own(calls) if call.name in ("fork", "clone")}
+        self.assertEqual(len(children), 1 + 1 + 5)  # the repair, the upgrade tool, five services
+        self.assertEqual([call for call in calls
+                          if call.process in children and call.name == "write"], [])
+
     def test_libxml2_complaints_are_silenced(self):
         self.panel.write_definition("web", "<service")
         self.panel.write_definition("dns", None)
@@ -155,14 +164,6 @@ class FailedRunTest(unittest.TestCase):
 
     def setUp(self):
         self.panel = Panel()
-
-    def test_a_status_that_is_no_number_leaves_no_report_and_no_control_file(self):
-        self.panel.fake_monitor(
-            script="#!/bin/sh\necho '<monit><service><name>keldo</name><status>ok</status>"
-                   "</service></monit>'\n")
-        done = self.panel.run("--status")
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (-6, b"", b""))
-        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
 
     def test_missing_memory_for_the_monitors_output_leaves_no_report_and_no_control_file(self):
         self.panel.fake_monitor(script="#!/bin/sh\nhead -c 1000000000 /dev/zero | tr '\\0' x\n")

@@ -34,12 +34,6 @@ class UpgradeTest(unittest.TestCase):
         self.assertEqual(done.stdout, report([IN_PROGRESS],
                                              [restart("web", status="ok", log="started\n")]))
 
-    def test_the_repair_runs_before_the_check(self):
-        self.panel.upgrade_tool(0, commands="test ! -e /usr/local/kvr/upgrading || exit 1")
-        self.panel.write_service("web", start="touch /usr/local/kvr/upgrading")
-        done = self.panel.run("--repair", "restart-service:web")
-        self.assertEqual(done.stdout, report([IN_PROGRESS], [restart("web", status="ok")]))
-
 
 if __name__ == "__main__":
     unittest.main()
