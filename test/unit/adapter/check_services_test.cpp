@@ -15,7 +15,7 @@
 
 namespace {
 
-/// How far the clock jumps at each look at it.
+/// How far the clock jumps each time it is read.
 std::chrono::seconds clockStep{0};
 std::chrono::seconds clockAhead{0};
 
@@ -51,7 +51,7 @@ protected:
         parseControlFile("/control", "check process web if failed port 1 then alert");
 };
 
-TEST_F(CheckServices, ReturnsThemOnceTheyAreChecked) {
+TEST_F(CheckServices, ReturnsTheServicesOnceAllAreChecked) {
     const FakeMonit fake([](const FakeMonit::Call& call) {
         answerRequests(call, {"", statusAnswer("web", 0, 2), statusAnswer("web", 512, 1)});
     });
@@ -62,11 +62,11 @@ TEST_F(CheckServices, ReturnsThemOnceTheyAreChecked) {
     EXPECT_TRUE(services[0].isChecked);
 }
 
-TEST_F(CheckServices, OfAnEmptyFileAreNoneAndNeedNoMonit) {
+TEST_F(CheckServices, ReturnsNoServicesForAnEmptyFileWithoutMonit) {
     EXPECT_TRUE(checkServices(parseControlFile("/control", "# nothing\n")).empty());
 }
 
-TEST_F(CheckServices, AreUncheckedIfMonitHasNotAnsweredAtTheDeadline) {
+TEST_F(CheckServices, ReturnsUncheckedServicesIfMonitDoesNotAnswer) {
     const FakeMonit fake([](const FakeMonit::Call&) { test::hang(); });
     clockStep = std::chrono::seconds(5);
     const std::vector<Service> services = checkServices(control);
@@ -75,17 +75,17 @@ TEST_F(CheckServices, AreUncheckedIfMonitHasNotAnsweredAtTheDeadline) {
     EXPECT_FALSE(services[0].isChecked);
 }
 
-TEST_F(CheckServices, HaveFiveSecondsForEachTestAndFiveMore) {
+TEST_F(CheckServices, WaitsFiveSecondsForEachTestAndFiveMore) {
     const FakeMonit fake([](const FakeMonit::Call&) { test::hang(); });
     clockStep = std::chrono::seconds(2);
     clockAhead = std::chrono::seconds(0);
     checkServices(control);
-    // It begins at the first look and ends at the first one that is 10 seconds later.
+    // The limit is 10 seconds. It starts when the clock is first read, which is at 2 seconds.
     EXPECT_GE(clockAhead, std::chrono::seconds(12));
     EXPECT_LT(clockAhead, std::chrono::seconds(12 + 4));
 }
 
-TEST_F(CheckServices, ThrowsMonitsWordsIfItEnds) {
+TEST_F(CheckServices, ThrowsTheOutputOfMonitIfMonitEnds) {
     const FakeMonit fake([](const FakeMonit::Call& call) {
         std::printf("%s:1: syntax error", call.arguments.back().c_str());
         std::fflush(stdout);
@@ -98,7 +98,7 @@ TEST_F(CheckServices, ThrowsMonitsWordsIfItEnds) {
     }
 }
 
-TEST_F(CheckServices, ThrowsTheSignalThatEndsIt) {
+TEST_F(CheckServices, ThrowsASignalThatAsksTheProgramToEnd) {
     for (const int signal : {SIGTERM, SIGINT, SIGALRM, SIGIO, SIGPWR, SIGXFSZ, SIGRTMIN}) {
         SCOPED_TRACE(signal);
         std::signal(signal, SIG_DFL);
@@ -115,14 +115,14 @@ TEST_F(CheckServices, ThrowsTheSignalThatEndsIt) {
     }
 }
 
-TEST_F(CheckServices, ThrowsIfMonitRefuses) {
+TEST_F(CheckServices, ThrowsIfMonitRefusesToAnswer) {
     const FakeMonit fake([](const FakeMonit::Call& call) {
         answerRequests(call, {"HTTP/1.0 401 Unauthorized\r\n\r\n"});
     });
     EXPECT_THROW(checkServices(control), Failure);
 }
 
-TEST_F(CheckServices, ThrowsWithoutADirectory) {
+TEST_F(CheckServices, ThrowsIfNoDirectoryCanBeMade) {
     const FakeMonit fake([](const FakeMonit::Call&) {});
     test::refuseDirectories(EROFS);
     try {

@@ -22,14 +22,14 @@ std::string argumentOf(std::vector<std::string> words) {
     return controlFileArgument(static_cast<int>(words.size()), arguments.data());
 }
 
-TEST(ControlFileArgument, IsTheFileOfACheckInAnyOrder) {
+TEST(ControlFileArgument, IsTheFileWhicheverOptionComesFirst) {
     EXPECT_EQ(argumentOf({"-c", "a b", "-x", "check-status"}), "a b");
     EXPECT_EQ(argumentOf({"-x", "check-status", "-c", "file"}), "file");
     EXPECT_EQ(argumentOf({"-cfile", "-xcheck-status"}), "file");
     EXPECT_EQ(argumentOf({"-c", "", "-x", "check-status"}), "");
 }
 
-TEST(ControlFileArgument, AnyOtherCommandLineIsRefusedWithTheUsage) {
+TEST(ControlFileArgument, IsRefusedWithTheUsageForAnyOtherCommandLine) {
     const std::vector<std::vector<std::string>> rows = {
         {},
         {"-c", "file"},

@@ -15,7 +15,7 @@ TEST(ControlFile, KeepsPathAndText) {
     EXPECT_EQ(control.text, "text\n");
 }
 
-TEST(ControlFile, OfBlanksAndCommentsIsEmpty) {
+TEST(ControlFile, IsEmptyIfItHasOnlyBlanksAndComments) {
     for (const char* text :
          {"", "\n", " \t\r\n\f\v,;\n", "# check process web\n", "\n  # no end of line", "#"}) {
         SCOPED_TRACE(text);
@@ -27,7 +27,7 @@ TEST(ControlFile, OfBlanksAndCommentsIsEmpty) {
     }
 }
 
-TEST(ControlFile, NamesItsServicesInOrder) {
+TEST(ControlFile, ListsItsServicesInOrder) {
     const std::vector<std::pair<std::string, Names>> rows = {
         {"check process web\n\twith pidfile \"/a\"\ncheck host dns with address x", {"web", "dns"}},
         {"CHECK Process web", {"web"}},

@@ -79,7 +79,7 @@ std::string FakeMonit::Call::file(const std::string& name) const {
 
 FakeMonit::FakeMonit(std::function<void(const Call&)> body) {
     program = std::move(body);
-    std::fflush(nullptr); // otherwise the child would print what is buffered here
+    std::fflush(nullptr); // otherwise the child would print the buffers of this process
 }
 
 FakeMonit::~FakeMonit() {

@@ -8,14 +8,15 @@
 
 namespace keldo::test {
 
-/// How many allocations by `new` succeed before one fails; -1 for all, as in a fake monit.
+/// The number of allocations by `new` that succeed before one fails; -1 if none fails. A fake monit
+/// always has -1.
 extern int goodAllocations;
 
-/// While it lives, a function of the test stands for /usr/bin/monit: the child calls it in place
-/// of execve(2) and ends when it returns. One at a time; without one, monit is not installed.
+/// While it lives, a function of the test replaces /usr/bin/monit: the child calls it instead of
+/// execve(2) and ends when it returns. Use one at a time. Without one, monit is not installed.
 class FakeMonit {
 public:
-    /// What execve(2) got.
+    /// The arguments of execve(2).
     struct Call {
         std::vector<std::string> arguments;
         std::vector<std::string> environment;
@@ -41,7 +42,7 @@ std::string statusAnswer(const std::string& name, int status, int monitor);
 /// The private directories that this process has made and that still exist.
 std::vector<std::string> directoriesLeft();
 
-/// From now on no directory can be made, for that errno; 0 ends that.
+/// Makes mkdtemp(3) fail with this errno from now on; 0 stops that.
 void refuseDirectories(int error);
 
 /// Whether this process has a child, ended or not.

@@ -53,7 +53,7 @@ class MonitTest : public testing::Test {
 protected:
     MonitTest() : base(temporary.path()), directory(std::array{base.c_str()}, "test.") {}
 
-    /// What a monit prints that runs `program`.
+    /// The output of a monit that runs `program`.
     std::string printedBy(const std::function<void(const FakeMonit::Call&)>& program) const {
         const FakeMonit fake([&](const FakeMonit::Call& call) {
             program(call);
@@ -81,7 +81,7 @@ protected:
     const ControlFile control = parseControlFile("/a b/control", "check process web");
 };
 
-TEST_F(MonitTest, RunsOnACopyOfTheControlFileWithItsOwnSettings) {
+TEST_F(MonitTest, ReadsACopyOfTheControlFileWithAddedSettings) {
     printedBy([](const FakeMonit::Call&) {});
     EXPECT_EQ(test::contentOf(directory.file("monitrc")), "check process web\n"
                                                           "set daemon 1000000\n"
@@ -101,7 +101,7 @@ TEST_F(MonitTest, RunsOnACopyOfTheControlFileWithItsOwnSettings) {
                                                               directory.name() + "\n");
 }
 
-TEST_F(MonitTest, GetsItsArgumentsAndOnlyItsHome) {
+TEST_F(MonitTest, GetsItsArgumentsAndOnlyHomeInItsEnvironment) {
     EXPECT_EQ(printedBy([](const FakeMonit::Call& call) {
                   for (const auto& texts : {call.arguments, call.environment}) {
                       for (const std::string& text : texts) {
@@ -112,7 +112,7 @@ TEST_F(MonitTest, GetsItsArgumentsAndOnlyItsHome) {
               "/usr/bin/monit\n-I\n-c\n/a b/control\nHOME=" + directory.path() + "\n");
 }
 
-TEST_F(MonitTest, PrintsTheControlFilesPathForItsCopys) {
+TEST_F(MonitTest, PrintsThePathOfTheControlFileInsteadOfItsCopy) {
     EXPECT_EQ(printedBy([](const FakeMonit::Call& call) {
                   const char* const copy = call.arguments.back().c_str();
                   std::printf("%s:1: error\n%s%s x\n", copy, copy, copy);
@@ -121,7 +121,7 @@ TEST_F(MonitTest, PrintsTheControlFilesPathForItsCopys) {
               "/a b/control\n/a b/control:1: error\n/a b/control/a b/control x\n");
 }
 
-TEST_F(MonitTest, HasASafeSurrounding) {
+TEST_F(MonitTest, HasLimitedDescriptorsItsOwnGroupAndNoBlockedSignals) {
     EXPECT_EQ(printedBy([](const FakeMonit::Call&) {
                   rlimit limit{};
                   getrlimit(RLIMIT_NOFILE, &limit);
@@ -171,7 +171,7 @@ TEST_F(MonitTest, ThrowsIfTheSystemRefuses) {
     EXPECT_EQ(failure(), "cannot make a file -- " + directory.file("monitrc") + " -- File exists");
 }
 
-TEST_F(MonitTest, ThrowsWithoutADescriptorForItsInput) {
+TEST_F(MonitTest, ThrowsIfNoDescriptorIsLeftForItsInput) {
     const FakeMonit fake([](const FakeMonit::Call&) {});
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);

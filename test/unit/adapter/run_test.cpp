@@ -71,7 +71,7 @@ protected:
         EXPECT_TRUE(test::directoriesLeft().empty());
         EXPECT_FALSE(test::hasChild());
     }
-    /// Runs it; `allocations` of its own succeed, or all if that is -1.
+    /// Runs it. Only `allocations` of its allocations succeed; all if that is -1.
     int call(int allocations = -1) const {
         std::string path = control;
         std::string words[] = {"monit", "-c", path, "-x", "check-status"};
@@ -112,7 +112,7 @@ TEST_F(Run, PrintsTheDocument) {
                              "</monit>\n");
 }
 
-TEST_F(Run, PrintsMonitsWordsAndNoDocumentIfItEnds) {
+TEST_F(Run, PrintsTheOutputOfMonitAndNoDocumentIfMonitEnds) {
     const FakeMonit fake([](const FakeMonit::Call&) {
         std::printf("what monit says\n");
         std::fflush(stdout);
@@ -133,7 +133,7 @@ TEST_F(Run, PrintsAFailure) {
                              "such file or directory\n");
 }
 
-TEST_F(Run, EndsByTheSignalThatAskedItTo) {
+TEST_F(Run, EndsByTheSignalThatAskedItToEnd) {
     const FakeMonit fake([](const FakeMonit::Call&) {
         kill(getppid(), SIGALRM);
         test::hang();
@@ -145,7 +145,7 @@ TEST_F(Run, EndsByTheSignalThatAskedItTo) {
     EXPECT_EXIT(end(), testing::KilledBySignal(SIGALRM), "^$");
 }
 
-TEST_F(Run, LeavesNothingWhicheverAllocationFails) {
+TEST_F(Run, LeavesNoDirectoryAndNoMonitWhicheverAllocationFails) {
     const FakeMonit fake(answer);
     int failures = 0;
     for (;; ++failures) {

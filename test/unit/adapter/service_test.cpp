@@ -48,7 +48,7 @@ TEST(ServicesIn, KeepsNamesThatLookLikeMarkup) {
     }
 }
 
-TEST(ServicesIn, LeavesOutTheOwnService) {
+TEST(ServicesIn, LeavesOutTheServiceWithTheOwnName) {
     EXPECT_EQ(servicesIn(version5("own", failed) + version5("web", failed), "own"),
               (Services{{"web", "512", true}}));
 }
@@ -74,11 +74,11 @@ TEST(ServicesIn, RefusesAServiceThatLacksAnElement) {
     }
 }
 
-TEST(DocumentOf, NoServicesIsAnEmptyDocument) {
+TEST(DocumentOf, IsEmptyWithoutServices) {
     EXPECT_EQ(documentOf({}), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<monit>\n</monit>\n");
 }
 
-TEST(DocumentOf, ServicesEscapesNamesAndMarksThoseNotChecked) {
+TEST(DocumentOf, EscapesNamesAndMarksUncheckedServices) {
     EXPECT_EQ(documentOf({{"w&b<\xFF", "512", true}, {"dns", "0", false}}),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<monit>\n"

@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(DocumentInAnswer, IsWhatFollowsTheHeader) {
+TEST(DocumentInAnswer, IsTheTextAfterTheHeader) {
     const std::string begin = "HTTP/1.0 200 OK\r\nServer: monit\r\n\r\n";
     const std::vector<std::pair<std::string, std::optional<std::string>>> rows = {
         {begin + "<monit>\r\n\r\n</monit>", "<monit>\r\n\r\n</monit>"},
@@ -55,7 +55,7 @@ protected:
         path.copy(address.sun_path, sizeof address.sun_path - 1);
         bind(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     }
-    /// Reads the request and answers it; gives the request.
+    /// Reads a request, answers it and returns it.
     std::string serve(const std::string& answer) const {
         const UniqueFd connection(accept(server.get(), nullptr, nullptr));
         std::array<char, 1000> request{};
