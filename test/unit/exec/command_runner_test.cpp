@@ -56,13 +56,13 @@ struct ReadAnswer {
 struct Answers {
     bool pipeFails = false;
     bool forkFails = false;
-    bool forkAborts = false; // the process: the test expects no fork
+    bool forkAborts = false; // fork() aborts the process, since the test expects no fork
     bool systemFails = false;
-    std::map<int, std::deque<int>> duplications; // descriptor -> errno of each dup2() onto it
+    std::map<int, std::deque<int>> duplications = {}; // descriptor -> errno of each dup2() onto it
     int interruptedWaits = 0;
     bool waitFails = false;
-    std::optional<int> waitStatus;
-    std::deque<ReadAnswer> reads; // after these, the real read()
+    std::optional<int> waitStatus = {};
+    std::deque<ReadAnswer> reads = {}; // after these, the real read()
 };
 Answers answers;
 
