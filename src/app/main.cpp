@@ -6,17 +6,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <libgen.h>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace {
-
-std::string baseName(const char* path) {
-    std::string copy = path; // POSIX basename() may write to its argument
-    return basename(copy.data());
-}
 
 std::optional<keldo::CommandLine> parse(const std::vector<std::string>& arguments) {
     try {
@@ -31,9 +25,7 @@ std::optional<keldo::CommandLine> parse(const std::vector<std::string>& argument
 
 int main(int argc, char* argv[]) {
     keldo::makeInheritedStateSane();
-    const std::vector<std::string> words(argv, argv + argc);
-    keldo::programName = baseName(argc > 0 ? argv[0] : "");
-    const auto commandLine = parse({words.begin() + (argc > 0 ? 1 : 0), words.end()});
+    const auto commandLine = parse(keldo::takeArguments(argc, argv));
     if (!commandLine) {
         return EXIT_FAILURE;
     }

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <libgen.h>
 #include <memory>
 #include <unistd.h>
 
@@ -19,7 +20,7 @@ namespace keldo {
 
 // The process-wide state of this folder. All of it lives until exit.
 
-/// Set once, by main.
+/// Set once, by takeArguments().
 std::string programName;
 
 /// The remover that exists, or null: set by its constructor, reset by its destructor, read by the
@@ -31,8 +32,8 @@ bool FileRemover::signalsAreHandled = false;
 
 namespace {
 
-/// Otherwise a file or pipe that is opened later would get the number of a closed stream, and
-/// output for the stream would go into it.
+/// Opens the null device on closed standard streams. Otherwise a file or pipe that is opened later
+/// would get the number of a stream, and output for the stream would go into it.
 void openClosedStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (fcntl(stream, F_GETFD) == -1) {
@@ -57,7 +58,7 @@ void closeListedDescriptorsOnExec() {
     }
 }
 
-/// A daemon that a repair starts would keep the caller's files, sockets and locks.
+/// Without this, a daemon that a repair starts would keep the caller's files, sockets and locks.
 void closeOtherDescriptorsOnExec() {
     // Kernels before 5.11 lack the call or its flag, and a container's filter may forbid it.
     if (close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == -1) {
@@ -84,6 +85,12 @@ void leaveRemovedDirectory() {
 }
 
 } // namespace
+
+std::vector<std::string> takeArguments(int argc, char* argv[]) {
+    std::string path = argc > 0 ? argv[0] : "";
+    programName = basename(path.data()); // may write to its argument
+    return {argv + (argc > 0 ? 1 : 0), argv + argc};
+}
 
 void makeInheritedStateSane() {
     openClosedStreams();

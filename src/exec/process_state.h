@@ -3,12 +3,17 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace keldo {
 
-/// The base name of the path by which the program was started; empty until main sets it. Messages
-/// for the user begin with it. Messages of conf and db do not, since no user sees them in a run.
+/// The name by which the program was started; empty until takeArguments() sets it. Messages for the
+/// user begin with it. Messages of conf and db do not, since no user sees them in a run.
 extern std::string programName;
+
+/// Takes the arguments of main(). Sets programName to argv[0]'s base name, as POSIX basename()
+/// gives it, and returns the other arguments. `argc` may be 0; then the name is ".".
+std::vector<std::string> takeArguments(int argc, char* argv[]);
 
 /// Repairs inherited state that would harm a run or the daemons that a repair starts. Call it once,
 /// before anything else. Leaves a state that it cannot repair as it is, and reports no error.

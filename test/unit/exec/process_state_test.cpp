@@ -10,7 +10,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -145,6 +147,29 @@ TEST_F(InheritedState, ClosesOtherDescriptorsOnExecWithAndWithoutCloseRange) {
         }
         EXPECT_EQ(before, nextDescriptor()); // none is left open
     }
+}
+
+TEST(TakeArguments, SetsThePosixBaseNameAndReturnsTheOtherArguments) {
+    const struct {
+        std::vector<const char*> words;
+        std::string name;
+        std::vector<std::string> arguments;
+    } rows[] = {
+        {{"/usr/sbin/keldoctl", "--repair", ""}, "keldoctl", {"--repair", ""}},
+        {{"a b"}, "a b", {}},
+        {{"dir/name//"}, "name", {}},
+        {{}, ".", {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto words = row.words;
+        words.push_back(nullptr);
+        EXPECT_EQ(
+            takeArguments(static_cast<int>(row.words.size()), const_cast<char**>(words.data())),
+            row.arguments);
+        EXPECT_EQ(programName, row.name);
+    }
+    programName.clear();
 }
 
 TEST(ProgramName, IsEmptyUntilSet) {
