@@ -77,7 +77,7 @@ bool isPrivate(int directory) noexcept {
 
 /// Removes everything in a directory except the entry `kept`. Returns whether it removed anything.
 // NOLINTNEXTLINE(misc-no-recursion): a loop would have to remember the way back, which takes memory
-bool empty(int directory, const char* kept) noexcept {
+bool removeContents(int directory, const char* kept) noexcept {
     bool removed = false;
     // readdir(3) would allocate.
     alignas(dirent64) std::array<char, 2048> buffer;
@@ -93,7 +93,7 @@ bool empty(int directory, const char* kept) noexcept {
             }
             int result = unlinkat(directory, name, 0);
             if (result != 0 && errno == EISDIR) {
-                empty(openDirectory(directory, name).get(), "");
+                removeContents(openDirectory(directory, name).get(), "");
                 result = unlinkat(directory, name, AT_REMOVEDIR);
             }
             removed = removed || result == 0;
@@ -165,9 +165,9 @@ void removeDirectory(const char* path) noexcept {
     const char* const mark = nameOf(path);
     for (bool goOn = true; goOn;) {
         const UniqueFd directory = openDirectory(AT_FDCWD, path);
-        const bool removed = empty(directory.get(), mark);
+        const bool removed = removeContents(directory.get(), mark);
         unlinkat(directory.get(), mark, 0);
-        // A program that still runs may have created a file meanwhile: empty it again.
+        // A program that still runs may have created a file meanwhile: start again.
         goOn = rmdir(path) != 0 && errno == ENOTEMPTY && removed;
     }
 }

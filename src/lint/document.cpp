@@ -109,7 +109,7 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
 }
 
 /// Computes the size of texts with all entities expanded, without expanding them. The parser limits
-/// how deep elements and entities are nested, and so this recursion.
+/// the nesting of elements and entities, and so it limits the depth of this recursion.
 // NOLINTBEGIN(misc-no-recursion): a loop would need a stack of its own
 class ExpandedSize {
 public:
@@ -162,8 +162,8 @@ private:
 };
 // NOLINTEND(misc-no-recursion)
 
-/// Parses a text. Returns null if it is not well-formed or, as `progress` then says, exceeds a
-/// limit.
+/// Parses a text. Returns null if it is not well-formed, or if it exceeds a limit; `progress` then
+/// names the limit.
 XmlDocument parse(const std::string& text, const std::string& path, Progress& progress) {
     const std::unique_ptr<xmlParserCtxt, ParserCloser> parser(xmlNewParserCtxt());
     parser->_private = &progress;
