@@ -54,7 +54,7 @@ std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
             }
         }
         if (monit.hasEnded()) {
-            throw MonitEnded(monit.printed());
+            throw MonitEnded(monit.printed(), monit.hasRefusedControlFile());
         }
         const Clock::time_point now = Clock::now();
         if (now >= deadline) {
@@ -70,20 +70,27 @@ std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
 
 } // namespace
 
-std::vector<Service> checkServices(const ControlFile& control) {
-    std::vector<Service> services;
+Findings checkServices(const ControlFile& control, std::optional<milliseconds> limit) {
+    const Clock::time_point deadline =
+        Clock::now() + limit.value_or(control.testCount * secondsPerTest + margin);
+    Findings findings;
     if (control.isEmpty) {
-        return services;
+        return findings;
     }
     for (const std::string& name : control.serviceNames) {
-        services.push_back({name, "0", false});
+        findings.services.push_back({.name = name});
     }
-    const Clock::time_point deadline = Clock::now() + control.testCount * secondsPerTest + margin;
     const Watch watch; // first, so that no signal ends the program while the directory exists
     const PrivateDirectory directory = makeDirectory();
     directory.sweepAbandoned();
     const Monit monit(directory, control);
-    return watchServices(monit, watch, directory.name(), std::move(services), deadline);
+    findings.services =
+        watchServices(monit, watch, directory.name(), std::move(findings.services), deadline);
+    if (limit) {
+        findings.printed = monit.printed();
+        findings.begin = monit.beginOfFirstCycle();
+    }
+    return findings;
 }
 
 } // namespace keldo::adapter

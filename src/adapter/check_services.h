@@ -5,7 +5,10 @@
 #include "adapter/control_file.h"
 #include "adapter/service.h"
 
+#include <chrono>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace keldo::adapter {
@@ -13,15 +16,30 @@ namespace keldo::adapter {
 /// Monit ended by itself instead of checking. The text is what monit printed.
 class MonitEnded : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    MonitEnded(const std::string& printed, bool hasRefused)
+        : std::runtime_error(printed), hasRefusedControlFile(hasRefused) {}
+
+    bool hasRefusedControlFile; ///< else it ended for another reason
+};
+
+/// What monit has found.
+struct Findings {
+    std::vector<Service> services; ///< in the file's order
+    std::string printed;           ///< what monit printed
+    /// System time at the begin of the first check, if it is known.
+    std::optional<std::chrono::microseconds> begin;
 };
 
 /// Starts monit on the control file and waits until it has checked every service once, or until the
-/// deadline that doc/monit-check-status.8 describes. Returns the services in the file's order;
-/// those not yet checked have `isChecked` false. Does not start monit for an empty file.
+/// deadline that doc/monit-check-status.8 describes. Some services may not be checked then. Does
+/// not start monit for an empty file.
+///
+/// With `limit`, does the same but waits no longer than that, whatever the deadline is, and also
+/// tells what monit printed and when it began.
 ///
 /// Monit and its files are gone when it returns or throws: MonitEnded, Interrupted (by a signal),
 /// Failure or std::bad_alloc.
-std::vector<Service> checkServices(const ControlFile& control);
+Findings checkServices(const ControlFile& control,
+                       std::optional<std::chrono::milliseconds> limit = std::nullopt);
 
 } // namespace keldo::adapter

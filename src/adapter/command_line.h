@@ -2,13 +2,21 @@
 
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 
 namespace keldo::adapter {
 
-/// Returns FILE of the command line "-c FILE -x check-status"; the options may change places.
-/// Throws Failure with the usage for any other command line. Uses getopt(3), so it can be called
-/// once only.
-std::string controlFileArgument(int argc, char** argv);
+/// What a caller asks for.
+struct Request {
+    std::string controlFile;                        ///< path
+    std::optional<std::chrono::milliseconds> limit; ///< of the batch mode; nothing without it
+};
+
+/// Reads "-c FILE -x check-status [-b SECONDS]", the options in any order. SECONDS is a decimal
+/// number from 0.001 to 86400 with at most three decimals. Throws Failure with the usage for any
+/// other command line. Uses getopt(3), so it can be called once only.
+Request readCommandLine(int argc, char** argv);
 
 } // namespace keldo::adapter

@@ -9,9 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -75,8 +77,7 @@ std::string Monit::settings() const {
            "set daemon 1000000\n"
            // Without a pid file of its own it would wake the machine's monit instead of checking.
            "set pidfile " +
-           directory_.file("pid") + "\nset idfile " + directory_.file("id") + "\nset statefile " +
-           directory_.file("state") +
+           pidPath() + "\nset idfile " + idPath() + "\nset statefile " + directory_.file("state") +
            // Without an allowed user, monit does not open the socket and does not say so.
            "\nset httpd unixsocket " + socketPath() + " allow monit:monit\n" +
            // Monit checks its host as one more service. By default this service has the host's
@@ -120,10 +121,32 @@ pid_t Monit::start() const {
     _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
 }
 
-bool Monit::hasEnded() const {
+/// How monit has ended; the id in it is 0 as long as it has not.
+siginfo_t Monit::end() const {
     siginfo_t info{};
-    return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-           info.si_pid == pid_;
+    waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
+    return info;
+}
+
+bool Monit::hasEnded() const {
+    return end().si_pid == pid_;
+}
+
+bool Monit::hasRefusedControlFile() const {
+    const siginfo_t info = end();
+    // Monit makes its id file as soon as it has accepted the control file.
+    return info.si_pid == pid_ && info.si_code == CLD_EXITED && info.si_status == EXIT_FAILURE &&
+           access(idPath().c_str(), F_OK) != 0;
+}
+
+std::optional<std::chrono::microseconds> Monit::beginOfFirstCycle() const {
+    struct stat status {};
+    if (stat(pidPath().c_str(), &status) != 0) { // the last file that monit makes before
+        return std::nullopt;
+    }
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::seconds(status.st_mtim.tv_sec) +
+        std::chrono::nanoseconds(status.st_mtim.tv_nsec));
 }
 
 std::string Monit::printed() const {

@@ -5,6 +5,9 @@
 #include "adapter/control_file.h"
 #include "exec/private_directory.h"
 
+#include <chrono>
+#include <csignal>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -26,14 +29,22 @@ public:
     std::string socketPath() const { return directory_.file("socket"); }
     /// Whether monit has ended by itself.
     bool hasEnded() const;
+    /// Whether monit has ended because it does not accept the control file.
+    bool hasRefusedControlFile() const;
+    /// The system's time when monit began its first cycle, as precisely as its files tell; nothing
+    /// before that.
+    std::optional<std::chrono::microseconds> beginOfFirstCycle() const;
     /// What monit has printed so far, with the path of the control file in place of the path of its
     /// copy. Throws Failure if it cannot be read.
     std::string printed() const;
 
 private:
     pid_t start() const;
+    siginfo_t end() const;
     std::string settings() const;
     std::string copyPath() const { return directory_.file("monitrc"); }
+    std::string pidPath() const { return directory_.file("pid"); }
+    std::string idPath() const { return directory_.file("id"); }
     std::string printedPath() const { return directory_.file("printed"); }
 
     const PrivateDirectory& directory_;

@@ -2,6 +2,7 @@
 
 #include "adapter/run.h"
 
+#include "adapter/batch.h"
 #include "adapter/check_services.h"
 #include "adapter/command_line.h"
 #include "adapter/control_file.h"
@@ -64,11 +65,17 @@ void complain(const char* text) {
     std::fprintf(stderr, "%s%s\n", "monit-check-status: ", text);
 }
 
-void printStatuses(const std::string& path) {
-    const ControlFile control = parseControlFile(path, readFile(path));
+/// Checks the services and returns the document.
+std::string answerTo(const Request& request) {
+    const std::string& path = request.controlFile;
     try {
-        writeAll(STDOUT_FILENO, documentOf(checkServices(control)), "the document");
+        const Findings findings =
+            checkServices(parseControlFile(path, readFile(path)), request.limit);
+        return request.limit ? batchDocumentOf(findings) : documentOf(findings.services);
     } catch (const MonitEnded& ended) {
+        if (request.limit && ended.hasRefusedControlFile) {
+            return refusalDocumentOf(ended.what());
+        }
         std::fputs(ended.what(), stderr);
         throw Failure("the monitor ended before it had checked -- " + path);
     }
@@ -82,7 +89,7 @@ int run(int argc, char** argv) {
     // If the caller ignores SIGCHLD, waitpid() finds no child.
     std::signal(SIGCHLD, SIG_DFL);
     try {
-        printStatuses(controlFileArgument(argc, argv));
+        writeAll(STDOUT_FILENO, answerTo(readCommandLine(argc, argv)), "the document");
         return EXIT_SUCCESS;
         // GCOVR_EXCL_START a process that a signal ends writes no counts
     } catch (const Interrupted& interrupted) {

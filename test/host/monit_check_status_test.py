@@ -34,8 +34,8 @@ PREFIX = 'monit-check-status.'
 PATIENCE = 120
 
 
-def command(path):
-    return [ADAPTER, '-c', str(path), '-x', 'check-status']
+def command(path, *more):
+    return [ADAPTER, '-c', str(path), '-x', 'check-status', *more]
 
 
 class Ended(subprocess.Popen):
@@ -47,13 +47,13 @@ class Ended(subprocess.Popen):
         super().__exit__(failure, *more)
 
 
-def start(path, **options):
+def start(path, *more, **options):
     options = {'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, **options}
-    return Ended(command(path), **options)
+    return Ended(command(path, *more), **options)
 
 
-def run(path, **options):
-    return subprocess.run(command(path), capture_output=True, timeout=PATIENCE, **options)
+def run(path, *more, **options):
+    return subprocess.run(command(path, *more), capture_output=True, timeout=PATIENCE, **options)
 
 
 def statuses(document):
@@ -61,6 +61,21 @@ def statuses(document):
     root = ElementTree.fromstring(document)
     assert root.tag == 'monit', root.tag
     return [(service.findtext('name'), service.findtext('status')) for service in root]
+
+
+def batch(result):
+    """The services of a batch document as dictionaries by the names of their elements, in its
+    order. Ports and sockets are lists of their texts; words are a list of lines."""
+    root = ElementTree.fromstring(result)
+    assert root.attrib == {'batch': '1'}, root.attrib
+    services = []
+    for service in root:
+        texts = {element.tag: element.text for element in service if len(element) == 0}
+        texts['words'] = texts.get('words', '').splitlines()
+        for tag in ('port', 'unix'):
+            texts[tag] = [[part.text for part in result] for result in service.findall(tag)]
+        services.append(texts)
+    return services
 
 
 def private_directories():
@@ -276,12 +291,17 @@ class HangingTest(AdapterTest):
         texts = {
             'time-out': host_check('a', port_test(silent_port, ' protocol http')) +
             host_check('b', port_test(free_port())) + self.process_check('c'),
+            'limit': self.process_check('a') + host_check('b', port_test(free_port())) +
+            host_check('c', port_test(silent_port, ' protocol http')) + self.process_check('d'),
             'deadline': self.process_check('a') +
             host_check('b', port_test(dripping_port, ' protocol smtp')) + self.process_check('c'),
             'no answer': f'include {fifo}\nCHECK PROCESS a WITH PIDFILE "/run/missing"\n'
                          "check host 'b c' with address 127.0.0.1 # check host d\n"
         }
-        calls = {name: start(self.control_file(text, name)) for name, text in texts.items()}
+        texts['batch'] = texts['time-out']
+        more = {'limit': ('-b', '2'), 'batch': ('-b', '60')}
+        calls = {name: start(self.control_file(text, name), *more.get(name, ()))
+                 for name, text in texts.items()}
         for call in calls.values():
             self.addCleanup(call.terminate)
         results = {name: call.communicate(timeout=PATIENCE) for name, call in calls.items()}
@@ -293,6 +313,58 @@ class HangingTest(AdapterTest):
                 output, errors = results[name]
                 self.assertEqual((statuses(output), errors), (expected, b''))
                 self.assertEqual(calls[name].returncode, 0)
+        self.assertEqual([(service['name'], service['status'], service['monitor'],
+                           service['checked']) for service in batch(results['limit'][0])],
+                         [('a', '0', '1', '1'), ('b', '32', '1', '1'), ('c', '1', '2', '0'),
+                          ('d', '1', '2', '0')])
+        found = batch(results['batch'][0])
+        self.assertEqual([service['status'] for service in found], ['32', '32', '0'])
+        hanging, *others = [float(service['seconds']) for service in found]
+        self.assertGreater(hanging, 4.9)
+        self.assertLess(max(others), hanging)
+
+
+class BatchTest(AdapterTest):
+    def batch(self, text, seconds='60'):
+        result = run(self.control_file(text), '-b', seconds)
+        self.assertEqual((result.returncode, result.stderr), (0, b''))
+        return result.stdout
+
+    def test_all_services_are_unchecked_if_monit_has_not_answered_at_the_limit(self):
+        fifo = self.folder / 'fifo'
+        os.mkfifo(fifo)
+        found = batch(self.batch(f'include {fifo}\n{ControlFileTest.TEXT}check host dns\n', '0.01'))
+        self.assertEqual(found, [{'name': name, 'status': '1', 'monitor': '2', 'checked': '0',
+                                  'seconds': '0.000', 'port': [], 'unix': [], 'words': []}
+                                 for name in ('web', 'dns')])
+
+    def test_reason_is_in_the_results_and_words_of_the_service_that_is_down(self):
+        _, port = self.listener()
+        closed = free_port()
+        up, down = batch(self.batch(
+            self.process_check('up', port_test(port)) +
+            self.process_check('down', port_test(closed), port_test(port),
+                               'if failed unixsocket /run/<missing>&</path> then alert')))
+        self.assertEqual((up['status'], up['checked'], up['words']), ('0', '1', []))
+        (number, time), = up['port']
+        self.assertEqual(number, str(port))
+        self.assertGreater(float(time), 0)
+        self.assertEqual((down['status'], down['checked']), ('32', '1'))
+        self.assertEqual({number: float(time) > 0 for number, time in down['port']},
+                         {str(port): True, str(closed): False})
+        self.assertEqual(down['unix'], [['/run/<missing>&</path>', '-1.000000']])
+        self.assertEqual(len(down['words']), 2)
+        for line in down['words']:
+            self.assertRegex(line, "^'down' failed protocol test")
+
+    def test_refused_file_is_an_answer_with_monits_words(self):
+        path = self.control_file('check blah host\n')
+        result = run(path, '-b', '60')
+        root = ElementTree.fromstring(result.stdout)
+        self.assertEqual((result.returncode, result.stderr, root.attrib),
+                         (0, b'', {'batch': '1', 'refused': '1'}))
+        self.assertEqual([(child.tag, child.text) for child in root],
+                         [('words', f"{path}:1: syntax error 'host'")])
 
 
 class NameTest(AdapterTest):

@@ -125,7 +125,8 @@ NOT_SHOWN = {
     "src/monitor/monitor_run.cpp": ALL,
     # The programs that make such directories replace this message by their own.
     "src/exec/private_directory.cpp": ALL,
-    # Characters between words, the document, monit's settings, and words of monit's answers.
+    # Characters between words, the documents, monit's settings, and words of monit's answers.
+    "src/adapter/batch.cpp": ALL,
     "src/adapter/control_file.cpp": {" \t\r\n\f\v,;"},
     "src/adapter/monit.cpp": {
         "\nset daemon 1000000\nset pidfile ", "\nset idfile ", "\nset statefile ",

@@ -2,7 +2,7 @@
 
 #include "adapter/command_line.h"
 
-#include "adapter/file.h"
+#include "failure_of.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -11,7 +11,10 @@
 namespace keldo::adapter {
 namespace {
 
-std::string argumentOf(std::vector<std::string> words) {
+using std::chrono::milliseconds;
+using Words = std::vector<std::string>;
+
+Request read(Words words) {
     words.insert(words.begin(), "monit");
     std::vector<char*> arguments;
     for (std::string& word : words) {
@@ -19,18 +22,34 @@ std::string argumentOf(std::vector<std::string> words) {
     }
     arguments.push_back(nullptr);
     optind = 0; // getopt(3) begins anew
-    return controlFileArgument(static_cast<int>(words.size()), arguments.data());
+    return readCommandLine(static_cast<int>(words.size()), arguments.data());
 }
 
-TEST(ControlFileArgument, IsTheFileWhicheverOptionComesFirst) {
-    EXPECT_EQ(argumentOf({"-c", "a b", "-x", "check-status"}), "a b");
-    EXPECT_EQ(argumentOf({"-x", "check-status", "-c", "file"}), "file");
-    EXPECT_EQ(argumentOf({"-cfile", "-xcheck-status"}), "file");
-    EXPECT_EQ(argumentOf({"-c", "", "-x", "check-status"}), "");
+TEST(CommandLine, HasAFileAndPerhapsALimitWhicheverOptionComesFirst) {
+    const struct {
+        Words words;
+        std::string file;
+        std::optional<milliseconds> limit;
+    } rows[] = {
+        {{"-c", "a b", "-x", "check-status"}, "a b", {}},
+        {{"-x", "check-status", "-c", "file"}, "file", {}},
+        {{"-cfile", "-xcheck-status"}, "file", {}},
+        {{"-c", "", "-x", "check-status"}, "", {}},
+        {{"-b", "1", "-c", "f", "-x", "check-status"}, "f", milliseconds(1000)},
+        {{"-c", "f", "-b", "0.001", "-x", "check-status"}, "f", milliseconds(1)},
+        {{"-c", "f", "-x", "check-status", "-b86400.000"}, "f", milliseconds(86400000)},
+        {{"-c", "f", "-x", "check-status", "-b", "007.5"}, "f", milliseconds(7500)},
+    };
+    for (const auto& [words, file, limit] : rows) {
+        SCOPED_TRACE(testing::PrintToString(words));
+        const Request request = read(words);
+        EXPECT_EQ(request.controlFile, file);
+        EXPECT_EQ(request.limit, limit);
+    }
 }
 
-TEST(ControlFileArgument, IsRefusedWithTheUsageForAnyOtherCommandLine) {
-    const std::vector<std::vector<std::string>> rows = {
+TEST(CommandLine, IsRefusedWithTheUsageIfItHasAnotherForm) {
+    std::vector<Words> rows = {
         {},
         {"-c", "file"},
         {"-x", "check-status"},
@@ -42,15 +61,21 @@ TEST(ControlFileArgument, IsRefusedWithTheUsageForAnyOtherCommandLine) {
         {"summary", "-c", "file", "-x", "check-status"},
         {"-v", "-c", "file", "-x", "check-status"},
         {"-x", "status", "-c", "file", "-x", "check-status"},
+        {"-b", "1", "-x", "check-status"},
+        {"-b", "x", "-c", "file", "-x", "check-status", "-b", "1"},
+        {"-c", "file", "-x", "check-status", "-b"},
     };
-    for (const auto& row : rows) {
+    for (const char* seconds :
+         {"",      "0",    "0.000", "0.0001",    "1.0000", ".5",
+          "1.",    "1,5",  "-1",    "+1",        " 1",     "1 ",
+          "1e1",   "0x1",  "nan",   "86400.001", "86401",  "99999999999999999999",
+          "1.5.5", "1.-5", "1s"}) {
+        rows.push_back({"-c", "file", "-x", "check-status", "-b", seconds});
+    }
+    for (const Words& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row));
-        try {
-            argumentOf(row);
-            ADD_FAILURE();
-        } catch (const Failure& failure) {
-            EXPECT_STREQ(failure.what(), "usage: monit-check-status -c FILE -x check-status");
-        }
+        EXPECT_EQ(test::failureOf([&] { read(row); }),
+                  "usage: monit-check-status -c FILE -x check-status [-b SECONDS]");
     }
 }
 

@@ -30,7 +30,8 @@ public:
 };
 
 /// For a fake monit: answers one connection after another on its socket, each with the next of
-/// `answers`, then waits to be killed. An empty answer hangs up at once.
+/// `answers`, then makes the file "answered" and waits to be killed. An empty answer hangs up at
+/// once.
 void answerRequests(const FakeMonit::Call& call, const std::vector<std::string>& answers);
 
 /// For a fake monit: waits to be killed.

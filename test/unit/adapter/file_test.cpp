@@ -2,11 +2,11 @@
 
 #include "adapter/file.h"
 
+#include "failure_of.h"
 #include "support/temporary_directory.h"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <functional>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -40,17 +40,10 @@ ssize_t __wrap_write(int file, const void* bytes, size_t length) {
 namespace keldo::adapter {
 namespace {
 
+using test::failureOf;
+
 class FileTest : public testing::Test {
 protected:
-    static std::string failureOf(const std::function<void()>& call) {
-        try {
-            call();
-        } catch (const Failure& failure) {
-            return failure.what();
-        }
-        return "";
-    }
-
     const test::TemporaryDirectory directory;
     const std::string path = directory.path() / "file";
 };

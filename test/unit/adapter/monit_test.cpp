@@ -4,6 +4,7 @@
 
 #include "adapter/file.h"
 #include "adapter/watch.h"
+#include "failure_of.h"
 #include "fake_monit.h"
 #include "support/temporary_directory.h"
 
@@ -67,12 +68,7 @@ protected:
         return monit.printed();
     }
     std::string failure() const {
-        try {
-            const Monit monit(directory, control);
-        } catch (const Failure& thrown) {
-            return thrown.what();
-        }
-        return "";
+        return test::failureOf([this] { const Monit monit(directory, control); });
     }
 
     const test::TemporaryDirectory temporary;

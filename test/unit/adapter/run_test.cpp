@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <new>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -59,6 +60,8 @@ namespace {
 
 using test::FakeMonit;
 
+const std::string begin = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
 struct Outcome {
     int status;
     std::string output;
@@ -71,15 +74,21 @@ protected:
         EXPECT_TRUE(test::directoriesLeft().empty());
         EXPECT_FALSE(test::hasChild());
     }
-    /// Runs it. Only `allocations` of its allocations succeed; all if that is -1.
+    /// Runs it, with a limit if `hasLimit`. Only `allocations` of its allocations succeed; all if
+    /// that is -1.
     int call(int allocations = -1) const {
-        std::string path = control;
-        std::string words[] = {"monit", "-c", path, "-x", "check-status"};
-        char* arguments[] = {words[0].data(), words[1].data(), words[2].data(),
-                             words[3].data(), words[4].data(), nullptr};
+        std::vector<std::string> words = {"monit", "-c", control, "-x", "check-status"};
+        if (hasLimit) {
+            words.emplace_back("-b600");
+        }
+        std::vector<char*> arguments;
+        for (std::string& word : words) {
+            arguments.push_back(word.data());
+        }
+        arguments.push_back(nullptr);
         optind = 0; // getopt(3) begins anew
         goodAllocations = allocations;
-        const int status = run(5, arguments);
+        const int status = run(static_cast<int>(words.size()), arguments.data());
         goodAllocations = -1;
         return status;
     }
@@ -94,6 +103,7 @@ protected:
         test::answerRequests(call, {test::statusAnswer("web", 0, 1)});
     }
 
+    bool hasLimit = false;
     const test::TemporaryDirectory directory;
     const std::string control = directory.write("control", "check process web\n");
 };
@@ -103,26 +113,46 @@ TEST_F(Run, PrintsTheDocument) {
     const Outcome result = outcome();
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.output, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                             "<monit>\n"
-                             "  <service>\n"
-                             "    <name>web</name>\n"
-                             "    <status>0</status>\n"
-                             "  </service>\n"
-                             "</monit>\n");
+    EXPECT_EQ(result.output, begin + "<monit>\n  <service>\n    <name>web</name>\n"
+                                     "    <status>0</status>\n  </service>\n</monit>\n");
 }
 
-TEST_F(Run, PrintsTheOutputOfMonitAndNoDocumentIfMonitEnds) {
-    const FakeMonit fake([](const FakeMonit::Call&) {
-        std::printf("what monit says\n");
-        std::fflush(stdout);
-    });
+TEST_F(Run, PrintsTheBatchDocumentIfItHasALimit) {
+    const FakeMonit fake(answer);
+    hasLimit = true;
     const Outcome result = outcome();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "what monit says\nmonit-check-status: the monitor ended before it had "
-                             "checked -- " +
-                                 control + "\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_TRUE(result.output.starts_with(begin + "<monit batch=\"1\">\n  <service>\n"));
+}
+
+TEST_F(Run, PrintsTheOutputOfMonitIfMonitEnds) {
+    const std::string failure = "monit-check-status: the monitor ended before it had checked -- ";
+    const struct {
+        bool hasLimit;
+        int monitStatus;
+        int status;
+        std::string output;
+        std::string errors;
+    } rows[] = {
+        {false, 1, 1, "", "x\n" + failure + control + "\n"},
+        {true, 2, 1, "", "x\n" + failure + control + "\n"},
+        {true, 1, 0, begin + "<monit batch=\"1\" refused=\"1\">\n  <words>x</words>\n</monit>\n",
+         ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.output);
+        const FakeMonit fake([&](const FakeMonit::Call&) {
+            std::printf("x\n");
+            std::fflush(stdout);
+            _exit(row.monitStatus);
+        });
+        hasLimit = row.hasLimit;
+        const Outcome result = outcome();
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(result.output, row.output);
+        EXPECT_EQ(result.errors, row.errors);
+    }
 }
 
 TEST_F(Run, PrintsAFailure) {
@@ -147,19 +177,22 @@ TEST_F(Run, EndsByTheSignalThatAskedItToEnd) {
 
 TEST_F(Run, LeavesNoDirectoryAndNoMonitWhicheverAllocationFails) {
     const FakeMonit fake(answer);
-    int failures = 0;
-    for (;; ++failures) {
-        SCOPED_TRACE(failures);
-        const Outcome result = outcome(failures);
-        ASSERT_TRUE(test::directoriesLeft().empty());
-        ASSERT_FALSE(test::hasChild());
-        if (result.status == 0) {
-            break;
+    for (const bool limited : {false, true}) {
+        hasLimit = limited;
+        int failures = 0;
+        for (;; ++failures) {
+            SCOPED_TRACE(failures);
+            const Outcome result = outcome(failures);
+            ASSERT_TRUE(test::directoriesLeft().empty());
+            ASSERT_FALSE(test::hasChild());
+            if (result.status == 0) {
+                break;
+            }
+            ASSERT_EQ(result.output, "");
+            ASSERT_EQ(result.errors, "monit-check-status: cannot allocate memory\n");
         }
-        ASSERT_EQ(result.output, "");
-        ASSERT_EQ(result.errors, "monit-check-status: cannot allocate memory\n");
+        EXPECT_GT(failures, 20);
     }
-    EXPECT_GT(failures, 20);
 }
 
 TEST_F(Run, HandsNoDescriptorToMonitEvenWithoutCloseRange) {

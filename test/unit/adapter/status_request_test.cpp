@@ -2,8 +2,8 @@
 
 #include "adapter/status_request.h"
 
-#include "adapter/file.h"
 #include "exec/unique_fd.h"
+#include "failure_of.h"
 #include "support/temporary_directory.h"
 
 #include <array>
@@ -37,12 +37,8 @@ TEST(DocumentInAnswer, IsTheTextAfterTheHeader) {
 TEST(DocumentInAnswer, ThrowsTheStatusLineOfARefusal) {
     for (const std::string line : {"HTTP/1.0 401 Unauthorized", "nonsense", "HTTP/1.0 2000 x"}) {
         SCOPED_TRACE(line);
-        try {
-            documentInAnswer(line + "\r\n\r\n<monit></monit>");
-            ADD_FAILURE();
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.what(), "unexpected answer of the monitor -- " + line);
-        }
+        EXPECT_EQ(test::failureOf([&] { documentInAnswer(line + "\r\n\r\n<monit></monit>"); }),
+                  "unexpected answer of the monitor -- " + line);
     }
 }
 

@@ -2,6 +2,7 @@
 # The last name is steady_clock::now() as the linker knows it.
 keldo_unit_test(adapter
     SOURCES
+        batch_test.cpp
         check_services_test.cpp
         command_line_test.cpp
         control_file_test.cpp

@@ -3,6 +3,7 @@
 #include "adapter/watch.h"
 
 #include "adapter/file.h"
+#include "failure_of.h"
 
 #include <array>
 #include <cerrno>
@@ -152,14 +153,7 @@ TEST_F(WatchTest, ReturnsFalseIfTheWaitIsInterrupted) {
 }
 
 TEST_F(WatchTest, ThrowsIfTheSystemRefuses) {
-    const auto failure = [] {
-        try {
-            Watch().wait(-1, Clock::now());
-        } catch (const Failure& thrown) {
-            return std::string(thrown.what());
-        }
-        return std::string();
-    };
+    const auto failure = [] { return test::failureOf([] { Watch().wait(-1, Clock::now()); }); };
     pollError = ENOMEM;
     EXPECT_EQ(failure(), "cannot wait -- Cannot allocate memory");
     pollError = 0;
