@@ -70,8 +70,8 @@ def case(scenario, fault):
 
 
 def cases(scenario, kind, calls, worker, workers):
-    """Runs every workers-th place of a scenario; an empty kind means all kinds. Yields each fault
-    with the number of failed calls and the complaints."""
+    """Runs this worker's share of a scenario's places; an empty kind means all kinds. Yields each
+    fault with the number of failed calls and the complaints."""
     fixed = [place for place in places.system_places(calls) + places.child_places(scenario)
              if kind in ("", place[0].kind)]
     for place in fixed[worker::workers]:

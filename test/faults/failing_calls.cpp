@@ -57,7 +57,7 @@ struct Plan {
     long number = 0;
     bool forever = false;
     int error = 0;
-    long child = 0; // of the process; 0 is the process itself
+    long child = 0; // the number of the fork whose calls count; 0: the process itself
 };
 
 Plan plan;

@@ -82,7 +82,7 @@ def may_end_abnormally(fault, outcome):
 def whole_report(scenario):
     """The report of a run without a fault."""
     findings = scenario.findings
-    which = 0 if scenario.language != "en-US" else -1  # index of the right texts
+    which = 0 if scenario.language != "en-US" else -1  # index of the texts in that language
     problems = [down_problem(service, *scenarios.down_texts(service)[which])
                 for service in sorted(findings.down)]
     if findings.upgrade:
@@ -159,8 +159,8 @@ def findings_of(root):
 
 
 def deviations(scenario, root):
-    """Differences from the document of a run without a fault: pairs of a description and the set of
-    contexts of which each explains it."""
+    """Differences from the document of a run without a fault, each with a set of contexts. A fault
+    in any of these contexts explains the difference."""
     found = findings_of(root)
     expected = scenario.findings
     if expected.upgrade and not found.upgrade:

@@ -85,7 +85,7 @@ class StatementsTest(DatabaseTest):
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(), [session(*PREPARATION, *ACTION_LOG)])
 
-    def test_each_mention_of_mysql_is_checked_on_its_own_connection(self):
+    def test_mysql_is_checked_once_for_each_time_it_is_listed(self):
         self.database.log_action(START, "mysql")
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(),
@@ -302,7 +302,7 @@ class ActionLogTest(DatabaseTest):
             ("started", [*ASKED_OF_MONITOR, "none"], entry(START)),
             ("started and a NULL stopped", ASKED_OF_MONITOR, entry(START), entry(STOP, None)))
 
-    def test_other_actions_do_not_count(self):
+    def test_other_actions_have_no_effect(self):
         self.assert_checked(("other", WITHOUT_DNS, entry(STOP, "dns"), entry(3, "dns", "redis")),
                             actions=("service_start", "service_stop", "login"))
 

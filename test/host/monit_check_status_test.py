@@ -368,7 +368,7 @@ class BatchTest(AdapterTest):
 
 
 class NameTest(AdapterTest):
-    def test_names_come_back_as_they_are(self):
+    def test_names_are_printed_unchanged(self):
         names = ['w&b', 'a<b>c', 'a]]>b', 'a</name><status>0', 'Größe', '日本', '😀', 'a=b', 'a#b',
                  'a\\b', 'if', 'check', 'x' * 2000]
         text = ''.join(f'check process {name}\n\twith pidfile "/run/missing"\n' for name in names)

@@ -219,7 +219,7 @@ class ContentTest(PageTestCase):
         self.assertEqual(self.run_script("document.title"),
                          "No problems found – panel.example – Service report")
 
-    def test_everything(self):
+    def test_every_part_of_a_page(self):
         self.load(EVERYTHING)
         for selector, texts in (
                 ("h1", ["Problems: 5"]),

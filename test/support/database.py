@@ -97,8 +97,8 @@ class Database:
         self.sql("\n".join(statements))
 
     def log_action(self, action, *services, log_id=None):
-        """Adds an entry to the action log: an action by its id, with a component for each service
-        (None: one whose old value is NULL). `log_id` is the entry's id, by default the next."""
+        """Adds an entry to the action log: an action by its id, with a component for each service.
+        None as a service stands for NULL. `log_id` is the entry's id, by default the next."""
         statements = [f"USE kvr; INSERT INTO log_actions (id, action_id) "
                       f"VALUES ({log_id or 'NULL'}, {action}); SET @entry = LAST_INSERT_ID();"]
         for service in services:

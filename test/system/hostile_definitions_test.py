@@ -258,7 +258,7 @@ class EncodingTest(DefinitionTest):
                 text = titled("läuft €", f'<?xml version="1.0" encoding="{name}"?>')
                 self.check_title(text.encode(codec), "läuft €")
 
-    def test_an_encoding_that_is_unknown_or_untrue(self):
+    def test_an_encoding_that_is_unknown_or_wrong(self):
         for codec, declared in (("utf-8", "X-NONE"), ("utf-8", "UTF-16"), ("latin-1", None),
                                 ("latin-1", "UTF-8"), ("utf-16-le", None), ("utf-32", None)):
             with self.subTest(codec=codec, declared=declared):

@@ -329,7 +329,7 @@ class LimitTest(InheritanceTest):
                 for step in range(10)]
         self.assertEqual(ends[-1], 0)
 
-    def test_a_monitor_out_of_time(self):
+    def test_a_monitor_that_exceeds_its_cpu_time(self):
         # The limit is the kernel's shortest, a second of computing time.
         self.panel.write_program("monit", "#!/bin/sh\nulimit -c 0\n" + SAY_WEB_DOWN
                                  + "while :; do :; done\n")

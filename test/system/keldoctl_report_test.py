@@ -64,7 +64,7 @@ class ReportTest(InstalledViewsTestCase):
                          f" -- {unknown}\n"))
         self.assertFalse(has_run.exists())
 
-    def test_a_daemon_that_a_repair_starts_does_not_hold_it(self):
+    def test_a_daemon_that_a_repair_starts_does_not_delay_the_report(self):
         self.panel.write_service(
             "web", start="setsid sleep infinity >/dev/null 2>&1 & echo $! >/run/keldo-test-daemon")
         status, output, _ = self.run_program("--repair", "restart-service:web")
@@ -104,7 +104,7 @@ class ReportTest(InstalledViewsTestCase):
                         f"{shown}\nkeldoctl-report: no view can be made of the report above\n"),
                         errors)
 
-    def test_a_keldoctl_that_dies_shows_nothing(self):
+    def test_nothing_is_shown_if_keldoctl_dies(self):
         self.fake_keldoctl("echo '<keldoctl/>'; kill -ABRT $$")
         self.assertEqual(self.run_program()[:2], (134, ""))
 

@@ -155,7 +155,7 @@ class TurkishTest(unittest.TestCase):
                          [(f"restart-service:{service}", service + "\n")
                           for service in sorted(self.IDS, key=str.encode)])
 
-    def test_names_that_the_monitor_answers_with_are_compared_as_they_are(self):
+    def test_service_names_in_the_monitors_answer_are_compared_bytewise(self):
         for answered in ("mail", "MAIL", "maıl", "MAİL"):
             with self.subTest(answered):
                 self.panel.fake_monitor(script=(

@@ -197,7 +197,7 @@ class LinkTest(unittest.TestCase):
         self.link("remove")
         self.assertEqual(archived(), before)
 
-    def test_names_that_somebody_else_archived_since_stay(self):
+    def test_archive_entries_that_others_have_replaced_stay(self):
         self.have_debians_aliases()
         self.link()
         ARCHIVE.unlink()

@@ -92,7 +92,7 @@ class AnswerTest(OneServiceTest):
         super().setUp()
         self.panel.write_service("web")
 
-    def test_what_counts_as_running(self):
+    def test_answers_that_count_as_running(self):
         answers = {
             "no output": "#!/bin/sh\n",
             "a cut document": "#!/bin/sh\necho '<monit><service><name>web</name><status>1'\n",
@@ -103,7 +103,7 @@ class AnswerTest(OneServiceTest):
             with self.subTest(name):
                 self.assertEqual(self.report_with(monitor), report())
 
-    def test_what_counts_as_down(self):
+    def test_statuses_that_count_as_down(self):
         for status in ("1", "-1", "512"):
             with self.subTest(status):
                 self.assertEqual(self.report_with(document(("smtp", 0), ("web", status))),

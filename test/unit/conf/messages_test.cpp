@@ -180,7 +180,7 @@ TEST_F(MessagesReportError, PrintsTheMessageAndTheErrorAtEntryOnBothStreamsFlush
     }
 }
 
-TEST_F(MessagesReportError, PrintsOnStandardErrorOnlyIfSetSo) {
+TEST_F(MessagesReportError, PrintsNothingOnStandardOutputIfTheSettingIsZero) {
     messages_on_stdout = 0;
     EXPECT_EQ(reported(0, "text"), (std::vector<PrintedText>{{"stderr", "text\n"}}));
 }
@@ -350,7 +350,7 @@ TEST_F(MessagesLog, PrintsOnBothStreamsFlushedAndAlwaysAddsANewline) {
               onBothStreams("text 2\n\n"));
 }
 
-TEST_F(MessagesLog, PrintsOnStandardErrorOnlyIfSetSo) {
+TEST_F(MessagesLog, PrintsNothingOnStandardOutputIfTheSettingIsZero) {
     messages_on_stdout = 0;
     const std::vector<PrintedText> onErrorAlone = {{"stderr", "text\n"}};
     EXPECT_EQ(printedBy([] { log_fn(6, "text"); }), onErrorAlone);

@@ -228,7 +228,7 @@ TEST_F(ConnectionEscape, EscapesAsManyBytesAsTheLengthSays) {
     EXPECT_EQ(connection->escape("a\0b", 0), "a");
 }
 
-TEST_F(ConnectionEscape, HasRoomForATextThatDoublesItsLength) {
+TEST_F(ConnectionEscape, HasRoomForATextWhoseCharactersAreAllEscaped) {
     const auto connection = connected();
     const std::string quotes(1000, '\'');
     EXPECT_EQ(connection->escape(quotes.c_str()).size(), 2000U);

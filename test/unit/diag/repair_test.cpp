@@ -133,7 +133,7 @@ TEST_F(SolutionForAction, LooksUpTheEmptyServiceIdLikeAnyOther) {
     EXPECT_EQ("restart-service:", solutionForAction("restart-service:").id);
 }
 
-TEST_F(SolutionForAction, HasAnIdOfThePrefixAndTheService) {
+TEST_F(SolutionForAction, HasAnIdMadeOfThePrefixAndTheServiceId) {
     EXPECT_EQ("restart-service:web", restartActionId("web"));
     EXPECT_EQ("restart-service:", restartActionId(""));
 }
@@ -175,7 +175,7 @@ TEST_F(RepairActions, StopsAndStartsAServiceAndRecordsActionAndResult) {
     EXPECT_TRUE(problemModel.problems().empty());
 }
 
-TEST_F(RepairActions, TakesTheStatusOfTheLastCommand) {
+TEST_F(RepairActions, RecordsTheStatusOfTheLastCommand) {
     define("smtp", "false", "true");
     define("web", "true", "false");
     repairActions({"restart-service:smtp", "restart-service:web"});

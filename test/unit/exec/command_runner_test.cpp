@@ -339,7 +339,7 @@ TEST_F(CommandRunner, DropsTheRestOfAChunkAfterANulByte) {
     }
 }
 
-TEST_F(CommandRunner, DropsNothingOfTheChunksAfterANulByte) {
+TEST_F(CommandRunner, KeepsTheChunksAfterAChunkWithANulByte) {
     using namespace std::string_literals;
     answers.reads = {{"ab\0cd\0ef"s}, {"\0gh"s}, {"ij"}, {"k\0"s}, {"", 0}};
     EXPECT_EQ(runCommand("true", false), result(0, "abijk"));
