@@ -16,7 +16,7 @@ namespace {
 
 using std::chrono::microseconds;
 
-/// An element with text content. A reader gets U+FFFD for what XML cannot carry.
+/// An element with text content. U+FFFD replaces text that XML cannot carry.
 std::string element(std::string_view name, std::string_view text) {
     const std::string tag(name);
     return "<" + tag + ">" + escapeXml(text) + "</" + tag + ">";
@@ -34,10 +34,10 @@ std::string secondsOf(microseconds time) {
            fraction;
 }
 
-/// The text as XML can carry it, without line feeds at the end, and no more of it than 4 KiB.
+/// A text that XML can carry: `text` without line feeds at the end, cut to 4 KiB.
 std::string shortened(std::string_view text) {
     constexpr size_t most = 4096;
-    // find_last_not_of() returns npos, which is 0 after the addition, if there is nothing else.
+    // If the text has only line feeds, find_last_not_of() returns npos, and npos + 1 is 0.
     text = text.substr(0, text.find_last_not_of('\n') + 1);
     std::string words = replaceInvalidXml(text).value_or(std::string(text));
     if (words.size() > most) {
@@ -69,8 +69,8 @@ std::string linesFor(const std::string& name, std::string_view printed) {
     return lines;
 }
 
-/// How long the tests of a service took. Monit checks one service after another, so they began when
-/// the check before ended.
+/// How long the tests of a service took. Monit checks one service after another, so the tests began
+/// when the previous check ended.
 microseconds durationOf(const Service& service, const Findings& findings) {
     microseconds begin = findings.begin.value_or(microseconds(0));
     for (const Service& other : findings.services) {

@@ -19,7 +19,7 @@ public:
     MonitEnded(const std::string& printed, bool hasRefused)
         : std::runtime_error(printed), hasRefusedControlFile(hasRefused) {}
 
-    bool hasRefusedControlFile; ///< else it ended for another reason
+    bool hasRefusedControlFile; ///< false: it ended for another reason
 };
 
 /// What monit has found.
@@ -34,11 +34,11 @@ struct Findings {
 /// deadline that doc/monit-check-status.8 describes. Some services may not be checked then. Does
 /// not start monit for an empty file.
 ///
-/// With `limit`, does the same but waits no longer than that, whatever the deadline is, and also
-/// tells what monit printed and when it began.
+/// With `limit`, waits at most that long, whatever the deadline is, and also returns what monit
+/// printed and when it began the first check.
 ///
-/// Monit and its files are gone when it returns or throws: MonitEnded, Interrupted (by a signal),
-/// Failure or std::bad_alloc.
+/// Throws MonitEnded, Interrupted (by a signal), Failure or std::bad_alloc. Monit and its files are
+/// gone when it returns or throws.
 Findings checkServices(const ControlFile& control,
                        std::optional<std::chrono::milliseconds> limit = std::nullopt);
 

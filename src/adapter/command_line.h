@@ -11,7 +11,7 @@ namespace keldo::adapter {
 /// What a caller asks for.
 struct Request {
     std::string controlFile;                        ///< path
-    std::optional<std::chrono::milliseconds> limit; ///< of the batch mode; nothing without it
+    std::optional<std::chrono::milliseconds> limit; ///< set only in the batch mode
 };
 
 /// Reads "-c FILE -x check-status [-b SECONDS]", the options in any order. SECONDS is a decimal

@@ -121,7 +121,7 @@ pid_t Monit::start() const {
     _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
 }
 
-/// How monit has ended; the id in it is 0 as long as it has not.
+/// How monit has ended; si_pid is 0 if monit still runs.
 siginfo_t Monit::end() const {
     siginfo_t info{};
     waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);

@@ -14,7 +14,7 @@
 namespace keldo::adapter {
 
 /// A stock monit that works on one control file in a private directory; both must outlive the
-/// object. Besides the control file's services, monit checks one that has the directory's name.
+/// object. Besides the control file's services, monit checks a service with the directory's name.
 /// Monit is killed by the destructor, and by the system if this program is killed first.
 class Monit {
 public:

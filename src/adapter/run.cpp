@@ -43,7 +43,7 @@ void occupyStandardDescriptors() {
     const UniqueFd closed(fd);
 }
 
-/// Keeps the caller's descriptors from monit.
+/// Prevents monit from inheriting the caller's descriptors.
 void closeOtherDescriptorsOnExec() {
     if (close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC) == 0) {
         return;

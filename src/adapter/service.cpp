@@ -46,7 +46,7 @@ std::string_view takeName(std::string_view& rest) {
     return takeUntil(rest, "</name><collected_sec>");
 }
 
-/// Reads the number that stands before the first `end` in `text`. Returns 0 if it is none, or so
+/// Reads the number before the first `end` in `text`. Returns 0 if there is none, or if it is so
 /// large that a sum could overflow.
 std::int64_t numberBefore(std::string_view text, std::string_view end) {
     constexpr std::int64_t most = 1'000'000'000'000;

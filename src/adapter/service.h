@@ -26,7 +26,7 @@ struct Service {
     std::vector<ConnectionResult> ports = {};   ///< in monit's order
     std::vector<ConnectionResult> unixPaths = {}; ///< in monit's order
 
-    /// If not, the status means nothing yet.
+    /// If false, the status has no meaning yet.
     bool isChecked() const { return monitor != waitingForFirstCheck; }
 };
 

@@ -76,7 +76,7 @@ void checkDocument(const std::vector<Service>& services) {
             "the document has each name and status");
 }
 
-/// The model of a service's words: without a limit of their length, line by line.
+/// The model of a service's words: reads line by line, without a limit of length.
 std::string wordsFor(const std::string& name, const std::string& printed) {
     std::string words;
     std::istringstream lines(printed);
@@ -100,7 +100,7 @@ void addResults(const std::vector<ConnectionResult>& results, const char* name, 
     }
 }
 
-/// The words are a beginning of the model's, and all of them if these are short.
+/// A service's words must be the start of the model's words, or all of them if those are short.
 void checkBatchDocument(const std::vector<Service>& services, const std::string& printed) {
     Leaves leaves = leavesOf(adapter::batchDocumentOf({services, printed, std::chrono::hours(9)}));
     auto leaf = leaves.begin();
@@ -168,7 +168,7 @@ void checkNames(const std::vector<std::string>& names, bool isVersion6) {
 void checkPath(const std::string& path) {
     if (path.find("</path><protocol>") != std::string::npos ||
         path.find("<service ") != std::string::npos) {
-        return; // its end cannot be told
+        return; // the end of the path cannot be found
     }
     const std::string port =
         "<port><hostname>x</hostname><portnumber>1</portnumber><request><![CDATA[<unix>]]>"

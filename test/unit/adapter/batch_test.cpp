@@ -48,7 +48,7 @@ TEST(BatchDocument, HasAllThatIsKnownOfEachService) {
                       "</monit>\n");
 }
 
-TEST(BatchDocument, HasTheSecondsSinceTheCheckBefore) {
+TEST(BatchDocument, HasTheSecondsSinceThePreviousCheck) {
     const struct {
         std::optional<microseconds> begin;
         std::vector<int> collected;
@@ -88,7 +88,7 @@ TEST(BatchDocument, HasTheLinesThatBeginWithTheQuotedName) {
     }
 }
 
-TEST(RefusalDocument, HasMonitsWords) {
+TEST(RefusalDocument, HasTheOutputOfMonit) {
     EXPECT_EQ(refusalDocumentOf("f:1: error '<'\n\nx\n"),
               begin + " refused=\"1\">\n  <words>f:1: error '&lt;'\n\nx</words>\n</monit>\n");
     EXPECT_EQ(refusalDocumentOf("\n"), begin + " refused=\"1\">\n</monit>\n");

@@ -7,7 +7,7 @@
 
 namespace keldo::test {
 
-/// What the exception that `call` throws says; empty if it throws none.
+/// The message of the exception that `call` throws; empty if it throws none.
 template <typename Call> std::string failureOf(const Call& call) {
     try {
         call();

@@ -173,7 +173,7 @@ TEST_F(MonitTest, ThrowsIfNoDescriptorIsLeftForItsInput) {
     getrlimit(RLIMIT_NOFILE, &before);
     const int next = UniqueFd(dup(STDERR_FILENO)).get();
     const rlimit one{static_cast<rlim_t>(next) + 1, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &one); // for what it prints
+    setrlimit(RLIMIT_NOFILE, &one); // only the file of monit's output can be open
     EXPECT_EQ(failure(), "cannot open /dev/null -- Too many open files");
     setrlimit(RLIMIT_NOFILE, &before);
 }

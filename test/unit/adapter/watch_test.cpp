@@ -88,7 +88,7 @@ TEST_F(WatchTest, ReturnsTrueOnceTheDescriptorCanBeRead) {
     EXPECT_FALSE(Watch().wait(-1, Clock::now()));
 }
 
-TEST_F(WatchTest, ReturnsFalseAtTheEnd) {
+TEST_F(WatchTest, ReturnsFalseWhenTheTimeIsOver) {
     const Watch watch;
     EXPECT_FALSE(watch.wait(ends[0], Clock::now()));
     EXPECT_FALSE(watch.wait(-1, Clock::now() - hours(1)));
