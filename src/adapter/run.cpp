@@ -9,29 +9,21 @@
 #include "adapter/file.h"
 #include "adapter/service.h"
 #include "adapter/watch.h"
+#include "exec/process_state.h"
 #include "exec/unique_fd.h"
 
-#include <charconv>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <exception>
 #include <fcntl.h>
-#include <memory>
 #include <new>
 #include <string>
-#include <string_view>
 #include <unistd.h>
 
 namespace keldo::adapter {
 
 namespace {
-
-struct DirectoryCloser {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 /// Opens /dev/null for each of the descriptors 0, 1 and 2 that is closed, so that no other file
 /// gets their numbers. Opens it for reading: writing the document to a closed output must fail.
@@ -41,24 +33,6 @@ void occupyStandardDescriptors() {
         fd = open("/dev/null", O_RDONLY);
     } while (fd >= 0 && fd <= STDERR_FILENO);
     const UniqueFd closed(fd);
-}
-
-/// Prevents monit from inheriting the caller's descriptors.
-void closeOtherDescriptorsOnExec() {
-    if (close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC) == 0) {
-        return;
-    }
-    // Linux before 5.11 does not know the call, and a seccomp filter may forbid it.
-    // Not std::filesystem, which ends the process if it gets no memory.
-    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir("/proc/self/fd"));
-    while (const dirent* const entry = directory ? readdir(directory.get()) : nullptr) {
-        const std::string_view number = entry->d_name;
-        int fd = -1;
-        std::from_chars(number.data(), number.data() + number.size(), fd);
-        if (fd > STDERR_FILENO) {
-            fcntl(fd, F_SETFD, FD_CLOEXEC);
-        }
-    }
 }
 
 void complain(const char* text) {
@@ -84,6 +58,8 @@ std::string answerTo(const Request& request) {
 } // namespace
 
 int run(int argc, char** argv) {
+    // makeInheritedStateSane() would hide that nobody gets the document: with it, a closed standard
+    // output accepts all data, and SIGPIPE does not end the program.
     occupyStandardDescriptors();
     closeOtherDescriptorsOnExec();
     // If the caller ignores SIGCHLD, waitpid() finds no child.

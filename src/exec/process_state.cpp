@@ -58,14 +58,6 @@ void closeListedDescriptorsOnExec() {
     }
 }
 
-/// Without this, a daemon that a repair starts would keep the caller's files, sockets and locks.
-void closeOtherDescriptorsOnExec() {
-    // Kernels before 5.11 lack the call or its flag, and a container's filter may forbid it.
-    if (close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == -1) {
-        closeListedDescriptorsOnExec();
-    }
-}
-
 void resetSignals() {
     std::signal(SIGCHLD, SIG_DFL); // if it is ignored, waitpid() finds no child
     std::signal(SIGPIPE, SIG_IGN);
@@ -90,6 +82,13 @@ std::vector<std::string> takeArguments(int argc, char* argv[]) {
     std::string path = argc > 0 ? argv[0] : "";
     programName = basename(path.data()); // may write to its argument
     return {argv + (argc > 0 ? 1 : 0), argv + argc};
+}
+
+void closeOtherDescriptorsOnExec() {
+    // Kernels before 5.11 lack the call or its flag, and a container's filter may forbid it.
+    if (close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == -1) {
+        closeListedDescriptorsOnExec();
+    }
 }
 
 void makeInheritedStateSane() {

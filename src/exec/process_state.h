@@ -27,4 +27,8 @@ std::vector<std::string> takeArguments(int argc, char* argv[]);
 /// - If the working directory was removed, the root directory replaces it.
 void makeInheritedStateSane();
 
+/// Closes all open descriptors above 2 in executed programs (FD_CLOEXEC). Otherwise these programs
+/// would keep the caller's files, sockets and locks. Reports no error.
+void closeOtherDescriptorsOnExec();
+
 } // namespace keldo
