@@ -95,15 +95,17 @@ def private_monits():
     return found
 
 
-def system_calls(path):
+def system_calls(path, *more):
     """The system calls of a call after it has made its private directory: pairs of a name and the
     number of calls of that name so far."""
-    result = subprocess.run(['strace', '-qq', *command(path)], stdout=subprocess.DEVNULL,
+    result = subprocess.run(['strace', '-qq', *command(path, *more)], stdout=subprocess.DEVNULL,
                             stderr=subprocess.PIPE, text=True, timeout=PATIENCE)
     calls = []
     counts = collections.Counter()
     for line in result.stderr.splitlines():
         name = line.partition('(')[0]
+        if not name.isidentifier():
+            continue  # a signal
         counts[name] += 1
         if calls or PREFIX in line:
             calls.append((name, counts[name]))
@@ -598,6 +600,33 @@ class EndTest(AdapterTest):
                 self.reap_orphans()
         self.assertEqual(private_monits(), [])
         self.assertGreater(killed, 50)
+        self.check(ControlFileTest.TEXT)
+
+    def test_a_failed_system_call_gives_the_whole_document_or_none(self):
+        become_subreaper()
+        self.addCleanup(become_subreaper, False)
+        path = self.control_file(ControlFileTest.TEXT)
+        expected = [('web', '512', '1')]
+        failures = 0
+        for name, count in system_calls(path, '-b', '60'):
+            with self.subTest(name, count=count):
+                result = subprocess.run(
+                    ['strace', '-qq', '-o', '/dev/null', '-e',
+                     f'inject={name}:error=ENOMEM:when={count}', *command(path, '-b', '60')],
+                    capture_output=True, timeout=PATIENCE)
+                self.reap_orphans()
+                if result.returncode == 0:
+                    found = [(service['name'], service['status'], service['checked'])
+                             for service in batch(result.stdout)]
+                    self.assertEqual((found, result.stderr), (expected, b''))
+                else:
+                    failures += 1
+                    self.assertEqual((result.returncode, result.stdout), (1, b''))
+                    self.assertRegex(result.stderr, b'^monit-check-status: .*\n$')
+                self.assertEqual(private_monits(), [])
+                if name not in ('openat', 'getdents64', 'unlinkat', 'rmdir'):  # the removal's own
+                    self.assertEqual(private_directories(), [])
+        self.assertGreater(failures, 10)
         self.check(ControlFileTest.TEXT)
 
     def test_a_child_whose_parent_died_first_does_not_become_monit(self):
