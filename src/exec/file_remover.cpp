@@ -14,7 +14,7 @@ namespace keldo {
 static_assert(std::atomic<const FileRemover*>::is_always_lock_free, "a signal handler reads it");
 
 /// SA_RESETHAND has restored the default action, so raising the signal again ends the process.
-void FileRemover::removeFilesAndEnd(int signal) {
+void FileRemover::removeFileAndEnd(int signal) {
     if (const FileRemover* const remover = inUse) {
         remover->remove();
     }
@@ -32,14 +32,14 @@ void FileRemover::handleEndingSignals() noexcept {
         struct sigaction action;
         if (sigismember(&signals, signal) == 1 && sigaction(signal, nullptr, &action) == 0 &&
             action.sa_handler == SIG_DFL) { // an ignored signal does not end the process
-            action.sa_handler = removeFilesAndEnd;
+            action.sa_handler = removeFileAndEnd;
             action.sa_flags = static_cast<int>(SA_RESETHAND);
             sigaction(signal, &action, nullptr);
         }
     }
 }
 
-FileRemover::FileRemover(std::span<const std::string> paths) noexcept : paths_(paths) {
+FileRemover::FileRemover(const std::string& path) noexcept : path_(path.c_str()) {
     inUse = this;
     handleEndingSignals();
 }
@@ -51,11 +51,10 @@ FileRemover::~FileRemover() {
     inUse = nullptr;
 }
 
+/// A signal handler calls it too.
 void FileRemover::remove() const noexcept {
-    for (const std::string& path : paths_) {
-        if (unlink(path.c_str()) == -1 && errno == EISDIR) {
-            removeDirectory(path.c_str());
-        }
+    if (unlink(path_) == -1 && errno == EISDIR) {
+        removeDirectory(path_);
     }
 }
 

@@ -5,12 +5,11 @@
 #include "exec/command_runner.h"
 #include "exec/ending_signals.h"
 #include "exec/file_remover.h"
+#include "exec/private_directory.h"
 
-#include <algorithm>
-#include <cerrno>
+#include <array>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -21,38 +20,10 @@ namespace keldo::lint {
 namespace {
 
 constexpr const char* monitPath = "/usr/bin/monit";
+constexpr std::array baseDirectories = {"/tmp"};
+constexpr const char* directoryPrefix = "keldo-service-lint.";
 constexpr int accepted = 0; ///< monit's exit status if it can read the file
 constexpr int refused = 1;  ///< if it cannot, or fails for another reason
-
-/// A fresh directory of mode 0700 for the files of monit. It is removed with them on destruction or
-/// by an ending signal. Removal does not allocate, so it works when memory is exhausted.
-class PrivateDirectory {
-public:
-    PrivateDirectory();
-
-    std::string name() const { return std::filesystem::path(path_).filename(); }
-    std::string file(const char* fileName) const { return path_ + "/" + fileName; }
-    const std::string& controlFile() const { return removed_[0]; }
-
-private:
-    std::string path_ = "/tmp/keldo-service-lint.XXXXXX";
-    // `id` twice, since our signal does not stop monit, which may create `id` again in between.
-    std::vector<std::string> removed_ = {file("monitrc"), file("state"), file("pid"), file("id"),
-                                         path_,           file("id"),    path_};
-    std::optional<FileRemover> remover_;
-};
-
-PrivateDirectory::PrivateDirectory() {
-    const HeldEndingSignals held; // until the remover exists
-    if (mkdtemp(path_.data()) == nullptr) {
-        throw std::runtime_error("cannot make a directory -- " + path_ + ": " +
-                                 std::generic_category().message(errno));
-    }
-    for (std::string& path : removed_) {
-        std::ranges::copy(path_, path.begin()); // the actual name, of the same length
-    }
-    remover_.emplace(removed_);
-}
 
 /// The settings that keep monit's files in the directory. Like monit-check-status, they give the
 /// host a name that no service has. They follow the control file's text, so that its line numbers
@@ -105,13 +76,17 @@ std::vector<std::string> monitComplaints(const std::string& controlFile) {
     if (controlFile.empty() || access(monitPath, X_OK) != 0) {
         return {};
     }
-    const PrivateDirectory directory;
-    writePrivately(directory.controlFile(), controlFile + settings(directory));
-    const CommandResult result = runMonit(directory.controlFile());
+    HeldEndingSignals held; // until the remover exists
+    const PrivateDirectory directory(baseDirectories, directoryPrefix);
+    const FileRemover remover(directory.path());
+    held.release();
+    const std::string path = directory.file("monitrc");
+    writePrivately(path, controlFile + settings(directory));
+    const CommandResult result = runMonit(path);
     if (result.status == accepted) {
         return {};
     }
-    std::vector<std::string> complaints = complaintsIn(result.output, directory.controlFile());
+    std::vector<std::string> complaints = complaintsIn(result.output, path);
     if (result.status != refused || complaints.empty()) {
         throw std::runtime_error("monit could not test the control file -- " + reasonOf(result));
     }

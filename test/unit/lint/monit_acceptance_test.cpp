@@ -17,45 +17,49 @@
 #include <string_view>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace {
 
-/// The answers of the wrapped functions. In all other tests of this program monit is not installed,
-/// whatever the machine has.
+/// False for the other tests of this program, even if monit is installed on this machine.
 bool monitIsInstalled = false;
 bool directoriesCanBeMade = true;
-bool directoriesStay = true;
 bool pipesCanBeMade = true;
-std::string lastDirectory;
+std::string lastDirectory; ///< the last directory that was made for monit
 
-/// The output of monit, with FILE in place of the path of its control file, and the result of
-/// system(3).
+/// The output of the false monit, with FILE for the path of its control file, and its wait status.
 std::string monitOutput;
 int monitStatus = 0;
 
+/// Each is called once.
 std::function<void()> whenDirectoryIsMade;
-std::function<void()> whenMonitIsToBeRun;
-std::function<void()> whenDirectoryIsToBeRemoved;
+std::function<void()> beforeMonitIsRun;
 
-void call(std::function<void()>& hook) {
-    if (const auto once = std::exchange(hook, nullptr)) {
-        once();
+void callOnce(std::function<void()>& function) {
+    if (const auto called = std::exchange(function, nullptr)) {
+        called();
     }
 }
 
 } // namespace
 
-extern "C" int __real_access(const char* path, int mode);
-extern "C" int __wrap_access(const char* path, int mode) {
+extern "C" {
+int __real_access(const char* path, int mode);
+int __wrap_access(const char* path, int mode);
+char* __real_mkdtemp(char* name);
+char* __wrap_mkdtemp(char* name);
+int __real_pipe(int* ends);
+int __wrap_pipe(int* ends);
+int __wrap_system(const char* command);
+}
+
+int __wrap_access(const char* path, int mode) {
     return std::string_view(path) == "/usr/bin/monit" ? (monitIsInstalled ? 0 : -1)
                                                       : __real_access(path, mode);
 }
 
-extern "C" char* __real_mkdtemp(char* name);
-extern "C" char* __wrap_mkdtemp(char* name) {
+char* __wrap_mkdtemp(char* name) {
     if (!directoriesCanBeMade) {
         errno = ENOSPC;
         return nullptr;
@@ -63,17 +67,13 @@ extern "C" char* __wrap_mkdtemp(char* name) {
     char* const result = __real_mkdtemp(name);
     if (std::string_view(name).find("keldo-service-lint") != std::string_view::npos) {
         lastDirectory = name;
-        if (!directoriesStay) {
-            rmdir(name);
-        }
-        call(whenDirectoryIsMade);
+        callOnce(whenDirectoryIsMade);
     }
     return result;
 }
 
-extern "C" int __real_pipe(int* ends);
-extern "C" int __wrap_pipe(int* ends) {
-    call(whenMonitIsToBeRun);
+int __wrap_pipe(int* ends) {
+    callOnce(beforeMonitIsRun);
     if (!pipesCanBeMade) {
         errno = EMFILE;
         return -1;
@@ -81,18 +81,8 @@ extern "C" int __wrap_pipe(int* ends) {
     return __real_pipe(ends);
 }
 
-extern "C" int __real_rmdir(const char* path);
-extern "C" int __wrap_rmdir(const char* path) {
-    std::error_code gone;
-    if (std::filesystem::is_empty(path, gone)) {
-        call(whenDirectoryIsToBeRemoved);
-    }
-    return __real_rmdir(path);
-}
-
-/// Runs in the child process instead of monit.
-extern "C" int __wrap_system(const char* command);
-extern "C" int __wrap_system(const char* /*command*/) {
+/// Runs in the child process that would run monit.
+int __wrap_system(const char* /*command*/) {
     const std::string file = lastDirectory + "/monitrc";
     std::string output = monitOutput;
     for (std::size_t at = 0; (at = output.find("FILE", at)) != std::string::npos;) {
@@ -110,9 +100,9 @@ using testing::IsEmpty;
 
 /// Restores the default action of SIGTERM before any test runs, since the caller of the tests may
 /// ignore it.
-const bool endedBySignals = std::signal(SIGTERM, SIG_DFL) != SIG_ERR;
+const bool signalIsReset = std::signal(SIGTERM, SIG_DFL) != SIG_ERR;
 
-/// Tests with a monit that is installed.
+/// Tests with an installed monit.
 class MonitComplaints : public testing::Test {
 protected:
     void SetUp() override {
@@ -122,66 +112,52 @@ protected:
     void TearDown() override {
         monitIsInstalled = false;
         directoriesCanBeMade = true;
-        directoriesStay = true;
         pipesCanBeMade = true;
         monitOutput.clear();
         monitStatus = 0;
         programName.clear();
+        EXPECT_FALSE(std::filesystem::exists(lastDirectory)) << "nothing may stay behind";
     }
 };
 
-/// The message of the exception that monitComplaints() throws; empty if it throws none.
-std::string failureFor(const std::string& controlFile) {
+/// The text of the exception, or nothing without one.
+std::string failure() {
     try {
-        monitComplaints(controlFile);
+        monitComplaints("check process a\n");
     } catch (const std::runtime_error& error) {
         return error.what();
     }
     return "";
 }
 
-/// The same for a monit that prints `output` and ends with `exitCode`.
-std::string failureOf(const std::string& output, int exitCode) {
-    monitOutput = output;
-    monitStatus = W_EXITCODE(exitCode, 0);
-    return failureFor("check process a\n");
-}
-
-TEST_F(MonitComplaints, AreNoneForAnEmptyFile) {
+TEST_F(MonitComplaints, AreNoneWithoutATextOrWithoutMonit) {
     EXPECT_THAT(monitComplaints(""), IsEmpty());
-    EXPECT_EQ(lastDirectory, "");
-}
-
-TEST_F(MonitComplaints, AreNoneIfNoMonitIsInstalled) {
     monitIsInstalled = false;
     EXPECT_THAT(monitComplaints("check nonsense\n"), IsEmpty());
     EXPECT_EQ(lastDirectory, "");
 }
 
-TEST_F(MonitComplaints, AreNoneIfMonitOnlyWarns) {
+TEST_F(MonitComplaints, DoNotContainWarnings) {
     monitOutput = "FILE:1: a warning\nControl file syntax OK\n";
     EXPECT_THAT(monitComplaints("check process a\n"), IsEmpty());
 }
 
-TEST_F(MonitComplaints, HaveTheLinesThatMonitNames) {
+TEST_F(MonitComplaints, BeginWithTheirLine) {
     monitOutput = "Something else\nFILE:2: syntax error 'x\ny'\nFILE:12: syntax error 'z'\n";
     monitStatus = W_EXITCODE(1, 0);
     EXPECT_THAT(monitComplaints("check process a\n"),
                 ElementsAre("line 2: syntax error 'x\ny'", "line 12: syntax error 'z'"));
-    EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-TEST_F(MonitComplaints, ThrowIfNoDirectoryCanBeMade) {
+TEST_F(MonitComplaints, ThrowIfTheDirectoryCannotBeMade) {
     directoriesCanBeMade = false;
-    EXPECT_EQ(failureFor("check process a\n"), "cannot make a directory -- "
-                                               "/tmp/keldo-service-lint.XXXXXX: No space left on "
-                                               "device");
+    EXPECT_EQ(failure(), "cannot make a private directory -- /tmp: No space left on device");
 }
 
 TEST_F(MonitComplaints, ThrowIfTheFileCannotBeMade) {
-    directoriesStay = false;
-    const std::string failure = failureFor("check process a\n");
-    EXPECT_EQ(failure, "cannot write a file -- " + lastDirectory + "/monitrc");
+    whenDirectoryIsMade = [] { std::filesystem::create_directory(lastDirectory + "/monitrc"); };
+    const std::string said = failure();
+    EXPECT_EQ(said, "cannot write a file -- " + lastDirectory + "/monitrc");
 }
 
 TEST_F(MonitComplaints, ThrowIfTheFileCannotBeWrittenWhole) {
@@ -190,104 +166,74 @@ TEST_F(MonitComplaints, ThrowIfTheFileCannotBeWrittenWhole) {
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit none = {0, limit.rlim_max};
     setrlimit(RLIMIT_FSIZE, &none);
-    const std::string failure = failureFor("check process a\n");
-    setrlimit(RLIMIT_FSIZE, &limit); // before the test program writes files of its own
-    EXPECT_EQ(failure, "cannot write a file -- " + lastDirectory + "/monitrc");
-    EXPECT_FALSE(std::filesystem::exists(lastDirectory));
+    const std::string said = failure();
+    setrlimit(RLIMIT_FSIZE, &limit); // the output of the tests may be a file
+    EXPECT_EQ(said, "cannot write a file -- " + lastDirectory + "/monitrc");
 }
 
-TEST_F(MonitComplaints, ThrowIfTheCommandRunnerFails) {
+TEST_F(MonitComplaints, ThrowIfMonitCannotBeStarted) {
     pipesCanBeMade = false;
     programName = "lint";
-    EXPECT_EQ(failureFor("check process a\n"), "monit could not test the control file -- lint: "
-                                               "failed to create a pair of file descriptors");
-    EXPECT_FALSE(std::filesystem::exists(lastDirectory));
-}
-
-TEST_F(MonitComplaints, ThrowIfTheShellCannotExecuteMonit) {
-    EXPECT_EQ(failureOf("sh: 1: /usr/bin/monit: not found\n", 127),
-              "monit could not test the control file -- sh: 1: /usr/bin/monit: not found");
-}
-
-TEST_F(MonitComplaints, ThrowIfMonitDies) {
-    const std::string failure = failureOf("FILE:1: a warning\nKilled\n\n", 137);
-    EXPECT_EQ(failure, "monit could not test the control file -- " + lastDirectory +
-                           "/monitrc:1: a warning\nKilled");
-    EXPECT_EQ(failureOf("", 137), "monit could not test the control file -- exit status 137");
+    EXPECT_EQ(failure(), "monit could not test the control file -- lint: "
+                         "failed to create a pair of file descriptors");
 }
 
 TEST_F(MonitComplaints, ThrowIfMonitFailsForAnotherReason) {
-    const std::string failure = failureOf("The control file 'FILE' must be owned by you.\n", 1);
-    EXPECT_EQ(failure, "monit could not test the control file -- The control file '" +
-                           lastDirectory + "/monitrc' must be owned by you.");
+    const struct {
+        const char* output;
+        int exitStatus;
+        std::string_view reason; // DIRECTORY stands for the directory
+    } rows[] = {
+        {"sh: 1: /usr/bin/monit: not found\n", 127, "sh: 1: /usr/bin/monit: not found"},
+        {"FILE:1: a warning\nKilled\n\n", 137, "DIRECTORY/monitrc:1: a warning\nKilled"},
+        {"", 137, "exit status 137"},
+        {"The control file 'FILE' must be owned by you.\n", 1,
+         "The control file 'DIRECTORY/monitrc' must be owned by you."},
+    };
+    for (const auto& [output, exitStatus, reason] : rows) {
+        SCOPED_TRACE(output);
+        monitOutput = output;
+        monitStatus = W_EXITCODE(exitStatus, 0);
+        std::string said = failure();
+        if (const std::size_t at = said.find(lastDirectory); at != std::string::npos) {
+            said.replace(at, lastDirectory.size(), "DIRECTORY");
+        }
+        EXPECT_EQ(said, "monit could not test the control file -- " + std::string(reason));
+    }
 }
 
-TEST_F(MonitComplaints, LeaveNoFiles) {
-    whenMonitIsToBeRun = [] {
-        for (const char* const file : {"id", "state", "pid"}) {
-            std::ofstream(lastDirectory + "/" + file) << "text";
-        }
-    };
+void writeFilesOfMonit() {
+    for (const char* const file : {"id", "state", "pid"}) {
+        std::ofstream(lastDirectory + "/" + file) << "text";
+    }
+}
+
+TEST_F(MonitComplaints, LeaveNoFilesOfMonitBehind) {
+    beforeMonitIsRun = writeFilesOfMonit;
     monitComplaints("check process a\n");
     EXPECT_THAT(lastDirectory, testing::StartsWith("/tmp/keldo-service-lint."));
-    EXPECT_FALSE(std::filesystem::exists(lastDirectory));
 }
 
-/// Tests of a process that a signal ends.
-class EndedMonitComplaints : public MonitComplaints {
-protected:
-    /// Writes the directory's name to `note` for the test, then ends this process by SIGTERM.
-    void end() const {
-        std::ofstream(note) << lastDirectory << std::flush;
-        raise(SIGTERM);
-    }
-    static void complain() {
-        monitComplaints("check process a\n");
-        _exit(0);
-    }
-    static void writeId() { std::ofstream(lastDirectory + "/id") << "text"; }
-
-    /// The signal comes while monit runs. Monit has written its id by then.
-    void complainUntilEnded() const {
-        whenMonitIsToBeRun = [this] {
-            writeId();
-            end();
-        };
-        complain();
-    }
-
-    /// Expects that the directory existed and is gone.
-    void expectNothingLeft() const {
-        const std::string left = test::contentOf(note);
-        EXPECT_THAT(left, testing::StartsWith("/tmp/keldo-service-lint."));
-        EXPECT_FALSE(std::filesystem::exists(left));
-    }
-
+TEST_F(MonitComplaints, LeaveNothingBehindIfASignalEndsTheProcess) {
     const test::TemporaryDirectory directory;
     const std::string note = directory.write("note", "");
-};
-
-TEST_F(EndedMonitComplaints, LeaveNoFiles) {
-    EXPECT_EXIT(complainUntilEnded(), testing::KilledBySignal(SIGTERM), "");
-    expectNothingLeft();
-}
-
-TEST_F(EndedMonitComplaints, LeaveNoDirectoryIfTheSignalComesRightAfterItsCreation) {
-    const auto run = [this] {
-        whenDirectoryIsMade = [this] { end(); };
-        complain();
+    const auto end = [&note] {
+        writeFilesOfMonit();
+        std::ofstream(note) << lastDirectory << std::flush;
+        raise(SIGTERM);
     };
-    EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
-    expectNothingLeft();
-}
-
-TEST_F(EndedMonitComplaints, LeaveNoFilesIfMonitWritesDuringTheRemoval) {
-    const auto run = [this] {
-        whenDirectoryIsToBeRemoved = writeId;
-        complainUntilEnded();
-    };
-    EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
-    expectNothingLeft();
+    for (auto* const moment : {&whenDirectoryIsMade, &beforeMonitIsRun}) {
+        SCOPED_TRACE(moment == &beforeMonitIsRun ? "before monit is run" : "in a new directory");
+        const auto run = [&] {
+            *moment = end;
+            monitComplaints("check process a\n");
+            _exit(0);
+        };
+        EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
+        const std::string made = test::contentOf(note);
+        EXPECT_THAT(made, testing::StartsWith("/tmp/keldo-service-lint."));
+        EXPECT_FALSE(std::filesystem::exists(made));
+    }
 }
 
 } // namespace
