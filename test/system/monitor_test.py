@@ -1,16 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""The monitor: its control file, its command line, and the meaning of its answer."""
+"""The monitor: from a definition to its control file, and from the monitor's answer to the report.
+The unit tests of src/monitor hold all forms of definitions, control files and answers."""
 
 import os
 import unittest
 
 from panel import Panel, down_report, report
 from trace import own, traced
-
-# A monitor that shows whether the control file was there, and its mode.
-SHOW_MODE = """#!/bin/sh
-stat -c %a "$2" >> /usr/local/kvr/modes
-"""
 
 
 def document(*services):
@@ -20,106 +16,83 @@ def document(*services):
     return f"#!/bin/sh\ncat <<'END'\n<monit>{elements}</monit>\nEND\n"
 
 
-class OneServiceTest(unittest.TestCase):
-    """One service, web, on a panel without another."""
+class MonitorTest(unittest.TestCase):
+    """A panel with the service web alone."""
 
     def setUp(self):
         self.panel = Panel()
-        for service in ("mysql", "keldo", "smtp", "dns", "mail"):
-            self.panel.write_definition(service, None)
+        self.panel.remove_definitions()
+        self.panel.write_service("web")
 
-    def control_file(self, **definition):
-        self.panel.write_service("web", **definition)
-        self.panel.forget_calls()
-        self.panel.run("--status")
-        return self.panel.calls()[0].control_file
-
-    def report_with(self, monitor):
+    def status_with(self, monitor):
         self.panel.fake_monitor(script=monitor)
-        done = self.panel.run("--status")
-        self.assertEqual((done.returncode, done.stderr), (0, b""))
-        return done.stdout
+        return self.panel.run("--status")
 
+    def files_left(self):
+        return os.listdir(self.panel.root / "tmp")
 
-class ControlFileTest(OneServiceTest):
-    def test_a_process_check(self):
-        self.assertEqual(
-            self.control_file(pid_file="/var/run/httpd.pid", sockets=["/var/run/web.sock"],
-                              ports=[(80, {"protocol": "http"}), (443, {"type": "TCPSSL"})]),
-            "check process web\n"
-            "\twith pidfile \"/var/run/httpd.pid\"\n"
-            "\tif failed unixsocket /var/run/web.sock then alert\n"
-            "\tif failed port 80 protocol http then alert\n"
-            "\tif failed port 443 type TCPSSL  then alert\n")
+    def test_the_control_file_tests_what_the_definition_names(self):
+        for pid_file, ports, expected in (
+                ("/var/run/httpd.pid", [(80, {"protocol": "http"}), (443, {"type": "TCPSSL"})],
+                 "check process web\n"
+                 "\twith pidfile \"/var/run/httpd.pid\"\n"
+                 "\tif failed unixsocket /var/run/web.sock then alert\n"
+                 "\tif failed port 80 protocol http then alert\n"
+                 "\tif failed port 443 type TCPSSL  then alert\n"),
+                ("", [(53, {"type": "UDP", "protocol": "dns"}), (53, {}), (0, {})],
+                 "check host web\n"
+                 "\twith address 127.0.0.1\n"
+                 "\tif failed port 53 type UDP  protocol dns then alert\n"
+                 "\tif failed port 53 then alert\n")):
+            with self.subTest(expected):
+                self.panel.write_service("web", pid_file=pid_file, ports=ports,
+                                         sockets=["/var/run/web.sock"])
+                self.panel.forget_calls()
+                self.panel.run("--status")
+                self.assertEqual(self.panel.calls()[0].control_file, expected)
 
-    def test_a_host_check_leaves_the_sockets_out(self):
-        self.assertEqual(
-            self.control_file(pid_file="", sockets=["/var/run/ndc"],
-                              ports=[(53, {"type": "UDP", "protocol": "dns"}), (53, {})]),
-            "check host web\n"
-            "\twith address 127.0.0.1\n"
-            "\tif failed port 53 type UDP  protocol dns then alert\n"
-            "\tif failed port 53 then alert\n")
-
-    def test_the_file_is_private_and_gone_afterwards(self):
-        self.panel.write_service("web")
-        self.panel.fake_monitor(script=SHOW_MODE)
+    def test_the_control_file_is_private_and_removed(self):
         os.umask(0)
-        self.panel.run("--status")
-        with open("/usr/local/kvr/modes", encoding="utf-8") as modes:
-            self.assertEqual(modes.read(), "600\n")
-        self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+        self.status_with("#!/bin/sh\nstat -c %a \"$2\" > /usr/local/kvr/mode\n")
+        self.assertEqual((self.panel.root / "mode").read_text(encoding="utf-8"), "600\n")
+        self.assertEqual(self.files_left(), [])
 
-    def test_without_a_directory_for_it_the_service_counts_as_running(self):
-        self.panel.write_service("web")
+    def test_a_service_counts_as_running_if_no_control_file_can_be_made(self):
         self.panel.fake_monitor({"web": 1})
         os.rmdir(self.panel.root / "tmp")
         self.assertEqual(self.panel.run("--status").stdout, report())
         self.assertIsNone(self.panel.calls()[0].control_file)
 
-
-class SignalTest(unittest.TestCase):
-    def test_a_signal_gets_its_handler_once_for_all_services(self):
-        panel = Panel()
-        _, calls = traced(panel, "rt_sigaction", "--status")
-        self.assertEqual(len(panel.calls()), 5)
+    def test_each_signal_gets_its_handler_once_for_all_services(self):
+        self.panel.write_core_services()
+        _, calls = traced(self.panel, "rt_sigaction", "--status")
+        self.assertEqual(len(self.panel.calls()), 5)
         self.assertEqual([call.arguments.split(", ")[1] == "NULL" for call in own(calls)
                           if call.arguments.startswith("SIGHUP,")], [True, False])
 
+    def test_the_monitors_answer_decides(self):
+        for monitor, expected in (
+                (document(("smtp", 1), ("web", 0)), report()),
+                (document(("smtp", 0), ("web", 32)) + "echo noise >&2\nexit 7\n",
+                 down_report("web")),
+                ("#!/bin/sh\necho all is well\n", report()),
+                ("#!/nonexistent\n", report())):
+            with self.subTest(monitor):
+                done = self.status_with(monitor)
+                self.assertEqual((done.returncode, done.stdout, done.stderr), (0, expected, b""))
 
-class AnswerTest(OneServiceTest):
-    def setUp(self):
-        super().setUp()
-        self.panel.write_service("web")
-
-    def test_answers_that_count_as_running(self):
-        answers = {
-            "no output": "#!/bin/sh\n",
-            "a cut document": "#!/bin/sh\necho '<monit><service><name>web</name><status>1'\n",
-            "status 0": document(("web", 0)),
-            "another service": document(("dns", 32)),
-        }
-        for name, monitor in answers.items():
-            with self.subTest(name):
-                self.assertEqual(self.report_with(monitor), report())
-
-    def test_statuses_that_count_as_down(self):
-        for status in ("1", "-1", "512"):
-            with self.subTest(status):
-                self.assertEqual(self.report_with(document(("smtp", 0), ("web", status))),
-                                 down_report("web"))
-
-    def test_a_missing_monitor_counts_as_running(self):
-        self.panel.remove_monitor()
-        self.assertEqual(self.panel.run("--status").stdout, report())
+    def test_a_service_counts_as_running_without_a_monitor_that_can_be_run(self):
+        monitor = self.panel.root / "admin/sbin/monit"
+        for change in (lambda: monitor.chmod(0o644), self.panel.remove_monitor):
+            change()
+            self.assertEqual(self.panel.run("--status").stdout, report())
 
     def test_a_status_that_is_no_integer_ends_the_run_without_a_report(self):
-        for status in ("ok", " 0", "2147483648"):
+        for status in ("ok", "2147483648"):
             with self.subTest(status):
-                self.panel.fake_monitor(script=document(("web", status)))
-                done = self.panel.run("--status")
+                done = self.status_with(document(("web", status)))
                 self.assertEqual((done.returncode, done.stdout, done.stderr), (-6, b"", b""))
-                self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
+                self.assertEqual(self.files_left(), [])
 
 
 if __name__ == "__main__":

@@ -23,6 +23,9 @@ namespace {
 /// The texts written to control files, one for each call of write().
 std::vector<std::string> controlFileWrites;
 
+/// The descriptors whose mode was changed.
+std::vector<int> changedModes;
+
 bool isControlFile(int fd) {
     std::error_code error;
     const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error);
@@ -30,6 +33,11 @@ bool isControlFile(int fd) {
 }
 
 } // namespace
+
+extern "C" int fchmod(int fd, mode_t mode) noexcept {
+    changedModes.push_back(fd);
+    return static_cast<int>(syscall(SYS_fchmod, fd, mode));
+}
 
 // Replaces the C library's function, for the C++ library's file streams too.
 extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
@@ -206,9 +214,11 @@ TEST_F(WriteMonitorConfig, ReturnsAnEmptyPathWithoutMemoryForIt) {
 
 TEST_F(WriteMonitorConfig, ReturnsAPathWithoutAFileIfMkstempFails) {
     std::filesystem::remove(panel.root() / "tmp");
+    changedModes.clear();
     const std::string path = writeMonitorConfig(service("x", "p"));
     EXPECT_TRUE(path.starts_with(panel.root().string() + "/tmp/monitrc")) << path;
     EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_THAT(changedModes, IsEmpty());
 }
 
 } // namespace

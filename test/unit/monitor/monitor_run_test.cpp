@@ -91,10 +91,10 @@ TEST(MonitorStatus, IsTheDefaultWithoutAStatusOfTheService) {
     const std::string web = serviceXml("web", "1");
     const std::string rows[] = {
         monitXml(""),
-        monitXml("<service><name>dns</name><status>1</status></service>"),
-        monitXml("<service><name> web</name><status>1</status></service>"),
-        monitXml("<service><name>web </name><status>1</status></service>"),
-        monitXml("<service><name>WEB</name><status>1</status></service>"),
+        monitXml(serviceXml("dns", "1")),
+        monitXml(serviceXml(" web", "1")),
+        monitXml(serviceXml("web ", "1")),
+        monitXml(serviceXml("WEB", "1")),
         monitXml("<service><name>web</name></service>"),
         monitXml("<service><name>web</name><status></status></service>"),
         monitXml("<service><name>web</name><status/></service>"),
@@ -104,6 +104,7 @@ TEST(MonitorStatus, IsTheDefaultWithoutAStatusOfTheService) {
         monitXml("<group><service><name>web</name><status>1</status></service></group>"),
         monitXml("<service xmlns='urn:x'><name>web</name><status>1</status></service>"),
         "<x>" + web + "</x>",
+        "<monit xmlns='urn:x'>" + web + "</monit>",
         "",
         "\n",
         "keldoctl: failed to create a pipe",
@@ -124,87 +125,74 @@ TEST(MonitorStatus, IsTheDefaultWithoutAnXPathContext) {
     EXPECT_EQ(defaultStatus, statusOfWeb(serviceXml("web", "1")));
 }
 
-/// Checks a service "web" with a monitor that the test installs.
+/// A script that prints the status of the service `name`.
+std::string printStatus(const std::string& status, const std::string& name = "web") {
+    return "echo '" + monitXml(serviceXml(name, status)) + "'\n";
+}
+
+/// Checks a service "web" with a monitor that the test installs. Each test leaves no control file.
 class IsServiceRunning : public testing::Test {
 protected:
     IsServiceRunning() {
         web.id = "web";
         web.pidFile = "/run/web.pid";
     }
-
-    /// Installs a monitor that prints `output` and exits with `exitStatus`.
-    void installMonitorThatPrints(const std::string& output, int exitStatus = 0) const {
-        panel.installMonitor("cat <<'END'\n" + output + "\nEND\nexit " +
-                             std::to_string(exitStatus));
-    }
+    ~IsServiceRunning() override { EXPECT_THAT(panel.controlFiles(), IsEmpty()); }
 
     test::FakePanel panel;
     test::ForcedFailuresEnd failuresEnd;
     ServiceDefinition web;
 };
 
-TEST_F(IsServiceRunning, AsksTheMonitorBelowTheProductRoot) {
-    EXPECT_EQ(panel.root().string() + "/admin/sbin/monit", monitorPath());
-}
-
-TEST_F(IsServiceRunning, RunsTheMonitorOnAControlFileOfTheService) {
+TEST_F(IsServiceRunning, RunsTheMonitorBelowTheProductRootOnAControlFileOfTheService) {
+    const std::string root = panel.root().string();
+    EXPECT_EQ(root + "/admin/sbin/monit", monitorPath());
     panel.installMonitor("for word in \"$0\" \"$@\"; do echo \"$word\"; done > $PANEL/words\n"
                          "cp \"$2\" $PANEL/control\n");
     EXPECT_TRUE(isServiceRunning(web));
-    const std::string root = panel.root().string();
     EXPECT_THAT(panel.content("words"),
                 testing::MatchesRegex(root + "/admin/sbin/monit\n-c\n" + root +
                                       "/tmp/monitrc[A-Za-z0-9]{6}\n-x\ncheck-status\n"));
     EXPECT_EQ("check process web\n\twith pidfile \"/run/web.pid\"\n", panel.content("control"));
 }
 
-TEST_F(IsServiceRunning, IsTrueOnlyForStatusZero) {
+TEST_F(IsServiceRunning, IsFalseOnlyIfTheMonitorPrintsAStatusOtherThanZero) {
     const struct {
-        const char* status;
+        std::string monitor;
         bool running;
-    } rows[] = {{"0", true}, {"", true}, {"2", false}, {"-1", false}, {"512", false}};
+    } rows[] = {
+        {printStatus("0"), true},
+        {printStatus("0") + "exit 7", true},
+        {printStatus(""), true},
+        {printStatus("2"), false},
+        {printStatus("-1"), false},
+        {printStatus("512") + "exit 127", false},
+        {printStatus("2", "smtp"), true},
+        {"rm $2;" + printStatus("1"), false},
+        {"exit 0", true},
+        {"exit 3", true},
+        {"echo no XML", true},
+        {"kill -KILL $$", true},
+    };
+    EXPECT_TRUE(isServiceRunning(web)) << "there is no monitor";
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.status);
-        installMonitorThatPrints(monitXml(serviceXml("web", row.status)));
+        SCOPED_TRACE(row.monitor);
+        panel.installMonitor(row.monitor);
         EXPECT_EQ(row.running, isServiceRunning(web));
     }
 }
 
-TEST_F(IsServiceRunning, IgnoresTheExitStatusOfTheMonitor) {
-    for (const int exitStatus : {0, 1, 127, 255}) {
-        SCOPED_TRACE(exitStatus);
-        installMonitorThatPrints(monitXml(serviceXml("web", "32")), exitStatus);
-        EXPECT_FALSE(isServiceRunning(web));
-        installMonitorThatPrints(monitXml(serviceXml("web", "0")), exitStatus);
-        EXPECT_TRUE(isServiceRunning(web));
-    }
-}
-
-TEST_F(IsServiceRunning, IsTrueWithoutAnAnswerFromTheMonitor) {
-    EXPECT_TRUE(isServiceRunning(web)) << "there is no monitor";
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
-    for (const char* script : {"exit 0", "exit 3", "echo no XML", "kill -KILL $$"}) {
-        SCOPED_TRACE(script);
-        panel.installMonitor(script);
-        EXPECT_TRUE(isServiceRunning(web));
-        EXPECT_THAT(panel.controlFiles(), IsEmpty());
-    }
-}
-
 TEST_F(IsServiceRunning, IsTrueIfTheMonitorCannotBeRun) {
-    installMonitorThatPrints(monitXml(serviceXml("web", "1")));
+    panel.installMonitor(printStatus("1"));
     test::forcedFailures.pipe = true;
     EXPECT_TRUE(isServiceRunning(web));
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
     test::forcedFailures.pipe = false;
     std::filesystem::permissions(monitorPath(), std::filesystem::perms::owner_read);
     EXPECT_TRUE(isServiceRunning(web));
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
 TEST_F(IsServiceRunning, IgnoresStandardErrorOfTheMonitor) {
-    panel.installMonitor("echo noise >&2; echo '" + monitXml(serviceXml("web", "1")) +
-                         "'; echo noise >&2");
+    panel.installMonitor("echo noise >&2;" + printStatus("1") + "echo noise >&2");
     testing::internal::CaptureStderr();
     const bool running = isServiceRunning(web);
     EXPECT_EQ("noise\nnoise\n", testing::internal::GetCapturedStderr());
@@ -212,24 +200,16 @@ TEST_F(IsServiceRunning, IgnoresStandardErrorOfTheMonitor) {
 }
 
 TEST_F(IsServiceRunning, FindsTheServiceByTheIdInItsDefinition) {
-    panel.installMonitor("cat <<END\n<monit><service><name>$(sed -n 's/^check process //p' $2)"
-                         "</name><status>1</status></service></monit>\nEND");
+    panel.installMonitor(printStatus("1", "apache"));
+    EXPECT_TRUE(isServiceRunning(web));
     web.id = "apache";
     EXPECT_FALSE(isServiceRunning(web));
 }
 
 TEST_F(IsServiceRunning, IsTrueForAServiceWithoutADefinition) {
-    panel.installMonitor("wc -c < $2 > $PANEL/size; echo '" + monitXml(serviceXml("web", "1")) +
-                         "'");
+    panel.installMonitor("wc -c < $2 > $PANEL/size;" + printStatus("1"));
     EXPECT_TRUE(isServiceRunning(ServiceDefinition()));
     EXPECT_EQ("0\n", panel.content("size"));
-}
-
-TEST_F(IsServiceRunning, RemovesTheControlFile) {
-    panel.installMonitor("test -f $2 && echo there > $PANEL/seen");
-    EXPECT_TRUE(isServiceRunning(web));
-    EXPECT_EQ("there\n", panel.content("seen"));
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
 TEST_F(IsServiceRunning, BlocksNoSignalWhileTheMonitorRuns) {
@@ -250,22 +230,15 @@ TEST_F(IsServiceRunning, RunsTheMonitorEvenWithoutAControlFile) {
     EXPECT_EQ("3: -c -x check-status\n", panel.content("words"));
 }
 
-TEST_F(IsServiceRunning, AcceptsThatTheMonitorRemovesTheControlFile) {
-    panel.installMonitor("rm $2; echo '" + monitXml(serviceXml("web", "1")) + "'");
-    EXPECT_FALSE(isServiceRunning(web));
-}
-
-TEST_F(IsServiceRunning, RemovesTheControlFileBeforeItThrowsForAStatusThatIsNoNumber) {
-    installMonitorThatPrints(monitXml(serviceXml("web", "ok")));
+TEST_F(IsServiceRunning, ThrowsForAStatusThatIsNoNumber) {
+    panel.installMonitor(printStatus("ok"));
     EXPECT_THROW(isServiceRunning(web), boost::bad_lexical_cast);
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
 }
 
-TEST_F(IsServiceRunning, RemovesTheControlFileIfTheCommandRunnerThrows) {
+TEST_F(IsServiceRunning, ThrowsIfTheOutputCannotBeReadAndWaitsForTheMonitor) {
     test::forcedFailures.read = true;
     EXPECT_THROW(isServiceRunning(web), std::bad_alloc);
-    EXPECT_THAT(panel.controlFiles(), IsEmpty());
-    EXPECT_EQ(wait(nullptr), -1) << "the process of the monitor was not waited for";
+    EXPECT_EQ(wait(nullptr), -1);
 }
 
 } // namespace
