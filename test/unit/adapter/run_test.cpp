@@ -5,7 +5,6 @@
 #include "fake_monit.h"
 #include "support/temporary_directory.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +17,6 @@
 namespace {
 
 using keldo::test::goodAllocations;
-bool closeRangeIsMissing = false;
 
 void* allocate(std::size_t size) {
     if (goodAllocations >= 0 && goodAllocations-- == 0) {
@@ -43,16 +41,6 @@ void operator delete(void* memory) noexcept {
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory); // NOLINT(cppcoreguidelines-no-malloc)
-}
-
-extern "C" {
-int __real_close_range(unsigned int first, unsigned int last, int flags);
-int __wrap_close_range(unsigned int first, unsigned int last, int flags);
-}
-
-int __wrap_close_range(unsigned int first, unsigned int last, int flags) {
-    errno = ENOSYS;
-    return closeRangeIsMissing ? -1 : __real_close_range(first, last, flags);
 }
 
 namespace keldo::adapter {
@@ -195,16 +183,12 @@ TEST_F(Run, LeavesNoDirectoryAndNoMonitWhicheverAllocationFails) {
     }
 }
 
-TEST_F(Run, HandsNoDescriptorToMonitEvenWithoutCloseRange) {
-    for (const bool isMissing : {false, true}) {
-        SCOPED_TRACE(isMissing);
-        closeRangeIsMissing = isMissing;
-        const int file = fcntl(STDIN_FILENO, F_DUPFD, 100);
-        const FakeMonit fake(answer);
-        EXPECT_EQ(outcome().status, 0);
-        EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
-        close(file);
-    }
+TEST_F(Run, HandsNoDescriptorToMonit) {
+    const int file = fcntl(STDIN_FILENO, F_DUPFD, 100);
+    const FakeMonit fake(answer);
+    EXPECT_EQ(outcome().status, 0);
+    EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+    close(file);
 }
 
 TEST_F(Run, OccupiesClosedStandardDescriptors) {

@@ -15,6 +15,6 @@ keldo_unit_test(adapter
         watch_test.cpp
     LIBRARIES keldo_exec
     WRAP
-        access close_range dup2 execve fork mkdtemp poll read signalfd write
+        access dup2 execve fork mkdtemp poll read signalfd write
         _ZNSt6chrono3_V212steady_clock3nowEv)
 target_include_directories(adapter_test PRIVATE unit/adapter)
