@@ -118,9 +118,7 @@ void removeIfAbandoned(const char* path) noexcept {
 
 PrivateDirectory::PrivateDirectory(std::span<const char* const> bases, std::string_view prefix) {
     if (std::ranges::none_of(bases, [&](const char* base) { return makeIn(base, prefix); })) {
-        const int reason = errno;
-        throw std::system_error(reason, std::generic_category(),
-                                std::string("cannot make a private directory -- ") + bases.back());
+        throw std::system_error(errno, std::generic_category(), "cannot make a private directory");
     }
 }
 

@@ -21,7 +21,7 @@ namespace keldo {
 class PrivateDirectory {
 public:
     /// Creates BASE/PREFIXxxxxxx (six random characters) in the first of `bases` where that
-    /// succeeds. If all fail, throws std::system_error with the name and errno of the last base.
+    /// succeeds. If all fail, throws std::system_error with the errno of the last base.
     PrivateDirectory(std::span<const char* const> bases, std::string_view prefix);
     PrivateDirectory(const PrivateDirectory&) = delete;
     PrivateDirectory& operator=(const PrivateDirectory&) = delete;

@@ -25,6 +25,15 @@ constexpr const char* directoryPrefix = "keldo-service-lint.";
 constexpr int accepted = 0; ///< monit's exit status if it can read the file
 constexpr int refused = 1;  ///< if it cannot, or fails for another reason
 
+PrivateDirectory makeDirectory() {
+    try {
+        return PrivateDirectory(baseDirectories, directoryPrefix);
+    } catch (const std::system_error& error) {
+        throw std::runtime_error("cannot make a private directory -- /tmp: " +
+                                 error.code().message());
+    }
+}
+
 /// The settings that keep monit's files in the directory. Like monit-check-status, they give the
 /// host a name that no service has. They follow the control file's text, so that its line numbers
 /// do not change, and since monit uses the last of two equal settings.
@@ -77,7 +86,7 @@ std::vector<std::string> monitComplaints(const std::string& controlFile) {
         return {};
     }
     HeldEndingSignals held; // until the remover exists
-    const PrivateDirectory directory(baseDirectories, directoryPrefix);
+    const PrivateDirectory directory = makeDirectory();
     const FileRemover remover(directory.path());
     held.release();
     const std::string path = directory.file("monitrc");
