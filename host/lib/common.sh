@@ -45,12 +45,12 @@ hold_fresh_layer() {
 
 # Runs a command that signals can end. It runs in the background, since bash handles a signal only
 # after the foreground command has ended. It gets the caller's standard input, and the default action
-# of SIGINT and SIGQUIT, which bash ignores in background commands. Sets $status to its exit status. On a signal, calls $1 with
-# the command's process id.
+# of every signal: bash ignores SIGINT and SIGQUIT in background commands, and the caller may run
+# under nohup. Sets $status to its exit status. On a signal, calls $1 with the command's process id.
 run_interruptibly() {
     local end_it=$1 child caught=
     shift
-    env --default-signal=INT,QUIT setpriv --pdeathsig KILL "$@" <&0 &
+    env --default-signal setpriv --pdeathsig KILL "$@" <&0 &
     child=$!
     trap 'on_signal 2' INT
     trap 'on_signal 15' TERM

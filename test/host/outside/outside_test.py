@@ -79,6 +79,11 @@ class Command(unittest.TestCase):
                                 capture_output=True, text=True)
         self.assertEqual((result.stdout, result.stderr), ("text", "error\n"))
 
+    def test_signals_that_the_caller_ignores_have_their_default_action(self):
+        result = subprocess.run(["env", "--ignore-signal=HUP,INT,QUIT,TERM,USR1", HOST_RUN,
+                                 "grep", "SigIgn", "/proc/self/status"], capture_output=True)
+        self.assertEqual(result.stdout, b"SigIgn:\t0000000000000000\n")
+
     def test_arguments_arrive_unchanged(self):
         words = ["a b", "", "*", "'\"$x\\", "ü\n"]
         script = "import sys; print(sys.argv[1:])"
