@@ -78,6 +78,10 @@ TEST_F(ReadDocument, WarnsOfComplaintsAboutWellFormedXml) {
     EXPECT_THAT(findingsIn("\n<x:y/>"),
                 ElementsAre(StartsWith("2: warning: keldoctl reads this, but it is not good XML -- "
                                        "Namespace prefix x")));
+    // An external subset, which is not read, could declare it.
+    EXPECT_THAT(findingsIn("<!DOCTYPE a SYSTEM 'a.dtd'>\n<a>&b;</a>"),
+                ElementsAre(StartsWith("2: warning: keldoctl reads this, but it is not good XML -- "
+                                       "Entity 'b' not defined")));
 }
 
 TEST_F(ReadDocument, AcceptsFilesUpToTheirLimits) {
