@@ -27,14 +27,6 @@ constexpr Command commands[] = {
 
 constexpr std::string_view languageOption = "--language=";
 
-/// Compares plain bytes, since isalpha() would depend on the locale.
-bool isLanguageCode(std::string_view code) {
-    const auto isLower = [](char c) { return c >= 'a' && c <= 'z'; };
-    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
-    return code.size() == 5 && isLower(code[0]) && isLower(code[1]) && code[2] == '-' &&
-           isUpper(code[3]) && isUpper(code[4]);
-}
-
 Mode modeOf(const std::string& name) {
     const auto* const command = std::ranges::find(commands, std::string_view(name), &Command::name);
     if (command == std::end(commands)) {
@@ -59,6 +51,13 @@ bool printLine(const std::string& line) {
 }
 
 } // namespace
+
+bool isLanguageCode(std::string_view code) {
+    const auto isLower = [](char c) { return c >= 'a' && c <= 'z'; };
+    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
+    return code.size() == 5 && isLower(code[0]) && isLower(code[1]) && code[2] == '-' &&
+           isUpper(code[3]) && isUpper(code[4]);
+}
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     if (arguments.empty()) {

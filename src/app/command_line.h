@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace keldo {
@@ -37,6 +38,9 @@ public:
 /// command is an id. Throws CommandLineError if the command is missing or unknown, or if the
 /// language code is not two lower-case letters, a hyphen and two upper-case letters of ASCII.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+
+/// Whether this is two lower-case letters, a hyphen and two upper-case letters of ASCII.
+bool isLanguageCode(std::string_view code);
 
 /// Returns "Try `PROGRAM --help` for more information."
 std::string tryHelpLine();

@@ -37,4 +37,10 @@ bool setLanguage(const std::string& code) {
     return true;
 }
 
+void setLanguageOrEnglish(const std::string& code) {
+    if (!setLanguage(code)) {
+        setLanguage(englishLanguage);
+    }
+}
+
 } // namespace keldo

@@ -12,4 +12,7 @@ namespace keldo {
 /// codeset. Returns false and changes nothing if the system lacks the locale.
 bool setLanguage(const std::string& code);
 
+/// Does what setLanguage() does, with English if the system lacks the locale.
+void setLanguageOrEnglish(const std::string& code);
+
 } // namespace keldo

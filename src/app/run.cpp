@@ -15,16 +15,6 @@
 
 namespace keldo {
 
-namespace {
-
-void setLanguageOrEnglish(const std::string& language) {
-    if (!setLanguage(language)) {
-        setLanguage(englishLanguage);
-    }
-}
-
-} // namespace
-
 int run(const CommandLine& commandLine) {
     abortOnXmlOutOfMemory();
     if (commandLine.mode == Mode::printUsage) {

@@ -25,6 +25,9 @@ const client_library* client_in_use = nullptr;
 /* The last character set that was chosen; see db_utf8_mode(). Never reset. */
 int db_names_utf8 = -1;
 
+/* Where an error number of the client library goes during db_probe(); null at other times. */
+unsigned int* probe_error = nullptr;
+
 /* The connection of kvrDbUtf8Mode(), kept here so that leak checkers find it. */
 MYSQL* utf8_mode_connection = nullptr;
 
@@ -95,8 +98,12 @@ void set_options(MYSQL* db) {
 
 /* Returns the connection; closes it and returns null if its last call failed. */
 MYSQL* close_if_failed(MYSQL* db) {
-    if (db_client()->error_number(db) == 0) {
+    const unsigned int number = db_client()->error_number(db);
+    if (number == 0) {
         return db;
+    }
+    if (probe_error != nullptr) {
+        *probe_error = number;
     }
     db_client()->close(db);
     return nullptr;
@@ -184,6 +191,9 @@ MYSQL* db_connect_admin(char* error, size_t size) {
     }
     set_options(db);
     if (client->real_connect(db, db_host, db_user, password, db_name, 0, nullptr, 0) == nullptr) {
+        if (probe_error != nullptr) {
+            *probe_error = db_client()->error_number(db);
+        }
         snprintf(error, size, "Unable to connect to Keldo Database: %s",
                  db_client()->error_text(db));
         db_client()->close(db);
@@ -222,6 +232,18 @@ int db_set_names(MYSQL* db, char* error, size_t size) {
     if (db_client()->query(db, db_names_utf8 == 1 ? "SET NAMES utf8" : "SET NAMES binary") != 0) {
         return step_failed(db, "set names query", error, size);
     }
+    return 0;
+}
+
+int db_probe(char* error, size_t size, unsigned int* number) {
+    *number = 0;
+    probe_error = number;
+    MYSQL* const db = db_connect(error, size);
+    probe_error = nullptr;
+    if (db == nullptr) {
+        return -1;
+    }
+    db_client()->close(db);
     return 0;
 }
 

@@ -47,6 +47,11 @@ MYSQL* db_connect(char* error, size_t size);
 /* Does what db_connect() does, but keeps the connection if choosing the character set fails. */
 MYSQL* db_connect_setup(char* error, size_t size);
 
+/* Does what db_connect() does and closes the connection. Returns 0, or -1 with a message in the
+ * buffer and the client library's error number in `number`: 0 if it failed before the library was
+ * asked, without the password or the library. */
+int db_probe(char* error, size_t size, unsigned int* number);
+
 /* Chooses the connection's character set. UTF-8 if the panel database asks for it: its misc row
  * "mysql41_compatible" is neither empty nor "false". Otherwise binary; none on a server older than
  * 4.1. Records the choice for db_utf8_mode(). Returns 0, or -1 with a message in the buffer. */

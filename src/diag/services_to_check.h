@@ -4,9 +4,14 @@
 
 #include "monitor/service_definition.h"
 
+#include <array>
 #include <vector>
 
 namespace keldo {
+
+/// The ids of the services that are always checked, in this order, unless the administrator stopped
+/// them.
+inline constexpr std::array coreServices = {"mysql", "keldo", "smtp", "web", "dns", "mail"};
 
 /// Returns the services that should be running, in the order of the checks: the six core services,
 /// then each service whose latest action by the administrator was a start through the panel. Leaves

@@ -12,17 +12,23 @@ namespace keldo {
 namespace {
 
 constexpr const char* upgradeProblem = "upgrade";
-constexpr int upgradeIsRunning = 1; // the tool's exit status
 
 } // namespace
 
+std::string upgradeTool() {
+    return configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
+}
+
 void checkUpgrade() {
-    const std::string tool = configValue("PRODUCT_ROOT_D") + "/admin/sbin/noupgradecheck";
-    if (runCommand(tool, true).status == upgradeIsRunning) {
-        // Translators: the only problem reported while the panel itself is being upgraded.
-        const Message message = translate("Upgrade is in progress. Please wait.");
-        problemModel.addProblem({upgradeProblem, message, Severity::minor});
+    if (runCommand(upgradeTool(), true).status == upgradeIsRunning) {
+        reportUpgrade();
     }
+}
+
+void reportUpgrade() {
+    // Translators: the only problem reported while the panel itself is being upgraded.
+    const Message message = translate("Upgrade is in progress. Please wait.");
+    problemModel.addProblem({upgradeProblem, message, Severity::minor});
 }
 
 bool noUpgradeInProgress() {

@@ -39,8 +39,15 @@ ServiceDefinition readServiceDefinition(const std::string& path) {
     return document ? readServiceDefinition(document.get()) : ServiceDefinition();
 }
 
+std::string definitionDirectory() {
+    return configValue("PRODUCT_ETC_D") + "/service";
+}
+
+std::string definitionPath(const std::string& requestedId) {
+    return definitionDirectory() + "/" + requestedId + ".xml";
+}
+
 ServiceDefinition::ServiceDefinition(const std::string& requestedId)
-    : ServiceDefinition(readServiceDefinition(configValue("PRODUCT_ETC_D") + "/service/" +
-                                              requestedId + ".xml")) {}
+    : ServiceDefinition(readServiceDefinition(definitionPath(requestedId))) {}
 
 } // namespace keldo

@@ -44,6 +44,13 @@ inline constexpr const char* databaseService = "mysql";
 /// KELDO_SCHEMA_HOST of the build).
 extern const char* const definitionNamespace;
 
+/// The directory of all definitions: PRODUCT_ETC_D + "/service". PRODUCT_ETC_D is not a known
+/// variable, so it is empty whatever the configuration file says.
+std::string definitionDirectory();
+
+/// The path of the definition of the service `requestedId`, which is not checked or escaped.
+std::string definitionPath(const std::string& requestedId);
+
 /// What the panel knows of one service. Its file is XML, every element in definitionNamespace:
 ///
 ///     <service id="web">
@@ -62,10 +69,8 @@ extern const char* const definitionNamespace;
 struct ServiceDefinition {
     ServiceDefinition() = default;
 
-    /// Reads the file of the service `requestedId`: PRODUCT_ETC_D + "/service/ID.xml".
-    /// PRODUCT_ETC_D is not a known variable, so it is empty whatever the configuration file says.
-    /// `requestedId` is not checked or escaped; the definition has the id that is in the file. It
-    /// is empty if the file is missing or not well-formed. Throws boost::bad_lexical_cast if the
+    /// Reads the file of the service `requestedId`. The definition has the id that is in the file.
+    /// It is empty if the file is missing or not well-formed. Throws boost::bad_lexical_cast if the
     /// checks cannot be counted.
     explicit ServiceDefinition(const std::string& requestedId);
 

@@ -127,17 +127,6 @@ bool mayWriteAgain() {
     return errno == EINTR;
 }
 
-void writeToStdout(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = write(STDOUT_FILENO, text.data(), text.size());
-        if (count > 0) {
-            text.remove_prefix(static_cast<std::size_t>(count));
-        } else if (count == 0 || !mayWriteAgain()) {
-            return;
-        }
-    }
-}
-
 /// Returns the report's text. Frees the document, so that it takes no memory while a slow reader
 /// blocks the output.
 XmlText serialise(const ProblemModel& model) {
@@ -153,6 +142,18 @@ XmlText serialise(const ProblemModel& model) {
 }
 
 } // namespace
+
+bool writeToStdout(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = write(STDOUT_FILENO, text.data(), text.size());
+        if (count > 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (count == 0 || !mayWriteAgain()) {
+            return false;
+        }
+    }
+    return true;
+}
 
 std::string reportDocument(const ProblemModel& model) {
     return fromXml(serialise(model).get());

@@ -5,6 +5,7 @@
 #include "report/problem_model.h"
 
 #include <string>
+#include <string_view>
 
 namespace keldo {
 
@@ -24,9 +25,12 @@ namespace keldo {
 /// allocations succeed (xml/memory.h).
 std::string reportDocument(const ProblemModel& model);
 
-/// Writes the report on `problemModel` to standard output. Continues after interrupted and short
-/// writes, and waits for room in a full non-blocking pipe. Gives up without an error if writing
-/// fails; what was written stays. Throws as reportDocument() does, before anything is written.
+/// Writes the report on `problemModel` to standard output, by writeToStdout(). Reports no error if
+/// that fails. Throws as reportDocument() does, before anything is written.
 void printReport();
+
+/// Writes all of `text` to standard output. Continues after interrupted and short writes, and waits
+/// for room in a full non-blocking pipe. Returns false if writing fails; what was written stays.
+bool writeToStdout(std::string_view text);
 
 } // namespace keldo

@@ -71,14 +71,26 @@ private:
     size_t position_;
 };
 
+/// A translation is tagged with the report's language; so is an English text if that is English of
+/// any country.
+Message taggedMessage(std::string translation, const std::string& english) {
+    if (translation != english) {
+        return {std::move(translation), currentLanguage};
+    }
+    return {english, currentLanguage.starts_with("en") ? currentLanguage : englishLanguage};
+}
+
 } // namespace
 
 Message translate(const std::string& text) {
-    std::string translation = lookUp(text);
-    if (translation != text) {
-        return {std::move(translation), currentLanguage};
-    }
-    return {text, currentLanguage.starts_with("en") ? currentLanguage : englishLanguage};
+    return taggedMessage(lookUp(text), text);
+}
+
+Message translateCounted(const std::string& singular, const std::string& plural,
+                         unsigned long count) {
+    const BlankedVariable language("LANGUAGE=");
+    const std::string& english = count == 1 ? singular : plural;
+    return taggedMessage(ngettext(singular.c_str(), plural.c_str(), count), english);
 }
 
 Message substitute(const Message& message, const std::optional<Substitution>& first,

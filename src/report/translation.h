@@ -20,6 +20,11 @@ struct Substitution {
 /// any country; otherwise it has "en-US". Ignores LANGUAGE in the environment.
 Message translate(const std::string& text);
 
+/// Translates a text that depends on the number `count`, by ngettext(3): `singular` and `plural` are
+/// the English texts, of which a language may have more forms.
+Message translateCounted(const std::string& singular, const std::string& plural,
+                         unsigned long count);
+
 /// Fills placeholders from left to right in one pass; values are not searched again. If both
 /// placeholders occur at the same place (they are equal, or one is a prefix of the other), the rest
 /// of the text stays as it is. Keeps the message's language.

@@ -257,6 +257,23 @@ TEST_F(DbConnect, ClosesAConnectionWhoseHandleReportsAnErrorAfterConnecting) {
     }
 }
 
+TEST_F(DbConnect, IsTriedByAProbeThatTellsTheNumberOfAnError) {
+    unsigned int number = 7;
+    EXPECT_EQ(db_probe(error.data(), error.size(), &number), 0);
+    EXPECT_EQ(number, 0U);
+    EXPECT_EQ(server.openHandles, 0);
+    server.connectError = lostConnection;
+    EXPECT_EQ(db_probe(error.data(), error.size(), &number), -1);
+    EXPECT_EQ(number, lostConnection.number);
+    failToConnect("no server");
+    EXPECT_EQ(db_probe(error.data(), error.size(), &number), -1);
+    EXPECT_EQ(number, 2002U);
+    EXPECT_STREQ(error.data(), "Unable to connect to Keldo Database: no server");
+    removePasswordFile();
+    EXPECT_EQ(db_probe(error.data(), error.size(), &number), -1);
+    EXPECT_EQ(number, 0U);
+}
+
 TEST_F(DbConnect, PassesOnAFailureToConnectAndPrintsNothing) {
     removePasswordFile();
     for (const Connector connector :

@@ -35,7 +35,7 @@ std::string& failingPath() {
     return path;
 }
 
-std::string definitionPath(const std::string& id) {
+std::string pathOf(const std::string& id) {
     return "/service/" + id + ".xml";
 }
 
@@ -84,15 +84,15 @@ const std::filesystem::path& FakePanel::root() const {
 }
 
 void FakePanel::define(const std::string& id, const std::string& content) const {
-    directory().write("kvr" + definitionPath(id), content);
+    directory().write("kvr" + pathOf(id), content);
 }
 
 int FakePanel::readsOf(const std::string& id) const {
-    return reads()[definitionPath(id)];
+    return reads()[pathOf(id)];
 }
 
 void FakePanel::failOn(const std::string& id) const {
-    failingPath() = definitionPath(id);
+    failingPath() = pathOf(id);
 }
 
 void FakePanel::installMonitor(const std::string& script) const {
