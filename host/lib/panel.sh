@@ -9,7 +9,7 @@ lay_out_panel() {
     cp -r --preserve=timestamps "$host"/root/. "$target/"
     chmod 0600 "$target/etc/kvr/.kvr.shadow"
     mkdir -p "$kvr/tmp" "$kvr/var" "$kvr/share"
-    cp "$built/keldoctl" "$kvr/admin/sbin/keldoctl"
+    cp "$built/keldoctl" "$built/keldoctl-inspect" "$kvr/admin/sbin/"
     cp "$built/libexec/monit-check-status" "$kvr/admin/sbin/monit"
     cp -r "$built/share/locale" "$kvr/share/"
 }

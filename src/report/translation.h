@@ -20,8 +20,8 @@ struct Substitution {
 /// any country; otherwise it has "en-US". Ignores LANGUAGE in the environment.
 Message translate(const std::string& text);
 
-/// Translates a text that depends on the number `count`, by ngettext(3): `singular` and `plural` are
-/// the English texts, of which a language may have more forms.
+/// Translates a text that depends on the number `count`, by ngettext(3): `singular` and `plural`
+/// are the English texts, of which a language may have more forms.
 Message translateCounted(const std::string& singular, const std::string& plural,
                          unsigned long count);
 

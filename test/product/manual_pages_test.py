@@ -259,6 +259,15 @@ class ContentTest(unittest.TestCase):
         self.assertIn(f"in this order: {services}.",
                       re.sub(r"\s+", " ", formatted(page("keldoctl.8"))))
 
+    def test_the_codes_of_inspections(self):
+        code = (PROJECT / "src/inspect/reasons.cpp").read_text(encoding="utf-8")
+        codes = set(re.findall(r'{"([a-z_]+)", Subject::', code))
+        text = page("keldoctl-inspect.8").read_text(encoding="utf-8")
+        listed = text.partition(".Ss Codes of reasons")[2].partition(".Sh ")[0]
+        explained = {word for line in re.findall(r"^\.It Li (.*)$", listed, re.M)
+                     for word in line.split(" , ")}
+        self.assertEqual(explained, codes)
+
     def test_the_ending_signals(self):
         code = (PROJECT / "src/exec/ending_signals.cpp").read_text(encoding="utf-8")
         table = re.search(r"namedEndingSignals\[\] = {(.*?)};", code, re.S)[1]

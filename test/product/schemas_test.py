@@ -222,6 +222,10 @@ class GeneratedFormTest(unittest.TestCase):
     def test_the_reports_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldoctl-report.rng"), self.made("keldoctl-report.rnc"))
 
+    def test_the_inspections_xml_form_matches_its_compact_form(self):
+        self.assertEqual(self.kept("keldoctl-inspection.rng"),
+                         self.made("keldoctl-inspection.rnc"))
+
     def test_the_definitions_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldo-service.rng.in"), self.made("keldo-service.rnc.in"))
 

@@ -2,6 +2,7 @@
 """Validates reports and service definitions with xmllint and our schemas."""
 
 import functools
+import json
 import os
 import pathlib
 import subprocess
@@ -9,6 +10,7 @@ import subprocess
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 SCHEMAS = pathlib.Path(os.environ.get("SCHEMAS", PROJECT / "build/release/schemas"))
 REPORT = "keldoctl-report"
+INSPECTION = "keldoctl-inspection"
 DEFINITION = "keldo-service"
 FORMS = {"rng": "--relaxng", "xsd": "--schema"}
 
@@ -34,3 +36,22 @@ def require_report(document):
     if wrong:
         raise AssertionError(f"not a report by the schema:\n{wrong}\n"
                              + document.decode(errors="replace"))
+
+
+def require_inspection(document):
+    """Fails the test unless the document, bytes, is an inspection by both forms of the schema."""
+    for form in FORMS:
+        wrong = errors(document, INSPECTION, form)
+        if wrong:
+            raise AssertionError(f"not an inspection by the {form} schema:\n{wrong}\n"
+                                 + document.decode(errors="replace"))
+
+
+def require_json_inspection(text):
+    """Fails the test unless the text is an inspection by the JSON Schema. Returns its data."""
+    import jsonschema  # takes long to load, and few tests need it
+
+    data = json.loads(text)
+    schema = json.loads((SCHEMAS / f"{INSPECTION}.schema.json").read_text(encoding="utf-8"))
+    jsonschema.Draft202012Validator(schema).validate(data)
+    return data

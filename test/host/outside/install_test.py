@@ -12,24 +12,27 @@ PROJECT = pathlib.Path(__file__).resolve().parents[3]
 BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
 # Files of the configuration and of the tests. All others in the build are installed.
 NOT_COPIED = shutil.ignore_patterns("CMakeCache.txt", "CMakeFiles", "*.cmake", "*.a", "test")
-LINK = "/admin/sbin/keldoctl"  # below the panel's root
+PROGRAMS = ("keldoctl", "keldoctl-inspect")  # with links in admin/sbin, below the panel's root
+LINK = "/admin/sbin/keldoctl"
 
 # All files but the panel's, by GNUInstallDirs' folders. "lib" is fixed on every architecture.
 FILES = {
     "BINDIR": ("keldo-service-lint",),
-    "SBINDIR": ("keldoctl", "keldoctl-report"),
+    "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-report"),
     "LIBEXECDIR": (
         "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
         "keldoctl/panel-links", "keldoctl/panel-root"),
     "MANDIR": (
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
-        "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
+        "man8/keldoctl-inspect.8", "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
     "DATADIR": (
         "bash-completion/completions/keldo-service-lint", "bash-completion/completions/keldoctl",
         "keldoctl/examples/cache.xml", "keldoctl/examples/minimal.xml",
         "keldoctl/examples/web.xml", "keldoctl/schemas/keldo-service.rnc",
         "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
-        "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
+        "keldoctl/schemas/keldoctl-inspection.rnc", "keldoctl/schemas/keldoctl-inspection.rng",
+        "keldoctl/schemas/keldoctl-inspection.schema.json",
+        "keldoctl/schemas/keldoctl-inspection.xsd", "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
         "keldoctl/schemas/keldoctl-report.xsd", "keldoctl/schemas/xml.xsd",
         "keldoctl/views/parts/page.xsl", "keldoctl/views/parts/report.xsl",
         "keldoctl/views/parts/strings.xsl", "keldoctl/views/parts/text.xsl",
@@ -75,7 +78,8 @@ def expected(prefix, panel, folders=None):
     return ({os.path.join(prefix, folders[folder], name)
              for folder, names in FILES.items() for name in names} |
             {os.path.join(prefix, "lib", name) for name in LOCALES} |
-            {os.path.join(panel, name) for name in CATALOGUES} | {panel + LINK})
+            {os.path.join(panel, name) for name in CATALOGUES} |
+            {f"{panel}/admin/sbin/{name}" for name in PROGRAMS})
 
 
 class InstallTest(unittest.TestCase):
@@ -94,9 +98,10 @@ class InstallTest(unittest.TestCase):
     def check(self, prefix, panel, folders=None):
         self.assertEqual(without_details(files_below(self.root)),
                          expected(prefix, panel, folders))
-        link = pathlib.Path(f"{self.root}{panel}{LINK}")
-        program = os.path.join(prefix, (folders or {}).get("SBINDIR", "sbin"), "keldoctl")
-        self.assertEqual(os.readlink(link), program)
+        folder = os.path.join(prefix, (folders or {}).get("SBINDIR", "sbin"))
+        for name in PROGRAMS:
+            self.assertEqual(os.readlink(f"{self.root}{panel}/admin/sbin/{name}"),
+                             os.path.join(folder, name))
 
     def test_by_default_files_go_to_the_panel_and_to_usr_local(self):
         install(BUILD, root=self.root)

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/answer.h"
+
+#include "xml/handles.h"
+
+#include <charconv>
+#include <libxml/parser.h>
+#include <string_view>
+
+namespace keldo::inspect {
+
+namespace {
+
+bool isElement(const xmlNode* node, const char* name) {
+    return node->type == XML_ELEMENT_NODE && node->ns == nullptr &&
+           xmlStrEqual(node->name, toXml(name)) != 0;
+}
+
+std::string contentOf(const xmlNode* node) {
+    return fromXml(XmlText(xmlNodeGetContent(node)).get());
+}
+
+/// The content of the first child element of that name, or an empty text.
+std::string childContent(const xmlNode* parent, const char* name) {
+    for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
+        if (isElement(node, name)) {
+            return contentOf(node);
+        }
+    }
+    return "";
+}
+
+bool hasFlag(const xmlNode* element, const char* name) {
+    return fromXml(XmlText(xmlGetNoNsProp(const_cast<xmlNode*>(element), toXml(name))).get()) ==
+           "1";
+}
+
+/// The number that the whole text is, in any locale.
+template <typename Number> std::optional<Number> numberIn(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number)
+                                                                    : std::nullopt;
+}
+
+ToldTest readTest(const xmlNode* element, bool isPort) {
+    ToldTest test;
+    test.isPort = isPort;
+    test.number = numberIn<std::uint32_t>(childContent(element, "number")).value_or(0);
+    test.path = childContent(element, "path");
+    test.seconds = numberIn<double>(childContent(element, "responsetime")).value_or(-1);
+    test.hasFailed = test.seconds < 0; // monit's own sign
+    return test;
+}
+
+ToldService readService(const xmlNode* element) {
+    ToldService service;
+    service.name = childContent(element, "name");
+    service.status = childContent(element, "status");
+    service.monitor = childContent(element, "monitor");
+    service.isChecked = childContent(element, "checked") != "0";
+    service.seconds = numberIn<double>(childContent(element, "seconds"));
+    service.words = childContent(element, "words");
+    for (const xmlNode* node = element->children; node != nullptr; node = node->next) {
+        if (isElement(node, "port") || isElement(node, "unix")) {
+            service.tests.push_back(readTest(node, isElement(node, "port")));
+        }
+    }
+    return service;
+}
+
+} // namespace
+
+std::optional<Answer> readAnswer(const std::string& output) {
+    constexpr int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    const XmlDocument document(
+        xmlReadMemory(output.data(), static_cast<int>(output.size()), nullptr, nullptr, options));
+    const xmlNode* const root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    if (root == nullptr || !isElement(root, "monit") || document->intSubset != nullptr) {
+        return std::nullopt;
+    }
+    Answer answer;
+    answer.isBatch = hasFlag(root, "batch");
+    answer.isRefused = hasFlag(root, "refused");
+    answer.words = childContent(root, "words");
+    for (const xmlNode* node = root->children; node != nullptr; node = node->next) {
+        if (isElement(node, "service")) {
+            answer.services.push_back(readService(node));
+        }
+    }
+    return answer;
+}
+
+} // namespace keldo::inspect

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/child.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace keldo::inspect {
+
+namespace {
+
+constexpr int notExecuted = 127;
+
+struct Pipe {
+    UniqueFd readEnd;
+    UniqueFd writeEnd;
+};
+
+[[noreturn]] void throwFromErrno(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+Pipe makePipe() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) == -1) {
+        throwFromErrno("cannot make a pipe");
+    }
+    Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
+    fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    return made;
+}
+
+/// In the child: takes SIGTERM when `parent` ends, and becomes the leader of a group.
+void followParent(pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) { // it has ended before, and no signal comes any more
+        _exit(notExecuted);
+    }
+    setpgid(0, 0);
+}
+
+/// In the child: lets every signal through, with its default action.
+void resetSignals() {
+    for (const int number : {SIGPIPE, SIGXFSZ}) { // ignored in this program
+        std::signal(number, SIG_DFL);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void connectStreams(int input, int output, int errors) {
+    if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
+        !duplicate(errors, STDERR_FILENO)) {
+        _exit(notExecuted); // its output would go where the document belongs
+    }
+}
+
+/// Reads what there is into `text`, up to `limit` bytes. Returns false at the end of the pipe, and
+/// sets `isCut` if there is more than the limit.
+bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut) {
+    std::array<char, 16384> buffer{};
+    for (;;) {
+        const ssize_t count = read(descriptor, buffer.data(), buffer.size());
+        if (count == -1 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return count == -1 && errno == EAGAIN;
+        }
+        const auto length = static_cast<std::size_t>(count);
+        const std::size_t room = limit - text.size();
+        text.append(buffer.data(), std::min(length, room));
+        isCut = isCut || length > room;
+    }
+}
+
+} // namespace
+
+Child Child::execute(const std::vector<std::string>& words, std::size_t outputLimit) {
+    Pipe output = makePipe();
+    Pipe errors = makePipe();
+    const UniqueFd null(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (!null) {
+        throwFromErrno("cannot open /dev/null");
+    }
+    std::vector<char*> arguments;
+    for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str())); // execvp(3) does not write to it
+    }
+    arguments.push_back(nullptr);
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid == -1) {
+        throwFromErrno("cannot make a process");
+    }
+    if (pid == 0) {
+        followParent(parent);
+        resetSignals();
+        connectStreams(null.get(), output.writeEnd.get(), errors.writeEnd.get());
+        execvp(arguments[0], arguments.data());
+        _exit(notExecuted);
+    }
+    return {pid, std::move(output.readEnd), std::move(errors.readEnd), outputLimit};
+}
+
+Child Child::call(const std::function<void(int)>& work, std::size_t outputLimit) {
+    Pipe output = makePipe();
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid == -1) {
+        throwFromErrno("cannot make a process");
+    }
+    if (pid == 0) {
+        followParent(parent);
+        resetSignals();
+        int status = EXIT_SUCCESS;
+        try {
+            work(output.writeEnd.get());
+        } catch (...) { // the parent sees the exit status; no frame above may run in the child
+            status = EXIT_FAILURE;
+        }
+        _exit(status);
+    }
+    return {pid, std::move(output.readEnd), UniqueFd(), outputLimit};
+}
+
+Child::Child(pid_t pid, UniqueFd output, UniqueFd errors, std::size_t outputLimit)
+    : pid_(pid), output_(std::move(output)), errors_(std::move(errors)), outputLimit_(outputLimit) {
+    setpgid(pid, pid); // here as well, so that end() finds the group however early it comes
+}
+
+Child::Child(Child&& other) noexcept
+    : pid_(std::exchange(other.pid_, -1)), output_(std::move(other.output_)),
+      errors_(std::move(other.errors_)), outputLimit_(other.outputLimit_), start_(other.start_),
+      endingSince_(other.endingSince_), isEnding_(other.isEnding_),
+      result_(std::move(other.result_)) {}
+
+Child::~Child() {
+    if (!hasEnded()) {
+        end();
+        waitUntilReaped();
+    }
+}
+
+/// SIGCHLD is blocked, so it can be waited for here.
+void Child::waitUntilReaped() {
+    sigset_t childEnded;
+    sigemptyset(&childEnded);
+    sigaddset(&childEnded, SIGCHLD);
+    const auto killTime = endingSince_ + grace;
+    while (!update()) {
+        const auto left = killTime - Clock::now();
+        if (left <= Clock::duration::zero()) {
+            end();
+            waitid(P_PID, static_cast<id_t>(pid_), nullptr, WEXITED | WNOWAIT);
+            continue;
+        }
+        const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
+        const timespec timeout{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+        sigtimedwait(&childEnded, nullptr, &timeout);
+    }
+}
+
+void Child::read() {
+    bool ignored = false;
+    if (output_ && !readInto(result_.output, output_.get(), outputLimit_, result_.isCut)) {
+        output_.reset();
+    }
+    if (errors_ && !readInto(result_.errors, errors_.get(), errorsLimit, ignored)) {
+        errors_.reset();
+    }
+    if (result_.isCut && !isEnding_) {
+        end();
+    }
+}
+
+bool Child::update() {
+    if (pid_ == -1) {
+        return true;
+    }
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == -1 ||
+        info.si_pid == 0) {
+        return false;
+    }
+    kill(-pid_, SIGKILL); // the rest of its group, which still has its number
+    waitpid(pid_, &result_.waitStatus, 0);
+    pid_ = -1;
+    result_.duration = Clock::now() - start_;
+    read();
+    output_.reset();
+    errors_.reset();
+    return true;
+}
+
+void Child::end() noexcept {
+    if (pid_ != -1) {
+        kill(-pid_, isEnding_ ? SIGKILL : SIGTERM);
+        if (!isEnding_) {
+            isEnding_ = true;
+            endingSince_ = Clock::now();
+        }
+    }
+}
+
+void Child::endAtLimit() noexcept {
+    result_.hasTimedOut = true;
+    end();
+}
+
+} // namespace keldo::inspect

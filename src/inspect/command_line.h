@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "report/problem_model.h"
+
+#include <chrono>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace keldo::inspect {
+
+/// A command line that was understood.
+struct CommandLine {
+    enum class Mode { inspect, printUsage, printVersion };
+
+    Mode mode = Mode::inspect;
+    std::string language = englishLanguage;
+    std::chrono::seconds timeout{60};
+    std::size_t jobs = 0; ///< 0: as many as there are processors
+    bool isJson = false;
+    std::vector<std::string> repairIds; ///< in their order, duplicates kept
+};
+
+/// A command line that was not understood. what() holds the whole message, its last newline
+/// included.
+class CommandLineError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads the arguments, without the program's own name:
+///
+///     [--language=LANG_CODE] [--timeout=SECONDS] [--jobs=N] [--json] [--repair ID...]
+///     --version | --help | -h
+///
+/// The options stand in any order; the last of several equal ones counts. Every word after --repair
+/// is an id. SECONDS is a whole number from 1 to 86400, N from 1 to 256. Throws CommandLineError.
+CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+
+/// The usage, its last newline included.
+std::string usage();
+
+} // namespace keldo::inspect

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/database_inquiry.h"
+
+#include "diag/action_log.h"
+#include "diag/database_probe.h"
+
+#include <algorithm>
+#include <exception>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace keldo::inspect {
+
+namespace {
+
+constexpr std::chrono::seconds limit{5};
+constexpr std::size_t outputLimit = 16 * 1024 * 1024;
+
+// The child writes messages: a letter, the text, and a NUL, which no text from it contains.
+constexpr char connected = 'c';
+constexpr char notConnected = 'e';
+constexpr char errorText = 't';
+constexpr char startedService = 's';
+constexpr char stoppedService = 'p';
+constexpr char logFailed = 'f';
+constexpr char logRead = 'l';
+
+void tell(int output, char kind, std::string_view text = "") {
+    std::string message(1, kind);
+    message += text.substr(0, text.find('\0'));
+    message += '\0';
+    for (std::string_view rest = message; !rest.empty();) {
+        const ssize_t count = write(output, rest.data(), rest.size());
+        if (count <= 0) {
+            _exit(1); // the parent sees an answer without its end
+        }
+        rest.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void askInChild(int output) {
+    const DatabaseProbe probe = probeDatabase();
+    if (!probe.isConnected) {
+        tell(output, notConnected, std::to_string(probe.errorNumber));
+        tell(output, errorText, probe.error);
+        return;
+    }
+    tell(output, connected);
+    try {
+        ActionLog log;
+        for (const std::string& id : log.lastStarted()) { // these count even if the rest fails
+            tell(output, startedService, id);
+        }
+        for (const std::string& id : log.lastStopped()) {
+            tell(output, stoppedService, id);
+        }
+        tell(output, logRead);
+    } catch (const std::exception& error) {
+        tell(output, logFailed, error.what());
+    }
+}
+
+/// The client library's numbers of errors that have a reason of their own.
+std::string codeOfError(const std::string& number) {
+    for (const char* const noServer : {"2002", "2003"}) {
+        if (number == noServer) {
+            return "database_refused";
+        }
+    }
+    for (const char* const denied : {"1044", "1045", "1698"}) {
+        if (number == denied) {
+            return "database_denied";
+        }
+    }
+    return "database_failed";
+}
+
+void readMessage(std::string_view message, DatabaseAnswer& answer) {
+    const std::string text(message.substr(1));
+    switch (message.front()) {
+    case connected:
+        answer.isConnected = true;
+        break;
+    case notConnected:
+        answer.code = codeOfError(text);
+        break;
+    case errorText:
+        answer.detail = text;
+        break;
+    case startedService:
+        answer.started.push_back(text);
+        break;
+    case stoppedService:
+        answer.stopped.push_back(text);
+        break;
+    case logFailed:
+        answer.logDetail = text;
+        break;
+    case logRead:
+        answer.isLogRead = true;
+        break;
+    default:
+        break;
+    }
+}
+
+void readAnswerOfChild(const ChildResult& result, DatabaseAnswer& answer) {
+    std::string_view rest = result.output;
+    for (std::size_t end = 0; (end = rest.find('\0')) != std::string_view::npos;) {
+        if (end > 0) {
+            readMessage(rest.substr(0, end), answer);
+        }
+        rest.remove_prefix(end + 1);
+    }
+    if (!answer.isConnected && answer.code.empty()) {
+        answer.code = result.hasTimedOut ? "database_silent" : "database_failed";
+    }
+    answer.duration = result.duration;
+}
+
+} // namespace
+
+void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer) {
+    const auto end = std::min(deadline, Clock::now() + limit);
+    loop.add(Child::call(askInChild, outputLimit), end,
+             [&answer](const ChildResult& result) { readAnswerOfChild(result, answer); });
+}
+
+} // namespace keldo::inspect

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "inspect/inspection.h"
+#include "monitor/service_definition.h"
+
+#include <string>
+
+namespace keldo::inspect {
+
+/// The definition of a service, or why there is none to work with.
+struct FoundDefinition {
+    std::string path;             ///< of its file
+    ServiceDefinition definition; ///< its id is empty if it cannot be used at all
+    Reason fault;                 ///< its code is empty if there is none
+    std::string detail;           ///< the XML parser's words
+};
+
+/// Looks up the definition of the service `id` in the run's catalogue. Does not open what is no
+/// regular file, since that might block.
+FoundDefinition findDefinition(const std::string& id);
+
+} // namespace keldo::inspect

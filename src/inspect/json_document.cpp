@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/document.h"
+#include "inspect/names.h"
+#include "inspect/program_version.h"
+#include "inspect/report_tree.h"
+#include "inspect/summary.h"
+#include "report/problem_model.h"
+#include "xml/characters.h"
+
+#include <nlohmann/json.hpp>
+
+namespace keldo::inspect {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// Without what XML cannot carry, so that both documents hold the same, and in valid UTF-8.
+std::string valid(const std::string& text) {
+    return replaceInvalidXml(text).value_or(text);
+}
+
+double secondsNumber(Clock::duration duration) {
+    return static_cast<double>(inMilliseconds(duration).count()) / 1000;
+}
+
+Json jsonOf(const Message& message) {
+    return {{"text", valid(message.text)}, {"lang", valid(message.lang)}};
+}
+
+void addReason(Json& object, const Reason& reason) {
+    if (!reason.code.empty()) {
+        object["reason"] = {
+            {"code", reason.code}, {"text", valid(reason.text.text)}, {"lang", reason.text.lang}};
+    }
+}
+
+void addDetail(Json& object, const std::string& words) {
+    if (!words.empty()) {
+        object["detail"] = detailText(words);
+    }
+}
+
+Json jsonOf(const Dependency& dependency) {
+    Json object = {{"id", dependency.id}, {"state", nameOf(dependency.state)}};
+    if (!dependency.path.empty()) {
+        object["path"] = valid(dependency.path);
+    }
+    addReason(object, dependency.reason);
+    addDetail(object, dependency.detail);
+    return object;
+}
+
+Json jsonOf(const Test& test) {
+    Json object = {{"kind", nameOf(test.kind)}};
+    if (!test.path.empty()) {
+        object["path"] = valid(test.path);
+    }
+    if (test.kind == TestKind::port) {
+        object["number"] = test.number;
+        object["type"] = test.type;
+        if (!test.protocol.empty()) {
+            object["protocol"] = valid(test.protocol);
+        }
+    }
+    object["state"] = nameOf(test.state);
+    return object;
+}
+
+Json jsonOf(const InspectedService& service) {
+    const Judgement& judgement = service.judgement;
+    Json object = {{"id", valid(service.id)},
+                   {"origin", nameOf(service.origin)},
+                   {"state", nameOf(judgement.state)},
+                   {"seconds", secondsNumber(judgement.duration)},
+                   {"title", jsonOf(service.title)}};
+    addReason(object, judgement.reason);
+    addDetail(object, judgement.detail);
+    object["tests"] = Json::array();
+    for (const Test& test : judgement.tests) {
+        object["tests"].push_back(jsonOf(test));
+    }
+    return object;
+}
+
+std::string textOf(const xmlNode* node) {
+    return fromXml(XmlText(xmlNodeGetContent(node)).get());
+}
+
+/// An element of the report. Attributes come first. A child with text alone is a text; message is
+/// an object, and solutions a list.
+Json jsonOf(const xmlNode* element) {
+    Json object = Json::object();
+    for (const xmlAttr* attribute = element->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        const std::string name = fromXml(attribute->name);
+        const std::string value = textOf(reinterpret_cast<const xmlNode*>(attribute));
+        if (name == "default") {
+            object[name] = true;
+        } else {
+            object[name] = value;
+        }
+    }
+    for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE) {
+            continue;
+        }
+        const std::string name = fromXml(child->name);
+        if (name == "message") {
+            object[name] = {{"text", textOf(child)}};
+            object[name].update(jsonOf(child));
+        } else if (name == "solutions") {
+            object[name] = Json::array();
+            for (const xmlNode* one = child->children; one != nullptr; one = one->next) {
+                object[name].push_back(jsonOf(one));
+            }
+        } else {
+            object[name] = textOf(child);
+        }
+    }
+    return object;
+}
+
+/// The elements of that name in the report.
+Json elementsOf(const ReportTree& report, const char* name) {
+    Json list = Json::array();
+    for (const xmlNode* node = report.root()->children; node != nullptr; node = node->next) {
+        if (node->type == XML_ELEMENT_NODE && fromXml(node->name) == name) {
+            list.push_back(jsonOf(node));
+        }
+    }
+    return list;
+}
+
+template <typename Element> Json listOf(const std::vector<Element>& elements) {
+    Json list = Json::array();
+    for (const Element& element : elements) {
+        list.push_back(jsonOf(element));
+    }
+    return list;
+}
+
+Json summaryJson(const Inspection& inspection) {
+    const Counts counts = countsOf(inspection.services);
+    Json object = {{"services", counts.services}, {"up", counts.up},
+                   {"down", counts.down},         {"unknown", counts.unknown},
+                   {"stopped", counts.stopped},   {"unchecked", counts.unchecked},
+                   {"sentences", Json::array()}};
+    for (const Reason& sentence : summaryOf(inspection)) {
+        object["sentences"].push_back({{"code", sentence.code},
+                                       {"text", valid(sentence.text.text)},
+                                       {"lang", sentence.text.lang}});
+    }
+    return object;
+}
+
+} // namespace
+
+std::string jsonDocument(const Inspection& inspection) {
+    const ReportTree report = reportTree();
+    Json object = {{"version", formatVersion},
+                   {"program", programVersion},
+                   {"host", valid(inspection.host)},
+                   {"started", timeText(inspection.started)},
+                   {"seconds", secondsNumber(inspection.duration)},
+                   {"lang", currentLanguage},
+                   {"verdict", nameOf(inspection.verdict)},
+                   {"summary", summaryJson(inspection)},
+                   {"dependencies", listOf(inspection.dependencies)},
+                   {"services", listOf(inspection.services)},
+                   {"problems", elementsOf(report, "problem")},
+                   {"actions", elementsOf(report, "action")}};
+    constexpr int indentation = 2;
+    return object.dump(indentation) + "\n";
+}
+
+} // namespace keldo::inspect

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/judgement.h"
+
+#include "inspect/look.h"
+#include "inspect/reasons.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <ranges>
+#include <utility>
+
+namespace keldo::inspect {
+
+namespace {
+
+/// Monit's status bits: the errors that it has found.
+constexpr long connectionFailed = 0x20;
+constexpr long noProcess = 0x200;
+constexpr long zombie = 0x800;
+
+/// Monit waits so long for an answer.
+constexpr double secondsForAnswer = 5;
+
+const char* typeName(PortType type) {
+    switch (type) {
+    case PortType::UDP:
+        return "UDP";
+    case PortType::TCPSSL:
+        return "TCPSSL";
+    case PortType::TCP:
+        break;
+    }
+    return "TCP";
+}
+
+/// The whole text as a decimal number, with an optional sign.
+std::optional<long> statusIn(const std::string& text) {
+    const char* const begin = text.data() + (text.starts_with('+') ? 1 : 0);
+    const char* const end = text.data() + text.size();
+    long number = 0;
+    const auto [rest, error] = std::from_chars(begin, end, number);
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+/// An open port without a protocol proves nothing if its clients do not hear of a refusal, or if
+/// the TLS handshake stays silent, which monit takes for well.
+bool provesNothing(const Test& test, const ToldTest* told) {
+    if (test.kind != TestKind::port || !test.protocol.empty()) {
+        return false;
+    }
+    return test.type == "UDP" ||
+           (test.type == "TCPSSL" && (told == nullptr || told->seconds >= secondsForAnswer));
+}
+
+Test testOfPath(TestKind kind, const std::string& path) {
+    Test test;
+    test.kind = kind;
+    test.path = path;
+    return test;
+}
+
+Test testOfPort(const PortCheck& check) {
+    Test test;
+    test.kind = TestKind::port;
+    test.number = check.number;
+    test.type = typeName(check.type);
+    test.protocol = check.protocol;
+    return test;
+}
+
+/// Judges one service that the answer names once.
+class Judge {
+public:
+    Judge(const ServiceDefinition& definition, const ToldService& told, Clock::duration took)
+        : definition_(definition), told_(told) {
+        judgement_.tests = testsOf(definition);
+        judgement_.detail = told.words;
+        judgement_.duration = told.seconds ? std::chrono::duration_cast<Clock::duration>(
+                                                 std::chrono::duration<double>(*told.seconds))
+                                           : took;
+    }
+
+    Judgement judgement() && {
+        const std::optional<long> status = statusIn(told_.status);
+        if (!status) {
+            return std::move(*this).as(State::unknown, reason("monitor_rubbish"));
+        }
+        if (!told_.monitor.empty() && told_.monitor != "1") {
+            return std::move(*this).as(State::unknown, reason("unmonitored"));
+        }
+        if (told_.monitor.empty() && *status == 0) {
+            return std::move(*this).as(State::unknown, reason("not_told"));
+        }
+        markTests(*status);
+        if (*status != 0) {
+            return std::move(*this).as(State::down, reasonOfStatus(*status));
+        }
+        if (isProcessStopped(definition_.pidFile)) {
+            pidFileTest()->state = TestState::failed;
+            return std::move(*this).as(State::down, pidFileReason("stopped_process"));
+        }
+        const bool isProven = std::ranges::any_of(
+            judgement_.tests, [](const Test& test) { return test.state == TestState::ok; });
+        return isProven ? std::move(*this).as(State::up, reason("passed"))
+                        : std::move(*this).as(State::unknown, reason("untestable"));
+    }
+
+private:
+    Judgement as(State state, Reason why) && {
+        judgement_.state = state;
+        judgement_.reason = std::move(why);
+        return std::move(judgement_);
+    }
+
+    Test* pidFileTest() {
+        return definition_.pidFile.empty() ? nullptr : &judgement_.tests.front();
+    }
+
+    Reason pidFileReason(const char* code) const {
+        return reason(code, Subject::general, Substitution{"<path>", definition_.pidFile});
+    }
+
+    void markTests(long status) {
+        const bool hasProcess = (status & (noProcess | zombie)) == 0;
+        if (Test* const test = pidFileTest()) {
+            test->state = hasProcess ? TestState::ok : TestState::failed;
+        }
+        if (!hasProcess) {
+            return; // monit tests nothing else then
+        }
+        std::vector<ToldTest> told = told_.tests;
+        for (Test& test : judgement_.tests) {
+            if (test.kind != TestKind::pidFile) {
+                markConnection(test, status, told);
+            }
+        }
+    }
+
+    /// Takes the result of the test out of `told`. A monitor that tells no results passed all tests
+    /// if its status says so, and failed the only one if there is one alone.
+    void markConnection(Test& test, long status, std::vector<ToldTest>& told) {
+        const auto found = std::ranges::find_if(told, [&test](const ToldTest& candidate) {
+            return candidate.isPort == (test.kind == TestKind::port) &&
+                   (candidate.isPort ? candidate.number == test.number
+                                     : candidate.path == test.path);
+        });
+        const ToldTest* const result = found != told.end() ? &*found : nullptr;
+        const bool hasFailed =
+            result != nullptr ? result->hasFailed
+                              : (status & connectionFailed) != 0 && judgement_.tests.size() == 1;
+        if (hasFailed) {
+            test.state = TestState::failed;
+        } else if ((result != nullptr || status == 0) && !provesNothing(test, result)) {
+            test.state = TestState::ok;
+        }
+        if (found != told.end()) {
+            told.erase(found);
+        }
+    }
+
+    Reason reasonOfStatus(long status) {
+        if (!definition_.pidFile.empty() && (status & zombie) != 0) {
+            return pidFileReason("zombie");
+        }
+        if (!definition_.pidFile.empty() && (status & noProcess) != 0) {
+            return pidFileReason("no_process");
+        }
+        if ((status & connectionFailed) != 0) {
+            for (const Test& test : judgement_.tests) {
+                if (test.state == TestState::failed && test.kind != TestKind::pidFile) {
+                    return reasonOfTest(codeOfFailedConnection(test), test);
+                }
+            }
+        }
+        return reason("failed", Subject::general, Substitution{"<status>", told_.status});
+    }
+
+    /// Refused connections are refused at once. An answer that does not come takes monit's whole
+    /// time, a wrong one does not.
+    std::string codeOfFailedConnection(const Test& test) const {
+        switch (lookAt(test)) {
+        case Listener::noSocket:
+            return "no_socket";
+        case Listener::none:
+            return "refused";
+        case Listener::listens:
+            break;
+        }
+        const std::chrono::duration<double> seconds = judgement_.duration;
+        return seconds.count() >= secondsForAnswer ? "timed_out" : "wrong_answer";
+    }
+
+    const ServiceDefinition& definition_;
+    const ToldService& told_;
+    Judgement judgement_;
+};
+
+} // namespace
+
+std::vector<Test> testsOf(const ServiceDefinition& definition) {
+    std::vector<Test> tests;
+    if (!definition.pidFile.empty()) {
+        tests.push_back(testOfPath(TestKind::pidFile, definition.pidFile));
+        for (const UnixSocketCheck& check : definition.unixSockets) {
+            tests.push_back(testOfPath(TestKind::unixSocket, check.path));
+        }
+    }
+    for (const PortCheck& check : definition.ports) {
+        tests.push_back(testOfPort(check));
+    }
+    return tests;
+}
+
+Judgement untested(const ServiceDefinition& definition, State state, Reason why,
+                   std::string detail) {
+    return {state, std::move(why), std::move(detail), testsOf(definition), {}};
+}
+
+Judgement judge(const ServiceDefinition& definition, const Answer& answer, Clock::duration took) {
+    const auto isThis = [&definition](const ToldService& service) {
+        return service.name == definition.id;
+    };
+    const auto count = std::ranges::count_if(answer.services, isThis);
+    if (count != 1) {
+        Judgement judgement =
+            untested(definition, State::unknown, reason(count == 0 ? "not_named" : "named_twice"));
+        judgement.duration = took;
+        return judgement;
+    }
+    return Judge(definition, *std::ranges::find_if(answer.services, isThis), took).judgement();
+}
+
+} // namespace keldo::inspect

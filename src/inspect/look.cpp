@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/look.h"
+
+#include "exec/unique_fd.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace keldo::inspect {
+
+namespace {
+
+constexpr std::uint32_t highestPort = 65535;
+
+/// What becomes of a connection that does not come about at once: 0, or an error number. One to
+/// this host is refused within a moment, if at all.
+int laterError(int connection) {
+    constexpr int momentInMilliseconds = 100;
+    pollfd polled{connection, POLLOUT, 0};
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (poll(&polled, 1, momentInMilliseconds) == 1) {
+        getsockopt(connection, SOL_SOCKET, SO_ERROR, &error, &size);
+    }
+    return error;
+}
+
+template <typename Address> int connectError(const UniqueFd& connection, const Address& address) {
+    if (!connection) {
+        return errno;
+    }
+    if (connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+        0) {
+        return 0;
+    }
+    return errno == EINPROGRESS ? laterError(connection.get()) : errno;
+}
+
+UniqueFd makeSocket(int family, int type) {
+    return UniqueFd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+}
+
+/// A datagram that nobody takes is refused by the next call on its socket.
+int datagramError(const UniqueFd& connection) {
+    return send(connection.get(), "", 0, MSG_NOSIGNAL) == -1 ||
+                   send(connection.get(), "", 0, MSG_NOSIGNAL) == -1
+               ? errno
+               : 0;
+}
+
+bool isRefusedAt(const Test& test, const auto& address, int family) {
+    const bool isUdp = test.type == "UDP";
+    const UniqueFd connection = makeSocket(family, isUdp ? SOCK_DGRAM : SOCK_STREAM);
+    int error = connectError(connection, address);
+    if (error == 0 && isUdp) {
+        error = datagramError(connection);
+    }
+    return error == ECONNREFUSED || error == EADDRNOTAVAIL || error == EAFNOSUPPORT;
+}
+
+/// The monitor tries every address of localhost.
+Listener lookAtPort(const Test& test) {
+    if (test.number > highestPort) {
+        return Listener::none;
+    }
+    const in_port_t port = htons(static_cast<in_port_t>(test.number));
+    sockaddr_in four{};
+    four.sin_family = AF_INET;
+    four.sin_port = port;
+    four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in6 six{};
+    six.sin6_family = AF_INET6;
+    six.sin6_port = port;
+    six.sin6_addr = in6addr_loopback;
+    return isRefusedAt(test, four, AF_INET) && isRefusedAt(test, six, AF_INET6) ? Listener::none
+                                                                                : Listener::listens;
+}
+
+Listener lookAtSocket(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        return Listener::noSocket;
+    }
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    switch (connectError(makeSocket(AF_UNIX, SOCK_STREAM), address)) {
+    case ENOENT:
+    case ENOTDIR:
+        return Listener::noSocket;
+    case ECONNREFUSED:
+    case ENOTSOCK:
+        return Listener::none;
+    default:
+        return Listener::listens;
+    }
+}
+
+/// The first bytes of a regular file; empty for anything else, so that nothing can block.
+std::string beginningOf(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return "";
+    }
+    std::array<char, 512> bytes{};
+    const ssize_t count = read(file.get(), bytes.data(), bytes.size());
+    return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+}
+
+} // namespace
+
+Listener lookAt(const Test& test) {
+    return test.kind == TestKind::unixSocket ? lookAtSocket(test.path) : lookAtPort(test);
+}
+
+bool isProcessStopped(const std::string& pidFile) {
+    const std::string line = beginningOf(pidFile);
+    const auto begin = std::min(line.find_first_not_of(" \t"), line.size());
+    long pid = 0;
+    const auto [end, error] = std::from_chars(line.data() + begin, line.data() + line.size(), pid);
+    if (error != std::errc() || pid <= 0) {
+        return false;
+    }
+    const std::string stat = beginningOf("/proc/" + std::to_string(pid) + "/stat");
+    // The name before the state, in parentheses, may hold any characters.
+    const auto nameEnd = stat.rfind(')');
+    return nameEnd != std::string::npos && stat.substr(nameEnd).starts_with(") T");
+}
+
+} // namespace keldo::inspect

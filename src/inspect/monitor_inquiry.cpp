@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/monitor_inquiry.h"
+
+#include "inspect/control_files.h"
+#include "inspect/judgement.h"
+#include "inspect/names.h"
+#include "inspect/reasons.h"
+#include "monitor/definition_lines.h"
+#include "monitor/monitor_run.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace keldo::inspect {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t outputLimit = 1024 * 1024;
+constexpr std::size_t lastPassAtOnce = 32;
+
+/// The line of the control file that the monitor complains of, as in "FILE:3: syntax error", or 0.
+long complainedLine(const std::string& words, const std::string& controlFile) {
+    const auto begin = words.find(controlFile + ":");
+    long line = 0;
+    if (begin != std::string::npos) {
+        const char* const digits = words.data() + begin + controlFile.size() + 1;
+        std::from_chars(digits, words.data() + words.size(), line);
+    }
+    return line;
+}
+
+Reason reasonOfRefusal(const std::string& path, const std::string& controlFile,
+                       const std::string& words) {
+    const long line = definitionLine(path, complainedLine(words, controlFile));
+    return line > 0
+               ? reason("definition_refused_line", Subject::general, Substitution{"<path>", path},
+                        Substitution{"<line>", std::to_string(line)})
+               : reason("definition_refused", Subject::general, Substitution{"<path>", path});
+}
+
+} // namespace
+
+MonitorInquiry::MonitorInquiry(EventLoop& loop, std::string directory, std::size_t jobs,
+                               Clock::time_point deadline, InquiryLimits limits)
+    : loop_(loop), directory_(std::move(directory)), jobs_(std::max<std::size_t>(jobs, 1)),
+      deadline_(deadline), limits_(limits) {}
+
+void MonitorInquiry::add(const FoundDefinition& found) {
+    found_.push_back(&found);
+    judgements_.push_back(untested(found.definition, State::unknown, reason("limit")));
+}
+
+std::vector<Judgement> MonitorInquiry::ask() {
+    atOnce_ = jobs_;
+    for (Question& question : firstPass()) {
+        questions_.push_back(std::move(question));
+    }
+    startQuestions();
+    loop_.run();
+    return std::move(judgements_);
+}
+
+/// As many batches as jobs, and alone those that cannot share a control file.
+std::vector<MonitorInquiry::Question> MonitorInquiry::firstPass() const {
+    std::vector<Question> questions;
+    BatchNames names;
+    std::vector<std::size_t> together;
+    for (std::size_t i = 0; i < found_.size(); ++i) {
+        if (names.take(definitionOf(i))) {
+            together.push_back(i);
+        } else {
+            questions.push_back({{i}});
+        }
+    }
+    const std::size_t batches = std::min(jobs_, together.size());
+    for (std::size_t batch = 0; batch < batches; ++batch) {
+        Question question;
+        for (std::size_t i = batch; i < together.size(); i += batches) {
+            question.services.push_back(together[i]);
+        }
+        questions.push_back(std::move(question));
+    }
+    std::ranges::reverse(questions); // the batches first
+    return questions;
+}
+
+void MonitorInquiry::startQuestions() {
+    while (!questions_.empty() && loop_.childCount() < atOnce_) {
+        Question question = std::move(questions_.front());
+        questions_.pop_front();
+        if (Clock::now() < deadline_) {
+            start(std::move(question));
+        } // else the services stay as they are: unknown, for the limit
+    }
+}
+
+void MonitorInquiry::start(Question question) {
+    if (batches_ == Batches::notTaken && question.services.size() > 1) {
+        askAlone(question.services);
+        return;
+    }
+    std::vector<const ServiceDefinition*> asked;
+    for (const std::size_t service : question.services) {
+        asked.push_back(&definitionOf(service));
+    }
+    const std::string file = directory_ + "/" + std::to_string(++filesMade_);
+    if (const int error = writeControlFiles(asked, file)) {
+        controlFileError_ = controlFileError_ != 0 ? controlFileError_ : error;
+        unlink(file.c_str());
+        judgeUnknown(question,
+                     reason(codeOfFileError(error), Subject::general,
+                            Substitution{"<path>", controlFileDirectory()}),
+                     std::generic_category().message(error));
+        return;
+    }
+    const milliseconds time = timeFor(question);
+    std::vector<std::string> words = {monitorPath(), "-c", file, "-x", "check-status"};
+    if (batches_ != Batches::notTaken) {
+        words.insert(words.end(), {"-b", secondsText(time)});
+    }
+    const Clock::time_point limit = std::min(deadline_, Clock::now() + time + limits_.printing);
+    try {
+        loop_.add(Child::execute(words, outputLimit), limit,
+                  [this, question, file](ChildResult result) {
+                      takeResult(question, file, std::move(result));
+                      startQuestions();
+                  });
+    } catch (const std::system_error& error) {
+        unlink(file.c_str());
+        judgeUnknown(question, reason("no_process_to_be_had"), error.what());
+    }
+}
+
+/// How long the monitor may take for the question.
+milliseconds MonitorInquiry::timeFor(const Question& question) const {
+    const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now());
+    if (!question.isLast && batches_ != Batches::notTaken) {
+        return std::min(limits_.firstPass, left);
+    }
+    const std::size_t tests = judgements_[question.services.front()].tests.size();
+    return std::min<milliseconds>(tests * limits_.perTest + limits_.margin, left);
+}
+
+void MonitorInquiry::takeResult(const Question& question, const std::string& controlFile,
+                                ChildResult result) {
+    unlink(controlFile.c_str());
+    const std::optional<Answer> answer = result.isCut ? std::nullopt : readAnswer(result.output);
+    if (answer && answer->isBatch) {
+        batches_ = Batches::taken;
+    } else if (batches_ == Batches::notKnown) {
+        batches_ = Batches::notTaken;
+    }
+    const bool canBeAskedAgain =
+        batches_ == Batches::taken ? !question.isLast : question.services.size() > 1;
+    if (answer && answer->isRefused) {
+        takeRefusal(question, controlFile, *answer);
+    } else if (answer && (answer->isBatch || question.services.size() == 1)) {
+        takeAnswer(question, *answer, result);
+    } else if (canBeAskedAgain || (!question.isLast && batches_ == Batches::notTaken)) {
+        askAlone(question.services);
+    } else {
+        judgeUnknown(question, reasonOfFailure(result), result.errors);
+    }
+}
+
+void MonitorInquiry::takeAnswer(const Question& question, const Answer& answer,
+                                const ChildResult& result) {
+    std::vector<std::size_t> unchecked;
+    for (const std::size_t service : question.services) {
+        const ServiceDefinition& definition = definitionOf(service);
+        const bool isUnchecked =
+            std::ranges::any_of(answer.services, [&definition](const ToldService& told) {
+                return told.name == definition.id && !told.isChecked;
+            });
+        if (!isUnchecked) {
+            judgements_[service] = judge(definition, answer, result.duration);
+        } else if (question.isLast) {
+            judgements_[service] = untested(definition, State::unknown, reason("not_tested"));
+        } else {
+            unchecked.push_back(service);
+        }
+    }
+    askAlone(unchecked);
+}
+
+void MonitorInquiry::takeRefusal(const Question& question, const std::string& controlFile,
+                                 const Answer& answer) {
+    if (question.services.size() > 1) {
+        const auto half = static_cast<std::ptrdiff_t>(question.services.size() / 2);
+        const auto begin = question.services.begin();
+        questions_.push_back({{begin, begin + half}, question.isLast});
+        questions_.push_back({{begin + half, question.services.end()}, question.isLast});
+        return;
+    }
+    const std::size_t service = question.services.front();
+    judgements_[service] =
+        untested(definitionOf(service), State::unknown,
+                 reasonOfRefusal(found_[service]->path, controlFile, answer.words), answer.words);
+}
+
+/// More calls are made at once from now on, since most of them wait for a service that hangs. A
+/// monitor that knows no batches may have other reasons to be slow.
+void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
+    if (services.empty()) {
+        return;
+    }
+    if (batches_ == Batches::taken) {
+        atOnce_ = std::max(jobs_, lastPassAtOnce);
+    }
+    for (const std::size_t service : services) {
+        questions_.push_back({{service}, true});
+    }
+}
+
+void MonitorInquiry::judgeUnknown(const Question& question, const Reason& why,
+                                  const std::string& detail) {
+    for (const std::size_t service : question.services) {
+        judgements_[service] = untested(definitionOf(service), State::unknown, why, detail);
+    }
+}
+
+Reason MonitorInquiry::reasonOfFailure(const ChildResult& result) const {
+    if (result.hasTimedOut) {
+        return reason(Clock::now() >= deadline_ ? "limit" : "monitor_silent");
+    }
+    if (result.isCut) {
+        return reason("monitor_rubbish");
+    }
+    if (WIFSIGNALED(result.waitStatus)) {
+        return reason("monitor_killed");
+    }
+    return reason(result.output.empty() ? "monitor_failed" : "monitor_rubbish");
+}
+
+} // namespace keldo::inspect

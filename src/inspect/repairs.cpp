@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/repairs.h"
+
+#include "diag/repair.h"
+#include "exec/process_state.h"
+#include "inspect/names.h"
+#include "report/problem_model.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace keldo::inspect {
+
+namespace {
+
+/// Control characters would begin lines of their own in the log.
+std::string inOneLine(std::string text) {
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
+            c = '?';
+        }
+    }
+    return text;
+}
+
+std::string whoAsks() {
+    std::string loginUid = "unknown";
+    std::getline(std::ifstream("/proc/self/loginuid"), loginUid);
+    const char* const sudoUser = std::getenv("SUDO_USER");
+    return "uid " + std::to_string(getuid()) + ", login uid " + loginUid +
+           (sudoUser != nullptr ? ", SUDO_USER " + inOneLine(sudoUser) : "");
+}
+
+void writeToLog(const std::string& line) {
+    openlog(programName.c_str(), LOG_PID, LOG_DAEMON);
+    syslog(LOG_NOTICE, "%s", line.c_str());
+    closelog(); // so that no child inherits the connection
+}
+
+/// What became of the repair, and whether it succeeded.
+std::pair<std::string, bool> outcomeOf(const std::string& id) {
+    const auto result = problemModel.actionResults().find(id);
+    if (result == problemModel.actionResults().end()) {
+        return {"not carried out, since there is no such repair", false};
+    }
+    const int status = result->second.status;
+    return status == 0 ? std::pair<std::string, bool>("ok", true)
+                       : std::pair("failed, status " + std::to_string(status), false);
+}
+
+} // namespace
+
+bool carryOutRepairs(const std::vector<std::string>& ids,
+                     const std::function<void(const std::string&)>& tell) {
+    const std::string asker = whoAsks();
+    bool haveSucceeded = true;
+    for (const std::string& id : ids) {
+        const std::string shownId = inOneLine(id);
+        tell(shownId + " ...");
+        writeToLog("repair " + shownId + " begins; " + asker); // it may end this process
+        const Clock::time_point start = Clock::now();
+        repairActions({id});
+        const std::string seconds = secondsText(inMilliseconds(Clock::now() - start)) + " s";
+        const auto [outcome, hasSucceeded] = outcomeOf(id);
+        writeToLog("repair " + shownId + ": " + outcome + "; " + seconds + "; " + asker);
+        tell(shownId + ": " + outcome + ", " + seconds);
+        haveSucceeded = haveSucceeded && hasSucceeded;
+    }
+    return haveSucceeded;
+}
+
+} // namespace keldo::inspect

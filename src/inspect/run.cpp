@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/run.h"
+
+#include "app/localization.h"
+#include "app/standard_streams.h"
+#include "exec/process_state.h"
+#include "inspect/document.h"
+#include "inspect/inspector.h"
+#include "inspect/program_version.h"
+#include "inspect/progress.h"
+#include "inspect/repairs.h"
+#include "report/report_writer.h"
+#include "xml/memory.h"
+
+#include <algorithm>
+#include <sched.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+namespace keldo::inspect {
+
+namespace {
+
+/// The processors that this process may use.
+std::size_t processorCount() {
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    sched_getaffinity(0, sizeof processors, &processors); // may fail on very large machines
+    return static_cast<std::size_t>(std::max(CPU_COUNT(&processors), 1));
+}
+
+std::string hostName() {
+    utsname names{};
+    uname(&names);
+    return names.nodename;
+}
+
+ExitStatus statusOf(Verdict verdict) {
+    switch (verdict) {
+    case Verdict::well:
+        return statusWell;
+    case Verdict::problems:
+        return statusProblems;
+    case Verdict::upgrade:
+        return statusUpgrade;
+    case Verdict::unknown:
+        break;
+    }
+    return statusUnknown;
+}
+
+int printText(const std::string& text) {
+    return writeToStdout(text) ? statusWell : statusNoDocument;
+}
+
+} // namespace
+
+int run(const CommandLine& commandLine) {
+    if (commandLine.mode == CommandLine::Mode::printUsage) {
+        return printText(usage());
+    }
+    if (commandLine.mode == CommandLine::Mode::printVersion) {
+        return printText(programName + " " + programVersion + "\n");
+    }
+    abortOnXmlOutOfMemory();
+    Progress progress;
+    redirectStdout(); // before anything that could print a message
+    redirectStderr();
+    setLanguageOrEnglish(commandLine.language);
+    const auto started = std::chrono::system_clock::now();
+    const Clock::time_point start = Clock::now();
+    const auto announce = [&progress](const std::string& line) { progress.printLine(line); };
+    const bool haveRepairsSucceeded = carryOutRepairs(commandLine.repairIds, announce);
+    const std::size_t jobs = commandLine.jobs != 0 ? commandLine.jobs : processorCount();
+    Inspection inspection =
+        inspectServices(jobs, Clock::now() + commandLine.timeout,
+                        [&progress](const std::string& line) { progress.replaceLine(line); });
+    inspection.host = hostName();
+    inspection.started = started;
+    inspection.duration = Clock::now() - start;
+    progress.clearLine();
+    restoreStderr();
+    restoreStdout();
+    const std::string document =
+        commandLine.isJson ? jsonDocument(inspection) : xmlDocument(inspection);
+    if (!writeToStdout(document)) {
+        return statusNoDocument;
+    }
+    return haveRepairsSucceeded ? statusOf(inspection.verdict) : statusProblems;
+}
+
+} // namespace keldo::inspect

@@ -1,0 +1,400 @@
+# SPDX-License-Identifier: MIT
+"""keldoctl-inspect with the real monit, daemons and database: the state and the code of each service
+in each trial of doc/reliability.md. KELDO_TRIALS names a file that gets a line for each inspection."""
+
+import contextlib
+import os
+import pathlib
+import signal
+import socket
+import ssl
+import subprocess
+import tempfile
+import threading
+import unittest
+
+import inspection
+from inspection import inspect
+from panel import report
+
+ROOT = pathlib.Path("/usr/local/kvr")
+MONITOR = ROOT / "admin/sbin/monit"
+SERVICES = pathlib.Path("/service")
+CORE = ("mysql", "keldo", "smtp", "web", "dns", "mail")
+
+
+def control(verb, *services):
+    subprocess.run(["service-control", verb, *services], check=True, stdout=subprocess.PIPE)
+
+
+def sql(statement):
+    subprocess.run(["mariadb", "kvr", "--execute", statement], check=True)
+
+
+def log_action(action, service):
+    """Has the panel's action log say that the administrator started or stopped a service."""
+    sql("INSERT INTO log_actions (action_id)"
+        f" SELECT id FROM actions WHERE name = 'service_{action}';"
+        " INSERT INTO log_components (action_id, component, old_value)"
+        f" VALUES (LAST_INSERT_ID(), 'service', '{service}')")
+
+
+class Trial(unittest.TestCase):
+    """A host with all core services running. What a trial adds to it goes with the host or by
+    addCleanup."""
+
+    @classmethod
+    def setUpClass(cls):
+        control("start-all")
+        log_action("stop", "redis")
+
+    def setUp(self):
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+
+    def define(self, service, checks):
+        """Defines a service, and has the action log say that it was started."""
+        path = SERVICES / f"{service}.xml"
+        path.write_text(
+            '<service xmlns="http://keldo.example/schemas/keldo/service/1"'
+            f' id="{service}"><title xml:lang="en-US">Trial {service}</title>'
+            f'<action type="start">true</action><action type="stop">true</action>'
+            f"<checks>{checks}</checks></service>", encoding="utf-8")
+        log_action("start", service)
+        self.addCleanup(lambda: (path.unlink(missing_ok=True), log_action("stop", service)))
+
+    def pid_file(self, pid):
+        path = self.directory / f"{len(os.listdir(self.directory))}.pid"
+        path.write_text(f"{pid}\n", encoding="ascii")
+        return f"<pid-file>{path}</pid-file>"
+
+    def process(self):
+        """A process that does nothing."""
+        process = subprocess.Popen(["sleep", "1000"])
+        self.addCleanup(lambda: (process.kill(), process.wait()))
+        return process
+
+    def serve(self, answer=None, kind=socket.SOCK_STREAM):
+        """The port of a server that gives each connection to `answer`, or keeps it silently."""
+        server = socket.socket(socket.AF_INET, kind)
+        server.bind(("127.0.0.1", 0))
+        kept = []
+
+        def run():
+            with contextlib.suppress(OSError):
+                while True:
+                    connection, _ = server.accept()
+                    kept.append(connection)
+                    if answer:
+                        with contextlib.suppress(OSError):
+                            answer(connection)
+
+        if kind == socket.SOCK_STREAM:
+            server.listen(64)
+            threading.Thread(target=run, daemon=True).start()
+        self.addCleanup(server.close)
+        return server.getsockname()[1]
+
+    def expect(self, *arguments, **states):
+        """Inspects, and holds the states of these services against "STATE CODE". All others that
+        ought to run are up. Returns the inspection."""
+        seen = inspect(*arguments, trial=self.id().rpartition(".")[2])
+        got = {service.id: f"{service.state} {service.code}" for service in seen.services}
+        expected = {service: "up passed" for service in CORE}
+        expected["redis"] = "stopped stopped_by_administrator"
+        self.assertEqual(got, got | {name: state for name, state in expected.items()
+                                     if name not in states} | states)
+        return seen
+
+    def expect_all(self, code, *arguments, services=CORE[1:]):
+        """All these services are unknown for the same reason."""
+        return self.expect(*arguments, **{service: f"unknown {code}" for service in services})
+
+
+class ServiceTrials(Trial):
+    def test_nothing_is_down(self):
+        seen = self.expect()
+        self.assertEqual((seen.verdict, seen.status), ("well", 0))
+        self.assertEqual(seen.report, report())
+
+    def test_a_daemon_was_killed(self):
+        control("kill", "web")
+        self.addCleanup(control, "start", "web")
+        seen = self.expect(web="down no_process")
+        self.assertEqual((seen.verdict, seen.status), ("problems", 1))
+
+    def test_a_process_is_stopped(self):
+        process = self.process()
+        process.send_signal(signal.SIGSTOP)
+        self.define("trial", self.pid_file(process.pid))
+        self.expect(trial="down stopped_process")
+
+    def test_a_process_is_a_zombie(self):
+        process = self.process()
+        process.kill()
+        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
+        self.define("trial", self.pid_file(process.pid))
+        self.expect(trial="down zombie")
+
+    def test_a_pid_file_is_stale(self):
+        process = subprocess.Popen(["true"])
+        process.wait()
+        self.define("trial", self.pid_file(process.pid))
+        self.expect(trial="down no_process")
+
+    def test_nobody_listens_on_a_port(self):
+        server = socket.socket()
+        server.bind(("127.0.0.1", 0))  # keeps the port, and does not listen
+        self.addCleanup(server.close)
+        self.define("trial", f'<port number="{server.getsockname()[1]}"/>')
+        self.expect(trial="down refused")
+
+    def test_another_program_has_the_port(self):
+        port = self.serve(lambda connection: connection.sendall(b"220 not http\r\n"))
+        self.define("trial", f'<port number="{port}" protocol="http"/>')
+        self.expect(trial="down wrong_answer")
+
+    def test_a_protocol_is_answered_wrongly(self):
+        port = self.serve(lambda connection: connection.sendall(b"500 go away\r\n"))
+        self.define("trial", f'<port number="{port}" protocol="smtp"/>')
+        self.expect(trial="down wrong_answer")
+
+    def test_a_tls_port_answers_without_tls(self):
+        port = self.serve(lambda connection: connection.sendall(b"220 plain text\r\n"))
+        self.define("trial", f'<port number="{port}" type="TCPSSL" protocol="smtp"/>')
+        self.expect(trial="down wrong_answer")
+
+    def test_a_tls_port_stays_silent(self):
+        self.define("trial", f'<port number="{self.serve()}" type="TCPSSL"/>')
+        self.expect(trial="unknown untestable")
+
+    def test_a_udp_port_stays_silent(self):
+        port = self.serve(kind=socket.SOCK_DGRAM)
+        self.define("trial", f'<port number="{port}" type="UDP"/>')
+        self.expect(trial="unknown untestable")
+
+    def test_a_udp_port_does_not_answer_its_protocol(self):
+        port = self.serve(kind=socket.SOCK_DGRAM)
+        self.define("trial", f'<port number="{port}" type="UDP" protocol="dns"/>')
+        self.expect(trial="down timed_out")
+
+    def test_nobody_listens_on_a_socket(self):
+        path = self.directory / "socket"
+        server = socket.socket(socket.AF_UNIX)
+        server.bind(str(path))
+        server.close()
+        checks = self.pid_file(self.process().pid) + f"<unix-socket>{path}</unix-socket>"
+        self.define("trial", checks)
+        self.expect(trial="down refused")
+
+    def test_a_socket_is_missing(self):
+        self.define("trial", self.pid_file(self.process().pid)
+                    + f"<unix-socket>{self.directory / 'none'}</unix-socket>")
+        self.expect(trial="down no_socket")
+
+    def test_ids_differ_only_in_case(self):
+        pid_file = self.pid_file(self.process().pid)
+        self.define("Web", pid_file)
+        self.define("WEB", pid_file)
+        self.expect(Web="up passed", WEB="up passed")
+
+    def test_a_service_is_up_whose_values_cannot_share_a_control_file(self):
+        self.define("trial", self.pid_file(self.process().pid))
+        self.define("tri+al", self.pid_file(self.process().pid))
+        self.expect(trial="up passed", **{"tri+al": "up passed"})
+
+    def test_the_administrator_stopped_a_service(self):
+        log_action("stop", "mail")
+        self.addCleanup(log_action, "start", "mail")
+        self.expect(mail="stopped stopped_by_administrator")
+
+    def test_ten_services_hang(self):
+        names = [f"hang{number}" for number in range(10)]
+        for name in names:
+            self.define(name, f'<port number="{self.serve()}" protocol="http"/>')
+        self.expect(**{name: "down timed_out" for name in names})
+
+    def test_two_hundred_services(self):
+        pid_file = self.pid_file(self.process().pid)
+        names = [f"many{number}" for number in range(200)]
+        for name in names:
+            self.define(name, pid_file)
+        self.expect(**{name: "up passed" for name in names})
+
+
+class DefinitionTrials(Trial):
+    def break_definition(self, content):
+        path = SERVICES / "dns.xml"
+        kept = path.read_bytes()
+
+        def restore():
+            path.unlink(missing_ok=True)
+            path.write_bytes(kept)
+
+        self.addCleanup(restore)
+        path.unlink()
+        if content is not None:
+            path.write_text(content, encoding="utf-8")
+        return path
+
+    def test_a_definition_is_missing(self):
+        self.break_definition(None)
+        seen = self.expect(dns="unknown definition_missing")
+        self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
+
+    def test_a_definition_is_broken(self):
+        self.break_definition("<service>")
+        self.expect(dns="unknown definition_ill_formed")
+
+    def test_a_definition_is_empty(self):
+        self.break_definition("")
+        self.expect(dns="unknown definition_ill_formed")
+
+    def test_a_definition_is_a_fifo(self):
+        os.mkfifo(self.break_definition(None))
+        self.expect(dns="unknown definition_no_file")
+
+    def test_a_definition_has_no_tests(self):
+        self.define("trial", "")
+        self.expect(trial="unknown definition_without_tests")
+
+    def test_the_monitor_refuses_a_definition(self):
+        self.define("trial", '<port number="80"/>\n<port number="81" protocol="nonsense"/>')
+        seen = self.expect(trial="unknown definition_refused_line")
+        [trial] = [service for service in seen.services if service.id == "trial"]
+        self.assertIn("line 2", trial.reason)
+
+    def test_a_definition_unmonitors_itself(self):
+        path = self.pid_file(self.process().pid).replace("</pid-file>", '" mode passive "</pid-file>')
+        self.define("trial", path.replace(".pid", ".pid", 1))
+        self.assertIn(inspection.state_of("trial").split()[0], ("unknown", "up"))
+
+    def test_there_are_no_definitions(self):
+        kept = {path: path.read_bytes() for path in SERVICES.iterdir()}
+        self.addCleanup(lambda: [path.write_bytes(content) for path, content in kept.items()])
+        for path in kept:
+            path.unlink()
+        seen = inspect(trial="there_are_no_definitions")
+        self.assertEqual(seen.verdict, "unknown")
+        self.assertEqual(seen.dependencies["definitions"].state, "failed")
+        self.assertEqual({service.code for service in seen.services}, {"definition_missing"})
+
+
+class DatabaseTrials(Trial):
+    def tearDown(self):
+        self.doCleanups()
+        control("start", "mysql")
+
+    def expect_unread_log(self, **states):
+        """Without the action log redis is not known to be stopped, and is not listed."""
+        seen = inspect(trial=self.id().rpartition(".")[2])
+        got = {service.id: f"{service.state} {service.code}" for service in seen.services}
+        self.assertEqual(got, {service: "up passed" for service in CORE} | states)
+        self.assertEqual(seen.dependencies["action_log"].state, "failed")
+        return seen
+
+    def test_the_database_is_stopped(self):
+        control("kill", "mysql")
+        self.expect_unread_log(mysql="down database_refused")
+
+    def test_the_database_rejects_the_password(self):
+        path = pathlib.Path("/etc/kvr/.kvr.shadow")
+        kept = path.read_bytes()
+        self.addCleanup(path.write_bytes, kept)
+        path.write_bytes(b"wrong\n")
+        self.expect_unread_log(mysql="down database_denied")
+
+    def test_the_database_hangs(self):
+        pid = int(pathlib.Path("/run/mysqld/mysqld.pid").read_text(encoding="ascii"))
+        os.kill(pid, signal.SIGSTOP)
+        self.addCleanup(os.kill, pid, signal.SIGCONT)
+        self.expect_unread_log(mysql="down database_silent")
+
+    def test_the_action_log_has_no_tables(self):
+        sql("RENAME TABLE log_actions TO kept")
+        self.addCleanup(sql, "RENAME TABLE kept TO log_actions")
+        seen = self.expect_unread_log()
+        self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
+
+
+class MonitorTrials(Trial):
+    def replace_monitor(self, script, mode=0o755):
+        kept = os.readlink(MONITOR)
+
+        def restore():
+            MONITOR.unlink(missing_ok=True)
+            MONITOR.symlink_to(kept)
+
+        self.addCleanup(restore)
+        MONITOR.unlink()
+        if script is not None:
+            MONITOR.write_text(script, encoding="utf-8")
+            MONITOR.chmod(mode)
+        return kept
+
+    def test_the_monitor_is_missing(self):
+        self.replace_monitor(None)
+        seen = self.expect_all("monitor_missing")
+        self.assertEqual(seen.dependencies["monitor"].state, "missing")
+
+    def test_the_monitor_is_not_executable(self):
+        self.replace_monitor("#!/bin/sh\n", mode=0o644)
+        self.expect_all("monitor_not_executable")
+
+    def test_the_monitor_dies(self):
+        self.replace_monitor("#!/bin/sh\nkill -9 $$\n")
+        self.expect_all("monitor_killed")
+
+    def test_the_monitor_stays_silent(self):
+        self.replace_monitor("#!/bin/sh\nexec sleep 1000\n")
+        seen = self.expect_all("limit", "--timeout=4")
+        self.assertLess(seen.seconds, 60)
+
+    def test_the_monitor_names_only_the_first_service(self):
+        monitor = self.replace_monitor(None)
+        self.replace_monitor(
+            "#!/bin/sh\n"
+            f"{monitor} -c \"$2\" -x check-status | sed 's,</status>,&<monitor>1</monitor>,;"
+            " \\,</service>,q' | sed '$a</monit>'\n")
+        pid_file = self.pid_file(self.process().pid)
+        names = [f"many{number}" for number in range(54)]
+        for name in names:
+            self.define(name, pid_file)
+        self.expect(**{name: "up passed" for name in names})
+
+
+class ControlFileTrials(Trial):
+    def mount(self, *options):
+        subprocess.run(["mount", "-t", "tmpfs", *options, "none", ROOT / "tmp"], check=True)
+        self.addCleanup(subprocess.run, ["umount", ROOT / "tmp"], check=True)
+
+    def test_the_directory_is_missing(self):
+        (ROOT / "tmp").rename(ROOT / "kept")
+        self.addCleanup((ROOT / "kept").rename, ROOT / "tmp")
+        seen = self.expect_all("no_directory")
+        self.assertEqual(seen.dependencies["control_files"].state, "missing")
+
+    def test_the_directory_is_read_only(self):
+        self.mount("-o", "ro")
+        self.expect_all("read_only")
+
+    def test_the_directory_is_full(self):
+        self.mount("-o", "size=4k")
+        (ROOT / "tmp/filler").write_bytes(b"x" * 4096)
+        seen = self.expect_all("no_space")
+        self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
+        self.assertEqual(os.listdir(ROOT / "tmp"), ["filler"])
+
+
+class UpgradeTrials(Trial):
+    def test_the_panel_is_being_upgraded(self):
+        lock = ROOT / "var/upgrade.lock"
+        lock.touch()
+        self.addCleanup(lock.unlink)
+        seen = self.expect(**{service: "unchecked upgrade" for service in CORE})
+        self.assertEqual((seen.verdict, seen.status), ("upgrade", 4))
+
+
+del Trial
+
+if __name__ == "__main__":
+    unittest.main()

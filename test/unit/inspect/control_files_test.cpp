@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/control_files.h"
+
+#include "support/temporary_directory.h"
+
+#include <cerrno>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <sys/stat.h>
+
+namespace keldo::inspect {
+
+namespace {
+
+ServiceDefinition service(const std::string& id, const std::string& pidFile = "/a b.pid") {
+    ServiceDefinition definition;
+    definition.id = id;
+    definition.pidFile = pidFile;
+    return definition;
+}
+
+} // namespace
+
+TEST(WriteControlFiles, PutsOneAfterAnotherIntoANewFile) {
+    const test::TemporaryDirectory directory;
+    const std::string path = directory.path() / "1";
+    const ServiceDefinition one = service("one");
+    const ServiceDefinition two = service("two");
+    EXPECT_EQ(writeControlFiles({&one, &two}, path), 0);
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    EXPECT_EQ(text.str(), "check process one\n\twith pidfile \"/a b.pid\"\n"
+                          "check process two\n\twith pidfile \"/a b.pid\"\n");
+    struct stat status {};
+    stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(writeControlFiles({&one}, path), EEXIST);
+}
+
+TEST(WriteControlFiles, TellsWhyTheFileCannotBeWrittenWhole) {
+    const ServiceDefinition one = service("one");
+    EXPECT_EQ(writeControlFiles({&one}, "/nowhere/1"), ENOENT);
+}
+
+TEST(BatchNames, TakeAnIdOnceWhateverItsCase) {
+    BatchNames names;
+    EXPECT_TRUE(names.take(service("web")));
+    EXPECT_FALSE(names.take(service("WEB")));
+    EXPECT_FALSE(names.take(service("web")));
+    EXPECT_TRUE(names.take(service("web2")));
+}
+
+TEST(BatchNames, TakeOnlyValuesThatMonitTakesAsTheyStand) {
+    for (const char* id : {"", "a b", "a\"", "a#", "a\n", "a;", "\xC3\xA4", "a'"}) {
+        SCOPED_TRACE(id);
+        EXPECT_FALSE(BatchNames().take(service(id)));
+    }
+    for (const char* pidFile : {"/a\"b", "/a\nb", "/a'b", "/a\\b", "/a\x7F"}) {
+        SCOPED_TRACE(pidFile);
+        EXPECT_FALSE(BatchNames().take(service("web", pidFile)));
+    }
+    ServiceDefinition withSocket = service("web");
+    withSocket.unixSockets = {{"/run/a b", ""}};
+    EXPECT_FALSE(BatchNames().take(withSocket));
+    ServiceDefinition withPort = service("web");
+    withPort.ports = {{PortType::TCP, 80, "http then unmonitor"}};
+    EXPECT_FALSE(BatchNames().take(withPort));
+    withPort.ports = {{PortType::TCP, 80, "http"}};
+    EXPECT_TRUE(BatchNames().take(withPort));
+}
+
+} // namespace keldo::inspect

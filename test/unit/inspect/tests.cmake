@@ -1,0 +1,10 @@
+# SPDX-License-Identifier: MIT
+keldo_unit_test(inspect
+    SOURCES
+        answer_test.cpp
+        command_line_test.cpp
+        control_files_test.cpp
+        judgement_test.cpp
+        monitor_inquiry_test.cpp
+        names_test.cpp
+    LIBRARIES keldo_catalogue keldo_fake_panel keldo_exec)
