@@ -10,6 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
+from counting import uncounted
 from panel import CONFIGURATION, PATH, PRODUCT_ROOT, require_private_host
 
 LIBEXEC = pathlib.Path(os.environ["MONIT_CHECK_STATUS"]).parent
@@ -295,6 +296,7 @@ exec /bin/rm "$@"
         self.remove()
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
+    @uncounted
     def test_the_record_survives_a_run_that_dies_while_writing_it(self):
         self.update(PROGRAM, CATALOGUE)
         # The first byte that it writes ends the run.
