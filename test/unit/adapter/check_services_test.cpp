@@ -31,18 +31,16 @@ bool monitHasAnswered() {
 
 } // namespace
 
-// steady_clock::now()
-extern "C" {
-keldo::adapter::Clock::time_point __real__ZNSt6chrono3_V212steady_clock3nowEv();
-keldo::adapter::Clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowEv();
-}
+// steady_clock::now(), by labels: clang++ warns if a function in extern "C" returns a C++ type.
+keldo::adapter::Clock::time_point realNow() asm("__real__ZNSt6chrono3_V212steady_clock3nowEv");
+keldo::adapter::Clock::time_point aheadNow() asm("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
 
-keldo::adapter::Clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
+keldo::adapter::Clock::time_point aheadNow() {
     clockAhead += clockStep;
     if (clockAwaitsAnswer && monitHasAnswered()) {
         clockAhead += std::chrono::hours(1);
     }
-    return __real__ZNSt6chrono3_V212steady_clock3nowEv() + clockAhead;
+    return realNow() + clockAhead;
 }
 
 namespace keldo::adapter {
