@@ -192,10 +192,8 @@ class ServiceTrials(Trial):
         self.expect(trial="down no_socket")
 
     def test_ids_differ_only_in_case(self):
-        pid_file = self.pid_file(self.process().pid)
-        self.define("Web", pid_file)
-        self.define("WEB", pid_file)
-        self.expect(Web="up passed", WEB="up passed")
+        self.define("Dns", self.pid_file(self.process().pid))
+        self.expect(Dns="up passed")
 
     def test_a_service_is_up_whose_values_cannot_share_a_control_file(self):
         self.define("trial", self.pid_file(self.process().pid))
@@ -264,9 +262,9 @@ class DefinitionTrials(Trial):
         self.assertIn("line 2", trial.reason)
 
     def test_a_definition_unmonitors_itself(self):
-        path = self.pid_file(self.process().pid).replace("</pid-file>", '" mode passive "</pid-file>')
-        self.define("trial", path.replace(".pid", ".pid", 1))
-        self.assertIn(inspection.state_of("trial").split()[0], ("unknown", "up"))
+        path = f"<pid-file>{self.directory / 'none.pid'}"
+        self.define("trial", path + '"\nif does not exist then unmonitor #</pid-file>')
+        self.expect(trial="unknown unmonitored")
 
     def test_there_are_no_definitions(self):
         kept = {path: path.read_bytes() for path in SERVICES.iterdir()}
@@ -318,18 +316,13 @@ class DatabaseTrials(Trial):
 
 class MonitorTrials(Trial):
     def replace_monitor(self, script, mode=0o755):
-        kept = os.readlink(MONITOR)
-
-        def restore():
-            MONITOR.unlink(missing_ok=True)
-            MONITOR.symlink_to(kept)
-
-        self.addCleanup(restore)
-        MONITOR.unlink()
+        """Replaces the monitor by a script, in which MONITOR is the real one, or by nothing."""
+        kept = MONITOR.with_name("kept")
+        MONITOR.rename(kept)
+        self.addCleanup(kept.rename, MONITOR)
         if script is not None:
-            MONITOR.write_text(script, encoding="utf-8")
+            MONITOR.write_text(script.replace("MONITOR", str(kept)), encoding="utf-8")
             MONITOR.chmod(mode)
-        return kept
 
     def test_the_monitor_is_missing(self):
         self.replace_monitor(None)
@@ -350,11 +343,10 @@ class MonitorTrials(Trial):
         self.assertLess(seen.seconds, 60)
 
     def test_the_monitor_names_only_the_first_service(self):
-        monitor = self.replace_monitor(None)
         self.replace_monitor(
             "#!/bin/sh\n"
-            f"{monitor} -c \"$2\" -x check-status | sed 's,</status>,&<monitor>1</monitor>,;"
-            " \\,</service>,q' | sed '$a</monit>'\n")
+            "MONITOR -c \"$2\" -x check-status |"
+            " sed 's,</status>,&<monitor>1</monitor>,; \\,</service>,q' | sed '$a</monit>'\n")
         pid_file = self.pid_file(self.process().pid)
         names = [f"many{number}" for number in range(54)]
         for name in names:
