@@ -38,10 +38,12 @@ class Lines {
 public:
     /// Adds a line of the control file that contains `value`, which may have line feeds itself.
     void add(long line, const std::string& value) {
-        lines_.insert(lines_.end(), 1 + std::ranges::count(value, '\n'), line);
+        const auto lineFeeds = static_cast<std::size_t>(std::ranges::count(value, '\n'));
+        lines_.insert(lines_.end(), 1 + lineFeeds, line);
     }
     long at(long line) const {
-        return line >= 1 && line <= static_cast<long>(lines_.size()) ? lines_[line - 1] : 0;
+        const auto position = static_cast<std::size_t>(line) - 1;
+        return line >= 1 && position < lines_.size() ? lines_[position] : 0;
     }
 
 private:
