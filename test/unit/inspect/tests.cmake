@@ -4,7 +4,12 @@ keldo_unit_test(inspect
         answer_test.cpp
         command_line_test.cpp
         control_files_test.cpp
+        database_inquiry_test.cpp
+        documents_test.cpp
+        event_loop_test.cpp
         judgement_test.cpp
         monitor_inquiry_test.cpp
         names_test.cpp
-    LIBRARIES keldo_catalogue keldo_fake_panel keldo_exec)
+        reasons_test.cpp
+    LIBRARIES keldo_catalogue keldo_fake_database keldo_fake_panel keldo_exec
+    WRAP fork kvrDbConnectOrReport)

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/database_inquiry.h"
+
+#include "support/fake_database.h"
+#include "support/fake_panel.h"
+#include "support/redirected_files.h"
+
+#include <gtest/gtest.h>
+
+namespace keldo::inspect {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class DatabaseInquiry : public testing::Test {
+protected:
+    DatabaseInquiry() {
+        test::redirectFile("/etc/kvr/.kvr.shadow", directory_.write("password", "secret\n"));
+    }
+
+    static DatabaseAnswer ask(Clock::duration time = 1min) {
+        DatabaseAnswer answer;
+        EventLoop loop({});
+        askDatabase(loop, Clock::now() + time, answer);
+        loop.run();
+        return answer;
+    }
+
+    test::TemporaryDirectory directory_;
+    test::FakePanel panel_;
+    test::FakeDatabase database_;
+};
+
+} // namespace
+
+TEST_F(DatabaseInquiry, TellsTheActionLog) {
+    test::setActionLog(database_, {"redis", "", "tomcat"}, {"mail"});
+    const DatabaseAnswer answer = ask();
+    EXPECT_TRUE(answer.isConnected);
+    EXPECT_TRUE(answer.isLogRead);
+    EXPECT_EQ(answer.started, (std::vector<std::string>{"redis", "", "tomcat"}));
+    EXPECT_EQ(answer.stopped, (std::vector<std::string>{"mail"}));
+    EXPECT_EQ(answer.code, "");
+}
+
+TEST_F(DatabaseInquiry, CutsAnIdAtANulByte) {
+    test::setActionLog(database_, {std::string("a\0sb", 4)}, {});
+    EXPECT_EQ(ask().started, (std::vector<std::string>{"a"}));
+}
+
+TEST_F(DatabaseInquiry, KeepsTheStartedServicesIfTheStoppedOnesCannotBeRead) {
+    test::setActionLog(database_, {"redis"}, {});
+    database_.answers[test::lastStopped] = test::rejected({1146, "no such table"});
+    const DatabaseAnswer answer = ask();
+    EXPECT_TRUE(answer.isConnected);
+    EXPECT_FALSE(answer.isLogRead);
+    EXPECT_EQ(answer.started, (std::vector<std::string>{"redis"}));
+    EXPECT_NE(answer.logDetail.find("no such table"), std::string::npos) << answer.logDetail;
+}
+
+TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
+    const std::pair<unsigned, const char*> rows[] = {
+        {2002, "database_refused"}, {2003, "database_refused"}, {1044, "database_denied"},
+        {1045, "database_denied"},  {1698, "database_denied"},  {1040, "database_failed"},
+    };
+    database_.reachable = false;
+    for (const auto& [number, code] : rows) {
+        SCOPED_TRACE(number);
+        database_.connectError = {number, "its words"};
+        const DatabaseAnswer answer = ask();
+        EXPECT_FALSE(answer.isConnected);
+        EXPECT_FALSE(answer.isLogRead);
+        EXPECT_EQ(answer.code, code);
+        EXPECT_EQ(answer.detail, "Unable to connect to Keldo Database: its words");
+    }
+}
+
+TEST_F(DatabaseInquiry, TellsThatTheDatabaseIsSilent) {
+    EXPECT_EQ(ask(0s).code, "database_silent");
+}
+
+} // namespace keldo::inspect

@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+
+#include "inspect/event_loop.h"
+
+#include "support/temporary_directory.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+
+bool isForkRefused = false;
+
+} // namespace
+
+extern "C" {
+pid_t __real_fork();
+pid_t __wrap_fork() {
+    if (isForkRefused) {
+        errno = EAGAIN;
+        return -1;
+    }
+    return __real_fork();
+}
+}
+
+namespace keldo::inspect {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t outputLimit = 1000;
+
+Child shell(const std::string& script) {
+    return Child::execute({"/bin/sh", "-c", script}, outputLimit);
+}
+
+ChildResult resultOf(Child child, Clock::duration time = 1min) {
+    EventLoop loop({});
+    ChildResult taken;
+    loop.add(std::move(child), Clock::now() + time,
+             [&taken](ChildResult result) { taken = std::move(result); });
+    loop.run();
+    return taken;
+}
+
+void waitForOutput(const Child& child) {
+    pollfd polled{child.outputDescriptor(), POLLIN, 0};
+    poll(&polled, 1, -1);
+}
+
+/// While it lives, this process can open `count` more descriptors.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(rlim_t count) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const int lowestFree = dup(STDIN_FILENO);
+        close(lowestFree);
+        rlimit limit = before_;
+        limit.rlim_cur = static_cast<rlim_t>(lowestFree) + count;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+} // namespace
+
+TEST(ExecutedChild, GivesItsOutputErrorsAndStatus) {
+    const ChildResult result = resultOf(Child::execute(
+        {"/bin/sh", "-c", "cat; echo \"$1\"; echo wrong >&2; exit 7", "sh", "a b"}, outputLimit));
+    EXPECT_EQ(result.output, "a b\n");
+    EXPECT_EQ(result.errors, "wrong\n");
+    EXPECT_EQ(WEXITSTATUS(result.waitStatus), 7);
+    EXPECT_FALSE(result.isCut);
+    EXPECT_FALSE(result.hasTimedOut);
+    EXPECT_GT(result.duration, 0s);
+}
+
+TEST(ExecutedChild, HasStatus127IfThereIsNoSuchProgram) {
+    EXPECT_EQ(WEXITSTATUS(resultOf(Child::execute({"/nowhere"}, outputLimit)).waitStatus), 127);
+}
+
+TEST(ExecutedChild, IsEndedOnceItWritesMoreThanTheLimit) {
+    const ChildResult whole = resultOf(shell("head -c 1000 /dev/zero"));
+    EXPECT_EQ(whole.output.size(), outputLimit);
+    EXPECT_FALSE(whole.isCut);
+    const ChildResult cut = resultOf(shell("exec cat /dev/zero"));
+    EXPECT_EQ(cut.output.size(), outputLimit);
+    EXPECT_TRUE(cut.isCut);
+}
+
+TEST(ExecutedChild, KeepsTheBeginningOfItsErrors) {
+    const ChildResult result = resultOf(shell("head -c 20000 /dev/zero >&2"));
+    EXPECT_EQ(result.errors.size(), Child::errorsLimit);
+    EXPECT_FALSE(result.isCut);
+    EXPECT_EQ(result.waitStatus, 0);
+}
+
+TEST(ExecutedChild, GetsSigtermAtItsLimit) {
+    const ChildResult result = resultOf(shell("exec sleep infinity"), 0s);
+    EXPECT_TRUE(result.hasTimedOut);
+    EXPECT_EQ(WTERMSIG(result.waitStatus), SIGTERM);
+}
+
+TEST(ExecutedChild, IsKilledIfItDoesNotHeedSigterm) {
+    Child child = shell("trap '' TERM; echo ready; exec sleep infinity");
+    waitForOutput(child);
+    const ChildResult result = resultOf(std::move(child), 0s);
+    EXPECT_EQ(WTERMSIG(result.waitStatus), SIGKILL);
+    EXPECT_EQ(result.output, "ready\n");
+    EXPECT_GE(result.duration, Child::grace);
+}
+
+TEST(ExecutedChild, HasTheDefaultActionOfEachSignal) {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const ChildResult result = resultOf(shell("grep -E 'Sig(Blk|Ign)' /proc/self/status"));
+    EXPECT_EQ(result.output, "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
+}
+
+TEST(CalledChild, GivesWhatItWritesAndWhetherItThrows) {
+    const auto writeX = [](int output) { EXPECT_EQ(write(output, "x", 1), 1); };
+    const ChildResult result = resultOf(Child::call(writeX, outputLimit));
+    EXPECT_EQ(result.output, "x");
+    EXPECT_EQ(WEXITSTATUS(result.waitStatus), EXIT_SUCCESS);
+    const auto fail = [](int) { throw std::runtime_error("fails"); };
+    EXPECT_EQ(WEXITSTATUS(resultOf(Child::call(fail, outputLimit)).waitStatus), EXIT_FAILURE);
+}
+
+TEST(EndedChild, TakesItsGroupWithIt) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0); // its writing end is open in all descendants
+    resultOf(Child::call(
+        [](int) {
+            if (__real_fork() == 0) {
+                pause();
+            }
+        },
+        outputLimit));
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 0);
+    close(ends[0]);
+}
+
+TEST(DestroyedChild, HasEnded) {
+    const test::TemporaryDirectory directory;
+    EventLoop blocksSignals({});
+    for (const char* const trap : {"trap 'touch ended; exit' TERM", "trap '' TERM"}) {
+        SCOPED_TRACE(trap);
+        pid_t pid = 0;
+        {
+            const Child child = Child::execute({"/bin/sh", "-c",
+                                                "cd " + directory.path().string() + "; " + trap +
+                                                    "; echo $$ >pid; echo; "
+                                                    "while :; do sleep infinity; done"},
+                                               outputLimit);
+            waitForOutput(child);
+            pid = std::stoi(test::contentOf(directory.path() / "pid"));
+        }
+        EXPECT_EQ(kill(pid, 0), -1); // reaped
+    }
+    EXPECT_TRUE(std::filesystem::exists(directory.path() / "ended"));
+}
+
+TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorToBeHad) {
+    isForkRefused = true;
+    EXPECT_THROW(shell("exit"), std::system_error);
+    EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
+    isForkRefused = false;
+    for (const rlim_t count : {0, 1, 2, 3, 4}) { // two pipes and the null device
+        SCOPED_TRACE(count);
+        const DescriptorLimit limit(count);
+        EXPECT_THROW(shell("exit"), std::system_error);
+    }
+    const DescriptorLimit limit(0);
+    EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
+    EXPECT_THROW(EventLoop({}), std::system_error);
+}
+
+TEST(EventLoop, IsInterruptedByASignalThatIsNotIgnored) {
+    std::signal(SIGHUP, SIG_IGN);
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, nullptr, &before);
+    {
+        EventLoop loop({});
+        loop.add(shell("exit"), Clock::now() + 1min, [](const ChildResult&) {});
+        raise(SIGHUP);
+        loop.run();
+        EXPECT_EQ(loop.childCount(), 0U);
+        loop.add(shell("exec sleep infinity"), Clock::now() + 1min, [](const ChildResult&) {});
+        raise(SIGTERM);
+        try {
+            loop.run();
+            FAIL();
+        } catch (const Interrupted& interrupted) {
+            EXPECT_EQ(interrupted.signalNumber, SIGTERM);
+        }
+    }
+    EXPECT_EQ(waitpid(-1, nullptr, 0), -1); // no child is left
+    sigset_t after;
+    sigprocmask(SIG_BLOCK, nullptr, &after);
+    EXPECT_EQ(sigismember(&after, SIGCHLD), sigismember(&before, SIGCHLD));
+    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
+    std::signal(SIGHUP, SIG_DFL);
+}
+
+TEST(EventLoop, RunsChildrenThatAreAddedMeanwhile) {
+    EventLoop loop({});
+    std::string order;
+    loop.add(shell("echo a"), Clock::now() + 1min, [&](const ChildResult& first) {
+        order += first.output;
+        loop.add(shell("echo b"), Clock::now() + 1min,
+                 [&](const ChildResult& second) { order += second.output; });
+    });
+    loop.run();
+    EXPECT_EQ(order, "a\nb\n");
+}
+
+TEST(EventLoop, TicksWhileItWaits) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    EventLoop loop([&ends] { EXPECT_EQ(write(ends[1], "x", 1), 1); });
+    const auto waitForTick = [&ends](int) {
+        char byte = 0;
+        if (read(ends[0], &byte, 1) != 1) {
+            throw std::runtime_error("no tick");
+        }
+    };
+    int status = -1;
+    loop.add(Child::call(waitForTick, outputLimit), Clock::now() + 1min,
+             [&status](const ChildResult& result) { status = result.waitStatus; });
+    loop.run();
+    EXPECT_EQ(status, 0);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+} // namespace keldo::inspect
