@@ -7,6 +7,7 @@
 #include "support/redirected_files.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace keldo::inspect {
 
@@ -78,6 +79,9 @@ TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
 }
 
 TEST_F(DatabaseInquiry, TellsThatTheDatabaseIsSilent) {
+    const std::string fifo = directory_.path() / "fifo"; // nobody writes to it
+    ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+    test::redirectFile("/etc/kvr/.kvr.shadow", fifo);
     EXPECT_EQ(ask(0s).code, "database_silent");
 }
 

@@ -2,13 +2,10 @@
 
 #include "inspect/event_loop.h"
 
-#include "support/temporary_directory.h"
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdexcept>
@@ -161,24 +158,39 @@ TEST(EndedChild, TakesItsGroupWithIt) {
     close(ends[0]);
 }
 
-TEST(DestroyedChild, HasEnded) {
-    const test::TemporaryDirectory directory;
-    EventLoop blocksSignals({});
-    for (const char* const trap : {"trap 'touch ended; exit' TERM", "trap '' TERM"}) {
-        SCOPED_TRACE(trap);
-        pid_t pid = 0;
-        {
-            const Child child = Child::execute({"/bin/sh", "-c",
-                                                "cd " + directory.path().string() + "; " + trap +
-                                                    "; echo $$ >pid; echo; "
-                                                    "while :; do sleep infinity; done"},
-                                               outputLimit);
-            waitForOutput(child);
-            pid = std::stoi(test::contentOf(directory.path() / "pid"));
-        }
-        EXPECT_EQ(kill(pid, 0), -1); // reaped
+TEST(DestroyedChild, GetsSigtermAndTimeToHeedIt) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    {
+        const EventLoop blocksSignals({});
+        const Child child = Child::call(
+            [&ends](int output) {
+                sigset_t set;
+                sigemptyset(&set);
+                sigaddset(&set, SIGTERM);
+                sigprocmask(SIG_BLOCK, &set, nullptr);
+                EXPECT_EQ(write(output, "x", 1), 1);
+                int number = 0;
+                sigwait(&set, &number);
+                EXPECT_EQ(write(ends[1], "e", 1), 1);
+            },
+            outputLimit);
+        waitForOutput(child);
     }
-    EXPECT_TRUE(std::filesystem::exists(directory.path() / "ended"));
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+    EXPECT_EQ(waitpid(-1, nullptr, 0), -1); // it was reaped
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(DestroyedChild, IsKilledIfItDoesNotHeedSigterm) {
+    {
+        const EventLoop blocksSignals({});
+        const Child child = shell("trap '' TERM; echo ready; exec sleep infinity");
+        waitForOutput(child);
+    }
+    EXPECT_EQ(waitpid(-1, nullptr, 0), -1);
 }
 
 TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorToBeHad) {
