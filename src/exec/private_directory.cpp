@@ -32,7 +32,11 @@ const char* nameOf(const char* path) noexcept {
 }
 
 UniqueFd openDirectory(int base, const char* path) noexcept {
-    return UniqueFd(openat(base, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    int directory = -1;
+    do { // a network file system may be interrupted
+        directory = openat(base, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    } while (directory == -1 && errno == EINTR);
+    return UniqueFd(directory);
 }
 
 /// Sets the lock of an open directory; waits for it unless `operation` contains LOCK_NB.

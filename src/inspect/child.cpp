@@ -35,7 +35,9 @@ Pipe makePipe() {
         throwFromErrno("cannot make a pipe");
     }
     Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
-    fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == -1) {
+        throwFromErrno("cannot make a pipe"); // reading from it would not end at the limit
+    }
     return made;
 }
 
@@ -189,12 +191,18 @@ bool Child::update() {
         return true;
     }
     siginfo_t info{};
-    if (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == -1 ||
-        info.si_pid == 0) {
+    const int failed = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
+    if (failed == -1 ? errno != ECHILD : info.si_pid == 0) {
         return false;
     }
     kill(-pid_, SIGKILL); // the rest of its group, which still has its number
-    waitpid(pid_, &result_.waitStatus, 0);
+    pid_t reaped = -1;
+    do {
+        reaped = waitpid(pid_, &result_.waitStatus, 0);
+    } while (reaped == -1 && errno == EINTR);
+    if (reaped == -1) {
+        result_.waitStatus = SIGKILL; // not known: nothing may rest on it
+    }
     pid_ = -1;
     result_.duration = Clock::now() - start_;
     read();

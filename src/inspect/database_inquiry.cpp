@@ -62,6 +62,12 @@ void askInChild(int output) {
     }
 }
 
+/// Whether the error is one of this host, so that the server was not asked: no password, no client
+/// library, no socket or no memory.
+bool isOwnError(const std::string& number) {
+    return number == "0" || number == "2001" || number == "2004" || number == "2008";
+}
+
 /// The client library's numbers of errors that have a reason of their own.
 std::string codeOfError(const std::string& number) {
     for (const char* const noServer : {"2002", "2003"}) {
@@ -85,6 +91,7 @@ void readMessage(std::string_view message, DatabaseAnswer& answer) {
         break;
     case notConnected:
         answer.code = codeOfError(text);
+        answer.isKnown = !isOwnError(text);
         break;
     case errorText:
         answer.detail = text;
@@ -106,7 +113,9 @@ void readMessage(std::string_view message, DatabaseAnswer& answer) {
     }
 }
 
-void readAnswerOfChild(const ChildResult& result, DatabaseAnswer& answer) {
+/// A child that was ended before its five seconds were over, or that ended by itself without an
+/// answer, proves nothing about the database.
+void readAnswerOfChild(const ChildResult& result, bool hasFullTime, DatabaseAnswer& answer) {
     std::string_view rest = result.output;
     for (std::size_t end = 0; (end = rest.find('\0')) != std::string_view::npos;) {
         if (end > 0) {
@@ -115,7 +124,13 @@ void readAnswerOfChild(const ChildResult& result, DatabaseAnswer& answer) {
         rest.remove_prefix(end + 1);
     }
     if (!answer.isConnected && answer.code.empty()) {
-        answer.code = result.hasTimedOut ? "database_silent" : "database_failed";
+        answer.isKnown = result.hasTimedOut && hasFullTime;
+        if (result.hasTimedOut) {
+            answer.code = hasFullTime ? "database_silent" : "limit";
+        } else {
+            answer.code = "database_failed";
+            answer.detail = "the process that asks the database ended early";
+        }
     }
     answer.duration = result.duration;
 }
@@ -123,9 +138,11 @@ void readAnswerOfChild(const ChildResult& result, DatabaseAnswer& answer) {
 } // namespace
 
 void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer) {
-    const auto end = std::min(deadline, Clock::now() + limit);
-    loop.add(Child::call(askInChild, outputLimit), end,
-             [&answer](const ChildResult& result) { readAnswerOfChild(result, answer); });
+    const auto end = Clock::now() + limit;
+    loop.add(Child::call(askInChild, outputLimit), std::min(deadline, end),
+             [&answer, hasFullTime = end <= deadline](const ChildResult& result) {
+                 readAnswerOfChild(result, hasFullTime, answer);
+             });
 }
 
 } // namespace keldo::inspect

@@ -13,8 +13,9 @@ namespace keldo::inspect {
 /// What the database has told.
 struct DatabaseAnswer {
     bool isConnected = false;
-    std::string code;   ///< of the reason why not, such as "database_refused"
-    std::string detail; ///< in the client library's words
+    bool isKnown = false; ///< whether the server was asked, so that it is down if not connected
+    std::string code;     ///< of the reason why not, such as "database_refused"
+    std::string detail;   ///< in the client library's words
 
     bool isLogRead = false;
     std::string logDetail;            ///< why the action log could not be read

@@ -174,7 +174,7 @@ private:
         judgement.detail = database_.detail;
         judgement.duration = database_.duration;
         judgement.tests.emplace_back().kind = TestKind::connection;
-        if (!noProcess_.empty()) {
+        if (!database_.isConnected && database_.code.empty()) { // it was not asked
             judgement.reason = reason("no_process_to_be_had");
             judgement.detail = noProcess_;
         } else if (database_.isConnected) {
@@ -182,9 +182,11 @@ private:
             judgement.reason = reason("passed");
             judgement.tests.front().state = TestState::ok;
         } else {
-            judgement.state = State::down;
             judgement.reason = reason(database_.code);
-            judgement.tests.front().state = TestState::failed;
+            if (database_.isKnown) {
+                judgement.state = State::down;
+                judgement.tests.front().state = TestState::failed;
+            }
         }
         return judgement;
     }

@@ -4,7 +4,9 @@
 import itertools
 import unittest
 
+import injection
 import places
+import promise
 import scenarios
 from campaign import Host, case
 from injection import Fault
@@ -35,14 +37,15 @@ class FaultTest(unittest.TestCase):
     def check_series(self, series, step=1):
         """Tries every step-th call with the faults in turn. The first call must exist."""
         for number, which in zip(itertools.count(1, step), itertools.cycle(series.faults)):
-            if not self.check(which._replace(number=number)):
+            if not self.check(which._replace(number=series.skipped + number)):
                 self.assertGreater(number, 1)
                 return
 
 
 class SystemCallTest(FaultTest):
     def test_each_system_call_of_a_german_run_fails_with_one_of_its_errors(self):
-        for number, place in enumerate(places.system_places(self.lay_out("german"))):
+        for number, place in enumerate(places.system_places(self.lay_out("german"),
+                                                             self.scenario)):
             faults = [fault for fault in place if not places.is_slow(fault)]
             self.assertTrue(self.check(faults[number % len(faults)]))
 
@@ -51,7 +54,7 @@ class StreamTest(FaultTest):
     def test_calls_on_the_streams_and_the_report_fail_with_every_error(self):
         calls = self.lay_out("upgrade")
         contexts = {(call.name, call.number): call.context for call in calls}
-        for place in places.system_places(calls):
+        for place in places.system_places(calls, self.scenario):
             if contexts[place[0].call, place[0].number] in ("streams", "report"):
                 for fault in place:
                     self.assertTrue(self.check(fault))
@@ -82,6 +85,43 @@ class ChildTest(FaultTest):
                 self.assertTrue(self.check(fault))
 
 
+class InspectionTest(FaultTest):
+    """The same for keldoctl-inspect."""
+
+    def test_each_system_call_of_an_inspection_fails_with_one_of_its_errors(self):
+        calls = self.lay_out("inspect-well")
+        for number, place in enumerate(places.system_places(calls, self.scenario)):
+            faults = [fault for fault in place if not places.is_slow(fault)]
+            self.check(faults[number % len(faults)])
+
+    def test_each_call_on_a_child_of_an_inspection_fails(self):
+        calls = self.lay_out("inspect-down")
+        for series in places.series(calls, self.scenario):
+            if series.faults[0].call in ("poll", "wait4", "waitid"):
+                self.check_series(series)
+
+    def test_every_101st_allocation_of_an_inspection_fails(self):
+        self.lay_out("inspect-json")
+        self.check_series(places.memory_series(), 101)
+
+    def test_every_31st_allocation_of_the_child_that_asks_the_database_fails(self):
+        self.lay_out("inspect-well")
+        self.check_series(places.database_child_series(), 31)
+
+
+class AdapterTest(FaultTest):
+    """The same for monit-check-status with the real monit."""
+
+    def test_each_system_call_of_a_batch_fails_with_one_of_its_errors(self):
+        calls = self.lay_out("adapter-batch")
+        for number, place in enumerate(places.system_places(calls, self.scenario)):
+            self.check(place[number % len(place)])
+
+    def test_every_7th_allocation_of_a_batch_fails(self):
+        self.lay_out("adapter-batch")
+        self.check_series(places.memory_series(), 7)
+
+
 class CheckTest(FaultTest):
     """The checks notice a broken promise and a fault that did not occur."""
 
@@ -91,6 +131,20 @@ class CheckTest(FaultTest):
         for fault in (None, Fault("short", "read", 1, "-", False)):
             _, _, complaints = case(scenario, fault)
             self.assertEqual(complaints, ["says that dns is up, that web is down"])
+
+    def test_an_inspection_that_calls_a_service_up_that_is_down_is_noticed(self):
+        self.lay_out("inspect-well")
+        scenario = self.scenario._replace(down=("redis",))
+        outcome = injection.run(self.scenario, None)
+        self.assertEqual(promise.complaints(scenario, None, outcome), ["says that redis is up"])
+
+    def test_an_inspection_that_calls_an_unseen_server_well_is_noticed(self):
+        self.lay_out("inspect-well")
+        outcome = injection.run(self.scenario, None)
+        outcome = outcome._replace(stdout=outcome.stdout.replace(
+            b'id="action_log" state="ok"', b'id="action_log" state="failed"'))
+        [complaint] = promise.complaints(self.scenario, None, outcome)
+        self.assertRegex(complaint, "^says well with ")
 
     def test_a_fault_that_does_not_occur_is_noticed(self):
         self.lay_out("upgrade")

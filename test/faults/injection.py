@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs keldoctl while a call fails, and records the outcome.
+"""Runs a program while a call of it fails, and records the outcome.
 
 strace answers system calls instead of the kernel. A preloaded library (failing_calls.cpp) replaces
 the allocator and the calls that strace cannot answer.
@@ -11,10 +11,12 @@ import os
 import pathlib
 import re
 import select
+import shutil
 import signal
 import subprocess
 from typing import NamedTuple
 
+from inspection import INSPECT
 from panel import BUILD, KELDOCTL, PATH, PRODUCT_ROOT
 from trace import whole
 
@@ -22,7 +24,11 @@ import scenarios
 
 LIBRARY = os.environ.get("FAILING_CALLS", BUILD / "test/libfailing_calls.so")
 LOG = pathlib.Path("/run/fault-log")
+PROGRAMS = {"keldoctl": KELDOCTL, "keldoctl-inspect": INSPECT,
+            "monit-check-status": os.environ.get("MONIT_CHECK_STATUS",
+                                                 BUILD / "libexec/monit-check-status")}
 CONTROL_FILES = PRODUCT_ROOT / "tmp"
+FOLDERS = (CONTROL_FILES, pathlib.Path("/run"), pathlib.Path("/tmp"))  # of temporary files
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
 STANDARD_STREAMS = {0, 1, 2}
 
@@ -30,7 +36,7 @@ STANDARD_STREAMS = {0, 1, 2}
 class Fault(NamedTuple):
     """What fails: the `number`th call of `call` and, if `forever`, all later ones too.
 
-    The `kind` is "system", a system call of keldoctl itself that fails with `error`; "child", a
+    The `kind` is "system", a system call of the program itself that fails with `error`; "child", a
     call of its forks, the `child`th or all; "memory", a failed allocation; "short", a transfer that
     moves one byte; "close", a close that fails with `error` but closes.
     """
@@ -70,7 +76,7 @@ class Outcome(NamedTuple):
     contexts: frozenset  # contexts of the failed calls (see Walk); None if unknown
     open: tuple  # descriptors that were open when the run exited
     orphans: tuple  # names of processes that were left behind
-    control_files: tuple  # names of control files that were left behind
+    control_files: tuple  # names of temporary files and directories that were left behind
 
 
 # --- A run
@@ -82,7 +88,8 @@ def run(scenario, fault):
     scenarios.prepare(scenario)
     LOG.unlink(missing_ok=True)
     others = children()
-    program, environment = injector(fault)
+    files = temporary_files()
+    program, environment = injector(PROGRAMS[scenario.program], fault)
     process = subprocess.Popen([*program, *scenario.arguments],
                                env={"PATH": PATH} | scenario.environment() | environment,
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -91,7 +98,8 @@ def run(scenario, fault):
     orphans = tuple(sorted(end(child) for child in children() - others))
     # A report fits into a pipe, and no process holds the other end any more.
     stdout, _ = process.communicate()
-    return Outcome(status, stdout, *what_happened(fault), orphans, remove_control_files())
+    left = remove_all(temporary_files() - files - {LOG})
+    return Outcome(status, stdout, *what_happened(fault), orphans, left)
 
 
 def wait_for(process):
@@ -105,10 +113,10 @@ def wait_for(process):
     return status if ended else None
 
 
-def injector(fault):
-    """The command that runs keldoctl with the fault, and additions to its environment."""
+def injector(program, fault):
+    """The command that runs the program with the fault, and additions to its environment."""
     if fault is None or fault.is_traced():
-        return [*strace(fault), KELDOCTL], {}
+        return [*strace(fault), program], {}
     plan = {"LD_PRELOAD": str(LIBRARY), "FAULT_CALL": fault.call,
             "FAULT_NUMBER": str(fault.number), "FAULT_LOG": str(LOG)}
     if fault.forever:
@@ -117,7 +125,7 @@ def injector(fault):
         plan["FAULT_CHILD"] = str(fault.child)
     if fault.error != "-":
         plan["FAULT_ERROR"] = str(getattr(errno, fault.error))
-    return [KELDOCTL], plan
+    return [program], plan
 
 
 def strace(fault):
@@ -143,11 +151,18 @@ def end(process):
     return name
 
 
-def remove_control_files():
-    files = sorted(CONTROL_FILES.iterdir())
+def temporary_files():
+    return {file for folder in FOLDERS for file in folder.iterdir()}
+
+
+def remove_all(files):
+    """Removes files and directories. Returns their names."""
     for file in files:
-        file.unlink()
-    return tuple(file.name for file in files)
+        if file.is_dir():
+            shutil.rmtree(file)
+        else:
+            file.unlink()
+    return tuple(sorted(file.name for file in files))
 
 
 # --- What happened
@@ -176,7 +191,7 @@ def trace():
 
 
 class Call(NamedTuple):
-    """One system call of keldoctl itself. `arguments` and `result` are strace's texts."""
+    """One system call of the program itself. `arguments` and `result` are strace's texts."""
 
     name: str
     number: int  # of the calls of that name, from 1 on
@@ -202,7 +217,8 @@ BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, contex
     ("openat", r'[^"]*"[^"]*/tmp/monitrc.*O_EXCL', "control"),
     ("pipe2", "", "command"),
     ("unlink", r'"[^"]*/tmp/monitrc', "removal"),
-    ("write", r'1, "<\?xml', "report"),
+    ("openat", r'[^"]*"[^"]*/(?:keldoctl-inspect|monit-check-status)\.\w{6}"', "directory"),
+    ("write", r'1, "(?:<\?xml|\{)', "report"),
 )]
 NUMBERED = {"connection", "control", "command"}  # contexts counted through the run
 TALKING = {"poll", "recvfrom", "sendto"}  # only to the database
@@ -246,7 +262,7 @@ class Walk:
             return
         for names, start, context in BEGINNINGS:
             match = re.fullmatch(names, name) and start.match(arguments)
-            if not match or (self._context == "loader" and context != "start"):
+            if not match or (self._context == "loader" and context not in ("start", "streams")):
                 continue
             if context in NUMBERED:
                 self._numbers[context] += 1

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Checks that a run kept keldoctl's promise although a call failed.
+"""Checks that a run kept keldoctl's promise although a call failed (states.py: that of the other
+programs).
 
 Standard output carries one complete well-formed document, or nothing if the run ends abnormally.
 Nothing is left behind. The document differs from that of a run without a fault only in what the
@@ -11,18 +12,17 @@ import xml.etree.ElementTree as ElementTree
 from panel import Action, Problem, report
 
 import scenarios
+import states
 from scenarios import Findings
+from states import Broken
 
 RUNNER_FAILURES = tuple(f"keldoctl: failed to {what}" for what in (
     "create a pair of file descriptors", "create a child process", "suspends execution"))
 NOT_EXECUTED = "keldoctl: failed to execute a command -- "
 UPGRADE = "Upgrade is in progress. Please wait."
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
+REMOVAL = ("getdents64", "openat", "rmdir", "unlink", "unlinkat")  # of a directory
 MEMORY_CALLS = ("mmap", "brk", "mprotect")
-
-
-class Broken(Exception):
-    """A broken promise; the text says what the run did."""
 
 
 def complaints(scenario, fault, outcome):
@@ -30,23 +30,31 @@ def complaints(scenario, fault, outcome):
     found = []
     if outcome.status is None:
         found.append("it hangs")
-    if outcome.control_files and not (fault and fault.call == "unlink"):
-        found.append(f"control files are left: {' '.join(outcome.control_files)}")
+    if outcome.control_files and not may_leave_files(scenario, fault, outcome):
+        found.append(f"files are left: {' '.join(outcome.control_files)}")
     # A wait that fails with ECHILD leaves the child.
     if outcome.orphans and outcome.status is not None and not (
-            fault and fault.call == "wait4" and fault.error == "ECHILD"):
+            fault and fault.call in ("wait4", "waitid") and fault.error == "ECHILD"):
         found.append(f"processes are left: {' '.join(outcome.orphans)}")
     if outcome.open and outcome.status == 0:
         found.append(f"descriptors are open: {outcome.open}")
     try:
         if outcome.status is not None:
-            check_output(scenario, fault, outcome)
+            CHECKS[scenario.program](scenario, fault, outcome)
     except Broken as broken:
         found.append(str(broken))
     return found
 
 
-def check_output(scenario, fault, outcome):
+def may_leave_files(scenario, fault, outcome):
+    """Whether the call that failed was to remove them."""
+    if fault is None or scenario.program == "keldoctl":
+        return fault is not None and fault.call == "unlink"
+    return (fault.call in REMOVAL and fault.error != "EINTR"
+            and (fault.call != "openat" or "directory" in outcome.contexts))
+
+
+def check_report(scenario, fault, outcome):
     if writing_failed(fault, outcome):
         # The output is a beginning of the report.
         if not whole_report(scenario).startswith(outcome.stdout):
@@ -74,6 +82,10 @@ def may_end_abnormally(fault, outcome):
         return False
     return (fault.kind == "memory" or fault.call in MEMORY_CALLS
             or (fault.call == "dup2" and "streams" in outcome.contexts))
+
+
+CHECKS = {"keldoctl": check_report, "keldoctl-inspect": states.check_output,
+          "monit-check-status": states.check_output}
 
 
 # --- The document

@@ -23,6 +23,24 @@ printf '<monit><service><name>%s</name><status>%d</status></service></monit>\\n'
     "$service" "$status"
 """
 
+# The same for keldoctl-inspect, in its batch mode.
+BATCH_MONITOR = f"""#!/bin/sh
+printf '<monit batch="1">'
+while read -r verb _ service; do
+    [ "$verb" = check ] || continue
+    status=0
+    [ -e {DOWN}/"$service" ] && status=512
+    printf '<service><name>%s</name><status>%d</status><monitor>1</monitor>' "$service" "$status"
+    printf '<checked>1</checked><seconds>0.001</seconds></service>'
+done <"$2"
+printf '</monit>\\n'
+"""
+
+# The control file for monit-check-status, and the statuses that monit answers with.
+CONTROL = pathlib.Path("/run/fault-control")
+RUNNING = pathlib.Path("/run/fault-pid")
+ANSWER = {"runs": "0", "gone": "512"}
+
 # Without this the C library looks in 75 places for a module that few machines have.
 NAME_SERVICES = "services: files\n"
 
@@ -48,11 +66,27 @@ class Scenario(NamedTuple):
     stopped: tuple = ()  # services last stopped
     database: bool = True
     repairs: tuple = ()  # the services to be repaired
+    program: str = "keldoctl"
 
     def checked(self):
         """The services that the monitor is asked about, in order."""
         return [service for service in (*CORE_SERVICES, *self.started)
                 if service != "mysql" and service not in self.stopped]
+
+    def is_paced(self):
+        """Whether the number of calls depends on how fast other processes are."""
+        return self.program != "keldoctl"
+
+    def states(self):
+        """The state of each service that keldoctl-inspect finds in a run without a fault."""
+        if self.findings.upgrade:
+            return {service: "unchecked" for service in CORE_SERVICES}
+        states = {service: "down" if service in self.findings.down else "up"
+                  for service in (*CORE_SERVICES, *self.started)}
+        return states | {service: "stopped" for service in self.stopped}
+
+    def really_down(self):
+        return {*self.down} if self.database else {*self.down, "mysql"}
 
     def environment(self):
         return {"LOCPATH": str(LOCALES)} if self.language != "en-US" else {}
@@ -72,6 +106,18 @@ SCENARIOS = {scenario.name: scenario for scenario in (
              down=("web", "dns"), repairs=("web", "dns")),
     Scenario("german", ("--status", "--language=de-DE"), Findings(down=frozenset({"web"})),
              language="de-DE", down=("web",)),
+    Scenario("inspect-well", ("--jobs=2",), Findings(), down=("mail",), stopped=("mail",),
+             started=("redis",), program="keldoctl-inspect"),
+    Scenario("inspect-down", ("--jobs=1",), Findings(down=frozenset({"web"})), down=("web",),
+             program="keldoctl-inspect"),
+    Scenario("inspect-json", ("--json", "--jobs=1"), Findings(down=frozenset({"mysql"})),
+             database=False, program="keldoctl-inspect"),
+    Scenario("inspect-upgrade", (), Findings(upgrade=True), down=("web",), database=False,
+             program="keldoctl-inspect"),
+    Scenario("adapter", ("-c", CONTROL, "-x", "check-status"), Findings(), database=False,
+             program="monit-check-status"),
+    Scenario("adapter-batch", ("-c", CONTROL, "-x", "check-status", "-b", "60"), Findings(),
+             database=False, program="monit-check-status"),
 )}
 
 
@@ -102,7 +148,11 @@ def lay_out(scenario, database):
         panel.write_service(service, titles={"de-DE": german_title(service)},
                             stop="true", start=start_commands(service))
     monitor = panel.root / "admin/sbin/monit"
-    monitor.write_text(MONITOR, encoding="utf-8")
+    monitor.write_text(MONITOR if scenario.program == "keldoctl" else BATCH_MONITOR,
+                       encoding="utf-8")
+    CONTROL.write_text(f"check process runs with pidfile {RUNNING}\n"
+                       "check process gone with pidfile /run/fault-no-pid\n", encoding="utf-8")
+    RUNNING.write_text(f"{os.getpid()}\n", encoding="utf-8")
     panel.upgrade_tool(int(scenario.findings.upgrade))
     if scenario.language != "en-US":
         (panel.root / CATALOGUE).parent.mkdir(parents=True)
