@@ -96,6 +96,7 @@ Child Child::execute(const std::vector<std::string>& words, std::size_t outputLi
         throwFromErrno("cannot open /dev/null");
     }
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str())); // execvp(3) does not write to it
     }

@@ -35,7 +35,7 @@ public:
     static constexpr std::chrono::seconds grace{1};
 
     /// Bytes of standard error that are kept.
-    static constexpr std::size_t errorsLimit = 16 * 1024;
+    static constexpr std::size_t errorsLimit = 16384;
 
     /// Executes a program; the first word is its path. Throws std::system_error if no process can
     /// be made. A program that cannot be executed shows as exit status 127.

@@ -16,7 +16,7 @@ namespace keldo::inspect {
 namespace {
 
 constexpr std::chrono::seconds limit{5};
-constexpr std::size_t outputLimit = 16 * 1024 * 1024;
+constexpr std::size_t outputLimit = 16U << 20U;
 
 // The child writes messages: a letter, the text, and a NUL, which no text from it contains.
 constexpr char connected = 'c';

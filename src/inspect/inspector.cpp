@@ -31,7 +31,7 @@ namespace keldo::inspect {
 namespace {
 
 constexpr std::chrono::seconds upgradeToolLimit{10};
-constexpr std::size_t toolOutputLimit = 64 * 1024 * 1024;
+constexpr std::size_t toolOutputLimit = 64U << 20U;
 
 /// What the upgrade tool said.
 struct UpgradeAnswer {

@@ -22,7 +22,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t outputLimit = 1024 * 1024;
+constexpr std::size_t outputLimit = 1U << 20U;
 constexpr std::size_t lastPassAtOnce = 32;
 
 /// The line of the control file that the monitor complains of, as in "FILE:3: syntax error", or 0.
