@@ -119,7 +119,8 @@ def series(calls, scenario):
     """The faults of calls whose number a trace does not tell in advance."""
     for name in paced(scenario):
         skipped = sum(call.name == name and call.context == "loader" for call in calls)
-        yield Series(tuple(system_faults(name, 1, ERRORS[name])), skipped)
+        arguments = next((call.arguments for call in reversed(calls) if call.name == name), "")
+        yield Series(tuple(system_faults(name, 1, ERRORS[name], arguments)), skipped)
     yield from transfer_series()
     yield Series(tuple(Fault("close", "close", 1, error, forever) for error in CLOSE_ERRORS
                        for forever in (False, True)))
