@@ -11,10 +11,10 @@ namespace keldo::adapter {
 
 /// The documents of the batch mode, in UTF-8; doc/monit-check-status.8 describes their form.
 
-/// The document of what monit has found until the limit.
+/// The document with monit's results at the limit.
 std::string batchDocumentOf(const Findings& findings);
 
-/// The document of a control file that monit does not accept; `printed` is what monit printed.
+/// The document for a control file that monit refuses; `printed` is the output of monit.
 std::string refusalDocumentOf(std::string_view printed);
 
 } // namespace keldo::adapter

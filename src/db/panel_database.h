@@ -48,8 +48,8 @@ MYSQL* db_connect(char* error, size_t size);
 MYSQL* db_connect_setup(char* error, size_t size);
 
 /* Does what db_connect() does and closes the connection. Returns 0, or -1 with a message in the
- * buffer and the client library's error number in `number`: 0 if it failed before the library was
- * asked, without the password or the library. */
+ * buffer and the client library's error number in `number`. The number is 0 if the password could
+ * not be read or the library could not be loaded. */
 int db_probe(char* error, size_t size, unsigned int* number);
 
 /* Chooses the connection's character set. UTF-8 if the panel database asks for it: its misc row

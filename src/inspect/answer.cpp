@@ -36,7 +36,7 @@ bool hasFlag(const xmlNode* element, const char* name) {
            "1";
 }
 
-/// The number that the whole text is, in any locale.
+/// The whole text as a number. The locale does not matter.
 template <typename Number> std::optional<Number> numberIn(std::string_view text) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -50,7 +50,7 @@ ToldTest readTest(const xmlNode* element, bool isPort) {
     test.number = numberIn<std::uint32_t>(childContent(element, "number")).value_or(0);
     test.path = childContent(element, "path");
     test.seconds = numberIn<double>(childContent(element, "responsetime")).value_or(-1);
-    test.hasFailed = test.seconds < 0; // monit's own sign
+    test.hasFailed = test.seconds < 0; // so monit marks a failure
     return test;
 }
 

@@ -9,20 +9,20 @@
 
 namespace keldo::inspect {
 
-/// What the monitor tells of one port or socket.
+/// The monitor's result for one port or socket.
 struct ToldTest {
     bool isPort = true;
     std::uint32_t number = 0; ///< of the port
     std::string path;         ///< of the socket
     bool hasFailed = false;
-    double seconds = 0; ///< until it answered
+    double seconds = 0; ///< until the answer; negative if the test failed
 };
 
-/// What the monitor tells of one service.
+/// The monitor's result for one service.
 struct ToldService {
     std::string name;
-    std::string status;  ///< empty if it is not told
-    std::string monitor; ///< "1" for a service that is monitored; empty if it is not told
+    std::string status;  ///< empty if the answer lacks it
+    std::string monitor; ///< "1" for a monitored service; empty if the answer lacks it
     bool isChecked = true;
     std::optional<double> seconds; ///< how long its tests took
     std::vector<ToldTest> tests;
@@ -31,16 +31,16 @@ struct ToldService {
 
 /// The document that the monitor printed: /monit/service, with the elements name, status, monitor,
 /// checked, seconds, port (number, responsetime), unix (path, responsetime) and words, as
-/// monit-check-status(8) describes them. Unknown elements are passed over.
+/// monit-check-status(8) describes them. Unknown elements are ignored.
 struct Answer {
-    bool isBatch = false;   ///< the monitor keeps to a limit: batch="1"
+    bool isBatch = false;   ///< the monitor knows the batch mode: batch="1"
     bool isRefused = false; ///< the monitor did not take the control file: refused="1"
-    std::string words;      ///< what it printed then
+    std::string words;      ///< what it printed if it refused the file
     std::vector<ToldService> services;
 };
 
-/// Reads a monitor's output. Returns nothing for what is no document with the root element monit,
-/// and for one with a document type declaration.
+/// Reads a monitor's output. Returns nothing if the output is not an XML document with the root
+/// element monit, or if it has a document type declaration.
 std::optional<Answer> readAnswer(const std::string& output);
 
 } // namespace keldo::inspect

@@ -41,16 +41,16 @@ Pipe makePipe() {
     return made;
 }
 
-/// In the child: takes SIGTERM when `parent` ends, and becomes the leader of a group.
+/// In the child: asks the system for SIGTERM when `parent` ends, and moves to a group of its own.
 void followParent(pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) { // it has ended before, and no signal comes any more
+    if (getppid() != parent) { // it has already ended, so no signal will come
         _exit(notExecuted);
     }
     setpgid(0, 0);
 }
 
-/// In the child: lets every signal through, with its default action.
+/// In the child: restores the default actions and unblocks all signals.
 void resetSignals() {
     for (const int number : {SIGPIPE, SIGXFSZ}) { // ignored in this program
         std::signal(number, SIG_DFL);
@@ -63,12 +63,12 @@ void resetSignals() {
 void connectStreams(int input, int output, int errors) {
     if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
         !duplicate(errors, STDERR_FILENO)) {
-        _exit(notExecuted); // its output would go where the document belongs
+        _exit(notExecuted); // otherwise its output could get into the document
     }
 }
 
-/// Reads what there is into `text`, up to `limit` bytes. Returns false at the end of the pipe, and
-/// sets `isCut` if there is more than the limit.
+/// Appends to `text` what the pipe holds, until it has `limit` bytes, and drops the rest. Sets
+/// `isCut` if it dropped something. Returns false at the end of the pipe.
 bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut) {
     std::array<char, 16384> buffer{};
     for (;;) {
@@ -139,7 +139,7 @@ Child Child::call(const std::function<void(int)>& work, std::size_t outputLimit)
 
 Child::Child(pid_t pid, UniqueFd output, UniqueFd errors, std::size_t outputLimit)
     : pid_(pid), output_(std::move(output)), errors_(std::move(errors)), outputLimit_(outputLimit) {
-    setpgid(pid, pid); // here as well, so that end() finds the group however early it comes
+    setpgid(pid, pid); // the child does it too; end() may need the group before that
 }
 
 Child::Child(Child&& other) noexcept
@@ -155,7 +155,7 @@ Child::~Child() {
     }
 }
 
-/// SIGCHLD is blocked, so it can be waited for here.
+/// Uses sigtimedwait(), which works because SIGCHLD is blocked.
 void Child::waitUntilReaped() {
     sigset_t childEnded;
     sigemptyset(&childEnded);
@@ -196,13 +196,13 @@ bool Child::update() {
     if (failed == -1 ? errno != ECHILD : info.si_pid == 0) {
         return false;
     }
-    kill(-pid_, SIGKILL); // the rest of its group, which still has its number
+    kill(-pid_, SIGKILL); // the rest of its group; the id is valid until waitpid()
     pid_t reaped = -1;
     do {
         reaped = waitpid(pid_, &result_.waitStatus, 0);
     } while (reaped == -1 && errno == EINTR);
     if (reaped == -1) {
-        result_.waitStatus = SIGKILL; // not known: nothing may rest on it
+        result_.waitStatus = SIGKILL; // unknown: count it as a death by a signal
     }
     pid_ = -1;
     result_.duration = Clock::now() - start_;

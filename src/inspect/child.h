@@ -13,25 +13,26 @@
 
 namespace keldo::inspect {
 
-/// What became of a child process.
+/// The result of a child process.
 struct ChildResult {
     int waitStatus = 0;       ///< of waitpid(2)
     std::string output;       ///< what it wrote to standard output, at most the limit
     std::string errors;       ///< what it wrote to standard error, at most errorsLimit bytes
-    bool isCut = false;       ///< it wrote more than the limit, and was ended for that
-    bool hasTimedOut = false; ///< it was ended since its time was over
+    bool isCut = false;       ///< it was ended because it wrote more than the limit
+    bool hasTimedOut = false; ///< it was ended because its time was up
     Clock::duration duration{0};
 };
 
 /// A child process in a process group of its own. Its standard output and error are pipes to us,
-/// its standard input is the null device. It gets SIGTERM when this process ends, and so do the
-/// processes of its group when the object goes; whoever is left a second later is killed.
+/// its standard input is the null device. The child gets SIGTERM when this process ends. The
+/// destructor sends SIGTERM to the group. It waits for the child, for at most a second, and then
+/// kills all processes that are left in the group.
 ///
-/// The caller blocks SIGCHLD and calls update() when it comes, and read() when there is something
-/// to read.
+/// The caller blocks SIGCHLD. It calls update() when SIGCHLD arrives, and read() when a descriptor
+/// is readable.
 class Child {
 public:
-    /// How long a child that was asked to end may take.
+    /// The time that a child has between SIGTERM and SIGKILL.
     static constexpr std::chrono::seconds grace{1};
 
     /// Bytes of standard error that are kept.
@@ -49,19 +50,19 @@ public:
     Child& operator=(Child&&) = delete;
     ~Child();
 
-    /// The descriptors to read from, -1 once there is nothing more.
+    /// The descriptors to read from; -1 after the end of the output.
     int outputDescriptor() const { return output_.get(); }
     int errorsDescriptor() const { return errors_.get(); }
 
-    /// Reads what there is, without waiting.
+    /// Reads what is available, without waiting.
     void read();
 
-    /// Looks whether the child has ended. Returns true once it has been reaped.
+    /// Reaps the child if it has ended. Returns true once it has been reaped.
     bool update();
 
-    /// Asks the child to end, by SIGTERM, and by SIGKILL at the second call.
+    /// Sends SIGTERM to the group; SIGKILL from the second call on.
     void end() noexcept;
-    /// The same, and result() tells that its time was over.
+    /// Calls end() and sets hasTimedOut in the result.
     void endAtLimit() noexcept;
 
     bool hasEnded() const { return pid_ == -1; }

@@ -37,7 +37,7 @@ std::string languageOf(std::string_view code) {
     return std::string(code);
 }
 
-/// Takes the value of an option NAME=VALUE, if the word is one.
+/// Sets `value` to the rest of the word if the word begins with `name`. Returns whether it does.
 bool takeValue(std::string_view word, std::string_view name, std::string_view& value) {
     if (!word.starts_with(name)) {
         return false;

@@ -19,7 +19,7 @@ struct CommandLine {
     Mode mode = Mode::inspect;
     std::string language = englishLanguage;
     std::chrono::seconds timeout{60};
-    std::size_t jobs = 0; ///< 0: as many as there are processors
+    std::size_t jobs = 0; ///< 0: one for each processor
     bool isJson = false;
     std::vector<std::string> repairIds; ///< in their order, duplicates kept
 };
@@ -36,8 +36,9 @@ public:
 ///     [--language=LANG_CODE] [--timeout=SECONDS] [--jobs=N] [--json] [--repair ID...]
 ///     --version | --help | -h
 ///
-/// The options stand in any order; the last of several equal ones counts. Every word after --repair
-/// is an id. SECONDS is a whole number from 1 to 86400, N from 1 to 256. Throws CommandLineError.
+/// The options may have any order. If an option is given twice, the last one counts. Every word
+/// after --repair is an id. SECONDS is a whole number from 1 to 86400, N from 1 to 256. Throws
+/// CommandLineError.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);
 
 /// The usage, its last newline included.

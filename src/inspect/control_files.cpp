@@ -24,7 +24,7 @@ namespace {
 /// one, for the handler of SIGABRT.
 std::atomic<const char*> directoryInUse = nullptr;
 
-/// libxml2 without memory aborts the process (xml/memory.h). The abort goes on afterwards.
+/// If libxml2 gets no memory, the process aborts (xml/memory.h). The abort continues after this.
 extern "C" void removeDirectoryInUse(int /*signal*/) {
     if (const char* const path = directoryInUse) {
         removeDirectory(path);

@@ -14,11 +14,13 @@ namespace keldo::inspect {
 /// The directory of control files, "tmp" below PRODUCT_ROOT_D.
 std::string controlFileDirectory();
 
-/// A directory of this inspection's own in that directory, removed on destruction, and also if the
-/// process aborts. One at a time. The ending signals must be blocked while it lives.
+/// A private directory of this inspection below controlFileDirectory(). It is removed on
+/// destruction, and also if the process aborts. Only one may exist at a time. The ending signals
+/// must be blocked while it exists.
 class ControlFileDirectory {
 public:
-    /// Removes what killed inspections left. Throws std::system_error if no directory can be made.
+    /// Also removes the directories of killed inspections. Throws std::system_error if no directory
+    /// can be made.
     ControlFileDirectory();
     ControlFileDirectory(const ControlFileDirectory&) = delete;
     ControlFileDirectory& operator=(const ControlFileDirectory&) = delete;
@@ -30,17 +32,17 @@ private:
     PrivateDirectory directory_;
 };
 
-/// Writes the control files of the services, one after another, to a new file of mode 0600.
+/// Writes the control files of all these services to one new file of mode 0600.
 /// Returns 0, or an error number if the file cannot be made or written whole.
 int writeControlFiles(const std::vector<const ServiceDefinition*>& definitions,
                       const std::string& path);
 
-/// Chooses services that can share a control file: their ids differ even if case does not count,
-/// and monit takes their values as they stand there, unquoted, so that what one definition says
-/// cannot change what another one means.
+/// Chooses the services that can share a control file. Their ids must differ even if case is
+/// ignored. Their values must contain no character that is special for monit, so that one
+/// definition cannot change the meaning of another.
 class BatchNames {
 public:
-    /// Whether the service can join those that were taken before. If so, it is taken.
+    /// Takes the service if it can share a file with those taken before. Returns whether it did.
     bool take(const ServiceDefinition& definition);
 
 private:

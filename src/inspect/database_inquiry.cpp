@@ -18,7 +18,7 @@ namespace {
 constexpr std::chrono::seconds limit{5};
 constexpr std::size_t outputLimit = 16U << 20U;
 
-// The child writes messages: a letter, the text, and a NUL, which no text from it contains.
+// Each message of the child is a letter, a text without NUL, and a NUL.
 constexpr char connected = 'c';
 constexpr char notConnected = 'e';
 constexpr char errorText = 't';
@@ -34,7 +34,7 @@ void tell(int output, char kind, std::string_view text = "") {
     for (std::string_view rest = message; !rest.empty();) {
         const ssize_t count = write(output, rest.data(), rest.size());
         if (count <= 0) {
-            _exit(1); // the parent sees an answer without its end
+            _exit(1); // the parent sees an incomplete answer
         }
         rest.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -50,7 +50,7 @@ void askInChild(int output) {
     tell(output, connected);
     try {
         ActionLog log;
-        for (const std::string& id : log.lastStarted()) { // these count even if the rest fails
+        for (const std::string& id : log.lastStarted()) { // valid even if the rest fails
             tell(output, startedService, id);
         }
         for (const std::string& id : log.lastStopped()) {
@@ -62,13 +62,13 @@ void askInChild(int output) {
     }
 }
 
-/// Whether the error is one of this host, so that the server was not asked: no password, no client
+/// Whether the error arose on this host before the server was asked: there is no password, no client
 /// library, no socket or no memory.
 bool isOwnError(const std::string& number) {
     return number == "0" || number == "2001" || number == "2004" || number == "2008";
 }
 
-/// The client library's numbers of errors that have a reason of their own.
+/// The code of the reason for an error number of the client library.
 std::string codeOfError(const std::string& number) {
     for (const char* const noServer : {"2002", "2003"}) {
         if (number == noServer) {

@@ -10,23 +10,24 @@
 
 namespace keldo::inspect {
 
-/// What the database has told.
+/// The answer of the database.
 struct DatabaseAnswer {
     bool isConnected = false;
-    bool isKnown = false; ///< whether the server was asked, so that it is down if not connected
-    std::string code;     ///< of the reason why not, such as "database_refused"
-    std::string detail;   ///< in the client library's words
+    bool isKnown = false; ///< the server was asked, so it is down if it is not connected
+    std::string code;     ///< why it is not connected, such as "database_refused"
+    std::string detail;   ///< the client library's message
 
     bool isLogRead = false;
     std::string logDetail;            ///< why the action log could not be read
     std::vector<std::string> started; ///< the services that the administrator last started
-    std::vector<std::string> stopped; ///< and those that he last stopped
+    std::vector<std::string> stopped; ///< the services that he last stopped
 
-    Clock::duration duration{0}; ///< until it was connected, or given up
+    Clock::duration duration{0}; ///< of connecting and reading the log
 };
 
-/// Asks the database in a child, which is ended if it takes longer than five seconds. The answer is
-/// complete when `loop` has run, and outlives that.
+/// Starts a child that connects to the database and reads the action log. The child is ended after
+/// five seconds, or at `deadline` if that is earlier. `answer` is complete after loop.run() and
+/// must exist until then.
 void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer);
 
 } // namespace keldo::inspect

@@ -15,7 +15,7 @@ namespace keldo::inspect {
 
 namespace {
 
-/// The code of what keeps the file from being read, or null.
+/// The code of the reason why the file cannot be read, or null if it can.
 const char* faultOfFile(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {

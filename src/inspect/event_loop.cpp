@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::seconds tickLength{1};
 
-/// A signal that the caller ignores stays ignored.
+/// An ignored signal is not watched, so it stays ignored.
 bool isIgnored(int number) {
     struct sigaction action {};
     sigaction(number, nullptr, &action);
@@ -43,7 +43,7 @@ EventLoop::EventLoop(std::function<void()> tick) : tick_(std::move(tick)) {
 }
 
 EventLoop::~EventLoop() {
-    for (Watched& watched : watched_) { // all at once, so that they share the time they have
+    for (Watched& watched : watched_) { // SIGTERM to all first, so that all end in the same second
         watched.child.end();
     }
     watched_.clear();
@@ -66,8 +66,7 @@ void EventLoop::run() {
     }
 }
 
-/// Waits until a child or a signal has something to tell, the next child is late, or a second is
-/// over.
+/// Waits for output, a signal, the next time limit of a child, or one second.
 void EventLoop::waitForEvent() {
     Clock::time_point wake = Clock::now() + tickLength;
     std::vector<pollfd> polled = {{signals_.get(), POLLIN, 0}};

@@ -11,13 +11,13 @@
 
 namespace keldo::inspect {
 
-/// A signal asks this program to end. Thrown, so that every owner on the way cleans up.
+/// A signal asks this program to end. Thrown so that destructors clean up.
 struct Interrupted {
     int signalNumber;
 };
 
-/// Runs children at the same time, until all have ended. While it lives, SIGCHLD and the signals
-/// that end a program (exec/ending_signals.h) are blocked and read from a descriptor.
+/// Watches children that run at the same time, until all have ended. While it exists, SIGCHLD and
+/// the signals that end a program (exec/ending_signals.h) are blocked and read from a descriptor.
 class EventLoop {
 public:
     /// Takes a child's result; may add further children.

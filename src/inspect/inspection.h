@@ -40,7 +40,7 @@ struct Test {
     TestState state = TestState::untested;
 };
 
-/// What was found out of one service.
+/// The state of one service, as the inspection found it.
 struct Judgement {
     State state = State::unknown;
     Reason reason;
@@ -59,7 +59,7 @@ struct InspectedService {
 
 enum class DependencyState { ok, missing, failed, unasked };
 
-/// Something that the answer rests on.
+/// A file, program or server that the inspection depends on.
 struct Dependency {
     std::string id; ///< such as "database"
     DependencyState state = DependencyState::ok;

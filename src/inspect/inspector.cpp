@@ -33,7 +33,7 @@ namespace {
 constexpr std::chrono::seconds upgradeToolLimit{10};
 constexpr std::size_t toolOutputLimit = 64U << 20U;
 
-/// What the upgrade tool said.
+/// The answer of the upgrade tool.
 struct UpgradeAnswer {
     bool isRunning = false;
     bool isKnown = false;
@@ -42,7 +42,7 @@ struct UpgradeAnswer {
 
 /// A service that ought to run, or was stopped.
 struct Listed {
-    std::string id; ///< of the definition, or by which it is looked up if it has none
+    std::string id; ///< in its definition; the id that was looked up if that is empty
     Origin origin;
     FoundDefinition found;
     Judgement judgement;
@@ -119,7 +119,7 @@ private:
         }
     }
 
-    /// Lists the service unless it is listed.
+    /// Adds the service to the list if it is not there yet.
     void list(const std::string& id, Origin origin) {
         if (id.empty()) {
             return; // a log entry without a name
@@ -136,7 +136,7 @@ private:
     /// The action log names a service by the id that its definition has.
     void markStopped(const std::string& id) {
         if (!id.empty() && std::ranges::find(services_, id, &Listed::id) == services_.end()) {
-            if (findDefinition(id).fault.code != "definition_missing") { // else it was removed
+            if (findDefinition(id).fault.code != "definition_missing") { // missing: it was removed
                 list(id, Origin::started);
             }
         }
@@ -235,7 +235,7 @@ private:
         }
     }
 
-    /// The monitor is at fault if it is the reason of every service.
+    /// If every service has a reason that blames the monitor, the monitor has failed.
     void blameMonitorIfItNeverAnswers(const std::vector<Listed*>& asked) {
         const auto isItsFault = [](const Listed* service) {
             return service->judgement.reason.code.starts_with("monitor_");

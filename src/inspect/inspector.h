@@ -11,10 +11,10 @@
 namespace keldo::inspect {
 
 /// Makes an inspection that ends at `deadline`, and adds its problems to problemModel. The database
-/// and the upgrade tool are asked first, at the same time, then the monitor, for `jobs` batches at
-/// once. Calls `tell` with how far it is, about once a second. Host, start and duration are left to
-/// the caller. Throws Interrupted if a signal asks for the end, and std::system_error if the system
-/// does not give what it takes to watch children.
+/// and the upgrade tool are asked first, at the same time; then the monitor, with `jobs` batches at
+/// once. Calls `tell` about once a second with a line on the progress. The caller sets host, start
+/// and duration. Throws Interrupted if a signal asks the program to end, and std::system_error if
+/// children cannot be watched.
 Inspection inspectServices(std::size_t jobs, Clock::time_point deadline,
                            const std::function<void(const std::string&)>& tell);
 

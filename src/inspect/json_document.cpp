@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Without what XML cannot carry, so that both documents hold the same, and in valid UTF-8.
+/// The text in valid UTF-8, as the XML document has it too.
 std::string valid(const std::string& text) {
     return replaceInvalidXml(text).value_or(text);
 }
@@ -88,8 +88,8 @@ std::string textOf(const xmlNode* node) {
     return fromXml(XmlText(xmlNodeGetContent(node)).get());
 }
 
-/// An element of the report. Attributes come first. A child with text alone is a text; message is
-/// an object, and solutions a list.
+/// An element of the report as an object: first its attributes, then its children. `message`
+/// becomes an object, `solutions` a list, and any other child a text.
 Json jsonOf(const xmlNode* element) {
     Json object = Json::object();
     for (const xmlAttr* attribute = element->properties; attribute != nullptr;

@@ -20,8 +20,8 @@ constexpr long connectionFailed = 0x20;
 constexpr long noProcess = 0x200;
 constexpr long zombie = 0x800;
 
-/// Monit waits so long for an answer. It gives up a datagram earlier, but a wrong answer on this
-/// host comes within milliseconds.
+/// A failed test that took at least this long has timed out. Monit waits five seconds for an
+/// answer, for a datagram less. A wrong answer from this host comes within milliseconds.
 constexpr double secondsForAnswer = 5;
 constexpr double secondsForDatagram = 0.2;
 
@@ -46,8 +46,8 @@ std::optional<long> statusIn(const std::string& text) {
     return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
-/// An open port without a protocol proves nothing if its clients do not hear of a refusal, or if
-/// the TLS handshake stays silent, which monit takes for well.
+/// Whether a passed test proves nothing. This concerns ports without a protocol: a UDP client may
+/// not notice a refusal, and monit passes a TLS handshake that gets no answer.
 bool provesNothing(const Test& test, const ToldTest* told) {
     if (test.kind != TestKind::port || !test.protocol.empty()) {
         return false;
@@ -130,7 +130,7 @@ private:
             test->state = hasProcess ? TestState::ok : TestState::failed;
         }
         if (!hasProcess) {
-            return; // monit tests nothing else then
+            return; // without a process, monit tests nothing else
         }
         std::vector<ToldTest> told = told_.tests;
         for (Test& test : judgement_.tests) {
@@ -140,8 +140,9 @@ private:
         }
     }
 
-    /// Takes the result of the test out of `told`. A monitor that tells no results passed all tests
-    /// if its status says so, and failed the only one if there is one alone.
+    /// Sets the test's state from its result, which it removes from `told`. Without a result, the
+    /// status decides: 0 means that all tests passed; an error means that a test failed, and it is
+    /// known which one only if there is only one.
     void markConnection(Test& test, long status, std::vector<ToldTest>& told) {
         const auto found = std::ranges::find_if(told, [&test](const ToldTest& candidate) {
             return candidate.isPort == (test.kind == TestKind::port) &&
@@ -179,8 +180,8 @@ private:
         return reason("failed", Subject::general, Substitution{"<status>", told_.status});
     }
 
-    /// Refused connections are refused at once. An answer that does not come takes monit's whole
-    /// time, a wrong one does not.
+    /// If something listens, the duration decides: a missing answer takes monit's whole time limit,
+    /// a wrong answer does not.
     std::string codeOfFailedConnection(const Test& test) const {
         switch (lookAt(test)) {
         case Listener::noSocket:

@@ -10,21 +10,21 @@
 
 namespace keldo::inspect {
 
-/// The tests that the control file of the service asks for, none of them made.
+/// The tests that the control file of the service asks for, all in the state "untested".
 std::vector<Test> testsOf(const ServiceDefinition& definition);
 
-/// A judgement of that state and reason, with the service's tests not made.
+/// A judgement with this state and reason; all tests of the service are "untested".
 Judgement untested(const ServiceDefinition& definition, State state, Reason reason,
                    std::string detail = "");
 
-/// Judges a service by the monitor's answer to a question of which it was a part; `took` is how
-/// long the answer took. The service was checked, or is not in the answer.
+/// Judges a service by the monitor's answer; `took` is how long the answer took. Call it only if
+/// the answer names the service as checked, or not at all.
 ///
 /// It is up if the answer names it exactly once, with monitor 1 and status 0, and one of its tests
-/// proves that something answers. It is down if a test was made and failed: for a status other than
-/// 0, and for a process that is stopped, which monit does not notice. Everything else is unknown.
-/// The status bits and the results of ports and sockets give the reason. They do not tell a port
-/// that nobody listens on from one that gave a wrong answer, so the port is connected to for that.
+/// proves that something answers. It is down if a test failed: the status is not 0, or the process
+/// is stopped, which monit does not notice. Otherwise its state is unknown. The reason comes from
+/// the status bits and the results of ports and sockets. They do not tell whether a failed port has
+/// a listener, so this function tries to connect to it.
 Judgement judge(const ServiceDefinition& definition, const Answer& answer, Clock::duration took);
 
 } // namespace keldo::inspect

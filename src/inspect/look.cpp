@@ -22,8 +22,8 @@ namespace {
 
 constexpr std::uint32_t highestPort = 65535;
 
-/// What becomes of a connection that does not come about at once: 0, or an error number. One to
-/// this host is refused within a moment, if at all.
+/// Waits for a pending connection. Returns its error number, or 0. The wait is short, since this
+/// host refuses a connection within a moment.
 int laterError(int connection) {
     constexpr int momentInMilliseconds = 100;
     pollfd polled{connection, POLLOUT, 0};
@@ -50,7 +50,7 @@ UniqueFd makeSocket(int family, int type) {
     return UniqueFd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
-/// A datagram that nobody takes is refused by the next call on its socket.
+/// Sends twice: the refusal of the first datagram shows as an error of the second call.
 int datagramError(const UniqueFd& connection) {
     return send(connection.get(), "", 0, MSG_NOSIGNAL) == -1 ||
                    send(connection.get(), "", 0, MSG_NOSIGNAL) == -1
@@ -68,7 +68,7 @@ bool isRefusedAt(const Test& test, const auto& address, int family) {
     return error == ECONNREFUSED || error == EADDRNOTAVAIL || error == EAFNOSUPPORT;
 }
 
-/// The monitor tries every address of localhost.
+/// Tries both addresses of localhost, as the monitor does.
 Listener lookAtPort(const Test& test) {
     if (test.number > highestPort) {
         return Listener::none;
@@ -132,7 +132,7 @@ bool isProcessStopped(const std::string& pidFile) {
         return false;
     }
     const std::string stat = beginningOf("/proc/" + std::to_string(pid) + "/stat");
-    // The name before the state, in parentheses, may hold any characters.
+    // The state follows the process name, which is in parentheses and may contain any characters.
     const auto nameEnd = stat.rfind(')');
     return nameEnd != std::string::npos && stat.substr(nameEnd).starts_with(") T");
 }

@@ -67,7 +67,7 @@ std::vector<Judgement> MonitorInquiry::ask() {
     return std::move(judgements_);
 }
 
-/// As many batches as jobs, and alone those that cannot share a control file.
+/// One batch for each job, and one question for each service that cannot share a control file.
 std::vector<MonitorInquiry::Question> MonitorInquiry::firstPass() const {
     std::vector<Question> questions;
     BatchNames names;
@@ -97,7 +97,7 @@ void MonitorInquiry::startQuestions() {
         questions_.pop_front();
         if (Clock::now() < deadline_) {
             start(std::move(question));
-        } // else the services stay as they are: unknown, for the limit
+        } // else the services stay unknown, with the reason "limit"
     }
 }
 
@@ -205,8 +205,8 @@ void MonitorInquiry::takeRefusal(const Question& question, const std::string& co
                  reasonOfRefusal(found_[service]->path, controlFile, answer.words), answer.words);
 }
 
-/// More calls are made at once from now on, since most of them wait for a service that hangs. A
-/// monitor that knows no batches may have other reasons to be slow.
+/// Also raises the number of calls at once, since most of these calls only wait for a service that
+/// hangs. If the monitor knows no batches, the services may be fine, so the number stays.
 void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
     if (services.empty()) {
         return;

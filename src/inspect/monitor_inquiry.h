@@ -14,35 +14,35 @@
 
 namespace keldo::inspect {
 
-/// How long the monitor may take.
+/// Time limits for the monitor.
 struct InquiryLimits {
     /// For a batch of the first pass.
     std::chrono::milliseconds firstPass{1000};
-    /// For one service, by the number of its tests: monit gives up a test after five seconds and
-    /// makes them one after another.
+    /// For each test of a service in the second pass: monit runs the tests one after another and
+    /// gives up each after five seconds.
     std::chrono::milliseconds perTest{5000};
-    /// And for its start, on a busy machine.
+    /// Added in the second pass, for the start of the monitor on a busy machine.
     std::chrono::milliseconds margin{5000};
-    /// Beyond its limit, to print what it has.
+    /// Added to every limit, so that the monitor can print its answer.
     std::chrono::milliseconds printing{1000};
 };
 
 /// Asks the monitor (monitorPath()) for services, several at once, in two passes. First it asks for
-/// batches, one for each job, each for one second. It then asks for what was not checked in that
-/// second again, a service a call and up to 32 calls at once. A batch whose control file the
-/// monitor refuses is halved until the culprit is alone. A monitor that knows no batches is asked
-/// for one service a call, as keldoctl does.
+/// batches, one for each job, each for one second. Then it asks again for the services that were
+/// not checked in that second: one service a call, up to 32 calls at once. If the monitor refuses
+/// the control file of a batch, the batch is halved until the refused service is alone. A monitor
+/// that knows no batches is asked for one service a call, as keldoctl does.
 class MonitorInquiry {
 public:
-    /// The loop outlives the object. Control files are made in `directory`. No answer is waited for
-    /// beyond `deadline`.
+    /// `loop` must outlive the object. Control files are made in `directory`. The monitor is ended
+    /// at `deadline`.
     MonitorInquiry(EventLoop& loop, std::string directory, std::size_t jobs,
                    Clock::time_point deadline, InquiryLimits limits = {});
 
-    /// Adds a service; what was found of it outlives the object.
+    /// Adds a service. `found` must outlive the object.
     void add(const FoundDefinition& found);
 
-    /// Asks for all of them. Returns their judgements, in the order in which they were added.
+    /// Asks for all added services. Returns their judgements in the order of add().
     std::vector<Judgement> ask();
 
     /// The error number of the first control file that could not be written whole, or 0.
@@ -50,8 +50,8 @@ public:
 
 private:
     struct Question {
-        std::vector<std::size_t> services; ///< positions
-        bool isLast = false;               ///< what is not checked then stays unknown
+        std::vector<std::size_t> services; ///< positions in found_
+        bool isLast = false;               ///< a service that is not checked then stays unknown
     };
 
     void startQuestions();

@@ -94,8 +94,8 @@ std::string timeText(std::chrono::system_clock::time_point time) {
     std::tm utc{};
     gmtime_r(&seconds, &utc);
     std::array<char, 32> text{};
-    const std::size_t length =
-        std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc); // digits alone
+    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ",
+                                             &utc); // the same in every locale
     return {text.data(), length};
 }
 

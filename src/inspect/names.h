@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// The words of the document, in XML and JSON alike.
+/// Names and values as both documents, XML and JSON, write them.
 namespace keldo::inspect {
 
 const char* nameOf(State state);
@@ -26,7 +26,7 @@ inline std::chrono::milliseconds inMilliseconds(Clock::duration duration) {
 /// Milliseconds as seconds with three decimals, in every locale: 0.412.
 std::string secondsText(std::chrono::milliseconds time);
 
-/// What is kept of another program's words: the first 4 KiB, cut between characters.
+/// Another program's output as the documents show it: the first 4 KiB, cut between characters.
 std::string detailText(const std::string& words);
 
 } // namespace keldo::inspect

@@ -35,7 +35,7 @@ void Progress::clearLine() {
     }
 }
 
-/// A terminal that takes nothing loses the line.
+/// Ignores failures: then the line is lost.
 void Progress::write(const std::string& text) {
     if (terminal_) {
         [[maybe_unused]] const ssize_t count = ::write(terminal_.get(), text.data(), text.size());

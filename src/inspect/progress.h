@@ -8,8 +8,8 @@
 
 namespace keldo::inspect {
 
-/// Tells a person on standard error how far the inspection is, if standard error is a terminal.
-/// Made before the standard streams are silenced; children do not inherit its descriptor.
+/// Shows the progress of the inspection on standard error, if that is a terminal. Construct it
+/// before the standard streams are silenced. Children do not inherit its descriptor.
 class Progress {
 public:
     Progress();
@@ -17,10 +17,10 @@ public:
     /// Prints a line that stays.
     void printLine(const std::string& line);
 
-    /// Shows a line in place of the one that was shown so before.
+    /// Shows a line until the next call of any function.
     void replaceLine(const std::string& line);
 
-    /// Takes that line away.
+    /// Removes the line that replaceLine() has shown.
     void clearLine();
 
 private:

@@ -16,7 +16,7 @@ namespace keldo::inspect {
 
 namespace {
 
-/// Control characters would begin lines of their own in the log.
+/// Replaces control characters: a line feed would begin a new line in the log.
 std::string inOneLine(std::string text) {
     for (char& c : text) {
         if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
@@ -40,7 +40,7 @@ void writeToLog(const std::string& line) {
     closelog(); // so that no child inherits the connection
 }
 
-/// What became of the repair, and whether it succeeded.
+/// The outcome of the repair in words, and whether it succeeded.
 std::pair<std::string, bool> outcomeOf(const std::string& id) {
     const auto result = problemModel.actionResults().find(id);
     if (result == problemModel.actionResults().end()) {
@@ -60,7 +60,8 @@ bool carryOutRepairs(const std::vector<std::string>& ids,
     for (const std::string& id : ids) {
         const std::string shownId = inOneLine(id);
         tell(shownId + " ...");
-        writeToLog("repair " + shownId + " begins; " + asker); // it may end this process
+        writeToLog("repair " + shownId + " begins; " +
+                   asker); // first, since the repair may end this process
         const Clock::time_point start = Clock::now();
         repairActions({id});
         const std::string seconds = secondsText(inMilliseconds(Clock::now() - start)) + " s";

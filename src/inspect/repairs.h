@@ -8,11 +8,10 @@
 
 namespace keldo::inspect {
 
-/// Carries out repairs as keldoctl does (repairActions), and writes to the system log that each
-/// begins and how it ended: its id, who asked for it (uid, login uid, SUDO_USER), its outcome and
-/// how many seconds it took. Calls
-/// `tell` with a line for people before and after each. Returns whether all were carried out and
-/// succeeded.
+/// Carries out repairs as keldoctl does (repairActions). Before and after each repair, writes a
+/// line to the system log and calls `tell` with a line for people. The lines in the log contain the
+/// id and who asked for it (uid, login uid, SUDO_USER); the second one also the outcome and the
+/// duration. Returns whether all repairs were carried out and succeeded.
 bool carryOutRepairs(const std::vector<std::string>& ids,
                      const std::function<void(const std::string&)>& tell);
 

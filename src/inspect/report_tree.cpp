@@ -10,7 +10,7 @@
 namespace keldo::inspect {
 
 ReportTree reportTree() {
-    // The indentation of the report goes; the whole document gets one of its own.
+    // Without the report's indentation, since the whole document is indented later.
     constexpr int options = XML_PARSE_NONET | XML_PARSE_NOBLANKS | XML_PARSE_HUGE;
     const std::string report = reportDocument(problemModel);
     XmlDocument document(

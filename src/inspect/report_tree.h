@@ -8,8 +8,8 @@
 
 namespace keldo::inspect {
 
-/// The report of the run's own model as keldoctl prints it, parsed again: so its texts are those
-/// that a reader of the report gets.
+/// The report on problemModel, written as keldoctl prints it and parsed again. Its texts are
+/// therefore exactly those that a reader of keldoctl's report gets.
 class ReportTree {
 public:
     explicit ReportTree(XmlDocument document) : document_(std::move(document)) {}

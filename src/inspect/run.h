@@ -9,16 +9,17 @@ namespace keldo::inspect {
 /// The exit statuses of keldoctl-inspect.
 enum ExitStatus {
     statusWell = 0,
-    statusProblems = 1, ///< or a repair that failed
+    statusProblems = 1, ///< a service is down, or a repair failed
     statusUnknown = 2,
     statusNoDocument = 3,
     statusUpgrade = 4,
     statusUsage = 64
 };
 
-/// Carries out a command line: prints the usage or the version, or makes an inspection, which ends
-/// with its document on standard output. Returns the exit status. Throws Interrupted if a signal
-/// asks for the end, and what the inspection throws; standard output then holds nothing.
+/// Carries out a command line: prints the usage or the version, or makes an inspection and prints
+/// its document on standard output. Returns the exit status. Throws Interrupted if a signal asks
+/// the program to end, and what the inspection throws. If it throws, it has printed nothing on
+/// standard output.
 int run(const CommandLine& commandLine);
 
 } // namespace keldo::inspect

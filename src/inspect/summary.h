@@ -22,9 +22,10 @@ struct Counts {
 
 Counts countsOf(const std::vector<InspectedService>& services);
 
-/// The inspection in a few counted sentences, in the report's language, each with the code of what
-/// it counts: "all_up" if the verdict is well, else "down", "unknown" and "up"; then "stopped" and
-/// "unchecked"; and "checked", with the time that it took. A sentence whose count is 0 is left out.
+/// Sums up the inspection in a few sentences in the report's language. Each sentence counts
+/// services and has a code: "all_up" if the verdict is well, else "down", "unknown" and "up"; then
+/// "stopped" and "unchecked"; then "checked" with the duration. Sentences whose count is 0 are left
+/// out.
 std::vector<Reason> summaryOf(const Inspection& inspection);
 
 } // namespace keldo::inspect

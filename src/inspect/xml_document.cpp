@@ -20,7 +20,7 @@ void addAttribute(xmlNode* element, const char* name, const std::string& value) 
     xmlNewProp(element, toXml(name), toXml(replaceInvalidXml(value).value_or(value)));
 }
 
-/// An element with a text that is no markup.
+/// Adds an element; markup characters in its text are escaped.
 xmlNode* addElement(xmlNode* parent, const char* name, const std::string& text = "") {
     const std::string valid = replaceInvalidXml(text).value_or(text);
     return xmlNewTextChild(parent, nullptr, toXml(name), text.empty() ? nullptr : toXml(valid));

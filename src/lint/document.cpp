@@ -89,7 +89,7 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
                   int defaultCount, const xmlChar** attributes) {
     auto* const parser = static_cast<xmlParserCtxt*>(context);
     Progress& progress = *static_cast<Progress*>(parser->_private);
-    constexpr std::ptrdiff_t fields = 5; // of an attribute; the last two are the ends of its value
+    constexpr std::ptrdiff_t fields = 5; // of each attribute; the last two delimit its value
     for (int i = 0; i < attributeCount; ++i) {
         const xmlChar* const* const attribute = attributes + fields * i;
         progress.attributeText += static_cast<std::size_t>(attribute[4] - attribute[3]);

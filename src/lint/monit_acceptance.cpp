@@ -23,7 +23,7 @@ constexpr const char* monitPath = "/usr/bin/monit";
 constexpr std::array baseDirectories = {"/tmp"};
 constexpr const char* directoryPrefix = "keldo-service-lint.";
 constexpr int accepted = 0; ///< monit's exit status if it can read the file
-constexpr int refused = 1;  ///< if it cannot, or fails for another reason
+constexpr int refused = 1;  ///< its exit status if it cannot, or fails for another reason
 
 PrivateDirectory makeDirectory() {
     try {
@@ -35,8 +35,8 @@ PrivateDirectory makeDirectory() {
 }
 
 /// The settings that keep monit's files in the directory. Like monit-check-status, they give the
-/// host a name that no service has. They follow the control file's text, so that its line numbers
-/// do not change, and since monit uses the last of two equal settings.
+/// host a name that no service has. They follow the control file's text: so its line numbers do not
+/// change, and monit uses the last of two equal settings.
 std::string settings(const PrivateDirectory& directory) {
     return "\nset idfile " + directory.file("id") + "\nset statefile " + directory.file("state") +
            "\nset pidfile " + directory.file("pid") + "\ncheck system " + directory.name() + "\n";

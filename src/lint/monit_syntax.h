@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// Which values of a definition stock monit (5.33) can read in a control file. If monit cannot read
-/// a control file, the service counts as running for ever.
+/// The values of a definition that stock monit (5.33) can read in a control file. If monit cannot
+/// read a control file, the service always counts as running.
 
 namespace keldo::lint {
 

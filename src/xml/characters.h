@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Which text an XML 1.0 document in UTF-8 can carry. Commands print any bytes, and one invalid
+/// The text that an XML 1.0 document in UTF-8 can carry. Commands print any bytes, and one invalid
 /// byte makes a parser refuse the whole document.
 
 namespace keldo {
