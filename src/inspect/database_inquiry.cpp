@@ -62,8 +62,8 @@ void askInChild(int output) {
     }
 }
 
-/// Whether the error arose on this host before the server was asked: there is no password, no client
-/// library, no socket or no memory.
+/// Whether the error arose on this host before the server was asked: there is no password, no
+/// client library, no socket or no memory.
 bool isOwnError(const std::string& number) {
     return number == "0" || number == "2001" || number == "2004" || number == "2008";
 }

@@ -195,7 +195,7 @@ class ServiceTrials(Trial):
         self.define("Dns", self.pid_file(self.process().pid))
         self.expect(Dns="up passed")
 
-    def test_a_service_is_up_whose_values_cannot_share_a_control_file(self):
+    def test_a_service_whose_values_cannot_share_a_control_file_is_up(self):
         self.define("trial", self.pid_file(self.process().pid))
         self.define("tri+al", self.pid_file(self.process().pid))
         self.expect(trial="up passed", **{"tri+al": "up passed"})
@@ -261,7 +261,7 @@ class DefinitionTrials(Trial):
         [trial] = [service for service in seen.services if service.id == "trial"]
         self.assertIn("line 2", trial.reason)
 
-    def test_a_definition_unmonitors_itself(self):
+    def test_a_definition_ends_the_monitoring_of_its_own_service(self):
         path = f"<pid-file>{self.directory / 'none.pid'}"
         self.define("trial", path + '"\nif does not exist then unmonitor #</pid-file>')
         self.expect(trial="unknown unmonitored")

@@ -63,7 +63,7 @@ class CatalogueTest(unittest.TestCase):
 
 
 class TranslationTest(CatalogueTest):
-    def test_texts_and_what_a_report_makes_of_them(self):
+    def test_texts_of_translations_in_a_report(self):
         for fact, texts, shown in (
                 ("no placeholder", ("Steht.", "Starten."), ("Steht.", "Starten.")),
                 ("several placeholders", ("<service_title>: <service_title>!",

@@ -172,7 +172,7 @@ class DocumentTest(InspectTest):
             self.assertEqual((tool.state, tool.code), (state, "upgrade_unknown"))
         self.assertEqual(tool.detail, "no\N{REPLACEMENT CHARACTER}")
 
-    def test_a_service_that_has_two_definitions_is_asked_and_shown_once(self):
+    def test_a_service_that_has_two_definitions_is_checked_and_shown_once(self):
         self.panel.write_service("dns", own_id="web")
         seen = self.inspect("--jobs=1")
         self.assertEqual([service.id for service in seen.services],
@@ -443,7 +443,7 @@ class RepairTest(InspectTest):
 
 
 class TerminalTest(InspectTest):
-    def test_a_terminal_is_told_how_far_the_inspection_is(self):
+    def test_a_terminal_shows_the_progress_of_the_inspection(self):
         started, go = self.make_fifos()
         self.panel.write_program("monit", monitor(WAIT))
         ours, theirs = pty.openpty()

@@ -73,7 +73,7 @@ class ReportTest(InstalledViewsTestCase):
         os.unlink("/run/keldo-test-daemon")
         self.assertEqual((status, output), (0, REPAIRED.format("web", "")))
 
-    def test_a_full_disk_does_not_cost_the_outcome_of_a_repair(self):
+    def test_the_outcome_of_a_repair_is_shown_despite_a_full_disk(self):
         self.panel.write_service("web", start="seq 20000")
         full = self.prefix / "full"
         full.mkdir()
@@ -346,8 +346,8 @@ class KeepReportTest(InstalledViewsTestCase):
                 self.assertEqual(self.panel.calls(), [])
                 self.assertFalse(KEPT_REPORTS.exists())
 
-    def test_a_signal_at_the_test_of_the_directory_leaves_no_file(self):
-        # mktemp sends the signal as soon as it has told the name, or has made the file.
+    def test_a_signal_while_the_directory_is_tested_leaves_no_file(self):
+        # mktemp sends the signal as soon as it has made the file and printed its name.
         path = self.path_with({"mktemp": '/usr/bin/mktemp "$@" && kill -TERM "$PPID"'})
         self.assertNotEqual(self.run_program("1", env={"PATH": path})[0], 0)
         self.assertEqual(list((self.panel.root / "tmp").iterdir()), [])

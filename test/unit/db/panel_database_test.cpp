@@ -257,7 +257,7 @@ TEST_F(DbConnect, ClosesAConnectionWhoseHandleReportsAnErrorAfterConnecting) {
     }
 }
 
-TEST_F(DbConnect, IsTriedByAProbeThatTellsTheNumberOfAnError) {
+TEST_F(DbConnect, IsTriedByAProbeThatReturnsTheErrorNumber) {
     unsigned int number = 7;
     EXPECT_EQ(db_probe(error.data(), error.size(), &number), 0);
     EXPECT_EQ(number, 0U);

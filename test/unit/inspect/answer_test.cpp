@@ -15,7 +15,7 @@ TEST(Answer, IsNothingUnlessItIsADocumentOfTheMonitor) {
     EXPECT_TRUE(readAnswer("<monit/>"));
 }
 
-TEST(Answer, HoldsWhatTheMonitorTellsOfEachService) {
+TEST(Answer, HoldsTheResultsOfEachService) {
     const auto answer = readAnswer(
         R"(<monit batch="1"><other/><service type="3"><name>a&amp;b</name><status>32</status>
         <monitor>1</monitor><checked>0</checked><seconds>0.25</seconds>
@@ -47,7 +47,7 @@ TEST(Answer, HoldsWhatTheMonitorTellsOfEachService) {
     EXPECT_FALSE(second.seconds);
 }
 
-TEST(Answer, TellsARefusalWithItsWords) {
+TEST(Answer, HoldsARefusalWithTheOutputOfTheMonitor) {
     const auto answer =
         readAnswer("<monit batch=\"1\" refused=\"1\"><words>/f:3: syntax error</words></monit>");
     ASSERT_TRUE(answer);

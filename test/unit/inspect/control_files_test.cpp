@@ -39,7 +39,7 @@ TEST(WriteControlFiles, PutsOneAfterAnotherIntoANewFile) {
     EXPECT_EQ(writeControlFiles({&one}, path), EEXIST);
 }
 
-TEST(WriteControlFiles, TellsWhyTheFileCannotBeWrittenWhole) {
+TEST(WriteControlFiles, ReturnsWhyTheFileCannotBeWrittenWhole) {
     const ServiceDefinition one = service("one");
     EXPECT_EQ(writeControlFiles({&one}, "/nowhere/1"), ENOENT);
 }
@@ -52,7 +52,7 @@ TEST(BatchNames, TakeAnIdOnceWhateverItsCase) {
     EXPECT_TRUE(names.take(service("web2")));
 }
 
-TEST(BatchNames, TakeOnlyValuesThatMonitTakesAsTheyStand) {
+TEST(BatchNames, TakeOnlyValuesWithoutCharactersThatAreSpecialForMonit) {
     for (const char* id : {"", "a b", "a\"", "a#", "a\n", "a;", "\xC3\xA4", "a'"}) {
         SCOPED_TRACE(id);
         EXPECT_FALSE(BatchNames().take(service(id)));

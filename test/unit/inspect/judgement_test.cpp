@@ -91,7 +91,7 @@ TEST(Judgement, IsUpOnlyForStatusZeroOfAMonitoredService) {
     }
 }
 
-TEST(Judgement, IsDownForAnyOtherStatusEvenIfTheMonitorDoesNotTellThatItTests) {
+TEST(Judgement, IsDownForAStatusOtherThanZeroEvenWithoutAMonitoringState) {
     const ServiceDefinition service = serviceWith("/none.pid");
     EXPECT_EQ(judged(service, told("512")), "down no_process failed");
     EXPECT_EQ(judged(service, told("512", {}, "")), "down no_process failed");
@@ -123,7 +123,7 @@ TEST(Judgement, TellsWhyAConnectionFailed) {
     EXPECT_EQ(judged(taken, told("32", {port(listening.port(), -1)}), 5s), "down timed_out failed");
 }
 
-TEST(Judgement, AttributesAFailureToTheOnlyTestIfTheMonitorTellsNoResults) {
+TEST(Judgement, AttributesAFailureToTheOnlyTestIfTheMonitorGivesNoResults) {
     EXPECT_EQ(judged(serviceWith("", {{PortType::TCP, ListeningPort::freePort(), ""}}), told("32")),
               "down refused failed");
     EXPECT_EQ(judged(serviceWith("/none.pid", {http}), told("32")), "down failed ok,untested");

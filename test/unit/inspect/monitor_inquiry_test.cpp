@@ -91,7 +91,7 @@ protected:
 
 } // namespace
 
-TEST_F(MonitorInquiryTest, AsksForABatchAJobWithALimitOfASecond) {
+TEST_F(MonitorInquiryTest, AsksForOneBatchPerJobWithALimitOfOneSecond) {
     panel_.installMonitor(batchMonitor);
     answer("answer.c", "<status>512</status><monitor>1</monitor>");
     add({"a", "b", "c", "d"});
@@ -99,7 +99,7 @@ TEST_F(MonitorInquiryTest, AsksForABatchAJobWithALimitOfASecond) {
     EXPECT_EQ(calls(), (std::vector<std::string>{"a c 1.000", "b d 1.000"}));
 }
 
-TEST_F(MonitorInquiryTest, AsksAgainAloneForWhatWasNotCheckedInTheFirstSecond) {
+TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatWasNotCheckedInTheFirstSecond) {
     panel_.installMonitor(batchMonitor);
     answer("late.b", "");
     add({"a", "b"});
@@ -107,14 +107,14 @@ TEST_F(MonitorInquiryTest, AsksAgainAloneForWhatWasNotCheckedInTheFirstSecond) {
     EXPECT_EQ(calls(), (std::vector<std::string>{"a b 1.000", "b 10.000"}));
 }
 
-TEST_F(MonitorInquiryTest, AsksAloneForServicesThatCannotShareAControlFile) {
+TEST_F(MonitorInquiryTest, AsksSeparatelyForServicesThatCannotShareAControlFile) {
     panel_.installMonitor(batchMonitor);
     add({"a", "A", "b"});
     EXPECT_EQ(ask(1), "a up passed, A up passed, b up passed");
     EXPECT_EQ(calls(), (std::vector<std::string>{"A 1.000", "a b 1.000"}));
 }
 
-TEST_F(MonitorInquiryTest, HalvesABatchThatIsRefusedUntilTheCulpritIsAlone) {
+TEST_F(MonitorInquiryTest, HalvesARefusedBatchUntilTheRefusedServiceIsAlone) {
     panel_.installMonitor(noteTheCall + R"(
 case $names in
     *bad*) echo '<monit batch="1" refused="1"><words>no</words></monit>'; exit ;;
@@ -126,7 +126,7 @@ esac
                                                  "bad c 1.000", "c 1.000"}));
 }
 
-TEST_F(MonitorInquiryTest, AsksAMonitorThatKnowsNoBatchesForOneServiceACall) {
+TEST_F(MonitorInquiryTest, AsksForOneServicePerCallIfTheMonitorKnowsNoBatches) {
     panel_.installMonitor(noteTheCall + R"(
 [ -z "$limit" ] || exit 1
 echo "<monit><service><name>${names% }</name><status>0</status><monitor>1</monitor></service></monit>"
@@ -156,13 +156,13 @@ TEST_F(MonitorInquiryTest, TellsWhatIsWrongWithTheMonitor) {
     }
 }
 
-TEST_F(MonitorInquiryTest, LeavesServicesUnknownWhoseTimeIsOver) {
+TEST_F(MonitorInquiryTest, LeavesServicesUnknownAtTheTimeLimit) {
     panel_.installMonitor("exec sleep 1000\n");
     add({"a", "b"});
     EXPECT_EQ(ask(1, 10ms), "a unknown limit, b unknown limit");
 }
 
-TEST_F(MonitorInquiryTest, BlamesTheDirectoryThatTakesNoControlFile) {
+TEST_F(MonitorInquiryTest, BlamesADirectoryInWhichNoControlFileCanBeWritten) {
     panel_.installMonitor(batchMonitor);
     add({"a"});
     EventLoop loop({});
