@@ -30,6 +30,7 @@ PROGRAMS = {"keldoctl": KELDOCTL, "keldoctl-inspect": INSPECT,
 CONTROL_FILES = PRODUCT_ROOT / "tmp"
 FOLDERS = (CONTROL_FILES, pathlib.Path("/run"), pathlib.Path("/tmp"))  # of temporary files
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
+GRACE = 10  # seconds
 STANDARD_STREAMS = {0, 1, 2}
 
 
@@ -95,7 +96,9 @@ def run(scenario, fault):
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.DEVNULL, start_new_session=True)
     status = wait_for(process)
-    orphans = tuple(sorted(end(child) for child in children() - others))
+    # The children of a process that a signal ends get a signal too, and need a moment to end.
+    grace = GRACE if status is not None and status < 0 and scenario.program != "keldoctl" else 0
+    orphans = tuple(sorted(filter(None, (end(child, grace) for child in children() - others))))
     # A report fits into a pipe, and no process holds the other end any more.
     stdout, _ = process.communicate()
     left = remove_all(temporary_files() - files - {LOG})
@@ -143,8 +146,15 @@ def children():
     return set(file.read_text(encoding="utf-8").split())
 
 
-def end(process):
-    """Kills a process that the run left behind. Returns its name."""
+def end(process, grace):
+    """Kills a process that the run left behind. Returns its name, or "" if it ends by itself within
+    `grace` seconds."""
+    descriptor = os.pidfd_open(int(process))
+    ended, _, _ = select.select([descriptor], [], [], grace)
+    os.close(descriptor)
+    if ended and grace:
+        os.waitpid(int(process), 0)
+        return ""
     name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
     os.kill(int(process), signal.SIGKILL)
     os.waitpid(int(process), 0)
