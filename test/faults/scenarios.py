@@ -116,7 +116,7 @@ SCENARIOS = {scenario.name: scenario for scenario in (
              program="keldoctl-inspect"),
     Scenario("adapter", ("-c", CONTROL, "-x", "check-status"), Findings(), database=False,
              program="monit-check-status"),
-    Scenario("adapter-batch", ("-c", CONTROL, "-x", "check-status", "-b", "60"), Findings(),
+    Scenario("adapter-batch", ("-c", CONTROL, "-x", "check-status", "-b", "5"), Findings(),
              database=False, program="monit-check-status"),
 )}
 
