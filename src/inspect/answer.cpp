@@ -44,8 +44,8 @@ template <typename Number> std::optional<Number> numberIn(std::string_view text)
                                                                     : std::nullopt;
 }
 
-ToldTest readTest(const xmlNode* element, bool isPort) {
-    ToldTest test;
+ReportedTest readTest(const xmlNode* element, bool isPort) {
+    ReportedTest test;
     test.isPort = isPort;
     test.number = numberIn<std::uint32_t>(childContent(element, "number")).value_or(0);
     test.path = childContent(element, "path");
@@ -54,8 +54,8 @@ ToldTest readTest(const xmlNode* element, bool isPort) {
     return test;
 }
 
-ToldService readService(const xmlNode* element) {
-    ToldService service;
+ReportedService readService(const xmlNode* element) {
+    ReportedService service;
     service.name = childContent(element, "name");
     service.status = childContent(element, "status");
     service.monitor = childContent(element, "monitor");

@@ -10,7 +10,7 @@
 namespace keldo::inspect {
 
 /// The monitor's result for one port or socket.
-struct ToldTest {
+struct ReportedTest {
     bool isPort = true;
     std::uint32_t number = 0; ///< of the port
     std::string path;         ///< of the socket
@@ -19,14 +19,14 @@ struct ToldTest {
 };
 
 /// The monitor's result for one service.
-struct ToldService {
+struct ReportedService {
     std::string name;
     std::string status;  ///< empty if the answer lacks it
     std::string monitor; ///< "1" for a monitored service; empty if the answer lacks it
     bool isChecked = true;
     std::optional<double> seconds; ///< how long its tests took
-    std::vector<ToldTest> tests;
-    std::string words; ///< what the monitor printed for it
+    std::vector<ReportedTest> tests;
+    std::string words; ///< the monitor's output about it
 };
 
 /// The document that the monitor printed: /monit/service, with the elements name, status, monitor,
@@ -36,7 +36,7 @@ struct Answer {
     bool isBatch = false;   ///< the monitor knows the batch mode: batch="1"
     bool isRefused = false; ///< the monitor did not take the control file: refused="1"
     std::string words;      ///< what it printed if it refused the file
-    std::vector<ToldService> services;
+    std::vector<ReportedService> services;
 };
 
 /// Reads a monitor's output. Returns nothing if the output is not an XML document with the root

@@ -36,7 +36,7 @@ Pipe makePipe() {
     }
     Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
     if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == -1) {
-        throwFromErrno("cannot make a pipe"); // reading from it would not end at the limit
+        throwFromErrno("cannot make a pipe"); // a blocking read would ignore the time limit
     }
     return made;
 }

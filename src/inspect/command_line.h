@@ -12,7 +12,7 @@
 
 namespace keldo::inspect {
 
-/// A command line that was understood.
+/// A valid command line.
 struct CommandLine {
     enum class Mode { inspect, printUsage, printVersion };
 
@@ -21,11 +21,10 @@ struct CommandLine {
     std::chrono::seconds timeout{60};
     std::size_t jobs = 0; ///< 0: one for each processor
     bool isJson = false;
-    std::vector<std::string> repairIds; ///< in their order, duplicates kept
+    std::vector<std::string> repairIds; ///< in order, with duplicates
 };
 
-/// A command line that was not understood. what() holds the whole message, its last newline
-/// included.
+/// An invalid command line. what() is the whole message with its final newline.
 class CommandLineError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -41,7 +40,7 @@ public:
 /// CommandLineError.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);
 
-/// The usage, its last newline included.
+/// The usage with its final newline.
 std::string usage();
 
 } // namespace keldo::inspect

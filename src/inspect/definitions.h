@@ -17,8 +17,8 @@ struct FoundDefinition {
     std::string detail;           ///< the XML parser's words
 };
 
-/// Looks up the definition of the service `id` in the run's catalogue. Opens only regular
-/// files, since opening another file might block.
+/// Looks up the definition of the service `id` in the run's catalogue. Opens only regular files,
+/// since opening another file might block.
 FoundDefinition findDefinition(const std::string& id);
 
 } // namespace keldo::inspect

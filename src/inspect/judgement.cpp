@@ -48,12 +48,12 @@ std::optional<long> statusIn(const std::string& text) {
 
 /// Whether a passed test proves nothing. This concerns ports without a protocol: a UDP client may
 /// not notice a refusal, and monit passes a TLS handshake that gets no answer.
-bool provesNothing(const Test& test, const ToldTest* told) {
+bool provesNothing(const Test& test, const ReportedTest* reported) {
     if (test.kind != TestKind::port || !test.protocol.empty()) {
         return false;
     }
-    return test.type == "UDP" ||
-           (test.type == "TCPSSL" && (told == nullptr || told->seconds >= secondsForAnswer));
+    return test.type == "UDP" || (test.type == "TCPSSL" &&
+                                  (reported == nullptr || reported->seconds >= secondsForAnswer));
 }
 
 Test testOfPath(TestKind kind, const std::string& path) {
@@ -75,24 +75,26 @@ Test testOfPort(const PortCheck& check) {
 /// Judges one service that the answer names once.
 class Judge {
 public:
-    Judge(const ServiceDefinition& definition, const ToldService& told, Clock::duration took)
-        : definition_(definition), told_(told) {
+    Judge(const ServiceDefinition& definition, const ReportedService& reported,
+          Clock::duration took)
+        : definition_(definition), reported_(reported) {
         judgement_.tests = testsOf(definition);
-        judgement_.detail = told.words;
-        judgement_.duration = told.seconds ? std::chrono::duration_cast<Clock::duration>(
-                                                 std::chrono::duration<double>(*told.seconds))
-                                           : took;
+        judgement_.detail = reported.words;
+        judgement_.duration = reported.seconds
+                                  ? std::chrono::duration_cast<Clock::duration>(
+                                        std::chrono::duration<double>(*reported.seconds))
+                                  : took;
     }
 
     Judgement judgement() && {
-        const std::optional<long> status = statusIn(told_.status);
+        const std::optional<long> status = statusIn(reported_.status);
         if (!status) {
             return std::move(*this).as(State::unknown, reason("monitor_rubbish"));
         }
-        if (!told_.monitor.empty() && told_.monitor != "1") {
+        if (!reported_.monitor.empty() && reported_.monitor != "1") {
             return std::move(*this).as(State::unknown, reason("unmonitored"));
         }
-        if (told_.monitor.empty() && *status == 0) {
+        if (reported_.monitor.empty() && *status == 0) {
             return std::move(*this).as(State::unknown, reason("not_told"));
         }
         markTests(*status);
@@ -132,24 +134,24 @@ private:
         if (!hasProcess) {
             return; // without a process, monit tests nothing else
         }
-        std::vector<ToldTest> told = told_.tests;
+        std::vector<ReportedTest> reported = reported_.tests;
         for (Test& test : judgement_.tests) {
             if (test.kind != TestKind::pidFile) {
-                markConnection(test, status, told);
+                markConnection(test, status, reported);
             }
         }
     }
 
-    /// Sets the test's state from its result, which it removes from `told`. Without a result, the
-    /// status decides: 0 means that all tests passed; an error means that a test failed, and it is
-    /// known which one only if there is only one.
-    void markConnection(Test& test, long status, std::vector<ToldTest>& told) {
-        const auto found = std::ranges::find_if(told, [&test](const ToldTest& candidate) {
+    /// Sets the test's state from its result, which it removes from `reported`. Without a result,
+    /// the status decides: 0 means that all tests passed. An error means that a test failed; if the
+    /// service has several tests, the test that failed is not known.
+    void markConnection(Test& test, long status, std::vector<ReportedTest>& reported) {
+        const auto found = std::ranges::find_if(reported, [&test](const ReportedTest& candidate) {
             return candidate.isPort == (test.kind == TestKind::port) &&
                    (candidate.isPort ? candidate.number == test.number
                                      : candidate.path == test.path);
         });
-        const ToldTest* const result = found != told.end() ? &*found : nullptr;
+        const ReportedTest* const result = found != reported.end() ? &*found : nullptr;
         const bool hasFailed =
             result != nullptr ? result->hasFailed
                               : (status & connectionFailed) != 0 && judgement_.tests.size() == 1;
@@ -158,8 +160,8 @@ private:
         } else if ((result != nullptr || status == 0) && !provesNothing(test, result)) {
             test.state = TestState::ok;
         }
-        if (found != told.end()) {
-            told.erase(found);
+        if (found != reported.end()) {
+            reported.erase(found);
         }
     }
 
@@ -177,7 +179,7 @@ private:
                 }
             }
         }
-        return reason("failed", Subject::general, Substitution{"<status>", told_.status});
+        return reason("failed", Subject::general, Substitution{"<status>", reported_.status});
     }
 
     /// If something listens, the duration decides: a missing answer takes monit's whole time limit,
@@ -197,7 +199,7 @@ private:
     }
 
     const ServiceDefinition& definition_;
-    const ToldService& told_;
+    const ReportedService& reported_;
     Judgement judgement_;
 };
 
@@ -223,7 +225,7 @@ Judgement untested(const ServiceDefinition& definition, State state, Reason why,
 }
 
 Judgement judge(const ServiceDefinition& definition, const Answer& answer, Clock::duration took) {
-    const auto isThis = [&definition](const ToldService& service) {
+    const auto isThis = [&definition](const ReportedService& service) {
         return service.name == definition.id;
     };
     const auto count = std::ranges::count_if(answer.services, isThis);

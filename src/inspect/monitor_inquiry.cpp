@@ -102,7 +102,7 @@ void MonitorInquiry::startQuestions() {
 }
 
 void MonitorInquiry::start(Question question) {
-    if (batches_ == Batches::notTaken && question.services.size() > 1) {
+    if (batches_ == Batches::unsupported && question.services.size() > 1) {
         askAlone(question.services);
         return;
     }
@@ -122,7 +122,7 @@ void MonitorInquiry::start(Question question) {
     }
     const milliseconds time = timeFor(question);
     std::vector<std::string> words = {monitorPath(), "-c", file, "-x", "check-status"};
-    if (batches_ != Batches::notTaken) {
+    if (batches_ != Batches::unsupported) {
         words.insert(words.end(), {"-b", secondsText(time)});
     }
     const Clock::time_point limit = std::min(deadline_, Clock::now() + time + limits_.printing);
@@ -141,7 +141,7 @@ void MonitorInquiry::start(Question question) {
 /// How long the monitor may take for the question.
 milliseconds MonitorInquiry::timeFor(const Question& question) const {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now());
-    if (!question.isLast && batches_ != Batches::notTaken) {
+    if (!question.isLast && batches_ != Batches::unsupported) {
         return std::min(limits_.firstPass, left);
     }
     const std::size_t tests = judgements_[question.services.front()].tests.size();
@@ -153,17 +153,17 @@ void MonitorInquiry::takeResult(const Question& question, const std::string& con
     unlink(controlFile.c_str());
     const std::optional<Answer> answer = result.isCut ? std::nullopt : readAnswer(result.output);
     if (answer && answer->isBatch) {
-        batches_ = Batches::taken;
-    } else if (batches_ == Batches::notKnown) {
-        batches_ = Batches::notTaken;
+        batches_ = Batches::supported;
+    } else if (batches_ == Batches::unknown) {
+        batches_ = Batches::unsupported;
     }
     const bool canBeAskedAgain =
-        batches_ == Batches::taken ? !question.isLast : question.services.size() > 1;
+        batches_ == Batches::supported ? !question.isLast : question.services.size() > 1;
     if (answer && answer->isRefused) {
         takeRefusal(question, controlFile, *answer);
     } else if (answer && (answer->isBatch || question.services.size() == 1)) {
         takeAnswer(question, *answer, result);
-    } else if (canBeAskedAgain || (!question.isLast && batches_ == Batches::notTaken)) {
+    } else if (canBeAskedAgain || (!question.isLast && batches_ == Batches::unsupported)) {
         askAlone(question.services);
     } else {
         judgeUnknown(question, reasonOfFailure(result), result.errors);
@@ -176,8 +176,8 @@ void MonitorInquiry::takeAnswer(const Question& question, const Answer& answer,
     for (const std::size_t service : question.services) {
         const ServiceDefinition& definition = definitionOf(service);
         const bool isUnchecked =
-            std::ranges::any_of(answer.services, [&definition](const ToldService& told) {
-                return told.name == definition.id && !told.isChecked;
+            std::ranges::any_of(answer.services, [&definition](const ReportedService& reported) {
+                return reported.name == definition.id && !reported.isChecked;
             });
         if (!isUnchecked) {
             judgements_[service] = judge(definition, answer, result.duration);
@@ -205,13 +205,14 @@ void MonitorInquiry::takeRefusal(const Question& question, const std::string& co
                  reasonOfRefusal(found_[service]->path, controlFile, answer.words), answer.words);
 }
 
-/// Also raises the number of calls at once, since most of these calls only wait for a service that
-/// hangs. If the monitor knows no batches, the services may be fine, so the number stays.
+/// Adds a question for each service alone. Then more calls may run at once, since most of them only
+/// wait for a service that hangs. The limit stays if the monitor knows no batches: then the
+/// services need not hang.
 void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
     if (services.empty()) {
         return;
     }
-    if (batches_ == Batches::taken) {
+    if (batches_ == Batches::supported) {
         atOnce_ = std::max(jobs_, lastPassAtOnce);
     }
     for (const std::size_t service : services) {

@@ -81,7 +81,7 @@ private:
     std::size_t atOnce_ = 0;
     int filesMade_ = 0;
     int controlFileError_ = 0;
-    enum class Batches { notKnown, taken, notTaken } batches_ = Batches::notKnown;
+    enum class Batches { unknown, supported, unsupported } batches_ = Batches::unknown;
 };
 
 } // namespace keldo::inspect

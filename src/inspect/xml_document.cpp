@@ -83,7 +83,7 @@ void addService(xmlNode* parent, const InspectedService& service) {
     }
 }
 
-/// The counts, and the sentences that tell them.
+/// Adds the counts and the sentences about them.
 void addSummary(xmlNode* parent, const Inspection& inspection) {
     const Counts counts = countsOf(inspection.services);
     xmlNode* const element = addElement(parent, "summary");

@@ -26,7 +26,7 @@ TEST(Answer, HoldsTheResultsOfEachService) {
     EXPECT_TRUE(answer->isBatch);
     EXPECT_FALSE(answer->isRefused);
     ASSERT_EQ(answer->services.size(), 2U);
-    const ToldService& first = answer->services[0];
+    const ReportedService& first = answer->services[0];
     EXPECT_EQ(first.name, "a&b");
     EXPECT_EQ(first.status, "32");
     EXPECT_EQ(first.monitor, "1");
@@ -40,7 +40,7 @@ TEST(Answer, HoldsTheResultsOfEachService) {
     EXPECT_FALSE(first.tests[1].isPort);
     EXPECT_EQ(first.tests[1].path, "/s");
     EXPECT_FALSE(first.tests[1].hasFailed);
-    const ToldService& second = answer->services[1];
+    const ReportedService& second = answer->services[1];
     EXPECT_EQ(second.status, "");
     EXPECT_EQ(second.monitor, "");
     EXPECT_TRUE(second.isChecked);

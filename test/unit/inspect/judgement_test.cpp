@@ -28,9 +28,9 @@ ServiceDefinition serviceWith(const std::string& pidFile, std::vector<PortCheck>
     return definition;
 }
 
-ToldService told(const std::string& status, std::vector<ToldTest> tests = {},
-                 const std::string& monitor = "1") {
-    ToldService service;
+ReportedService reported(const std::string& status, std::vector<ReportedTest> tests = {},
+                         const std::string& monitor = "1") {
+    ReportedService service;
     service.name = "web";
     service.status = status;
     service.monitor = monitor;
@@ -38,11 +38,11 @@ ToldService told(const std::string& status, std::vector<ToldTest> tests = {},
     return service;
 }
 
-ToldTest port(std::uint32_t number, double seconds) {
+ReportedTest port(std::uint32_t number, double seconds) {
     return {true, number, "", seconds < 0, seconds};
 }
 
-Answer answerOf(std::vector<ToldService> services) {
+Answer answerOf(std::vector<ReportedService> services) {
     Answer answer;
     answer.services = std::move(services);
     return answer;
@@ -57,7 +57,7 @@ std::string summary(const Judgement& judgement) {
     return text;
 }
 
-std::string judged(const ServiceDefinition& definition, const ToldService& service,
+std::string judged(const ServiceDefinition& definition, const ReportedService& service,
                    Clock::duration took = 0s) {
     return summary(judge(definition, answerOf({service}), took));
 }
@@ -68,46 +68,46 @@ const PortCheck http{PortType::TCP, 80, "http"};
 
 TEST(Judgement, IsUnknownUnlessTheAnswerNamesTheServiceOnce) {
     const ServiceDefinition service = serviceWith("/none.pid");
-    ToldService other = told("0");
+    ReportedService other = reported("0");
     other.name = "Web";
     EXPECT_EQ(summary(judge(service, answerOf({}), 0s)), "unknown not_named untested");
     EXPECT_EQ(summary(judge(service, answerOf({other}), 0s)), "unknown not_named untested");
-    EXPECT_EQ(summary(judge(service, answerOf({told("0"), told("0")}), 0s)),
+    EXPECT_EQ(summary(judge(service, answerOf({reported("0"), reported("0")}), 0s)),
               "unknown named_twice untested");
 }
 
 TEST(Judgement, IsUpOnlyForStatusZeroOfAMonitoredService) {
     const ServiceDefinition service = serviceWith("/none.pid");
-    EXPECT_EQ(judged(service, told("0")), "up passed ok");
-    EXPECT_EQ(judged(service, told("+0")), "up passed ok");
-    EXPECT_EQ(judged(service, told("0", {}, "")), "unknown not_told untested");
+    EXPECT_EQ(judged(service, reported("0")), "up passed ok");
+    EXPECT_EQ(judged(service, reported("+0")), "up passed ok");
+    EXPECT_EQ(judged(service, reported("0", {}, "")), "unknown not_told untested");
     for (const char* monitor : {"0", "2", "01", "1 "}) {
         SCOPED_TRACE(monitor);
-        EXPECT_EQ(judged(service, told("0", {}, monitor)), "unknown unmonitored untested");
+        EXPECT_EQ(judged(service, reported("0", {}, monitor)), "unknown unmonitored untested");
     }
     for (const char* status : {"", " 0", "0 ", "ok", "0x0", "99999999999999999999"}) {
         SCOPED_TRACE(status);
-        EXPECT_EQ(judged(service, told(status)), "unknown monitor_rubbish untested");
+        EXPECT_EQ(judged(service, reported(status)), "unknown monitor_rubbish untested");
     }
 }
 
 TEST(Judgement, IsDownForAStatusOtherThanZeroEvenWithoutAMonitoringState) {
     const ServiceDefinition service = serviceWith("/none.pid");
-    EXPECT_EQ(judged(service, told("512")), "down no_process failed");
-    EXPECT_EQ(judged(service, told("512", {}, "")), "down no_process failed");
-    EXPECT_EQ(judged(service, told("512", {}, "0")), "unknown unmonitored untested");
-    EXPECT_EQ(judged(service, told("2048")), "down zombie failed");
-    EXPECT_EQ(judged(service, told("-1")), "down zombie failed");
-    EXPECT_EQ(judged(service, told("2")), "down failed ok");
+    EXPECT_EQ(judged(service, reported("512")), "down no_process failed");
+    EXPECT_EQ(judged(service, reported("512", {}, "")), "down no_process failed");
+    EXPECT_EQ(judged(service, reported("512", {}, "0")), "unknown unmonitored untested");
+    EXPECT_EQ(judged(service, reported("2048")), "down zombie failed");
+    EXPECT_EQ(judged(service, reported("-1")), "down zombie failed");
+    EXPECT_EQ(judged(service, reported("2")), "down failed ok");
 }
 
 TEST(Judgement, TellsWhichConnectionFailed) {
     const ServiceDefinition service =
         serviceWith("/none.pid", {http, {PortType::TCP, 81, ""}}, {{"/none.sock", ""}});
-    const ToldTest socket{false, 0, "/none.sock", true, -1};
-    EXPECT_EQ(judged(service, told("32", {port(80, 0.1), port(81, 0.1), socket})),
+    const ReportedTest socket{false, 0, "/none.sock", true, -1};
+    EXPECT_EQ(judged(service, reported("32", {port(80, 0.1), port(81, 0.1), socket})),
               "down no_socket ok,failed,ok,ok");
-    EXPECT_EQ(judged(service, told("512", {port(80, 0.1), socket})),
+    EXPECT_EQ(judged(service, reported("512", {port(80, 0.1), socket})),
               "down no_process failed,untested,untested,untested");
 }
 
@@ -116,31 +116,33 @@ TEST(Judgement, TellsWhyAConnectionFailed) {
     const ServiceDefinition refused =
         serviceWith("", {{PortType::TCP, ListeningPort::freePort(), ""}});
     const ServiceDefinition taken = serviceWith("", {{PortType::TCP, listening.port(), "http"}});
-    EXPECT_EQ(judged(refused, told("32", {port(refused.ports[0].number, -1)})),
+    EXPECT_EQ(judged(refused, reported("32", {port(refused.ports[0].number, -1)})),
               "down refused failed");
-    EXPECT_EQ(judged(taken, told("32", {port(listening.port(), -1)}), 10ms),
+    EXPECT_EQ(judged(taken, reported("32", {port(listening.port(), -1)}), 10ms),
               "down wrong_answer failed");
-    EXPECT_EQ(judged(taken, told("32", {port(listening.port(), -1)}), 5s), "down timed_out failed");
+    EXPECT_EQ(judged(taken, reported("32", {port(listening.port(), -1)}), 5s),
+              "down timed_out failed");
 }
 
 TEST(Judgement, AttributesAFailureToTheOnlyTestIfTheMonitorGivesNoResults) {
-    EXPECT_EQ(judged(serviceWith("", {{PortType::TCP, ListeningPort::freePort(), ""}}), told("32")),
-              "down refused failed");
-    EXPECT_EQ(judged(serviceWith("/none.pid", {http}), told("32")), "down failed ok,untested");
+    EXPECT_EQ(
+        judged(serviceWith("", {{PortType::TCP, ListeningPort::freePort(), ""}}), reported("32")),
+        "down refused failed");
+    EXPECT_EQ(judged(serviceWith("/none.pid", {http}), reported("32")), "down failed ok,untested");
 }
 
 TEST(Judgement, IsUnknownIfNoTestProvesAnything) {
     const PortCheck udp{PortType::UDP, 53, ""};
     const PortCheck dns{PortType::UDP, 53, "dns"};
     const PortCheck tls{PortType::TCPSSL, 443, ""};
-    EXPECT_EQ(judged(serviceWith("", {udp}), told("0", {port(53, 1.2)})),
+    EXPECT_EQ(judged(serviceWith("", {udp}), reported("0", {port(53, 1.2)})),
               "unknown untestable untested");
-    EXPECT_EQ(judged(serviceWith("", {dns}), told("0", {port(53, 0.1)})), "up passed ok");
-    EXPECT_EQ(judged(serviceWith("", {tls}), told("0", {port(443, 5.1)})),
+    EXPECT_EQ(judged(serviceWith("", {dns}), reported("0", {port(53, 0.1)})), "up passed ok");
+    EXPECT_EQ(judged(serviceWith("", {tls}), reported("0", {port(443, 5.1)})),
               "unknown untestable untested");
-    EXPECT_EQ(judged(serviceWith("", {tls}), told("0")), "unknown untestable untested");
-    EXPECT_EQ(judged(serviceWith("", {tls}), told("0", {port(443, 0.1)})), "up passed ok");
-    EXPECT_EQ(judged(serviceWith("/none.pid", {udp}), told("0", {port(53, 1.2)})),
+    EXPECT_EQ(judged(serviceWith("", {tls}), reported("0")), "unknown untestable untested");
+    EXPECT_EQ(judged(serviceWith("", {tls}), reported("0", {port(443, 0.1)})), "up passed ok");
+    EXPECT_EQ(judged(serviceWith("/none.pid", {udp}), reported("0", {port(53, 1.2)})),
               "up passed ok,untested");
 }
 
@@ -153,16 +155,16 @@ TEST(Judgement, IsDownIfTheProcessIsStopped) {
     }
     const std::string pidFile = directory.path() / "web.pid";
     std::ofstream(pidFile) << child << "\n";
-    EXPECT_EQ(judged(serviceWith(pidFile), told("0")), "up passed ok");
+    EXPECT_EQ(judged(serviceWith(pidFile), reported("0")), "up passed ok");
     kill(child, SIGSTOP);
     waitpid(child, nullptr, WUNTRACED);
-    EXPECT_EQ(judged(serviceWith(pidFile), told("0")), "down stopped_process failed");
+    EXPECT_EQ(judged(serviceWith(pidFile), reported("0")), "down stopped_process failed");
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
 }
 
 TEST(Judgement, KeepsTheMonitorsWordsAndTime) {
-    ToldService service = told("512");
+    ReportedService service = reported("512");
     service.words = "'web' process is not running";
     service.seconds = 0.25;
     const Judgement judgement = judge(serviceWith("/none.pid"), answerOf({service}), 3s);
