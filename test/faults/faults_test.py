@@ -132,13 +132,13 @@ class CheckTest(FaultTest):
             _, _, complaints = case(scenario, fault)
             self.assertEqual(complaints, ["says that dns is up, that web is down"])
 
-    def test_an_inspection_that_calls_a_service_up_that_is_down_is_noticed(self):
+    def test_an_inspection_that_reports_a_down_service_as_up_is_noticed(self):
         self.lay_out("inspect-well")
         scenario = self.scenario._replace(down=("redis",))
         outcome = injection.run(self.scenario, None)
         self.assertEqual(promise.complaints(scenario, None, outcome), ["says that redis is up"])
 
-    def test_an_inspection_that_calls_an_unseen_server_well_is_noticed(self):
+    def test_an_inspection_that_reports_an_unchecked_server_as_well_is_noticed(self):
         self.lay_out("inspect-well")
         outcome = injection.run(self.scenario, None)
         outcome = outcome._replace(stdout=outcome.stdout.replace(

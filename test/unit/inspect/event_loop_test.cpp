@@ -115,7 +115,7 @@ TEST(ExecutedChild, GetsSigtermAtItsLimit) {
     EXPECT_EQ(WTERMSIG(result.waitStatus), SIGTERM);
 }
 
-TEST(ExecutedChild, IsKilledIfItDoesNotHeedSigterm) {
+TEST(ExecutedChild, IsKilledIfItIgnoresSigterm) {
     Child child = shell("trap '' TERM; echo ready; exec sleep infinity");
     waitForOutput(child);
     const ChildResult result = resultOf(std::move(child), 0s);
@@ -133,7 +133,7 @@ TEST(ExecutedChild, HasTheDefaultActionOfEachSignal) {
     std::signal(SIGXFSZ, SIG_DFL);
 }
 
-TEST(CalledChild, GivesWhatItWritesAndWhetherItThrows) {
+TEST(CalledChild, ReturnsItsOutputAndWhetherItThrew) {
     const auto writeX = [](int output) { EXPECT_EQ(write(output, "x", 1), 1); };
     const ChildResult result = resultOf(Child::call(writeX, outputLimit));
     EXPECT_EQ(result.output, "x");
@@ -142,7 +142,7 @@ TEST(CalledChild, GivesWhatItWritesAndWhetherItThrows) {
     EXPECT_EQ(WEXITSTATUS(resultOf(Child::call(fail, outputLimit)).waitStatus), EXIT_FAILURE);
 }
 
-TEST(EndedChild, TakesItsGroupWithIt) {
+TEST(EndedChild, LeavesNoProcessOfItsGroup) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0); // its writing end is open in all descendants
     resultOf(Child::call(
@@ -158,7 +158,7 @@ TEST(EndedChild, TakesItsGroupWithIt) {
     close(ends[0]);
 }
 
-TEST(DestroyedChild, GetsSigtermAndTimeToHeedIt) {
+TEST(DestroyedChild, GetsSigtermAndTimeToEnd) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     {
@@ -184,7 +184,7 @@ TEST(DestroyedChild, GetsSigtermAndTimeToHeedIt) {
     close(ends[1]);
 }
 
-TEST(DestroyedChild, IsKilledIfItDoesNotHeedSigterm) {
+TEST(DestroyedChild, IsKilledIfItIgnoresSigterm) {
     {
         const EventLoop blocksSignals({});
         const Child child = shell("trap '' TERM; echo ready; exec sleep infinity");
@@ -193,7 +193,7 @@ TEST(DestroyedChild, IsKilledIfItDoesNotHeedSigterm) {
     EXPECT_EQ(waitpid(-1, nullptr, 0), -1);
 }
 
-TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorToBeHad) {
+TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorLeft) {
     isForkRefused = true;
     EXPECT_THROW(shell("exit"), std::system_error);
     EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
