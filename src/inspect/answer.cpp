@@ -44,13 +44,21 @@ template <typename Number> std::optional<Number> numberIn(std::string_view text)
                                                                     : std::nullopt;
 }
 
+/// A duration of up to a day. Another number is no duration, and may not fit into one.
+std::optional<double> secondsIn(std::string_view text) {
+    constexpr double mostSeconds = 86400;
+    const std::optional<double> seconds = numberIn<double>(text);
+    return seconds && *seconds >= 0 && *seconds <= mostSeconds ? seconds : std::nullopt;
+}
+
 ReportedTest readTest(const xmlNode* element, bool isPort) {
     ReportedTest test;
     test.isPort = isPort;
     test.number = numberIn<std::uint32_t>(childContent(element, "number")).value_or(0);
     test.path = childContent(element, "path");
-    test.seconds = numberIn<double>(childContent(element, "responsetime")).value_or(-1);
-    test.hasFailed = test.seconds < 0; // so monit marks a failure
+    const std::optional<double> seconds = secondsIn(childContent(element, "responsetime"));
+    test.seconds = seconds.value_or(0);
+    test.hasFailed = !seconds; // monit prints -1 for a failed test
     return test;
 }
 
@@ -60,7 +68,7 @@ ReportedService readService(const xmlNode* element) {
     service.status = childContent(element, "status");
     service.monitor = childContent(element, "monitor");
     service.isChecked = childContent(element, "checked") != "0";
-    service.seconds = numberIn<double>(childContent(element, "seconds"));
+    service.seconds = secondsIn(childContent(element, "seconds"));
     service.words = childContent(element, "words");
     for (const xmlNode* node = element->children; node != nullptr; node = node->next) {
         if (isElement(node, "port") || isElement(node, "unix")) {

@@ -99,6 +99,7 @@ void requireValidDocuments(std::vector<InspectedService> services) {
     require(!json.is_discarded(), "the JSON document is valid");
     for (std::size_t i = 0; i < inspection.services.size(); ++i) {
         const auto detail = json["services"][i].value("detail", "");
+        require(json["services"][i]["seconds"] >= 0, "no time is negative");
         require(detail.size() <= 4096, "a detail has at most 4 KiB");
     }
 }

@@ -47,6 +47,19 @@ TEST(Answer, HoldsTheResultsOfEachService) {
     EXPECT_FALSE(second.seconds);
 }
 
+TEST(Answer, HasNoTimeThatIsNoDurationOfUpToADay) {
+    for (const char* number : {"-1", "-0.5", "nan", "inf", "86401", "1e308", "1s", " 1", ""}) {
+        SCOPED_TRACE(number);
+        const std::string text = number;
+        const auto answer =
+            readAnswer("<monit><service><seconds>" + text + "</seconds><port><responsetime>" +
+                       text + "</responsetime></port></service></monit>");
+        ASSERT_TRUE(answer);
+        EXPECT_FALSE(answer->services[0].seconds);
+        EXPECT_TRUE(answer->services[0].tests[0].hasFailed);
+    }
+}
+
 TEST(Answer, HoldsARefusalWithTheOutputOfTheMonitor) {
     const auto answer =
         readAnswer("<monit batch=\"1\" refused=\"1\"><words>/f:3: syntax error</words></monit>");

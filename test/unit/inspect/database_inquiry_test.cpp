@@ -78,13 +78,14 @@ TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
     }
 }
 
-TEST_F(DatabaseInquiry, BlamesTheTimeLimitIfItComesBeforeTheAnswer) {
+TEST_F(DatabaseInquiry, TellsWhichLimitASilentDatabaseReached) {
     const std::string fifo = directory_.path() / "fifo"; // nobody writes to it
     ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
     test::redirectFile("/etc/kvr/.kvr.shadow", fifo);
     const DatabaseAnswer answer = ask(0s);
     EXPECT_EQ(answer.code, "limit");
     EXPECT_FALSE(answer.isKnown); // a shorter time than its own proves nothing about the database
+    EXPECT_EQ(ask().code, "database_silent"); // after five seconds
 }
 
 } // namespace keldo::inspect
