@@ -296,9 +296,11 @@ private:
     Dependency configuration() const {
         Dependency dependency = dependencyNamed("configuration", kvrConfFile);
         if (access(kvrConfFile, R_OK) != 0) {
-            dependency.state = errno == ENOENT ? DependencyState::missing : DependencyState::failed;
+            const bool isMissing = errno == ENOENT;
+            dependency.state = isMissing ? DependencyState::missing : DependencyState::failed;
             dependency.reason =
-                reason("default_configuration", Subject::general, inPath(kvrConfFile));
+                reason(isMissing ? "default_configuration" : "unreadable_configuration",
+                       Subject::general, inPath(kvrConfFile));
         }
         return dependency;
     }
