@@ -92,14 +92,14 @@ private:
             askDatabase(loop_, deadline_, database_);
             const auto limit = std::min(deadline_, Clock::now() + upgradeToolLimit);
             loop_.add(Child::execute({"/bin/sh", "-c", upgradeTool()}, toolOutputLimit), limit,
-                      [this](ChildResult result) { takeUpgradeAnswer(std::move(result)); });
+                      [this](const ChildResult& result) { takeUpgradeAnswer(result); });
         } catch (const std::system_error& error) { // what is not asked stays unknown
             noProcess_ = error.what();
         }
         loop_.run();
     }
 
-    void takeUpgradeAnswer(ChildResult result) {
+    void takeUpgradeAnswer(const ChildResult& result) {
         const bool hasExited = WIFEXITED(result.waitStatus) && !result.hasTimedOut;
         const int status = hasExited ? WEXITSTATUS(result.waitStatus) : -1;
         upgrade_.isRunning = status == upgradeIsRunning;
@@ -293,7 +293,7 @@ private:
         return isAllKnown ? Verdict::well : Verdict::unknown;
     }
 
-    Dependency configuration() const {
+    static Dependency configuration() {
         Dependency dependency = dependencyNamed("configuration", kvrConfFile);
         if (access(kvrConfFile, R_OK) != 0) {
             const bool isMissing = errno == ENOENT;

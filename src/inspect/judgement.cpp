@@ -145,7 +145,7 @@ private:
     /// Sets the test's state from its result, which it removes from `reported`. Without a result,
     /// the status decides: 0 means that all tests passed. An error means that a test failed; if the
     /// service has several tests, the test that failed is not known.
-    void markConnection(Test& test, long status, std::vector<ReportedTest>& reported) {
+    void markConnection(Test& test, long status, std::vector<ReportedTest>& reported) const {
         const auto found = std::ranges::find_if(reported, [&test](const ReportedTest& candidate) {
             return candidate.isPort == (test.kind == TestKind::port) &&
                    (candidate.isPort ? candidate.number == test.number

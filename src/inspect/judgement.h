@@ -14,7 +14,7 @@ namespace keldo::inspect {
 std::vector<Test> testsOf(const ServiceDefinition& definition);
 
 /// A judgement with this state and reason; all tests of the service are "untested".
-Judgement untested(const ServiceDefinition& definition, State state, Reason reason,
+Judgement untested(const ServiceDefinition& definition, State state, Reason why,
                    std::string detail = "");
 
 /// Judges a service by the monitor's answer; `took` is how long the answer took. Call it only if

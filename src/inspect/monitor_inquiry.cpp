@@ -93,15 +93,15 @@ std::vector<MonitorInquiry::Question> MonitorInquiry::firstPass() const {
 
 void MonitorInquiry::startQuestions() {
     while (!questions_.empty() && loop_.childCount() < atOnce_) {
-        Question question = std::move(questions_.front());
+        const Question question = std::move(questions_.front());
         questions_.pop_front();
         if (Clock::now() < deadline_) {
-            start(std::move(question));
+            start(question);
         } // else the services stay unknown, with the reason "limit"
     }
 }
 
-void MonitorInquiry::start(Question question) {
+void MonitorInquiry::start(const Question& question) {
     if (batches_ == Batches::unsupported && question.services.size() > 1) {
         askAlone(question.services);
         return;
@@ -128,8 +128,8 @@ void MonitorInquiry::start(Question question) {
     const Clock::time_point limit = std::min(deadline_, Clock::now() + time + limits_.printing);
     try {
         loop_.add(Child::execute(words, outputLimit), limit,
-                  [this, question, file](ChildResult result) {
-                      takeResult(question, file, std::move(result));
+                  [this, question, file](const ChildResult& result) {
+                      takeResult(question, file, result);
                       startQuestions();
                   });
     } catch (const std::system_error& error) {
@@ -149,7 +149,7 @@ milliseconds MonitorInquiry::timeFor(const Question& question) const {
 }
 
 void MonitorInquiry::takeResult(const Question& question, const std::string& controlFile,
-                                ChildResult result) {
+                                const ChildResult& result) {
     unlink(controlFile.c_str());
     const std::optional<Answer> answer = result.isCut ? std::nullopt : readAnswer(result.output);
     if (answer && answer->isBatch) {

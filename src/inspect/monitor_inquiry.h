@@ -55,14 +55,15 @@ private:
     };
 
     void startQuestions();
-    void start(Question question);
+    void start(const Question& question);
     std::chrono::milliseconds timeFor(const Question& question) const;
-    void takeResult(const Question& question, const std::string& controlFile, ChildResult result);
+    void takeResult(const Question& question, const std::string& controlFile,
+                    const ChildResult& result);
     void takeAnswer(const Question& question, const Answer& answer, const ChildResult& result);
     void takeRefusal(const Question& question, const std::string& controlFile,
                      const Answer& answer);
     void askAlone(const std::vector<std::size_t>& services);
-    void judgeUnknown(const Question& question, const Reason& reason, const std::string& detail);
+    void judgeUnknown(const Question& question, const Reason& why, const std::string& detail);
     Reason reasonOfFailure(const ChildResult& result) const;
     std::vector<Question> firstPass() const;
 

@@ -9,6 +9,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <initializer_list>
+#include <string_view>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -51,6 +53,30 @@ std::pair<std::string, bool> outcomeOf(const std::string& id) {
                        : std::pair("failed, status " + std::to_string(status), false);
 }
 
+std::string joined(std::initializer_list<std::string_view> pieces) {
+    std::string text;
+    for (const std::string_view piece : pieces) {
+        text += piece;
+    }
+    return text;
+}
+
+/// Returns whether the repair was carried out and succeeded.
+bool carryOut(const std::string& id, const std::string& asker,
+              const std::function<void(const std::string&)>& tell) {
+    const std::string shownId = inOneLine(id);
+    tell(shownId + " ...");
+    // First, since the repair may end this process.
+    writeToLog(joined({"repair ", shownId, " begins; ", asker}));
+    const Clock::time_point start = Clock::now();
+    repairActions({id});
+    const std::string seconds = secondsText(inMilliseconds(Clock::now() - start)) + " s";
+    const auto [outcome, hasSucceeded] = outcomeOf(id);
+    writeToLog(joined({"repair ", shownId, ": ", outcome, "; ", seconds, "; ", asker}));
+    tell(joined({shownId, ": ", outcome, ", ", seconds}));
+    return hasSucceeded;
+}
+
 } // namespace
 
 bool carryOutRepairs(const std::vector<std::string>& ids,
@@ -58,17 +84,7 @@ bool carryOutRepairs(const std::vector<std::string>& ids,
     const std::string asker = whoAsks();
     bool haveSucceeded = true;
     for (const std::string& id : ids) {
-        const std::string shownId = inOneLine(id);
-        tell(shownId + " ...");
-        writeToLog("repair " + shownId + " begins; " +
-                   asker); // first, since the repair may end this process
-        const Clock::time_point start = Clock::now();
-        repairActions({id});
-        const std::string seconds = secondsText(inMilliseconds(Clock::now() - start)) + " s";
-        const auto [outcome, hasSucceeded] = outcomeOf(id);
-        writeToLog("repair " + shownId + ": " + outcome + "; " + seconds + "; " + asker);
-        tell(shownId + ": " + outcome + ", " + seconds);
-        haveSucceeded = haveSucceeded && hasSucceeded;
+        haveSucceeded = carryOut(id, asker, tell) && haveSucceeded;
     }
     return haveSucceeded;
 }
