@@ -88,20 +88,32 @@ std::string textOf(const xmlNode* node) {
     return fromXml(XmlText(xmlNodeGetContent(node)).get());
 }
 
-/// An element of the report as an object: first its attributes, then its children. `message`
-/// becomes an object, `solutions` a list, and any other child a text.
-Json jsonOf(const xmlNode* element) {
+Json attributesOf(const xmlNode* element) {
     Json object = Json::object();
     for (const xmlAttr* attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
         const std::string name = fromXml(attribute->name);
-        const std::string value = textOf(reinterpret_cast<const xmlNode*>(attribute));
         if (name == "default") {
             object[name] = true;
         } else {
-            object[name] = value;
+            object[name] = textOf(reinterpret_cast<const xmlNode*>(attribute));
         }
     }
+    return object;
+}
+
+Json solutionsOf(const xmlNode* element) {
+    Json list = Json::array();
+    for (const xmlNode* action = element->children; action != nullptr; action = action->next) {
+        list.push_back(attributesOf(action));
+    }
+    return list;
+}
+
+/// A problem or an action of the report: its attributes first, then its elements as texts. The
+/// message is an object with its language, and the solutions are a list.
+Json jsonOf(const xmlNode* element) {
+    Json object = attributesOf(element);
     for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
         if (child->type != XML_ELEMENT_NODE) {
             continue;
@@ -109,12 +121,9 @@ Json jsonOf(const xmlNode* element) {
         const std::string name = fromXml(child->name);
         if (name == "message") {
             object[name] = {{"text", textOf(child)}};
-            object[name].update(jsonOf(child));
+            object[name].update(attributesOf(child));
         } else if (name == "solutions") {
-            object[name] = Json::array();
-            for (const xmlNode* one = child->children; one != nullptr; one = one->next) {
-                object[name].push_back(jsonOf(one));
-            }
+            object[name] = solutionsOf(child);
         } else {
             object[name] = textOf(child);
         }
