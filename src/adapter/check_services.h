@@ -22,7 +22,7 @@ public:
     bool hasRefusedControlFile; ///< false: it ended for another reason
 };
 
-/// What monit has found.
+/// The findings of monit.
 struct Findings {
     std::vector<Service> services; ///< in the file's order
     std::string printed;           ///< what monit printed

@@ -8,7 +8,7 @@
 
 namespace keldo::adapter {
 
-/// What a caller asks for.
+/// The arguments of a valid call.
 struct Request {
     std::string controlFile;                        ///< path
     std::optional<std::chrono::milliseconds> limit; ///< set only in the batch mode

@@ -34,7 +34,7 @@ public:
     /// The system's time when monit began its first cycle, as precisely as its files tell; nothing
     /// before that.
     std::optional<std::chrono::microseconds> beginOfFirstCycle() const;
-    /// What monit has printed so far, with the path of the control file in place of the path of its
+    /// The output of monit so far, with the path of the control file in place of the path of its
     /// copy. Throws Failure if it cannot be read.
     std::string printed() const;
 

@@ -6,7 +6,7 @@
 
 namespace keldo {
 
-/// What became of an attempt to connect to the panel database.
+/// The result of an attempt to connect to the panel database.
 struct DatabaseProbe {
     bool isConnected = false;
     unsigned int errorNumber = 0; ///< the client library's; 0 if it was not called

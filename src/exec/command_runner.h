@@ -14,7 +14,7 @@ struct CommandResult {
     /// The command's exit code, 0 to 255. -1 if the command could not be run, if a signal ended its
     /// child process, or if waiting for the child failed.
     int status = -1;
-    /// What the command wrote. If the runner itself failed: programName and the reason.
+    /// The command's output, or programName and the reason if the runner itself failed.
     std::string output;
 };
 

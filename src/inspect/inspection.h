@@ -22,7 +22,7 @@ struct Reason {
 
 enum class State { up, down, unknown, stopped, unchecked };
 
-/// Who wants the service to run: the panel itself, or the administrator, who started it through the
+/// The panel itself wants the service to run, or the administrator does, who started it through the
 /// panel at some time.
 enum class Origin { core, started };
 

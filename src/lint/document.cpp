@@ -76,7 +76,7 @@ std::string contentOf(const std::string& path) {
                  : "";
 }
 
-/// What a parser has read so far, and the limit that stopped it.
+/// The progress of a parser, and the limit that stopped it.
 struct Progress {
     std::size_t attributeText = 0; ///< bytes of attribute values, default ones included
     const char* exceeded = nullptr;
