@@ -198,7 +198,7 @@ TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorLeft) {
     EXPECT_THROW(shell("exit"), std::system_error);
     EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
     isForkRefused = false;
-    for (const rlim_t count : {0, 1, 2, 3, 4}) { // two pipes and the null device
+    for (const rlim_t count : {0U, 1U, 2U, 3U, 4U}) { // two pipes and the null device
         SCOPED_TRACE(count);
         const DescriptorLimit limit(count);
         EXPECT_THROW(shell("exit"), std::system_error);
