@@ -90,7 +90,7 @@ std::vector<Reason> summaryOf(const Inspection& inspection) {
     }
     add(sentences, stopped, counts.stopped);
     add(sentences, unchecked, counts.unchecked);
-    add(sentences, checked, counts.up + counts.down + counts.unknown, inspection.duration);
+    add(sentences, checked, counts.up + counts.down, inspection.duration);
     return sentences;
 }
 

@@ -24,8 +24,8 @@ Counts countsOf(const std::vector<InspectedService>& services);
 
 /// Sums up the inspection in a few sentences in the report's language. Each sentence counts
 /// services and has a code: "all_up" if the verdict is well, else "down", "unknown" and "up"; then
-/// "stopped" and "unchecked"; then "checked" with the duration. Sentences whose count is 0 are left
-/// out.
+/// "stopped" and "unchecked"; then "checked", which counts the services that are up or down, with
+/// the duration. Sentences whose count is 0 are left out.
 std::vector<Reason> summaryOf(const Inspection& inspection);
 
 } // namespace keldo::inspect

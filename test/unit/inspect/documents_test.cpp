@@ -55,7 +55,7 @@ TEST_F(Documents, SummarizeTheStates) {
          "down 2 services are down.|"
          "unknown The state of 1 service is not known.|"
          "up 1 service is up.|"
-         "checked 4 services were checked in 0.4 s."},
+         "checked 3 services were checked in 0.4 s."},
         {Verdict::upgrade,
          {unchecked, stopped, stopped},
          "stopped 2 services were stopped by the administrator.|"
