@@ -3,6 +3,7 @@
 #include "adapter/command_line.h"
 
 #include "adapter/file.h"
+#include "exec/program_version.h"
 
 #include <algorithm>
 #include <charconv>
@@ -15,6 +16,8 @@ namespace keldo::adapter {
 namespace {
 
 using std::chrono::milliseconds;
+
+constexpr const char* usage = "usage: monit-check-status -c FILE -x check-status [-b SECONDS]";
 
 /// Reads SECONDS. Returns nothing for anything else. The locale does not matter.
 std::optional<milliseconds> readSeconds(std::string_view text) {
@@ -39,6 +42,17 @@ std::optional<milliseconds> readSeconds(std::string_view text) {
 
 } // namespace
 
+std::optional<std::string> requestedText(int argc, char** argv) {
+    const std::string_view option = argc == 2 ? argv[1] : "";
+    if (option == "--version") {
+        return std::string("monit-check-status ") + programVersion + "\n";
+    }
+    if (option == "--help") {
+        return std::string(usage) + "\n   or: monit-check-status --version | --help\n";
+    }
+    return std::nullopt;
+}
+
 Request readCommandLine(int argc, char** argv) {
     Request request;
     bool hasFile = false;
@@ -59,7 +73,7 @@ Request readCommandLine(int argc, char** argv) {
         }
     }
     if (isWrong || !hasFile || !isCheck || optind != argc) {
-        throw Failure("usage: monit-check-status -c FILE -x check-status [-b SECONDS]");
+        throw Failure(usage);
     }
     return request;
 }

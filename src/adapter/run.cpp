@@ -65,7 +65,9 @@ int run(int argc, char** argv) {
     // If the caller ignores SIGCHLD, waitpid() finds no child.
     std::signal(SIGCHLD, SIG_DFL);
     try {
-        writeAll(STDOUT_FILENO, answerTo(readCommandLine(argc, argv)), "the document");
+        const auto text = requestedText(argc, argv);
+        writeAll(STDOUT_FILENO, text ? *text : answerTo(readCommandLine(argc, argv)),
+                 "the document");
         return EXIT_SUCCESS;
         // GCOVR_EXCL_START a process that a signal ends writes no counts
     } catch (const Interrupted& interrupted) {

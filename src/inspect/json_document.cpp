@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
+#include "exec/program_version.h"
 #include "inspect/document.h"
 #include "inspect/names.h"
-#include "inspect/program_version.h"
 #include "inspect/report_tree.h"
 #include "inspect/summary.h"
 #include "report/problem_model.h"

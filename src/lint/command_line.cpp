@@ -17,6 +17,8 @@ CommandLineError errorOf(const std::string& text) {
 void readOption(const std::string& option, CommandLine& commandLine) {
     if (option == "--show") {
         commandLine.showControlFiles = true;
+    } else if (option == "--version") {
+        commandLine.printVersion = true;
     } else if (option == "--help" || option == "-h") {
         commandLine.printUsage = true;
     } else {
@@ -38,7 +40,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
             commandLine.files.push_back(argument);
         }
     }
-    if (commandLine.files.empty() && !commandLine.printUsage) {
+    if (commandLine.files.empty() && !commandLine.printUsage && !commandLine.printVersion) {
         throw errorOf("no file given");
     }
     return commandLine;
@@ -50,6 +52,7 @@ std::string usage() {
            "Checks service definitions, and asks monit to check their control files.\n"
            "\n"
            "  --show      print the control files that keldoctl gives to monit\n"
+           "  --version   print the program's version\n"
            "  -h, --help  print this text\n"
            "\n"
            "Exit status: 0 nothing found, 1 something found, 2 wrong usage or failure.\n";

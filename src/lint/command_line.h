@@ -11,8 +11,9 @@ namespace keldo::lint {
 /// A valid command line.
 struct CommandLine {
     bool printUsage = false;
+    bool printVersion = false;
     bool showControlFiles = false;
-    std::vector<std::string> files; ///< may be empty only if printUsage is set
+    std::vector<std::string> files; ///< may be empty only if printUsage or printVersion is set
 
     bool operator==(const CommandLine&) const = default;
 };
@@ -26,7 +27,7 @@ public:
 /// Parses the arguments without argv[0]:
 ///
 ///     [--show] [--] FILE...
-///     --help | -h
+///     --version | --help | -h
 ///
 /// Options may stand anywhere before "--". Throws CommandLineError for an unknown option, or if no
 /// file is given.

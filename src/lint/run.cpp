@@ -3,6 +3,7 @@
 #include "lint/run.h"
 
 #include "exec/process_state.h"
+#include "exec/program_version.h"
 #include "lint/command_line.h"
 #include "lint/escaped_text.h"
 #include "lint/lint_file.h"
@@ -64,6 +65,10 @@ Status runAndPrint(const std::vector<std::string>& arguments) {
     const CommandLine commandLine = parseCommandLine(arguments);
     if (commandLine.printUsage) {
         write(usage());
+        return clean;
+    }
+    if (commandLine.printVersion) {
+        write(programName + " " + programVersion + "\n");
         return clean;
     }
     Status worst = clean;

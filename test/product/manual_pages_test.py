@@ -113,6 +113,7 @@ NOT_SHOWN = {
         "Usage: ",
         " [--show] FILE...\nChecks service definitions, and asks monit to check their control files."
         "\n\n  --show      print the control files that keldoctl gives to monit\n"
+        "  --version   print the program's version\n"
         "  -h, --help  print this text\n\nExit status: 0 nothing found, 1 something found, 2 wrong "
         "usage or failure.\n"},
     "src/lint/definition_checks.cpp": {" \t\n\r"},
@@ -127,6 +128,7 @@ NOT_SHOWN = {
     "src/exec/private_directory.cpp": ALL,
     # Characters between words, the documents, monit's settings, and words of monit's answers.
     "src/adapter/batch.cpp": ALL,
+    "src/adapter/command_line.cpp": {"\n   or: monit-check-status --version | --help\n"},
     "src/adapter/control_file.cpp": {" \t\r\n\f\v,;"},
     "src/adapter/monit.cpp": {
         "\nset daemon 1000000\nset pidfile ", "\nset idfile ", "\nset statefile ",

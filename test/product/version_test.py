@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Files that repeat the version of CMakeLists.txt."""
+"""The version of CMakeLists.txt in files and programs, and the programs' usage."""
 
 import os
 import pathlib
 import re
+import subprocess
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -36,6 +37,44 @@ class VersionTest(unittest.TestCase):
         for page in pages:
             with self.subTest(page.name):
                 self.assertEqual(found(r"^\.Os keldoctl (\S+)$", page), VERSION)
+
+
+class ProgramsTest(unittest.TestCase):
+    """Every program, except keldoctl, whose command line is fixed, has --version and --help."""
+
+    PROGRAMS = ("keldoctl-inspect", "keldo-service-lint", "views/keldoctl-report",
+                "views/check_keldoctl", "libexec/monit-check-status",
+                "libexec/panel-links", "libexec/panel-root", "locale/link-locales")
+    # A status of 0 would tell a monitor that all is well.
+    STATUS = {"views/check_keldoctl": 3}
+
+    # These take a closed standard output for the null device, as keldoctl does.
+    WITHOUT_OUTPUT = {"keldoctl-inspect", "keldo-service-lint"}
+
+    @staticmethod
+    def run_program(program, option, **options):
+        return subprocess.run([BUILD / program, option], check=False, text=True,
+                              stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, **options)
+
+    def test_each_prints_its_version_and_its_usage(self):
+        for program in self.PROGRAMS:
+            name = program.rpartition("/")[2]
+            for option, text in (("--version", rf"\A{name} {re.escape(VERSION)}\n\Z"),
+                                 ("--help", rf"(?m)^[Uu]sage: {name} ")):
+                with self.subTest(program, option=option):
+                    done = self.run_program(program, option, stdout=subprocess.PIPE)
+                    self.assertEqual((done.returncode, done.stderr),
+                                     (self.STATUS.get(program, 0), ""))
+                    self.assertRegex(done.stdout, text)
+
+    def test_each_fails_if_the_text_cannot_be_written(self):
+        full = self.enterContext(open("/dev/full", "wb"))
+        for program in self.PROGRAMS:
+            for option in ("--version", "--help"):
+                with self.subTest(program, option=option):
+                    self.assertGreater(self.run_program(program, option, stdout=full).returncode, 0)
+                    closed = self.run_program(program, option, preexec_fn=lambda: os.close(1))
+                    self.assertEqual(closed.returncode == 0, program in self.WITHOUT_OUTPUT)
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include "adapter/command_line.h"
 
+#include "exec/program_version.h"
 #include "failure_of.h"
 
 #include <gtest/gtest.h>
@@ -14,15 +15,20 @@ namespace {
 using std::chrono::milliseconds;
 using Words = std::vector<std::string>;
 
-Request read(Words words) {
+/// Calls a function with the arguments of main() that begin with the program's name.
+auto call(auto function, Words words) {
     words.insert(words.begin(), "monit");
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
+    return function(static_cast<int>(words.size()), arguments.data());
+}
+
+Request read(const Words& words) {
     optind = 0; // getopt(3) begins anew
-    return readCommandLine(static_cast<int>(words.size()), arguments.data());
+    return call(readCommandLine, words);
 }
 
 TEST(CommandLine, HasAFileAndPerhapsALimitWhicheverOptionComesFirst) {
@@ -45,6 +51,19 @@ TEST(CommandLine, HasAFileAndPerhapsALimitWhicheverOptionComesFirst) {
         const Request request = read(words);
         EXPECT_EQ(request.controlFile, file);
         EXPECT_EQ(request.limit, limit);
+    }
+}
+
+TEST(CommandLine, AsksForATextIfItIsOneOptionAlone) {
+    EXPECT_EQ(call(requestedText, {"--version"}),
+              std::string("monit-check-status ") + programVersion + "\n");
+    EXPECT_EQ(call(requestedText, {"--help"}),
+              "usage: monit-check-status -c FILE -x check-status [-b SECONDS]\n"
+              "   or: monit-check-status --version | --help\n");
+    for (const Words& words : std::vector<Words>{
+             {}, {"--v"}, {"--version", "--help"}, {"-c", "--version", "-x", "check-status"}}) {
+        SCOPED_TRACE(testing::PrintToString(words));
+        EXPECT_EQ(call(requestedText, words), std::nullopt);
     }
 }
 

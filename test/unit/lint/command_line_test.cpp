@@ -14,12 +14,13 @@ using Arguments = std::vector<std::string>;
 
 TEST(ParseCommandLine, ReadsOptionsAndFiles) {
     const std::pair<Arguments, CommandLine> table[] = {
-        {{"b.xml", "a.xml"}, {false, false, {"b.xml", "a.xml"}}},
-        {{"--show", "a.xml"}, {false, true, {"a.xml"}}},
-        {{"a.xml", "--show"}, {false, true, {"a.xml"}}},
-        {{"--help"}, {true, false, {}}},
-        {{"-h", "a.xml"}, {true, false, {"a.xml"}}},
-        {{"--", "--show", "--", "-x"}, {false, false, {"--show", "--", "-x"}}},
+        {{"b.xml", "a.xml"}, {.files = {"b.xml", "a.xml"}}},
+        {{"--show", "a.xml"}, {.showControlFiles = true, .files = {"a.xml"}}},
+        {{"a.xml", "--show"}, {.showControlFiles = true, .files = {"a.xml"}}},
+        {{"--help"}, {.printUsage = true, .files = {}}},
+        {{"--version"}, {.printVersion = true, .files = {}}},
+        {{"-h", "a.xml"}, {.printUsage = true, .files = {"a.xml"}}},
+        {{"--", "--show", "--", "-x"}, {.files = {"--show", "--", "-x"}}},
     };
     for (const auto& [arguments, commandLine] : table) {
         SCOPED_TRACE(testing::PrintToString(arguments));

@@ -71,6 +71,7 @@ TEST_F(Run, PrintsTheUsage) {
               "Checks service definitions, and asks monit to check their control files.\n"
               "\n"
               "  --show      print the control files that keldoctl gives to monit\n"
+              "  --version   print the program's version\n"
               "  -h, --help  print this text\n"
               "\n"
               "Exit status: 0 nothing found, 1 something found, 2 wrong usage or failure.\n");
