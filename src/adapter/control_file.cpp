@@ -2,6 +2,8 @@
 
 #include "adapter/control_file.h"
 
+#include "xml/characters.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
@@ -45,11 +47,6 @@ std::vector<Word> wordsOf(std::string_view rest) {
             words.push_back(takeWord(rest, blanks));
         }
     }
-}
-
-/// Replaces tolower(3), which depends on the locale.
-char lowerCase(char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
 /// Monit accepts its keywords in any mixture of upper and lower case.

@@ -3,6 +3,7 @@
 #include "adapter/monit.h"
 
 #include "adapter/file.h"
+#include "exec/stock_monit.h"
 #include "exec/unique_fd.h"
 
 #include <array>
@@ -20,10 +21,6 @@
 namespace keldo::adapter {
 
 namespace {
-
-// A full path, since this program is itself installed under the name monit, and a search along PATH
-// could find it instead.
-constexpr const char* monitPath = "/usr/bin/monit";
 
 // Monit closes every descriptor that it could have, one by one, and needs about ten.
 constexpr rlim_t monitDescriptors = 64;
@@ -86,8 +83,8 @@ std::string Monit::settings() const {
 }
 
 pid_t Monit::start() const {
-    if (access(monitPath, X_OK) != 0) {
-        throw failureFromErrno(std::string("cannot run the monitor -- ") + monitPath);
+    if (access(stockMonit, X_OK) != 0) {
+        throw failureFromErrno(std::string("cannot run the monitor -- ") + stockMonit);
     }
     // A copy of the given file: monit might refuse the file's mode or owner, and settings are
     // added.
@@ -98,7 +95,7 @@ pid_t Monit::start() const {
     if (!input) {
         throw failureFromErrno("cannot open /dev/null");
     }
-    std::string program = monitPath;
+    std::string program = stockMonit;
     std::string foreground = "-I";
     std::string option = "-c";
     std::string home = "HOME=" + directory_.path();
@@ -117,7 +114,7 @@ pid_t Monit::start() const {
     // From here on only calls that are safe between fork and exec.
     dieWith(parent);
     makeSurroundings(input.get(), output.get());
-    execve(monitPath, arguments.data(), environment.data());
+    execve(stockMonit, arguments.data(), environment.data());
     _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
 }
 

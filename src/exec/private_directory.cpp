@@ -2,13 +2,14 @@
 
 #include "exec/private_directory.h"
 
+#include "exec/directory.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 #include <sys/file.h>
@@ -19,10 +20,6 @@
 namespace keldo {
 
 namespace {
-
-struct DirectoryCloser {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 constexpr std::string_view randomPart = "XXXXXX"; // what mkdtemp(3) replaces
 
@@ -156,7 +153,7 @@ void PrivateDirectory::sweepAbandoned() const {
     const std::string prefix = ownName.substr(0, ownName.size() - randomPart.size());
     const std::string base = path_.substr(0, path_.size() - ownName.size());
     // Not std::filesystem, which ends the process if it gets no memory.
-    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(base.c_str()));
+    const Directory directory(opendir(base.c_str()));
     while (const dirent* const entry = directory ? readdir(directory.get()) : nullptr) {
         const std::string found = entry->d_name;
         if (found.starts_with(prefix) && found.size() == ownName.size()) {

@@ -2,6 +2,7 @@
 
 #include "exec/process_state.h"
 
+#include "exec/directory.h"
 #include "exec/file_remover.h"
 
 #include <atomic>
@@ -10,10 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <libgen.h>
-#include <memory>
 #include <unistd.h>
 
 namespace keldo {
@@ -42,13 +41,9 @@ void openClosedStreams() {
     }
 }
 
-struct DirectoryCloser {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-
 /// Sets FD_CLOEXEC for each descriptor above 2 that /proc lists.
 void closeListedDescriptorsOnExec() {
-    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir("/proc/self/fd"));
+    const Directory directory(opendir("/proc/self/fd"));
     while (const dirent* const entry = directory ? readdir(directory.get()) : nullptr) {
         int descriptor = 0; // "." and ".." leave it 0
         std::from_chars(entry->d_name, entry->d_name + std::strlen(entry->d_name), descriptor);

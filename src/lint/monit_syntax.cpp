@@ -2,6 +2,8 @@
 
 #include "lint/monit_syntax.h"
 
+#include "xml/characters.h"
+
 #include <algorithm>
 
 namespace keldo::lint {
@@ -20,20 +22,16 @@ constexpr std::string_view udpProtocols = " radius ";
 
 constexpr std::string_view unquotableCharacters = "!\"%'(),:;@{}";
 
-char lowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-std::string lowerCase(std::string_view text) {
+std::string lowerCaseOf(std::string_view text) {
     std::string result(text);
-    std::ranges::transform(result, result.begin(), [](char c) { return lowerCase(c); });
+    std::ranges::transform(result, result.begin(), lowerCase);
     return result;
 }
 
 /// Whether `words`, each between two spaces, contain a word; upper and lower case are equal.
 bool contains(std::string_view words, std::string_view word) {
     return !word.empty() && word.find(' ') == std::string_view::npos &&
-           words.find(' ' + lowerCase(word) + ' ') != std::string_view::npos;
+           words.find(' ' + lowerCaseOf(word) + ' ') != std::string_view::npos;
 }
 
 bool isUnquotable(char c) {
@@ -81,7 +79,7 @@ bool isUdpProtocol(std::string_view name) {
 }
 
 bool isSameMonitName(std::string_view a, std::string_view b) {
-    return lowerCase(a) == lowerCase(b);
+    return std::ranges::equal(a, b, {}, lowerCase, lowerCase);
 }
 
 } // namespace keldo::lint

@@ -6,10 +6,15 @@
 #include <string>
 #include <string_view>
 
-/// The text that an XML 1.0 document in UTF-8 can carry. Commands print any bytes, and one invalid
-/// byte makes a parser refuse the whole document.
+/// Characters, and the text that an XML 1.0 document in UTF-8 can carry. Commands print any bytes,
+/// and one invalid byte makes a parser refuse the whole document.
 
 namespace keldo {
+
+/// The lower-case letter of an ASCII capital; any other byte unchanged. The locale does not matter.
+constexpr char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 /// Whether `character` is in XML 1.0's production Char.
 bool isXmlCharacter(char32_t character);
