@@ -8,6 +8,7 @@
 #include "lint/monit_acceptance.h"
 #include "lint/schema_check.h"
 #include "monitor/control_file.h"
+#include "monitor/definition_lines.h"
 #include "monitor/service_definition_reader.h"
 
 #include <algorithm>
@@ -39,15 +40,28 @@ void append(Findings& findings, const Findings& more) {
     findings.insert(findings.end(), more.begin(), more.end());
 }
 
+/// A complaint belongs to the line of the definition that the control file's line comes from. Monit
+/// may also complain of a line after the control file's last one, if a quote is left open there.
+Findings acceptanceFindings(const xmlNode* root, const ServiceDefinition& definition,
+                            const std::string& controlFile) {
+    Findings findings;
+    for (const MonitComplaint& complaint : monitComplaints(controlFile)) {
+        const long line = definitionLine(root, definition, complaint.line);
+        findings.push_back(
+            {line != 0 ? line : xmlGetLineNo(root), Level::error,
+             "monit cannot read the control file of the service -- " + complaint.text});
+    }
+    return findings;
+}
+
 /// Adds the findings of a well-formed document, and its control file.
 void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
     xmlNode* const root = xmlDocGetRootElement(document);
-    const auto addError = [&result, root](const std::string& text) {
-        result.findings.push_back({xmlGetLineNo(root), Level::error, text});
-    };
     if (!isServiceElement(root)) {
-        addError("keldoctl ignores a file whose root element is not a service in the namespace " +
-                 std::string(definitionNamespace));
+        result.findings.push_back(
+            {xmlGetLineNo(root), Level::error,
+             "keldoctl ignores a file whose root element is not a service in the namespace " +
+                 std::string(definitionNamespace)});
         return;
     }
     const ServiceDefinition definition = readServiceDefinition(document);
@@ -59,9 +73,7 @@ void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
         return;
     }
     result.controlFile = controlFileOf(definition);
-    for (const std::string& complaint : monitComplaints(*result.controlFile)) {
-        addError("monit cannot read the control file of the service -- " + complaint);
-    }
+    append(result.findings, acceptanceFindings(root, definition, *result.controlFile));
 }
 
 } // namespace

@@ -6,8 +6,10 @@
 #include "exec/ending_signals.h"
 #include "exec/file_remover.h"
 #include "exec/private_directory.h"
+#include "exec/stock_monit.h"
 
 #include <array>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -19,7 +21,6 @@ namespace keldo::lint {
 
 namespace {
 
-constexpr const char* monitPath = "/usr/bin/monit";
 constexpr std::array baseDirectories = {"/tmp"};
 constexpr const char* directoryPrefix = "keldo-service-lint.";
 constexpr int accepted = 0; ///< monit's exit status if it can read the file
@@ -57,18 +58,25 @@ void writePrivately(const std::string& path, const std::string& text) {
 /// "exit" makes the shell stay monit's parent. Otherwise it might execute monit in its own place,
 /// and a signal that kills monit would count as success (exec/command_runner.h).
 CommandResult runMonit(const std::string& controlFile) {
-    return runCommand(std::string(monitPath) + " -t -c " + controlFile + "; exit $?", true);
+    return runCommand(std::string(stockMonit) + " -t -c " + controlFile + "; exit $?", true);
+}
+
+/// Reads "LINE: TEXT".
+MonitComplaint complaintOf(const std::string& words) {
+    MonitComplaint complaint{0, "line " + words};
+    std::from_chars(words.data(), words.data() + words.size(), complaint.line);
+    return complaint;
 }
 
 /// A complaint begins with the path of the file and ends before the next complaint.
-std::vector<std::string> complaintsIn(const std::string& output, const std::string& path) {
-    std::vector<std::string> complaints;
+std::vector<MonitComplaint> complaintsIn(const std::string& output, const std::string& path) {
+    std::vector<MonitComplaint> complaints;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with(path + ":")) {
-            complaints.push_back("line " + line.substr(path.size() + 1));
+            complaints.push_back(complaintOf(line.substr(path.size() + 1)));
         } else if (!complaints.empty()) {
-            complaints.back() += "\n" + line;
+            complaints.back().text += "\n" + line;
         }
     }
     return complaints;
@@ -81,8 +89,8 @@ std::string reasonOf(const CommandResult& result) {
 
 } // namespace
 
-std::vector<std::string> monitComplaints(const std::string& controlFile) {
-    if (controlFile.empty() || access(monitPath, X_OK) != 0) {
+std::vector<MonitComplaint> monitComplaints(const std::string& controlFile) {
+    if (controlFile.empty() || access(stockMonit, X_OK) != 0) {
         return {};
     }
     HeldEndingSignals held; // until the remover exists
@@ -95,7 +103,7 @@ std::vector<std::string> monitComplaints(const std::string& controlFile) {
     if (result.status == accepted) {
         return {};
     }
-    std::vector<std::string> complaints = complaintsIn(result.output, path);
+    std::vector<MonitComplaint> complaints = complaintsIn(result.output, path);
     if (result.status != refused || complaints.empty()) {
         throw std::runtime_error("monit could not test the control file -- " + reasonOf(result));
     }

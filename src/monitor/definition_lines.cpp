@@ -57,14 +57,8 @@ long lineAt(const std::vector<long>& lines, std::size_t position, std::size_t co
 
 } // namespace
 
-long definitionLine(const std::string& path, long controlFileLine) {
-    const XmlDocument document(
-        xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR));
-    const xmlNode* const root = document ? xmlDocGetRootElement(document.get()) : nullptr;
-    if (root == nullptr) {
-        return 0;
-    }
-    const ServiceDefinition definition = readServiceDefinition(document.get());
+long definitionLine(const xmlNode* root, const ServiceDefinition& definition,
+                    long controlFileLine) {
     const long rootLine = xmlGetLineNo(root);
     Lines lines;
     lines.add(rootLine, definition.id);
@@ -85,6 +79,15 @@ long definitionLine(const std::string& path, long controlFileLine) {
                   definition.ports[i].protocol);
     }
     return lines.at(controlFileLine);
+}
+
+long definitionLine(const std::string& path, long controlFileLine) {
+    const XmlDocument document(
+        xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR));
+    const xmlNode* const root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    return root == nullptr
+               ? 0
+               : definitionLine(root, readServiceDefinition(document.get()), controlFileLine);
 }
 
 } // namespace keldo

@@ -2,12 +2,19 @@
 
 #pragma once
 
+#include "monitor/service_definition.h"
+
+#include <libxml/tree.h>
 #include <string>
 
 namespace keldo {
 
-/// The line of the definition file `path` that line `controlFileLine` of its control file comes
-/// from. Both count from 1. Returns 0 if the control file has no such line.
+/// The line of a definition that line `controlFileLine` of its control file comes from. Both count
+/// from 1. `root` is the root element of the document from which `definition` was read. Returns 0
+/// if the control file has no such line.
+long definitionLine(const xmlNode* root, const ServiceDefinition& definition, long controlFileLine);
+
+/// The same for the definition file `path`. Returns 0 also if the file cannot be read.
 long definitionLine(const std::string& path, long controlFileLine);
 
 } // namespace keldo

@@ -146,7 +146,8 @@ TEST_F(MonitComplaints, BeginWithTheirLine) {
     monitOutput = "Something else\nFILE:2: syntax error 'x\ny'\nFILE:12: syntax error 'z'\n";
     monitStatus = W_EXITCODE(1, 0);
     EXPECT_THAT(monitComplaints("check process a\n"),
-                ElementsAre("line 2: syntax error 'x\ny'", "line 12: syntax error 'z'"));
+                ElementsAre(MonitComplaint{2, "line 2: syntax error 'x\ny'"},
+                            MonitComplaint{12, "line 12: syntax error 'z'"}));
 }
 
 TEST_F(MonitComplaints, ThrowIfTheDirectoryCannotBeMade) {

@@ -2,6 +2,7 @@
 keldo_unit_test(monitor
     SOURCES
         control_file_test.cpp
+        definition_lines_test.cpp
         forced_failures.cpp
         monitor_run_test.cpp
         service_catalogue_test.cpp
