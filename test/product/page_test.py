@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The page of a report (report-html.xsl) in a real browser."""
+"""The page of an inspection (report-html.xsl) in a real browser."""
 
 import functools
 import pathlib
@@ -9,23 +9,11 @@ import unittest
 import xml.etree.ElementTree
 
 from browser import Browser
-from panel import Action, Problem, report, restart, service_down
-from views import REPORTS, recorded, show
+from views import INSPECTIONS, inspected, show
 
 PHONE = 360  # CSS pixels
-LONG_LOG = "".join(f"line {number}\n" for number in range(500))
-MANY = report([service_down(f"s{number:03}") for number in range(200)],
-              [restart(f"s{number:03}") for number in range(200)])
-# A report with each part that a page can have.
-EVERYTHING = report(
-    [Problem("a", "Bearable.", "minor", ("one", "two"), "two"),
-     Problem("b", "Bad.", "major", ("one",), "one"), Problem("c", "Terrible.", "critical"),
-     Problem("d", "Anything.", None), Problem("upgrade", "Upgrade is in progress.", "minor")],
-    [Action("one", "First."), Action("three", "Third.", status="ok", log="done\n"),
-     Action("two", "Second."), Action("x", "Failed.", status="error", log=LONG_LOG),
-     Action("y", "Silent.", status="ok")])
-REPORTS_TO_TRY = {path.name: path.read_bytes() for path in sorted(REPORTS.iterdir())} | {
-    "two hundred problems": MANY, "everything": EVERYTHING}
+RECORDED = {path.stem: path.read_bytes() for path in sorted(INSPECTIONS.iterdir())}
+REPAIR_LOG = re.compile(rb"<log>web.*?</log>", re.DOTALL)
 
 OPEN_ALL = "document.querySelectorAll('details').forEach(each => each.open = true)"
 
@@ -81,6 +69,20 @@ def page_of(document, **parameters):
     return show("html", document, **parameters)
 
 
+def changed(name, *changes):
+    """A recorded inspection with some text replaced."""
+    document = inspected(name)
+    for old, new in changes:
+        assert old.encode() in document, old
+        document = document.replace(old.encode(), new.encode())
+    return document
+
+
+def with_log(log):
+    """The recorded failed repair with another output."""
+    return REPAIR_LOG.sub(f"<log>{log}</log>".encode(), inspected("repair_failed"))
+
+
 class PageTestCase(unittest.TestCase):
     maxDiff = None
 
@@ -93,9 +95,9 @@ class PageTestCase(unittest.TestCase):
         self.browser.view()
 
     def load(self, document, **parameters):
-        """Shows the page of a report, or of a recorded report, given by its name."""
+        """Shows the page of an inspection, or of a recorded one, given by its name."""
         if isinstance(document, str):
-            document = recorded(document)
+            document = inspected(document)
         self.load_html(page_of(document, **parameters))
 
     def load_html(self, html):
@@ -116,11 +118,11 @@ class PageTestCase(unittest.TestCase):
 
 
 class EveryPageTest(PageTestCase):
-    """Rules for the page of any report."""
+    """Rules for the page of any inspection."""
 
     def check_each(self, check, **parameters):
-        """Shows the page of each report, then calls `check` with the XML tree of the report."""
-        for name, document in REPORTS_TO_TRY.items():
+        """Shows the page of each inspection, then calls `check` with the inspection's XML tree."""
+        for name, document in RECORDED.items():
             with self.subTest(name):
                 self.load(document, **parameters)
                 self.run_script(OPEN_ALL)
@@ -142,7 +144,7 @@ class EveryPageTest(PageTestCase):
             low, number = self.run_script(LOW_CONTRASTS)
             self.assertEqual(low, [])
             self.assertGreaterEqual(number, 3)
-            page = self.run_script("getComputedStyle(document.body).backgroundColor")
+            page = self.run_script("getComputedStyle(document.documentElement).backgroundColor")
             self.assertEqual(int(re.search(r"\d+", page)[0]) > 127, scheme == "light")
 
         for scheme in ("light", "dark"):
@@ -158,17 +160,30 @@ class EveryPageTest(PageTestCase):
             self.browser.view(width=width, height=640)
             self.check_each(check, host="a-very-long-name-of-a-host." * 5)
 
-    def test_texts_are_unchanged(self):
+    def test_each_service_is_shown_once_with_its_title_and_reason(self):
         def check(root):
-            repairs = [action for action in root.findall("action")
-                       if action.find("status") is not None]
-            items = [*repairs, *root.findall("problem")]
-            self.assertCountEqual(self.texts(".card > h3"),
-                                  [each.findtext("message") or each.get("id") for each in items])
-            self.assertCountEqual(self.texts(".card > .id"), [each.get("id") for each in items])
+            shown = self.texts("main").pop()
+            for service in root.iter("service"):
+                title = service.findtext("title") or service.get("id")
+                places = self.each(".what h3, .names span", "each.textContent").count(title)
+                others = [each for each in root.iter("service") if each.findtext("title") == title]
+                self.assertEqual(places, max(len(others), 1), title)
+                if service.get("state") in ("down", "unknown"):
+                    self.assertIn(service.findtext("reason"), shown)
             # HTML has only line feeds.
-            self.assertEqual(self.texts("pre"), [log.replace("\r\n", "\n") for each in repairs
-                                                 if (log := each.findtext("log"))])
+            logs = [log.text.replace("\r\n", "\n").rstrip("\n") for log in root.iter("log")
+                    if log.text]
+            outputs = [text.rstrip("\n") for text in self.texts("pre[role]")]
+            self.assertEqual([log for log in logs if log not in outputs], [])
+
+        self.check_each(check)
+
+    def test_the_look_of_the_whole_follows_the_verdict(self):
+        looks = {"well": "up", "problems": "down", "unknown": "unknown", "upgrade": "upgrade"}
+
+        def check(root):
+            self.assertEqual(self.each(".top", "each.className"),
+                             [f"top {looks[root.get('verdict')]}"])
 
         self.check_each(check)
 
@@ -180,28 +195,32 @@ class EveryPageTest(PageTestCase):
 
         self.check_each(check)
 
-    def test_each_severity_and_outcome_has_a_word_and_a_symbol(self):
-        self.load(EVERYTHING)
-        badges = dict(zip(self.texts(".card > .badge"), self.each(
-            ".card > .badge use", "each.getAttribute('href')")))
-        self.assertEqual(badges, {
-            "Critical": "#symbol-critical", "Major": "#symbol-major", "Minor": "#symbol-minor",
-            "Not rated": "#symbol-unrated", "Succeeded": "#symbol-ok", "Failed": "#symbol-error"})
-        shapes = self.each("symbol path", "each.getAttribute('d')")
-        self.assertEqual(len(set(shapes)), len(badges))
-        for width, height in self.each(".card > .badge use",
-                                       "[each.getBBox().width, each.getBBox().height]"):
-            self.assertGreater(min(width, height), 10)
+    def test_each_state_has_a_sign_of_its_own(self):
+        shapes = {}
+        def check(_):
+            for name, shape in self.each("symbol", "[each.id, each.innerHTML]"):
+                shapes[name] = shape
+            self.assertLessEqual(set(self.each("use", "each.getAttribute('href').slice(1)")),
+                                 set(shapes))
+
+        self.check_each(check)
+        self.assertEqual(len(set(shapes.values())), 6)
+
+    def test_a_page_of_ten_services_is_small(self):
+        for name, document in RECORDED.items():
+            if name != "forty_down":
+                self.assertLess(len(page_of(document).encode()), 30_000, name)
 
 
 class SecurityPolicyTest(PageTestCase):
     def test_the_browser_runs_and_loads_nothing_of_a_text_that_became_markup(self):
-        self.load_html(page_of(recorded("one_down")).replace("<main>", """<main>
+        self.load_html(page_of(inspected("one_down")).replace("<main>", """<main>
             <script>document.title = "script"</script>
             <img id="image" src="data:," onerror="document.title = 'handler'">
             <style>main { display: none }</style><p id="text" style="display: none">x</p>
             <base href="https://example.invalid/">"""))
-        self.assertEqual(self.run_script("document.title"), "Problems: 1 – Service report")
+        self.assertEqual(self.run_script("document.title"),
+                         "1 service is down. – panel.example – Service report")
         self.assertEqual(self.each("main, #text", "getComputedStyle(each).display"),
                          ["block", "block"])
         self.assertTrue(self.run_script("document.baseURI").startswith("file:"))
@@ -212,64 +231,147 @@ class SecurityPolicyTest(PageTestCase):
 class ContentTest(PageTestCase):
     """The content of a page."""
 
-    def test_no_problems(self):
-        self.load("all_well", host="panel.example", time="2026-11-21 12:00 UTC")
-        self.assertEqual(self.run_script("document.body.innerText.split(/\\n+/)"), [
-            "Service report", "panel.example", "2026-11-21 12:00 UTC", "No problems found"])
-        self.assertEqual(self.run_script("document.title"),
-                         "No problems found – panel.example – Service report")
+    def shown(self):
+        """The lines that a reader sees, without opening anything."""
+        return self.run_script("document.body.innerText.split(/\\n+/).filter(line => line)")
 
-    def test_every_part_of_a_page(self):
-        self.load(EVERYTHING)
-        for selector, texts in (
-                ("h1", ["Problems: 5"]),
-                (".counts li", ["Critical 1", "Major 1", "Minor 2", "Not rated 1"]),
-                ("section:last-child h3", ["Terrible.", "Bad.", "Bearable.",
-                                           "Upgrade is in progress.", "Anything."]),
-                (".note", ["Services are not checked while an upgrade is in progress."]),
-                (".proposal .label", ["Proposed repair", "Proposed repair – recommended",
-                                      "Proposed repair"]),
-                (".proposal .label + p", ["First.", "Second.", "First."]),
-                (".command code", ["keldoctl --repair one", "keldoctl --repair two",
-                                   "keldoctl --repair one", "keldoctl --repair two one"]),
-                (".silent", ["No output"])):
-            with self.subTest(selector):
-                self.assertEqual(self.texts(selector), texts)
-        # Only the output of the failed repair is open.
-        self.assertEqual(self.each(".card details", "each.open"), [False, True])
+    def test_all_well(self):
+        self.load("all_well", host="panel.example", time="2026-11-21 12:00 CET")
+        self.assertEqual(self.shown(), [
+            "All 7 services that ought to run are up.", "7 services were checked in 0.4 s.", "Up",
+            "Database Server", "Control Panel", "Mail Transfer (SMTP)", "Web Server", "Name Server",
+            "Mailbox Access (IMAP)", "Redis Cache", "panel.example", "2026-11-21 12:00 CET",
+            "0.412 s", "keldoctl 1.1.0"])
+        self.assertEqual(self.run_script("document.title"), (
+            "All 7 services that ought to run are up. – panel.example – Service report"))
+
+    def test_the_headline(self):
+        lost = ('<dependency id="action_log" state="failed"><reason code="no_action_log"'
+                ' xml:lang="en-US">The log is lost.</reason><detail>denied</detail></dependency>')
+        for document, headline in (
+                ("mixed", "1 service is down. The state of 1 service is not known."),
+                ("disk_full", "The state of 6 services is not known."),
+                ("upgrade", "Upgrade is in progress. Please wait."),
+                ("repaired", "All 7 services that ought to run are up."),
+                ("repair_failed", "Failed: Restart the Web Server service. 1 service is down."),
+                (changed("repair_failed", ("<status>ok", "<status>error")),
+                 "Failed repairs: 2. 1 service is down."),
+                # All services are up, but some may be missing from the list.
+                (changed("all_well", ('<dependency id="action_log" state="ok"/>', lost),
+                         ('code="all_up"', 'code="up"'), ('="well"', '="unknown"')),
+                 "The log is lost.")):
+            with self.subTest(headline):
+                self.load(document)
+                self.assertEqual(self.texts("h1"), [headline])
+        self.assertEqual(self.texts(".note"), ["denied"])
+
+    def test_a_verdict_that_is_not_known_does_not_look_well(self):
+        self.load(changed("all_well", ('verdict="well"', 'verdict="new"')))
+        self.assertEqual(self.each(".top", "each.className"), ["top unknown"])
+
+    def test_what_could_not_be_used_is_told_once(self):
+        missing = ('<dependency id="configuration" state="missing"><reason code="x"'
+                   ' xml:lang="en-US">The defaults apply.</reason></dependency>')
+        self.load(changed("all_well",
+                          ('<dependency id="configuration" state="ok" path="/etc/kvr/kvr.conf"/>',
+                           missing)))
+        self.assertEqual(self.texts(".note"), ["The defaults apply. "])
+        self.load("disk_full")
+        self.assertEqual(self.run_script("document.body.innerText.match(/no space/g).length"), 1)
+
+    def test_services_with_the_same_unknown_reason_share_a_row(self):
+        self.load("disk_full")
+        self.assertEqual(self.texts(".row.unknown h3"),
+                         ["There is no space left in /usr/local/kvr/tmp."])
+        self.assertEqual(len(self.texts(".row.unknown .names li")), 6)
+
+    def test_the_parts_and_their_order(self):
+        for name, parts in (("mixed", ["Down", "Not known", "Stopped by the administrator", "Up"]),
+                            ("repair_failed", ["Repairs carried out", "Down", "Up"]),
+                            ("upgrade", ["Not checked"])):
+            with self.subTest(name):
+                self.load(name)
+                self.assertEqual(self.texts("h2"), parts)
+
+    def test_a_row_opens_to_what_was_seen(self):
+        self.load("mixed")
+        self.run_script(OPEN_ALL)
+        self.assertEqual(self.texts(".row.down .tests li"), [
+            "Process /run/kvr/web.pid – failed", "Port 80 TCP http – not tested"])
+        self.assertEqual(self.texts(".row.down pre"),
+                         ["'web' process is not running\n'web' trying to restart"])
+
+    def test_a_failed_repair_shows_the_end_of_its_output_and_folds_the_rest(self):
+        lines = [f"line {number}" for number in range(1, 501)]
+        for log, end, is_folded in (
+                ("\n".join(lines) + "\n", "\n".join(lines[-5:]), True),
+                ("\n".join(lines[:5]) + "\n", "\n".join(lines[:5]), False),
+                ("x" * 2000, "x" * 800, True), ("one\n" + "x" * 900, "x" * 800, True)):
+            with self.subTest(log[:10]):
+                self.load(with_log(log))
+                self.assertEqual(self.texts(".row.down pre[role]")[0], end)
+                self.assertEqual(self.texts(".row.down .more summary"),
+                                 ["Whole output"] * is_folded)
+        self.load(with_log(""))
+        self.assertEqual(self.texts(".row.down .quiet"), ["No output"])
+
+    def test_a_repair_that_has_just_failed_is_proposed_with_a_warning(self):
+        self.load("repair_failed")
+        self.assertEqual(self.texts(".row .repair .label"), ["This repair has just failed."])
+
+    def test_repair_all_leaves_out_what_has_just_failed(self):
+        failed = ('<action id="restart-service:smtp">',
+                  '<action id="restart-service:smtp"><status>error</status><log/>')
+        other = "".join(f'<problem id="p{n}"><solutions><action id="a{n}" default="true"/>'
+                        "</solutions></problem>" for n in (1, 2))
+        for changes, commands in (
+                ((), ["keldoctl-report --repair all"]), ((failed,), []),
+                ((failed, ("<keldoctl>", "<keldoctl>" + other)),
+                 ["keldoctl-report --repair a1 a2 restart-service:web"])):
+            with self.subTest(commands):
+                self.load(changed("two_down_in_german", *changes))
+                self.assertEqual(self.texts(".bar code"), commands)
+
+    def test_the_severity_is_shown_if_problems_differ_in_it(self):
+        self.load("two_down_in_german", language="en-US")
+        self.assertEqual(self.texts(".row .state"), [])
+        document = inspected("two_down_in_german").replace(b"major", b"minor", 1)
+        self.load(document, language="en-US")
+        self.assertEqual(self.texts(".row .state"), ["Major", "Minor"])
 
     def test_commands_quote_ids_for_the_shell(self):
         self.load("odd_ids")
-        self.assertEqual(self.texts(".proposal code")[1:5], [
-            f"keldoctl --repair 'restart-service:{service}'"
-            for service in ("$(touch x)", "*", "`touch x`", "a b")])
+        commands = self.texts(".row code")
+        for service in ("$(touch x)", "*", "`touch x`", "a b"):
+            self.assertIn(f"keldoctl-report --repair 'restart-service:{service}'", commands)
 
-    def test_two_hundred_problems(self):
-        self.load(MANY)
-        self.assertEqual(self.run_script("document.querySelectorAll('.card').length"), 200)
-        self.assertEqual(self.texts(".counts li"), ["Major 200"])
+    def test_a_command_breaks_between_words_only(self):
+        for width in (320, PHONE, 480):
+            self.browser.view(width=width)
+            self.load("forty_down")
+            self.run_script(OPEN_ALL)
+            self.assertEqual(set(self.each(".command span", "each.getClientRects().length")), {1})
+            self.assertEqual(set(self.each(".command span", "each.clientHeight < 30")), {True})
+
+    def test_forty_problems_are_rows_of_one_line(self):
+        self.load("forty_down")
+        heights = self.each(".row.down", "each.getBoundingClientRect().height")
+        self.assertEqual(len(heights), 40)
+        self.assertLess(max(heights), 48)
 
 
 class LanguageTest(PageTestCase):
     def test_languages_and_directions(self):
-        german = Problem("a", "Eins.", language="de-DE")
-        hebrew = Problem("b", "שירות.", language="he-IL")
-        for document, page, languages, directions in (
-                ("two_down_in_german", ["de", "ltr"], ["de-DE"] * 2, ["ltr"] * 2),
-                (report([german, Problem("b", "Two.")]), ["de", "ltr"], ["de-DE", "en-US"],
-                 ["ltr"] * 2),
-                # A missing text has no language.
-                (report([Problem("a", "One."), Problem("b", "")]), ["en", "ltr"], ["en-US", ""],
-                 ["ltr"] * 2),
-                (report([german, hebrew]), ["de", "ltr"], ["de-DE", "he-IL"], ["ltr", "rtl"]),
-                ("repair_in_hebrew", ["en", "rtl"], ["he-IL"] * 2, ["rtl"] * 2)):
-            with self.subTest(document):
-                self.load(document)
+        for name, page, titles, directions in (
+                ("two_down_in_german", ["de", "ltr"], ["en-US", "de-DE"], ["ltr"] * 2),
+                ("repair_in_hebrew", ["en", "rtl"], ["he-IL", "en-US", ""], ["rtl", "ltr", "ltr"])):
+            with self.subTest(name):
+                self.load(name)
                 self.assertEqual(self.run_script(
                     "(({lang, dir}) => [lang, dir])(document.documentElement)"), page)
-                self.assertEqual(self.each("h3", "each.lang"), languages)
-                self.assertEqual(self.each("h3", "getComputedStyle(each).direction"), directions)
-                self.assertLessEqual(set(self.each(".label + p", "each.lang")), set(languages))
+                self.assertEqual(self.each(".row h3", "each.lang"), titles)
+                self.assertEqual(self.each(".row h3", "getComputedStyle(each).direction"),
+                                 directions)
                 # Commands and ids never change their direction.
                 self.assertEqual(set(self.each("code", "getComputedStyle(each).direction")),
                                  {"ltr"})
@@ -277,19 +379,19 @@ class LanguageTest(PageTestCase):
     def test_the_page_turns_for_a_language_from_right_to_left(self):
         self.browser.view(width=PHONE)
         self.load("repair_in_hebrew")
-        self.assertEqual(self.each(".card", """(({borderLeftWidth, borderRightWidth}) =>
-            [borderLeftWidth, borderRightWidth])(getComputedStyle(each))"""), [["1px", "5px"]] * 2)
-        # The symbol is on the right of its word.
-        self.assertEqual(self.each(".badge", """each.firstChild.getBoundingClientRect().left
-            > each.getBoundingClientRect().left + 20"""), [True] * 2)
+        self.assertEqual(self.each(".row", """(({borderLeftWidth, borderRightWidth}) =>
+            [borderLeftWidth, borderRightWidth])(getComputedStyle(each))"""), [["0px", "4px"]] * 3)
+        # The sign is on the right of its words.
+        self.assertEqual(self.each(".head", """each.firstChild.getBoundingClientRect().left
+            > each.getBoundingClientRect().left + 20"""), [True] * 3)
 
 
 class UseTest(PageTestCase):
     """Reading and copying by keyboard, by touch and without a script."""
 
     # The focused element: its tag, and the beginning of a text that identifies it.
-    FOCUSED = """(e => [e.tagName, (e.parentElement.querySelector("code") ?? e).textContent
-        .slice(0, 24)])(document.activeElement)"""
+    FOCUSED = """(e => [e.tagName, (e.closest(".repair")?.querySelector("code")
+        ?? e.querySelector("h3") ?? e).textContent.slice(0, 24)])(document.activeElement)"""
 
     def tab(self):
         self.browser.press("Tab", 9)
@@ -299,9 +401,12 @@ class UseTest(PageTestCase):
         for scheme in ("light", "dark"):
             self.browser.view(scheme=scheme)
             self.load("repair_failed")
-            for focused in (["SUMMARY", "Output"], ["SUMMARY", "Output"],
-                            ["PRE", "web: line 1 of the journ"],
-                            ["BUTTON", "keldoctl --repair restar"]):
+            for focused in (["PRE", "web: was not running any"],
+                            ["SUMMARY", "Restart the Name Server "],
+                            ["SUMMARY", "Web Server"], ["BUTTON", "keldoctl-report --repair"],
+                            *(["SUMMARY", title] for title in (
+                                "Database Server", "Control Panel", "Mail Transfer (SMTP)",
+                                "Name Server", "Mailbox Access (IMAP)", "Redis Cache"))):
                 self.assertEqual(self.tab(), focused)
                 self.assertEqual(self.run_script(
                     "(s => [s.outlineStyle, s.outlineWidth])"
@@ -310,9 +415,10 @@ class UseTest(PageTestCase):
             self.assertEqual(self.run_script("document.activeElement.tagName"), "BODY")
 
     def test_a_long_output_scrolls_by_the_keyboard(self):
-        self.load("repair_failed")
-        self.run_script("window.scrolled = new Promise(done => document.querySelector('[open] pre')"
-                        ".addEventListener('scrollend', done)); 0")
+        self.load(with_log("line\n" * 500))
+        self.run_script(OPEN_ALL)
+        self.run_script("window.scrolled = new Promise(done => document"
+                        ".querySelector('details pre').addEventListener('scrollend', done)); 0")
         for _ in range(3):
             self.tab()
         self.browser.press("PageDown", 34)
@@ -322,16 +428,18 @@ class UseTest(PageTestCase):
     def test_a_button_copies_its_command(self):
         self.browser.call("Browser.grantPermissions",
                           permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
-        self.load(report([Problem("p", "P", actions=("a  b'c\"&<", "d"))]))
-        self.tab()
+        self.load(changed("one_down", ('"restart-service:web" default',
+                                       '"a  b\'c&quot;&amp;&lt;" default')))
+        self.run_script("document.querySelector('button').focus()")
         self.run_script("""window.said = new Promise(done => new MutationObserver(done)
             .observe(document.getElementById("status"), {childList: true})); 0""")
         self.browser.press("Enter", 13, "\r")
         self.run_script("window.said.then(() => 0)")
-        self.assertEqual(self.run_script("navigator.clipboard.readText()"), "keldoctl --repair 'a  b'\\''c\"&<'")
-        self.assertEqual(self.texts("button, #status"), ["Copied", "Copy", "Copied"])
+        self.assertEqual(self.run_script("navigator.clipboard.readText()"),
+                         "keldoctl-report --repair 'a  b'\\''c\"&<'")
+        self.assertEqual(self.texts("button, #status"), ["Copied", "Copied"])
         self.tab()
-        self.assertEqual(self.texts("button, #status"), ["Copy", "Copy", ""])
+        self.assertEqual(self.texts("button, #status"), ["Copy", ""])
 
     def test_the_description_of_a_button_is_its_command(self):
         self.load("two_down_in_german")
@@ -340,33 +448,35 @@ class UseTest(PageTestCase):
         buttons = [(node["name"]["value"], node["description"]["value"]) for node in nodes
                    if node["role"]["value"] == "button"]
         self.assertEqual(buttons, [
-            ("Kopieren", "keldoctl --repair restart-service:mail"),
-            ("Kopieren", "keldoctl --repair restart-service:web")])
+            ("Kopieren", "keldoctl-report --repair all"),
+            ("Kopieren", "keldoctl-report --repair restart-service:smtp"),
+            ("Kopieren", "keldoctl-report --repair restart-service:web")])
 
     def test_the_command_is_selected_if_copying_is_not_allowed(self):
         self.load("one_down")
         self.run_script("navigator.clipboard.writeText = () => Promise.reject(new Error()); 0")
         self.run_script("window.selected = new Promise(done =>"
                         " document.addEventListener('selectionchange', done)); 0")
-        self.tab()
+        self.run_script("document.querySelector('button').focus()")
         self.browser.press("Enter", 13, "\r")
         self.run_script("window.selected.then(() => 0)")
         self.assertEqual(self.run_script("getSelection().toString()"),
-                         "keldoctl --repair restart-service:web")
+                         "keldoctl-report --repair restart-service:web")
 
     def test_buttons_are_large_enough_for_a_finger(self):
         for width in (320, 360, 390, 412, 480, 600, 1024):
             with self.subTest(width):
                 self.browser.view(width=width)
                 self.load("two_down_in_german")
-                heights = self.each(".proposal button", "each.getBoundingClientRect().height")
-                self.assertGreaterEqual(min(heights), 40)
+                # WCAG 2.2 asks for 24 pixels.
+                heights = self.each("button", "each.getBoundingClientRect().height")
+                self.assertGreaterEqual(min(heights), 32)
                 # The label does not wrap.
-                words = self.each(".proposal button", """(range => {
+                words = self.each("button", """(range => {
                     range.selectNodeContents(each);
                     return range.getClientRects().length;
                 })(new Range())""")
-                self.assertEqual(words, [1, 1])
+                self.assertEqual(set(words), {1})
 
     def test_without_a_script_only_the_buttons_are_missing(self):
         self.browser.call("Emulation.setScriptExecutionDisabled", value=True)

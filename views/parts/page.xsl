@@ -1,18 +1,46 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The style, the symbols and the script of the page of a report. -->
+<!-- The content of the page and of the fragment: everything but the frame around it. A frame adds
+     the template repair-control, which offers a repair. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <!-- The browser runs and loads nothing but the style and the script of this file, even if a text
-       of the report became markup. A test prints the hash of a changed style or script. -->
-  <xsl:template name="security-policy">
-    <meta http-equiv="Content-Security-Policy" content="{concat(
-        &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
-        &quot;style-src 'sha256-BCvtYLxprhlA6FLKd1JDTaAFdAE4q2ia3ZNIAbcG0uQ='; &quot;,
-        &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
-  </xsl:template>
+  <!-- Texts for the footer; by default those of the inspection, with the time in UTC. -->
+  <xsl:param name="host" select="/inspection/@host"/>
+  <xsl:param name="time" select="concat(substring(/inspection/@started, 1, 10), ' ',
+      substring(/inspection/@started, 12, 5), ' UTC')"/>
+  <!-- The level of the first heading, from 1 to 4. -->
+  <xsl:param name="heading-level" select="1"/>
+  <xsl:variable name="h1" select="concat('h', $heading-level)"/>
+  <xsl:variable name="h2" select="concat('h', $heading-level + 1)"/>
+  <xsl:variable name="h3" select="concat('h', $heading-level + 2)"/>
 
-  <!-- The direction of the page follows the report's language. -->
+  <!-- With more rows than these, a row shows its repair only if it is opened. -->
+  <xsl:variable name="is-dense" select="count($down) &gt; 8"/>
+  <xsl:variable name="failed-repairs" select="$repairs[status != 'ok']"/>
+  <xsl:variable name="untried" select="$defaults[not(@id = $failed-repairs/@id)]"/>
+  <!-- Unusable things that no service names as its reason. -->
+  <xsl:variable name="untold" select="$unusable[not(reason = $services/reason)]"/>
+
+  <!-- The texts of the headline: elements with a text and a language. -->
+  <xsl:variable name="counted"
+      select="$summary/sentence[@code = 'down' or @code = 'unknown' or @code = 'all_up']"/>
+  <xsl:variable name="upgrade" select="$problems[@id = 'upgrade']/message"/>
+  <xsl:variable name="lost" select="$untold[@id = 'action_log']/reason"/>
+  <xsl:variable name="headline" select="$upgrade | $counted[not($upgrade)]
+      | $lost[not($upgrade | $counted)]
+      | $summary/sentence[not($upgrade | $counted | $lost)][1]"/>
+
+  <!-- What the page looks like as a whole: down, unknown, upgrade or up. -->
+  <xsl:variable name="tone">
+    <xsl:choose>
+      <xsl:when test="$failed-repairs or /inspection/@verdict = 'problems'">down</xsl:when>
+      <xsl:when test="/inspection/@verdict = 'upgrade'">upgrade</xsl:when>
+      <xsl:when test="/inspection/@verdict = 'well'">up</xsl:when>
+      <xsl:otherwise>unknown</xsl:otherwise>
+    </xsl:choose>
+  </xsl:variable>
+
+  <!-- The direction of the page follows the language of its words. -->
   <xsl:variable name="direction">
     <xsl:choose>
       <xsl:when test="contains(' ar dv fa he ku ps sd ug ur yi ', concat(' ', $wanted-family, ' '))">
@@ -22,186 +50,594 @@
     </xsl:choose>
   </xsl:variable>
 
-  <!-- Uses logical sides (start, end) only, so that the page turns with its direction. -->
-  <xsl:template name="style">
-    <style><![CDATA[
-:root {
-  color-scheme: light dark;
-  --page: #f4f5f7; --card: #ffffff; --inset: #f4f5f7; --line: #d9dde3;
-  --text: #1b222c; --quiet: #566070; --focus: #1a5fb4; --button: #ffffff; --button-line: #8590a0;
-  --critical: #a3152a; --critical-tint: #fdeaec;
-  --major: #8f4300; --major-tint: #fdf0e1;
-  --minor: #2b5797; --minor-tint: #e9f0fa;
-  --unrated: #4d5663; --unrated-tint: #eceef1;
-  --ok: #1a6b3c; --ok-tint: #e5f4ea;
-}
-@media (prefers-color-scheme: dark) {
-  :root {
-    --page: #14181d; --card: #1d232a; --inset: #14181d; --line: #343c46;
-    --text: #e7ebf0; --quiet: #a4afbd; --focus: #8ab8f5; --button: #29313a; --button-line: #748091;
-    --critical: #ffb0b6; --critical-tint: #481f25;
-    --major: #ffbf80; --major-tint: #432b13;
-    --minor: #a9cbff; --minor-tint: #1d3150;
-    --unrated: #c3cad4; --unrated-tint: #313942;
-    --ok: #8fdcab; --ok-tint: #173a26;
-  }
-}
-.critical { --tone: var(--critical); --tint: var(--critical-tint); }
-.major { --tone: var(--major); --tint: var(--major-tint); }
-.minor { --tone: var(--minor); --tint: var(--minor-tint); }
-.unrated { --tone: var(--unrated); --tint: var(--unrated-tint); }
-.ok { --tone: var(--ok); --tint: var(--ok-tint); }
-.error { --tone: var(--critical); --tint: var(--critical-tint); }
+  <xsl:template name="headline">
+    <xsl:choose>
+      <xsl:when test="count($failed-repairs) = 1">
+        <span>
+          <xsl:value-of select="concat($words[@id = 'error'], ': ')"/>
+          <xsl:for-each select="$failed-repairs">
+            <span><xsl:call-template name="text"/></span>
+          </xsl:for-each>
+        </span>
+        <xsl:text> </xsl:text>
+      </xsl:when>
+      <xsl:when test="$failed-repairs">
+        <span>
+          <xsl:value-of select="$words[@id = 'failed-repairs']"/>
+          <xsl:value-of select="concat(': ', count($failed-repairs), '.')"/>
+        </span>
+        <xsl:text> </xsl:text>
+      </xsl:when>
+    </xsl:choose>
+    <xsl:call-template name="sentences">
+      <xsl:with-param name="sentences" select="$headline"/>
+    </xsl:call-template>
+    <xsl:if test="not($headline)">
+      <xsl:value-of select="$words[@id = 'unknown']"/>
+    </xsl:if>
+  </xsl:template>
 
-* { box-sizing: border-box; }
-html { -webkit-text-size-adjust: 100%; text-size-adjust: 100%; }
-body {
-  margin: 0 auto; max-width: 48rem; padding: 1.5rem 1rem 3rem;
-  background: var(--page); color: var(--text);
-  font: 1rem/1.5 system-ui, sans-serif; overflow-wrap: anywhere;
-}
-h1, h2, h3, p, ul, pre { margin: 0; padding: 0; font-size: inherit; font-weight: inherit; }
-ul { list-style: none; }
-code, pre { font-family: ui-monospace, "DejaVu Sans Mono", monospace; font-size: 0.875rem; }
-.symbol { inline-size: 1em; block-size: 1em; flex: none; fill: currentColor; }
-.symbols { position: absolute; inline-size: 0; block-size: 0; }
+  <xsl:template name="sentences">
+    <xsl:param name="sentences"/>
+    <xsl:for-each select="$sentences">
+      <xsl:if test="position() &gt; 1"><xsl:text> </xsl:text></xsl:if>
+      <span>
+        <xsl:call-template name="language"/>
+        <xsl:value-of select="."/>
+      </span>
+    </xsl:for-each>
+  </xsl:template>
 
-header {
-  display: flex; gap: 1rem; align-items: flex-start;
-  padding: 1.25rem; border-radius: 0.75rem; background: var(--tint); color: var(--text);
-}
-header > .symbol {
-  inline-size: 2.5rem; block-size: 2.5rem; margin-block-start: 0.25rem; color: var(--tone);
-}
-header > div { min-inline-size: 0; }
-.about { display: flex; flex-wrap: wrap; column-gap: 1.25rem; font-size: 0.875rem; }
-h1 { font-size: 1.625rem; line-height: 1.25; font-weight: 650; }
-.note { margin-block-start: 0.25rem; }
-.counts { display: flex; flex-wrap: wrap; gap: 0.5rem 1.25rem; margin-block-start: 0.5rem; }
-.counts .badge { padding: 0; background: none; }
-.number { font-weight: 650; }
+  <xsl:template name="content">
+    <xsl:call-template name="symbols"/>
+    <xsl:call-template name="top"/>
+    <xsl:call-template name="repairs"/>
+    <xsl:call-template name="down"/>
+    <xsl:call-template name="unknown"/>
+    <xsl:call-template name="names">
+      <xsl:with-param name="state" select="'unchecked'"/>
+      <xsl:with-param name="word" select="'not-checked'"/>
+      <xsl:with-param name="members" select="$unchecked"/>
+    </xsl:call-template>
+    <xsl:call-template name="names">
+      <xsl:with-param name="state" select="'stopped'"/>
+      <xsl:with-param name="word" select="'stopped'"/>
+      <xsl:with-param name="members" select="$stopped"/>
+    </xsl:call-template>
+    <xsl:call-template name="up"/>
+  </xsl:template>
 
-section { margin-block-start: 1.75rem; }
-h2 { margin-block-end: 0.75rem; font-size: 1.125rem; font-weight: 650; }
-.cards { display: grid; gap: 0.75rem; }
-.card, .all {
-  min-inline-size: 0; padding: 1rem 1.25rem; background: var(--card);
-  border: 1px solid var(--line); border-radius: 0.75rem;
-}
-.card { border-inline-start: 0.3125rem solid var(--tone); }
-.all { margin-block-start: 0.75rem; }
-.badge {
-  display: inline-flex; align-items: center; gap: 0.4em; padding: 0.125rem 0.625rem;
-  border-radius: 1rem; background: var(--tint); color: var(--tone);
-  font-size: 0.875rem; font-weight: 600;
-}
-h3 { margin-block-start: 0.5rem; font-size: 1.0625rem; font-weight: 600; }
-.id, .label, .silent { color: var(--quiet); font-size: 0.875rem; }
-.id code { font-size: 0.8125rem; }
-.proposal, .card details, .silent { margin-block-start: 0.875rem; }
+  <!-- The answer: the headline, and what else the summary says. -->
+  <xsl:template name="top">
+    <div class="top {$tone}">
+      <xsl:call-template name="sign"><xsl:with-param name="id" select="$tone"/></xsl:call-template>
+      <div>
+        <xsl:element name="{$h1}"><xsl:call-template name="headline"/></xsl:element>
+        <p class="quiet">
+          <xsl:call-template name="sentences">
+            <xsl:with-param name="sentences"
+                select="$summary/sentence[count(. | $headline) != count($headline)]"/>
+          </xsl:call-template>
+        </p>
+        <xsl:call-template name="strip"/>
+        <xsl:apply-templates select="$untold" mode="note"/>
+      </div>
+    </div>
+  </xsl:template>
 
-.command {
-  display: flex; flex-wrap: wrap; gap: 0.5rem; align-items: stretch; margin-block-start: 0.375rem;
-}
-.command code, pre {
-  padding: 0.5rem 0.75rem; border: 1px solid var(--line); border-radius: 0.5rem;
-  background: var(--inset); white-space: pre-wrap;
-}
-.command code { flex: 1 1 16rem; min-inline-size: 0; -webkit-user-select: all; user-select: all; }
-.all .command { margin-block-start: 0.75rem; }
-button {
-  min-block-size: 2.5rem; padding: 0.25rem 1rem; border: 1px solid var(--button-line);
-  border-radius: 0.5rem; background: var(--button); color: var(--text); font: inherit;
-  font-size: 0.875rem; white-space: nowrap; cursor: pointer;
-}
-button:hover { border-color: var(--text); }
-summary { padding-block: 0.25rem; font-size: 0.875rem; font-weight: 600; cursor: pointer; }
-pre { margin-block-start: 0.25rem; max-block-size: 24rem; overflow-y: auto; line-height: 1.45; }
-:focus-visible { outline: 3px solid var(--focus); outline-offset: 2px; }
-.spoken {
-  position: absolute; margin: 0; inline-size: 1px; block-size: 1px; overflow: hidden;
-  clip-path: inset(50%);
-}
+  <!-- One segment for each service, the worst state first. -->
+  <xsl:template name="strip">
+    <div class="strip" aria-hidden="true">
+      <xsl:for-each select="$down"><i class="down"/></xsl:for-each>
+      <xsl:for-each select="$unknown"><i class="unknown"/></xsl:for-each>
+      <xsl:for-each select="$unchecked"><i class="unchecked"/></xsl:for-each>
+      <xsl:for-each select="$stopped"><i class="stopped"/></xsl:for-each>
+      <xsl:for-each select="$up"><i class="up"/></xsl:for-each>
+    </div>
+  </xsl:template>
 
-@media (max-width: 30rem) {
-  body { padding: 0.75rem 0.75rem 2rem; }
-  .card, .all, header { padding: 1rem; }
-  button { flex: auto; }
-}
-@media print {
-  body { max-width: none; }
-  header, .card, .all { break-inside: avoid; }
-  pre { max-block-size: none; }
-  button { display: none; }
-}
-]]></style>
+  <!-- Something that the inspection depends on and could not use. The headline may say why. -->
+  <xsl:template match="dependency" mode="note">
+    <xsl:variable name="is-headline" select="count(reason | $headline) = count($headline)"/>
+    <xsl:if test="not($is-headline) or string(detail)">
+      <p class="note">
+        <xsl:if test="not($is-headline)">
+          <xsl:call-template name="sentences">
+            <xsl:with-param name="sentences" select="reason"/>
+          </xsl:call-template>
+          <xsl:text> </xsl:text>
+        </xsl:if>
+        <xsl:if test="string(detail)">
+          <bdi><xsl:value-of select="detail"/></bdi>
+        </xsl:if>
+      </p>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- A part of the page with its heading. -->
+  <xsl:template name="heading">
+    <xsl:param name="id"/>
+    <xsl:param name="word"/>
+    <xsl:element name="{$h2}">
+      <xsl:attribute name="id"><xsl:value-of select="concat('keldoctl-', $id)"/></xsl:attribute>
+      <xsl:value-of select="$words[@id = $word]"/>
+    </xsl:element>
+  </xsl:template>
+
+  <!-- The repairs that were carried out; those that failed come first. -->
+  <xsl:template name="repairs">
+    <xsl:if test="$repairs">
+      <section aria-labelledby="keldoctl-repairs">
+        <xsl:call-template name="heading">
+          <xsl:with-param name="id" select="'repairs'"/>
+          <xsl:with-param name="word" select="'repairs'"/>
+        </xsl:call-template>
+        <ul class="rows" role="list">
+          <xsl:apply-templates select="$failed-repairs" mode="repair"/>
+          <xsl:apply-templates select="$repairs[status = 'ok']" mode="repair"/>
+        </ul>
+      </section>
+    </xsl:if>
+  </xsl:template>
+
+  <xsl:template match="action" mode="repair">
+    <xsl:variable name="tail">
+      <xsl:call-template name="last-lines"><xsl:with-param name="text" select="log"/></xsl:call-template>
+    </xsl:variable>
+    <li>
+      <xsl:choose>
+        <xsl:when test="status != 'ok'">
+          <xsl:attribute name="class">row down</xsl:attribute>
+          <div class="head"><xsl:call-template name="outcome"/></div>
+          <div class="more">
+            <xsl:call-template name="log">
+              <xsl:with-param name="label" select="$words[@id = 'last-lines']"/>
+              <xsl:with-param name="text" select="string($tail)"/>
+            </xsl:call-template>
+            <xsl:if test="string-length(log) &gt; string-length($tail) + 1">
+              <details>
+                <summary><xsl:value-of select="$words[@id = 'whole-output']"/></summary>
+                <xsl:call-template name="log">
+                  <xsl:with-param name="label" select="$words[@id = 'whole-output']"/>
+                  <xsl:with-param name="text" select="log"/>
+                </xsl:call-template>
+              </details>
+            </xsl:if>
+          </div>
+        </xsl:when>
+        <xsl:when test="string(log)">
+          <xsl:attribute name="class">row up</xsl:attribute>
+          <details>
+            <summary class="head"><xsl:call-template name="outcome"/></summary>
+            <div class="more">
+              <xsl:call-template name="log">
+                <xsl:with-param name="label" select="$words[@id = 'output']"/>
+                <xsl:with-param name="text" select="log"/>
+              </xsl:call-template>
+            </div>
+          </details>
+        </xsl:when>
+        <xsl:otherwise>
+          <xsl:attribute name="class">row up</xsl:attribute>
+          <div class="head"><xsl:call-template name="outcome"/></div>
+        </xsl:otherwise>
+      </xsl:choose>
+    </li>
+  </xsl:template>
+
+  <xsl:template name="outcome">
+    <xsl:call-template name="sign">
+      <xsl:with-param name="id" select="substring('downup', 1 + 4 * (status = 'ok'),
+          4 - 2 * (status = 'ok'))"/>
+    </xsl:call-template>
+    <span class="what">
+      <xsl:element name="{$h3}"><xsl:call-template name="text"/></xsl:element>
+      <xsl:text> </xsl:text>
+      <span class="state"><xsl:value-of select="$words[@id = string(current()/status)]"/></span>
+      <xsl:if test="not(string(log))">
+        <xsl:text> </xsl:text>
+        <span class="quiet"><xsl:value-of select="$words[@id = 'silent']"/></span>
+      </xsl:if>
+    </span>
+  </xsl:template>
+
+  <!-- The output of a repair. Browsers drop a line feed at the start of a pre element. -->
+  <xsl:template name="log">
+    <xsl:param name="label"/>
+    <xsl:param name="text"/>
+    <xsl:if test="string($text)">
+      <pre tabindex="0" role="region" dir="auto">
+        <xsl:attribute name="aria-label">
+          <xsl:value-of select="concat($label, ': ')"/>
+          <xsl:apply-templates select="." mode="text"/>
+        </xsl:attribute>
+        <xsl:value-of select="concat('&#10;', $text)"/>
+      </pre>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- Writes the last five lines of $text, or fewer if they are long. -->
+  <xsl:template name="last-lines">
+    <xsl:param name="text"/>
+    <xsl:variable name="length" select="string-length($text)"/>
+    <xsl:variable name="whole" select="substring($text, 1,
+        $length - (substring($text, $length) = '&#10;'))"/>
+    <xsl:variable name="end" select="substring($whole, string-length($whole) - 799)"/>
+    <xsl:call-template name="five-lines">
+      <xsl:with-param name="text">
+        <xsl:choose>
+          <xsl:when test="string-length($whole) &gt; 800 and contains($end, '&#10;')">
+            <xsl:value-of select="substring-after($end, '&#10;')"/>
+          </xsl:when>
+          <xsl:otherwise><xsl:value-of select="$end"/></xsl:otherwise>
+        </xsl:choose>
+      </xsl:with-param>
+    </xsl:call-template>
+  </xsl:template>
+
+  <!-- Drops lines at the start of $text until five are left. -->
+  <xsl:template name="five-lines">
+    <xsl:param name="text"/>
+    <xsl:choose>
+      <xsl:when test="string-length($text) - string-length(translate($text, '&#10;', '')) &gt; 4">
+        <xsl:call-template name="five-lines">
+          <xsl:with-param name="text" select="substring-after($text, '&#10;')"/>
+        </xsl:call-template>
+      </xsl:when>
+      <xsl:otherwise><xsl:value-of select="$text"/></xsl:otherwise>
+    </xsl:choose>
+  </xsl:template>
+
+  <xsl:template name="down">
+    <xsl:if test="$down">
+      <section aria-labelledby="keldoctl-down">
+        <div class="bar">
+          <xsl:call-template name="heading">
+            <xsl:with-param name="id" select="'down'"/>
+            <xsl:with-param name="word" select="'down'"/>
+          </xsl:call-template>
+          <xsl:if test="count($untried) &gt; 1">
+            <div class="repair">
+              <xsl:call-template name="repair-control">
+                <xsl:with-param name="label" select="$words[@id = 'repair-all']"/>
+                <xsl:with-param name="button" select="$words[@id = 'do-repair-all']"/>
+                <xsl:with-param name="actions" select="$untried"/>
+                <xsl:with-param name="is-all" select="count($untried) = count($defaults)"/>
+              </xsl:call-template>
+            </div>
+          </xsl:if>
+        </div>
+        <ul class="rows" role="list">
+          <xsl:apply-templates select="$down" mode="row">
+            <xsl:sort data-type="number" order="descending"
+                select="(key('problem', @id)/severity = 'critical') * 3
+                    + (key('problem', @id)/severity = 'major') * 2
+                    + (key('problem', @id)/severity = 'minor')"/>
+          </xsl:apply-templates>
+        </ul>
+      </section>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- A service that is down. -->
+  <xsl:template match="service" mode="row">
+    <xsl:variable name="actions" select="key('problem', @id)/solutions/action"/>
+    <li class="row down">
+      <details>
+        <summary class="head">
+          <xsl:call-template name="sign"><xsl:with-param name="id" select="'down'"/></xsl:call-template>
+          <span class="what">
+            <span class="title">
+              <xsl:call-template name="title"/>
+              <xsl:call-template name="severity"/>
+            </span>
+            <xsl:text> </xsl:text>
+            <xsl:call-template name="reason"/>
+          </span>
+        </summary>
+        <div class="more">
+          <xsl:if test="$is-dense"><xsl:apply-templates select="$actions" mode="proposal"/></xsl:if>
+          <xsl:call-template name="evidence"/>
+        </div>
+      </details>
+      <xsl:if test="not($is-dense) and $actions">
+        <div class="repair"><xsl:apply-templates select="$actions" mode="proposal"/></div>
+      </xsl:if>
+    </li>
+  </xsl:template>
+
+  <xsl:template name="title">
+    <xsl:element name="{$h3}">
+      <xsl:attribute name="id"><xsl:call-template name="title-id"/></xsl:attribute>
+      <xsl:call-template name="title-text"/>
+    </xsl:element>
+  </xsl:template>
+
+  <xsl:template name="title-id">
+    <xsl:value-of select="concat('keldoctl-service-', count(preceding-sibling::service) + 1)"/>
+  </xsl:template>
+
+  <!-- The title of a service, with its language and direction; without a title its id. -->
+  <xsl:template name="title-text">
+    <xsl:attribute name="dir">auto</xsl:attribute>
+    <xsl:for-each select="title[string()]"><xsl:call-template name="language"/></xsl:for-each>
+    <xsl:apply-templates select="." mode="text"/>
+  </xsl:template>
+
+  <xsl:template name="reason">
+    <span class="reason">
+      <xsl:for-each select="reason"><xsl:call-template name="language"/></xsl:for-each>
+      <xsl:value-of select="reason"/>
+    </span>
+  </xsl:template>
+
+  <!-- The severity, if the problems differ in it. -->
+  <xsl:template name="severity">
+    <xsl:if test="$problems/severity != $problems/severity">
+      <xsl:variable name="severity"><xsl:apply-templates select="." mode="severity"/></xsl:variable>
+      <xsl:text> </xsl:text>
+      <span class="state"><xsl:value-of select="$words[@id = string($severity)]"/></span>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- A repair that is proposed. -->
+  <xsl:template match="action" mode="proposal">
+    <xsl:variable name="has-failed" select="@id = $failed-repairs/@id"/>
+    <xsl:call-template name="repair-control">
+      <xsl:with-param name="label" select="$words[@id = 'just-failed'][$has-failed]
+          | $words[@id = 'repair'][not($has-failed)]"/>
+      <xsl:with-param name="button" select="$words[@id = 'do-repair']"/>
+      <xsl:with-param name="actions" select="."/>
+      <xsl:with-param name="has-failed" select="$has-failed"/>
+    </xsl:call-template>
+  </xsl:template>
+
+  <!-- A command to copy. It breaks between words only. -->
+  <xsl:template name="command">
+    <xsl:param name="actions"/>
+    <xsl:param name="is-all" select="false()"/>
+    <div class="command">
+      <code dir="ltr" translate="no">
+        <xsl:call-template name="words-of">
+          <xsl:with-param name="text" select="concat($command, ' --repair')"/>
+        </xsl:call-template>
+        <xsl:if test="$is-all"><xsl:text> </xsl:text><span>all</span></xsl:if>
+        <xsl:for-each select="$actions[not($is-all)]">
+          <xsl:text> </xsl:text>
+          <span>
+            <xsl:call-template name="shell-word">
+              <xsl:with-param name="text" select="@id"/>
+            </xsl:call-template>
+          </span>
+        </xsl:for-each>
+      </code>
+    </div>
+  </xsl:template>
+
+  <!-- Writes each word of $text as an element. -->
+  <xsl:template name="words-of">
+    <xsl:param name="text"/>
+    <span><xsl:value-of select="substring-before(concat($text, ' '), ' ')"/></span>
+    <xsl:if test="contains($text, ' ')">
+      <xsl:text> </xsl:text>
+      <xsl:call-template name="words-of">
+        <xsl:with-param name="text" select="substring-after($text, ' ')"/>
+      </xsl:call-template>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- What was seen of a service: its tests, and what the monitor said. -->
+  <xsl:template name="evidence">
+    <xsl:if test="tests/*">
+      <ul class="tests" role="list">
+        <xsl:apply-templates select="tests/*"/>
+      </ul>
+    </xsl:if>
+    <xsl:if test="string(detail)">
+      <p class="label"><xsl:value-of select="$words[@id = 'message']"/></p>
+      <pre dir="auto"><xsl:value-of select="concat('&#10;', detail)"/></pre>
+    </xsl:if>
+    <p class="label">
+      <code dir="ltr" translate="no"><xsl:value-of select="@id"/></code>
+      <xsl:if test="@state = 'up' or @state = 'down'">
+        <xsl:value-of select="concat(' – ', @seconds, ' s')"/>
+      </xsl:if>
+    </p>
+  </xsl:template>
+
+  <xsl:template match="tests/*">
+    <xsl:variable name="outcome" select="@state"/>
+    <li class="{$outcome}">
+      <xsl:value-of select="concat($words[@id = local-name(current())], ' ')"/>
+      <xsl:if test="@path | @number">
+        <code dir="ltr" translate="no">
+          <xsl:value-of select="concat(@path, @number)"/>
+          <xsl:if test="@number"><xsl:value-of select="concat(' ', @type)"/></xsl:if>
+          <xsl:if test="@protocol"><xsl:value-of select="concat(' ', @protocol)"/></xsl:if>
+        </code>
+      </xsl:if>
+      <xsl:text> – </xsl:text>
+      <span class="outcome">
+        <xsl:choose>
+          <xsl:when test="$outcome = 'ok'">
+            <xsl:value-of select="$words[@id = 'passed']"/>
+          </xsl:when>
+          <xsl:when test="$outcome = 'failed'">
+            <xsl:value-of select="$words[@id = 'failed']"/>
+          </xsl:when>
+          <xsl:otherwise>
+            <xsl:value-of select="$words[@id = 'untested']"/>
+          </xsl:otherwise>
+        </xsl:choose>
+      </span>
+    </li>
+  </xsl:template>
+
+  <!-- Services that are not known. Those with the same reason share a row. -->
+  <xsl:key name="unknown" match="/inspection/services/service[@state = 'unknown']" use="reason"/>
+
+  <xsl:template name="unknown">
+    <xsl:if test="$unknown">
+      <section aria-labelledby="keldoctl-unknown">
+        <xsl:call-template name="heading">
+          <xsl:with-param name="id" select="'unknown'"/>
+          <xsl:with-param name="word" select="'unknown'"/>
+        </xsl:call-template>
+        <ul class="rows" role="list">
+          <xsl:for-each select="$unknown[generate-id() = generate-id(key('unknown', reason)[1])]">
+            <xsl:variable name="members" select="key('unknown', reason)"/>
+            <li class="row unknown">
+              <details>
+                <summary class="head">
+                  <xsl:call-template name="sign">
+                    <xsl:with-param name="id" select="'unknown'"/>
+                  </xsl:call-template>
+                  <span class="what">
+                    <xsl:choose>
+                      <xsl:when test="count($members) = 1">
+                        <span class="title"><xsl:call-template name="title"/></span>
+                        <xsl:text> </xsl:text>
+                        <xsl:call-template name="reason"/>
+                      </xsl:when>
+                      <xsl:otherwise>
+                        <xsl:element name="{$h3}">
+                          <xsl:for-each select="reason"><xsl:call-template name="language"/></xsl:for-each>
+                          <xsl:value-of select="reason"/>
+                        </xsl:element>
+                      </xsl:otherwise>
+                    </xsl:choose>
+                  </span>
+                </summary>
+                <div class="more">
+                  <xsl:for-each select="$members">
+                    <xsl:call-template name="evidence"/>
+                  </xsl:for-each>
+                </div>
+              </details>
+              <xsl:if test="count($members) &gt; 1">
+                <xsl:call-template name="name-list">
+                  <xsl:with-param name="members" select="$members"/>
+                </xsl:call-template>
+              </xsl:if>
+            </li>
+          </xsl:for-each>
+        </ul>
+      </section>
+    </xsl:if>
+  </xsl:template>
+
+  <!-- Services of which there is nothing to say but their state. -->
+  <xsl:template name="names">
+    <xsl:param name="state"/>
+    <xsl:param name="word"/>
+    <xsl:param name="members"/>
+    <xsl:if test="$members">
+      <section aria-labelledby="keldoctl-{$state}" class="{$state}">
+        <xsl:call-template name="heading">
+          <xsl:with-param name="id" select="$state"/>
+          <xsl:with-param name="word" select="$word"/>
+        </xsl:call-template>
+        <xsl:if test="$state = 'unchecked'">
+          <p class="quiet"><xsl:for-each select="$members[1]"><xsl:call-template name="reason"/></xsl:for-each></p>
+        </xsl:if>
+        <xsl:call-template name="name-list">
+          <xsl:with-param name="members" select="$members"/>
+        </xsl:call-template>
+      </section>
+    </xsl:if>
+  </xsl:template>
+
+  <xsl:template name="name-list">
+    <xsl:param name="members"/>
+    <ul class="names" role="list">
+      <xsl:for-each select="$members">
+        <li class="name"><xsl:call-template name="name"/></li>
+      </xsl:for-each>
+    </ul>
+  </xsl:template>
+
+  <!-- The sign and the title of a service. -->
+  <xsl:template name="name">
+    <xsl:call-template name="sign"><xsl:with-param name="id" select="@state"/></xsl:call-template>
+    <span><xsl:call-template name="title-text"/></span>
+  </xsl:template>
+
+  <xsl:template name="up">
+    <xsl:if test="$up">
+      <section aria-labelledby="keldoctl-up" class="up">
+        <xsl:call-template name="heading">
+          <xsl:with-param name="id" select="'up'"/>
+          <xsl:with-param name="word" select="'up'"/>
+        </xsl:call-template>
+        <ul class="names" role="list">
+          <xsl:for-each select="$up">
+            <li>
+              <details>
+                <summary class="name"><xsl:call-template name="name"/></summary>
+                <div class="more">
+                  <p><xsl:call-template name="reason"/></p>
+                  <xsl:call-template name="evidence"/>
+                </div>
+              </details>
+            </li>
+          </xsl:for-each>
+        </ul>
+      </section>
+    </xsl:if>
+  </xsl:template>
+
+  <xsl:template name="bottom">
+    <bdi><xsl:value-of select="$host"/></bdi>
+    <bdi><xsl:value-of select="$time"/></bdi>
+    <bdi><xsl:value-of select="concat(@seconds, ' s')"/></bdi>
+    <bdi><xsl:value-of select="concat('keldoctl ', @program)"/></bdi>
+  </xsl:template>
+
+  <!-- The text of an action, with its language and direction. -->
+  <xsl:template name="text">
+    <xsl:for-each select="message[string()]"><xsl:call-template name="language"/></xsl:for-each>
+    <xsl:apply-templates select="." mode="text"/>
+  </xsl:template>
+
+  <!-- The language and the direction of the current element's text. -->
+  <xsl:template name="language">
+    <xsl:attribute name="dir">auto</xsl:attribute>
+    <xsl:for-each select="@xml:lang">
+      <xsl:attribute name="lang"><xsl:value-of select="."/></xsl:attribute>
+    </xsl:for-each>
+  </xsl:template>
+
+  <!-- A state as a shape. A heading or a word says the same, since colour alone does not reach
+       every reader. -->
+  <xsl:template name="sign">
+    <xsl:param name="id"/>
+    <svg class="sign" aria-hidden="true"><use href="#keldoctl-sign-{$id}"/></svg>
   </xsl:template>
 
   <xsl:template name="symbols">
     <svg class="symbols" aria-hidden="true">
-      <symbol id="symbol-critical" viewBox="0 0 16 16">
-        <path fill-rule="evenodd" d="M4.7 0h6.6L16 4.7v6.6L11.3 16H4.7L0 11.3V4.7zM7 3v6h2V3zm0 8v2h2v-2z"/>
+      <symbol id="keldoctl-sign-down" viewBox="0 0 16 16">
+        <path fill-rule="evenodd" d="M4.7 0h6.6L16 4.7v6.6L11.3 16H4.7L0 11.3V4.7zM6 4.6 4.6 6l2 2-2 2L6 11.4l2-2 2 2 1.4-1.4-2-2 2-2L10 4.6l-2 2z"/>
       </symbol>
-      <symbol id="symbol-major" viewBox="0 0 16 16">
-        <path fill-rule="evenodd" d="M8 .6 16 15H0zM7 5.5V10h2V5.5zm0 6v2h2v-2z"/>
+      <symbol id="keldoctl-sign-unknown" viewBox="0 0 16 16" fill="none" stroke="currentColor">
+        <path stroke-width="1.4" stroke-linejoin="round" d="M8 .8 15.2 8 8 15.2.8 8z"/>
+        <path stroke-width="1.5" stroke-linecap="round" d="M6.3 6.4a1.75 1.75 0 1 1 2.7 1.5c-.7.4-1 .7-1 1.3M8 11.3v.1"/>
       </symbol>
-      <symbol id="symbol-minor" viewBox="0 0 16 16">
-        <path fill-rule="evenodd" d="M8 0a8 8 0 1 1 0 16A8 8 0 0 1 8 0zM7 3v2h2V3zm0 4v6h2V7z"/>
+      <symbol id="keldoctl-sign-stopped" viewBox="0 0 16 16" fill="none" stroke="currentColor">
+        <rect x="1" y="1" width="14" height="14" rx="3.5" stroke-width="1.4"/>
+        <path stroke-width="1.8" stroke-linecap="round" d="M6 5.5v5m4-5v5"/>
       </symbol>
-      <symbol id="symbol-unrated" viewBox="0 0 16 16">
-        <path fill-rule="evenodd" d="M8 0a8 8 0 1 1 0 16A8 8 0 0 1 8 0zM4 7v2h8V7z"/>
+      <symbol id="keldoctl-sign-upgrade" viewBox="0 0 16 16">
+        <path fill-rule="evenodd" d="M8 0a8 8 0 1 1 0 16A8 8 0 0 1 8 0zM8 3 4 7.2l1.4 1.4L7 7v6h2V7l1.6 1.6L12 7.2z"/>
       </symbol>
-      <symbol id="symbol-ok" viewBox="0 0 16 16">
+      <symbol id="keldoctl-sign-unchecked" viewBox="0 0 16 16" fill="none" stroke="currentColor">
+        <circle cx="8" cy="8" r="7" stroke-width="1.4" stroke-dasharray="2.6 1.8"/>
+        <path stroke-width="1.8" stroke-linecap="round" d="M5.5 8h5"/>
+      </symbol>
+      <symbol id="keldoctl-sign-up" viewBox="0 0 16 16">
         <path fill-rule="evenodd" d="M8 0a8 8 0 1 1 0 16A8 8 0 0 1 8 0zM6.8 12.1l5.7-5.7L11.1 5 6.8 9.3 4.9 7.4 3.5 8.8z"/>
       </symbol>
-      <symbol id="symbol-error" viewBox="0 0 16 16">
-        <path fill-rule="evenodd" d="M8 0a8 8 0 1 1 0 16A8 8 0 0 1 8 0zM4 5.4 6.6 8 4 10.6 5.4 12 8 9.4l2.6 2.6 1.4-1.4L9.4 8 12 5.4 10.6 4 8 6.6 5.4 4z"/>
-      </symbol>
     </svg>
-  </xsl:template>
-
-  <!-- Adds the buttons if the browser lets a page copy. The script reads its words from attributes,
-       as text, so nothing of the report becomes code. -->
-  <xsl:template name="script">
-    <p class="spoken" role="status" id="status">
-      <xsl:attribute name="data-copy">
-        <xsl:value-of select="$words[@id = 'copy']"/>
-      </xsl:attribute>
-      <xsl:attribute name="data-copied">
-        <xsl:value-of select="$words[@id = 'copied']"/>
-      </xsl:attribute>
-    </p>
-    <script><![CDATA[
-"use strict";
-const announcement = document.getElementById("status");
-const words = announcement.dataset;
-
-function addCopyButton(command) {
-  const code = command.querySelector("code");
-  code.id = "command-" + (document.querySelectorAll(".command button").length + 1);
-  const button = document.createElement("button");
-  button.type = "button";
-  button.textContent = words.copy;
-  button.setAttribute("aria-describedby", code.id);
-  button.addEventListener("click", async () => {
-    try {
-      await navigator.clipboard.writeText(code.textContent);
-      button.textContent = announcement.textContent = words.copied;
-    } catch { // Copying is not allowed: select the command, so that the reader can copy it.
-      getSelection().selectAllChildren(code);
-    }
-  });
-  button.addEventListener("blur", () => {
-    button.textContent = words.copy;
-    announcement.textContent = "";
-  });
-  command.append(button);
-}
-
-if (navigator.clipboard) {
-  document.querySelectorAll(".command").forEach(addCopyButton);
-}
-]]></script>
   </xsl:template>
 
 </xsl:stylesheet>
