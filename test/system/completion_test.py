@@ -54,9 +54,8 @@ def started(start, folder, *command, **environment):
 
 
 def bash(folder, start=""):
-    """Bash that has read the completion files."""
-    files = " ".join(f"source {path};" for path in (BASH_FILES / "completions").iterdir())
-    return started(f"{BASH_START}\n{start}\n{files}\n",
+    """Bash that has read the completion file."""
+    return started(f"{BASH_START}\n{start}\nsource {BASH_FILES}/completions/keldoctl\n",
                    folder, "/bin/bash", "--rcfile", f"{folder}/.zshrc", "-i")
 
 
@@ -106,7 +105,7 @@ def started_shells():
             stack.enter_context(tempfile.TemporaryDirectory()))))) for kind in SHELLS]
 
 
-class CompletionTest(unittest.TestCase):
+class ShellsTest(unittest.TestCase):
     def setUp(self):
         self.panel = Panel()
 
@@ -119,7 +118,8 @@ class CompletionTest(unittest.TestCase):
                         self.assertEqual(shell.line_after(keys), line)
 
     def check_candidates(self, keys, candidates):
-        """Expects all candidates, without the part of the word before the cursor."""
+        """Expects all candidates, without the part of the word before the cursor and without the
+        "=" of an option, which zsh does not insert for several."""
         with started_shells() as shells:
             for name, shell in shells:
                 with self.subTest(name):
@@ -127,9 +127,11 @@ class CompletionTest(unittest.TestCase):
                     before, last = keys.rsplit(" ", 1)
                     self.assertTrue(line.startswith(before + " "), line)
                     border = last.rstrip("-")
-                    words = [word.removeprefix(border) for word in line[len(before):].split()]
+                    words = [word.removeprefix(border).rstrip("=") for word in line[len(before):].split()]
                     self.assertEqual(sorted(words), sorted(candidates))
 
+
+class CompletionTest(ShellsTest):
     def test_commands(self):
         self.check([("keldoctl --s" + TAB, "keldoctl --status "),
                     ("keldoctl --r" + TAB, "keldoctl --repair "),
@@ -261,24 +263,89 @@ class CompletionTest(unittest.TestCase):
                     self.assertEqual(shell.line_after(f"keldoctl --s --xy{left}{TAB}").split(),
                                      ["keldoctl", "--status", "--xy"])
 
-class ServiceLintTest(unittest.TestCase):
-    def test_options_and_definitions(self):
-        command = "keldo-service-lint"
-        rows = [("--s" + TAB, "--show "), ("--h" + TAB, "--help "), ("we" + TAB, "web.xml "),
-                ("dir" + TAB, "directory/"), ("m" + TAB, "my\\ web.xml "),
-                ("my\\ w" + TAB, "my\\ web.xml "), ('"my w' + TAB, '"my web.xml" '),
-                ("--show we" + TAB, "--show web.xml ")]
+
+class OtherProgramsTest(ShellsTest):
+    """The programs besides keldoctl. They share keldoctl's languages and ids."""
+
+    def setUp(self):
+        super().setUp()
+        self.panel.remove_definitions()
+        for service in ("web", "dns"):
+            self.panel.write_service(service)
+        self.panel.catalogue(EMPTY_CATALOGUE)
+
+    def check_words(self, program, rows):
+        self.check([(f"{program} {typed}{TAB}", f"{program} {line}") for typed, line in rows])
+
+    def test_keldoctl_inspect(self):
+        self.check_words("keldoctl-inspect", [
+            ("--t", "--timeout="), ("--json --l", "--json --language="),
+            ("--timeout=9 --t", "--timeout=9 --t"), ("--language=d", "--language=de-DE "),
+            ("--r", "--repair "), ("--repair restart-service:w", "--repair restart-service:web "),
+            ("--json --repair restart-service:web r",
+             "--json --repair restart-service:web restart-service:dns "),
+            ("--repair restart-service:web --l", "--repair restart-service:web --l"),
+            ("restart", "restart"), ("--v", "--version ")])
+        self.check_candidates("keldoctl-inspect --", [
+            "--language", "--timeout", "--jobs", "--json", "--repair", "--version", "--help"])
+
+    def test_keldoctl_report(self):
+        self.check_words("keldoctl-report", [
+            ("--p", "--prometheus "), ("--json --h", "--json --h"), ("--q", "--quiet "),
+            ("--language=d", "--language=de-DE "), ("--status --r", "--status --r"),
+            ("--html --c", "--html --c"), ("--d", "--d"), ("a", "a"),
+            ("--repair a", "--repair all "), ("--repair all --d", "--repair all --dry-run "),
+            ("--quiet --repair --dry-run restart-service:w",
+             "--quiet --repair --dry-run restart-service:web "),
+            ("--repair restart-service:web r",
+             "--repair restart-service:web restart-service:dns ")])
+
+    def test_check_keldoctl(self):
+        self.check_words("check_keldoctl", [
+            ("-w ma", "-w major "), ("--warning=n", "--warning=none "),
+            ("-c cr", "-c critical "), ("-w minor -c mi", "-w minor -c minor "),
+            ("--critical=mi", "--critical=minor "), ("-l d", "-l de-DE "),
+            ("--language=d", "--language=de-DE "), ("--t", "--timeout="), ("-t x", "-t x"),
+            ("-w none --verb", "-w none --verbose ")])
+
+    def test_monit_check_status(self):
+        self.check_words("monit-check-status", [
+            ("--v", "--version "), ("--h", "--help "), ("-x c", "-x check-status "),
+            ("-x check-status --v", "-x check-status --v")])
+
+
+class FilesTest(unittest.TestCase):
+    def check(self, program, rows):
+        """Each row: the keys, and the line in bash and in zsh."""
         with started_shells() as shells, tempfile.TemporaryDirectory() as directory:
             for name in ("web.xml", "my web.xml", "notes.txt"):
                 pathlib.Path(directory, name).touch()
             pathlib.Path(directory, "directory").mkdir()
             for name, shell in shells:
                 shell.line_after(f"cd {directory}\n")
-                # Without a definition, zsh offers other files.
-                other = ("no" + TAB, "notes.txt " if name == "zsh" else "no")
-                for keys, line in [*rows, other]:
+                for keys, *lines in rows:
                     with self.subTest(name, keys=keys):
-                        self.assertEqual(shell.line_after(f"{command} {keys}"), f"{command} {line}")
+                        self.assertEqual(shell.line_after(f"{program} {keys}{TAB}"),
+                                         f"{program} {lines[-1 if name == 'zsh' else 0]}")
+
+    def test_definitions_and_options_of_keldo_service_lint(self):
+        self.check("keldo-service-lint", [
+            ("--s", "--show "), ("--h", "--help "), ("--v", "--version "), ("we", "web.xml "),
+            ("dir", "directory/"), ("m", "my\\ web.xml "), ("my\\ w", "my\\ web.xml "),
+            ('"my w', '"my web.xml" '), ("--show we", "--show web.xml "),
+            # Without a definition, zsh offers other files.
+            ("no", "no", "notes.txt ")])
+
+    def test_the_control_file_of_monit_check_status(self):
+        self.check("monit-check-status", [("-c no", "-c notes.txt "), ("-b no", "-b no"),
+                                          ("-x check-status -c m",
+                                           "-x check-status -c my\\ web.xml ")])
+
+    def test_the_reports_that_keldoctl_report_compares(self):
+        self.check("keldoctl-report", [
+            ("--ch", "--changes "), ("--changes we", "--changes web.xml "),
+            ("--changes web.xml no", "--changes web.xml notes.txt "),
+            ("--changes --l", "--changes --language="), ("--status we", "--status we")])
 
 
 if __name__ == "__main__":
