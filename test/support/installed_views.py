@@ -3,19 +3,22 @@
 
 import os
 import pathlib
+import shlex
 import shutil
 import subprocess
 import tempfile
 import unittest
 
+from inspection import INSPECT
 from panel import KELDOCTL, PATH, PROJECT, Panel
-from views import install_views
+from views import INSPECTIONS, install_views
 
 KEPT_REPORTS = pathlib.Path("/var/lib/keldoctl/reports")
 
 
 class InstalledViewsTestCase(unittest.TestCase):
-    """A panel without problems, and the programs installed beside the keldoctl of the build."""
+    """A panel whose services are up, except that no database runs, and the programs installed beside
+    the keldoctl and the keldoctl-inspect of the build."""
 
     maxDiff = None
     PROGRAM = None  # below the prefix
@@ -28,23 +31,43 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.prefix = install_views(directory)
         self.keldoctl = self.prefix / "sbin/keldoctl"
         self.keldoctl.symlink_to(KELDOCTL)
+        self.inspect = self.prefix / "sbin/keldoctl-inspect"
+        self.inspect.symlink_to(INSPECT)
         (self.prefix / "libexec/keldoctl/panel-root").symlink_to(
             KELDOCTL.parent / "libexec/panel-root")
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
     def fake_keldoctl(self, commands):
         """Replaces keldoctl by shell commands. Returns a file that exists once they have run."""
+        return self._fake(self.keldoctl, commands)
+
+    def fake_inspect(self, commands):
+        """Replaces keldoctl-inspect in the same way."""
+        return self._fake(self.inspect, commands)
+
+    def fake_inspection(self, document, status=0):
+        """Replaces keldoctl-inspect by a program that prints a document, given in bytes or by the
+        name of a recorded inspection."""
+        if isinstance(document, str):
+            path = INSPECTIONS / f"{document}.xml"
+        else:
+            path = self.write_xml("faked", document)
+        return self.fake_inspect(f"cat {shlex.quote(str(path))}; exit {status}")
+
+    def _fake(self, program, commands):
         has_run = self.prefix / "has-run"
-        self.keldoctl.unlink()
-        self.keldoctl.write_text(f"#!/bin/bash\ntouch {has_run}\n{commands}\n", encoding="utf-8")
-        self.keldoctl.chmod(0o755)
+        program.unlink()
+        program.write_text(f"#!/bin/bash\ntouch {has_run}\n{commands}\n", encoding="utf-8")
+        program.chmod(0o755)
         return has_run
 
     def upgrade_in_german(self):
         """Makes the upgrade tool report an upgrade. Installs a German catalogue and locale."""
         self.panel.catalogue((PROJECT / "po/de.po").read_text(encoding="utf-8"))
         self.panel.upgrade_tool(1)
-        self.fake_keldoctl(f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec {KELDOCTL} "$@"')
+        locales = f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec'
+        self.fake_keldoctl(f'{locales} {KELDOCTL} "$@"')
+        self.fake_inspect(f'{locales} {INSPECT} "$@"')
 
     def write_xml(self, name, content):
         """Writes a file below the prefix and returns its path."""
@@ -66,14 +89,17 @@ class InstalledViewsTestCase(unittest.TestCase):
                 (directory / name).chmod(0o755)
         return str(directory)
 
-    def have_programs(self, programs):
-        """Edits the installed program so that it sets PATH to path_with(programs)."""
-        program = self.prefix / self.PROGRAM
-        own_path = f"PATH={PATH}\n"
+    def have_programs(self, programs, program=None):
+        """Edits an installed program, PROGRAM by default, so that it sets PATH to
+        path_with(programs)."""
+        self.edit_program(f"PATH={PATH}\n", f"PATH={self.path_with(programs)}\n", program)
+
+    def edit_program(self, old, new, program=None):
+        """Replaces a text that an installed program contains once."""
+        program = self.prefix / (program or self.PROGRAM)
         text = program.read_text(encoding="utf-8")
-        self.assertEqual(text.count(own_path), 1)
-        program.write_text(text.replace(own_path, f"PATH={self.path_with(programs)}\n"),
-                           encoding="utf-8")
+        self.assertEqual(text.count(old), 1)
+        program.write_text(text.replace(old, new), encoding="utf-8")
 
     def run_program(self, *arguments, env=None, **options):
         """Runs the program. Returns its status and what it printed on both streams."""
