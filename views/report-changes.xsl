@@ -1,100 +1,98 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The differences between an older report and this one, as plain text: problems that are new,
-     gone, changed in severity and unchanged.
+<!-- A kept file as plain lines for show-changes, their fields separated by tabs:
 
-     Parameters: older, the absolute address of the older report; language (parts/words.xsl). -->
+       word     ID  TEXT                         for each word that show-changes needs
+       run      SECONDS  KIND                    of the kind inspection, upgrade or report
+       service  ID  STATE  CODE  TITLE  REASON   unless the service was not checked
+
+     SECONDS are those from 1970. The kept file is an inspection, or a report of version 1.0.0, which
+     names only the services that are down.
+
+     Parameters: time, when a report was made, in UTC, such as 2026-11-22T00:20:11Z; language
+     (parts/words.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <xsl:include href="parts/report.xsl"/>
-  <xsl:include href="parts/text.xsl"/>
+  <xsl:include href="parts/strings.xsl"/>
+  <xsl:include href="parts/time.xsl"/>
   <xsl:include href="parts/words.xsl"/>
 
   <xsl:output method="text" encoding="UTF-8"/>
 
-  <xsl:param name="older"/>
+  <xsl:param name="time"/>
 
-  <xsl:variable name="older-problems" select="document($older)/keldoctl/problem"/>
-  <xsl:variable name="added" select="$problems[not(@id = $older-problems/@id)]"/>
-  <xsl:variable name="missing" select="$older-problems[not(@id = $problems/@id)]"/>
-  <!-- A report during an upgrade contains only the upgrade, so the state of the services is
-       unknown: other problems are neither gone during the upgrade nor new after it. -->
-  <xsl:variable name="was-upgrade" select="boolean($older-problems[@id = 'upgrade'])"/>
-  <xsl:variable name="new" select="$added[not($was-upgrade)]"/>
-  <xsl:variable name="not-checked-before" select="$added[$was-upgrade]"/>
-  <xsl:variable name="gone" select="$missing[not($is-upgrade)]"/>
-  <xsl:variable name="not-checked" select="$missing[$is-upgrade]"/>
+  <xsl:template match="/">
+    <xsl:if test="not(inspection[@version = '1'] or keldoctl)">
+      <xsl:message terminate="yes">neither an inspection nor a report of keldoctl</xsl:message>
+    </xsl:if>
+    <xsl:apply-templates select="$words[starts-with(@id, 'change-')]"/>
+    <xsl:apply-templates select="inspection | keldoctl"/>
+  </xsl:template>
 
-  <xsl:variable name="common" select="$problems[@id = $older-problems/@id]"/>
-  <xsl:variable name="unchanged" select="
-      $common[severity = 'critical' and @id = $older-problems[severity = 'critical']/@id]
-      | $common[severity = 'major' and @id = $older-problems[severity = 'major']/@id]
-      | $common[severity = 'minor' and @id = $older-problems[severity = 'minor']/@id]
-      | $common[not(severity) and @id = $older-problems[not(severity)]/@id]"/>
-  <xsl:variable name="changed" select="$common[not(@id = $unchanged/@id)]"/>
+  <xsl:template match="word">
+    <xsl:value-of select="concat('word&#9;', substring-after(@id, 'change-'), '&#9;', ., '&#10;')"/>
+  </xsl:template>
+
+  <xsl:template match="inspection">
+    <xsl:call-template name="run">
+      <xsl:with-param name="time" select="@started"/>
+      <xsl:with-param name="is-upgrade" select="@verdict = 'upgrade'"/>
+      <xsl:with-param name="kind" select="'inspection'"/>
+    </xsl:call-template>
+    <xsl:for-each select="services/service[@state != 'unchecked']">
+      <xsl:call-template name="service">
+        <xsl:with-param name="id" select="@id"/>
+        <xsl:with-param name="state" select="@state"/>
+        <xsl:with-param name="code" select="reason/@code"/>
+        <xsl:with-param name="title" select="title"/>
+        <xsl:with-param name="reason" select="reason"/>
+      </xsl:call-template>
+    </xsl:for-each>
+  </xsl:template>
 
   <xsl:template match="keldoctl">
-    <xsl:if test="not(document($older)/keldoctl)">
-      <xsl:message terminate="yes">the older document is not a report of keldoctl</xsl:message>
-    </xsl:if>
-    <xsl:call-template name="group">
-      <xsl:with-param name="word" select="'new'"/>
-      <xsl:with-param name="items" select="$new"/>
+    <xsl:call-template name="run">
+      <xsl:with-param name="time" select="$time"/>
+      <xsl:with-param name="is-upgrade" select="boolean(problem[@id = 'upgrade'])"/>
+      <xsl:with-param name="kind" select="'report'"/>
     </xsl:call-template>
-    <xsl:call-template name="group">
-      <xsl:with-param name="word" select="'gone'"/>
-      <xsl:with-param name="items" select="$gone"/>
-    </xsl:call-template>
-    <xsl:if test="$changed">
-      <xsl:call-template name="group">
-        <xsl:with-param name="word" select="'changed'"/>
-        <xsl:with-param name="items" select="$changed"/>
+    <xsl:for-each select="problem[starts-with(@id, 'service-down:')]">
+      <xsl:call-template name="service">
+        <xsl:with-param name="id" select="substring-after(@id, ':')"/>
+        <xsl:with-param name="state" select="'down'"/>
+        <xsl:with-param name="reason" select="message"/>
       </xsl:call-template>
-    </xsl:if>
-    <xsl:call-template name="group">
-      <xsl:with-param name="word" select="'unchanged'"/>
-      <xsl:with-param name="items" select="$unchanged"/>
-    </xsl:call-template>
-    <xsl:if test="$not-checked-before">
-      <xsl:call-template name="group">
-        <xsl:with-param name="word" select="'not-checked-before'"/>
-        <xsl:with-param name="items" select="$not-checked-before"/>
-      </xsl:call-template>
-    </xsl:if>
-    <xsl:if test="$not-checked">
-      <xsl:call-template name="group">
-        <xsl:with-param name="word" select="'not-checked'"/>
-        <xsl:with-param name="items" select="$not-checked"/>
-      </xsl:call-template>
-    </xsl:if>
+    </xsl:for-each>
   </xsl:template>
 
-  <xsl:template name="group">
-    <xsl:param name="word"/>
-    <xsl:param name="items"/>
-    <xsl:call-template name="count">
-      <xsl:with-param name="word" select="$word"/>
-      <xsl:with-param name="items" select="$items"/>
+  <xsl:template name="run">
+    <xsl:param name="time"/>
+    <xsl:param name="is-upgrade"/>
+    <xsl:param name="kind"/>
+    <xsl:text>run&#9;</xsl:text>
+    <xsl:call-template name="unix-time">
+      <xsl:with-param name="time" select="$time"/>
     </xsl:call-template>
-    <xsl:apply-templates select="$items"/>
+    <xsl:text>&#9;</xsl:text>
+    <xsl:choose>
+      <xsl:when test="$is-upgrade">upgrade</xsl:when>
+      <xsl:otherwise><xsl:value-of select="$kind"/></xsl:otherwise>
+    </xsl:choose>
+    <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <xsl:template match="problem">
-    <xsl:variable name="id" select="@id"/>
-    <xsl:variable name="severity"><xsl:apply-templates select="." mode="severity"/></xsl:variable>
-    <!-- Empty if the problem is new. -->
-    <xsl:variable name="older-severity">
-      <xsl:apply-templates select="$older-problems[@id = $id][1]" mode="severity"/>
-    </xsl:variable>
-    <xsl:text>  </xsl:text>
-    <xsl:call-template name="item">
-      <xsl:with-param name="word" select="string($severity)"/>
-      <xsl:with-param name="older-word">
-        <xsl:if test="string($older-severity) != string($severity)">
-          <xsl:value-of select="$older-severity"/>
-        </xsl:if>
-      </xsl:with-param>
-    </xsl:call-template>
+  <xsl:template name="service">
+    <xsl:param name="id"/>
+    <xsl:param name="state"/>
+    <xsl:param name="code"/>
+    <xsl:param name="title"/>
+    <xsl:param name="reason"/>
+    <!-- No field contains a tab or a line feed, because those separate fields and lines. -->
+    <xsl:value-of select="translate(
+        concat('service&#9;', normalize-space($id), '&#9;', normalize-space($state), '&#9;',
+            normalize-space($code), '&#9;', normalize-space($title), '&#9;',
+            normalize-space($reason), '&#10;'),
+        $controls, $replacements)"/>
   </xsl:template>
 
 </xsl:stylesheet>

@@ -216,7 +216,8 @@ class DiagnosticsTest(unittest.TestCase):
         patterns = []
         for program, prefix in scripts:
             code = (PROJECT / f"views/programs/{program}.in").read_text(encoding="utf-8")
-            for message in re.findall(r'\b(?:die|unknown) "(.*?)"', code):
+            for message in re.findall(r'\b(?:die|unknown|message) "(?!\$1")(.*?)"',
+                                      code.replace("\\\n", "")):
                 parts = re.split(r"\$(?:\w+|\{.*?\})", prefix + message)
                 patterns.append("[A-Z_]+".join(map(re.escape, parts)))
         explained = diagnostics(name)
@@ -229,7 +230,7 @@ class DiagnosticsTest(unittest.TestCase):
 
     def test_keldoctl_report(self):
         self.check_scripts("keldoctl-report.8", ("keldoctl-report", "keldoctl-report: "),
-                           ("keep-report", "keep-report: "))
+                           ("show-changes", "keldoctl-report: "), ("keep-report", "keep-report: "))
 
     def test_check_keldoctl(self):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))

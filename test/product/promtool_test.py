@@ -4,8 +4,8 @@
 import subprocess
 import unittest
 
-from panel import Action, Problem, report
-from views import PROJECT, REPORTS, ViewTestCase
+from made_inspections import inspection, service
+from views import INSPECTIONS, PROJECT, ViewTestCase
 
 # ctest runs support/unpack-promtool first, which puts it there.
 PROMTOOL = PROJECT / "build/prometheus/usr/bin/promtool"
@@ -15,9 +15,9 @@ class PromtoolTest(ViewTestCase):
     VIEW = "prometheus"
 
     def test_promtool_finds_no_error(self):
-        texts = {path.name: self.show(path.read_bytes()) for path in REPORTS.iterdir()}
-        texts["escaped"] = self.show(report(
-            [Problem('\\"&#10;\\', "P")], [Action('"', "A", status="ok")]).replace(b"&amp;", b"&"))
+        texts = {path.name: self.show(path.read_bytes()) for path in INSPECTIONS.iterdir()}
+        texts["empty"] = self.show(inspection())
+        texts["escaped"] = self.show(inspection([service('\\"\n\\', "up"), service('"', "down")]))
         for name, text in texts.items():
             with self.subTest(name):
                 done = subprocess.run([PROMTOOL, "check", "metrics"], input=text.encode(),

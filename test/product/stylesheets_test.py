@@ -12,11 +12,12 @@ import xml.etree.ElementTree
 
 from languages import listed_languages
 from panel import Action, Problem, report
-from views import REPORTS, VIEWS, inspected, recorded, run_view, show
+from views import INSPECTIONS, REPORTS, VIEWS, inspected, recorded, run_view, show
 
 XSL = "{http://www.w3.org/1999/XSL/Transform}"
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
 STYLESHEETS = [*VIEWS.glob("*.xsl"), *VIEWS.glob("parts/*.xsl")]
+STATES = {"up", "down", "unknown", "stopped"}
 LANGUAGES = ["en", *(language.catalogue.replace("_", "-") for language in listed_languages())]
 
 
@@ -46,9 +47,9 @@ class StylesheetsTest(unittest.TestCase):
                     done = run_view(view, document)
                     self.assertNotEqual(done.returncode, 0)
                     self.assertEqual(done.stdout, b"")
-        done = run_view("changes", report(), older=pathlib.Path(__file__))
-        self.assertNotEqual(done.returncode, 0)
-        self.assertIn(b"the older document is not a report of keldoctl", done.stderr)
+        for view in ("prometheus", "nagios"):
+            for document in (report(), inspected("all_well").replace(b'version="1"', b'version="2"')):
+                self.assertNotEqual(run_view(view, document).returncode, 0)
 
     def test_texts_are_the_same_without_exslt(self):
         with tempfile.TemporaryDirectory() as directory:
@@ -59,8 +60,9 @@ class StylesheetsTest(unittest.TestCase):
             self.assertIn("http://exslt.org/strings", text)
             strings.write_text(text.replace("http://exslt.org/strings", "urn:unknown"),
                                encoding="utf-8")
-            for path in REPORTS.iterdir():
-                for view in ("text", "prometheus"):
+            for view, directory in (("text", REPORTS), ("prometheus", INSPECTIONS),
+                                    ("nagios", INSPECTIONS)):
+                for path in directory.iterdir():
                     with self.subTest(path.name, view=view):
                         self.assertEqual(
                             run_view(view, path.read_bytes(), views=views).stdout.decode(),
@@ -88,9 +90,13 @@ class WordsTest(unittest.TestCase):
                            sources)
         severities, outcomes = {"minor", "major", "critical", "unrated"}, {"ok", "error"}
         tests = {"pid_file", "unix_socket", "port", "connection"}
+        # show-changes gets the words of states too, by the states' names.
+        changes = set(re.findall('"([a-z]+)"', (VIEWS / "changes.awk").read_text(encoding="utf-8")))
         self.assertEqual(set(words()["en"]),
                          {word for names in named for word in names if word}
-                         | severities | outcomes | tests)
+                         | severities | outcomes | tests
+                         | {f"change-{word}" for word in changes | STATES
+                            if word not in ("report", "run", "service", "word", "passed")})
 
     def headline(self, reported, **parameters):
         """The headline of a report with one problem in the language `reported`."""
