@@ -1,15 +1,22 @@
 # SPDX-License-Identifier: MIT
 """The views of runs with real services, a real database and a real monitor."""
 
-import pathlib
+import os
 import re
 import shutil
 import subprocess
 import tempfile
 import unittest
 
+from manual import shown_commands
+from panel import BUILD
 from services import service_control
-from views import install_views, show
+from views import install_views
+
+
+def without_times(text):
+    """The text of a report without the time and the duration of the inspection."""
+    return re.sub(r" [0-9-]{10} [0-9:]{5} \S+  (.* in) [0-9.]+ s", r" \1 s", text)
 
 
 class ViewsTest(unittest.TestCase):
@@ -20,59 +27,41 @@ class ViewsTest(unittest.TestCase):
         service_control("start-all")
         directory = cls.enterClassContext(tempfile.TemporaryDirectory())
         cls.prefix = install_views(directory)
-        (cls.prefix / "sbin/keldoctl").symlink_to(shutil.which("keldoctl"))
+        for program in ("keldoctl", "keldoctl-inspect"):
+            (cls.prefix / "sbin" / program).symlink_to(shutil.which(program))
+        (cls.prefix / "libexec/keldoctl/repair-commands").symlink_to(
+            BUILD / "libexec/repair-commands")
 
-    def run_program(self, name, *arguments):
-        """The status and the output of an installed program. It must print no message."""
-        done = subprocess.run([self.prefix / name, *arguments], check=False,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.assertEqual(done.stderr, b"")
-        return done.returncode, done.stdout.decode()
+    def shell(self, command, status):
+        """The output of a command line that ends with this status, without times."""
+        done = subprocess.run(["bash", "-c", command], check=False, stdout=subprocess.PIPE, text=True,
+                              env={"PATH": f"{self.prefix}/sbin:{os.environ['PATH']}"})
+        self.assertEqual(done.returncode, status)
+        return without_times(done.stdout)
 
-    def show_report(self, *arguments):
-        status, output = self.run_program("sbin/keldoctl-report", *arguments)
-        self.assertEqual(status, 0)
-        return output
-
-    def test_the_views_of_a_crash_and_of_its_repair_by_the_shown_command(self):
-        self.assertEqual(self.show_report(), "No problems found\n")
+    def test_the_examples_of_the_manual(self):
         service_control("kill", "web")
-        text = self.show_report("--language=de-DE")
-        self.assertEqual(text, """\
-Probleme: 1
+        for (command, output), status in zip(shown_commands("keldoctl-report.8", "EXAMPLES"),
+                                             (1, 0, 0), strict=True):
+            with self.subTest(command):
+                self.assertEqual(self.shell(command, status), without_times(output))
 
-[Schwerwiegend] Der Dienst „Webserver“ ist ausgeschaltet.
-    Den Dienst „Webserver“ neu starten.
-        keldoctl --repair restart-service:web
-""")
-        self.assertIn('<h3 dir="auto" lang="en-US">The Web Server service is switched off.</h3>',
-                      self.show_report("--html"))
-        self.assertIn('keldoctl_problem{id="service-down:web",severity="major"} 1\n',
-                      self.show_report("--prometheus"))
-        self.assertEqual(self.run_program("lib/nagios/plugins/check_keldoctl"), (
-            2, "KELDOCTL CRITICAL - 1 problem: [major] The Web Server service is switched off."
-               " | problems=1;;;0 minor=0;0;;0 major=1;0;0;0 critical=0;0;0;0\n"))
-        down = subprocess.run(["keldoctl", "--status"], check=True, stdout=subprocess.PIPE).stdout
+    def test_the_commands_that_the_report_shows(self):
+        """They repair one service, and then all that are down."""
+        for services in (["web"], ["web", "redis"]):
+            with self.subTest(services):
+                for service in services:
+                    service_control("kill", service)
+                text = self.shell("keldoctl-report --language=de-DE", 1)
+                command = re.findall(r"keldoctl-report --repair .*", text)[-1]
+                text = self.shell(command, 0)
+                self.assertEqual(len(re.findall(r"^\[\+\] Succeeded: ", text, re.M)), len(services))
+                self.assertIn("\n[+] All 7 services that ought to run are up: ", text)
 
-        command = re.search(r"^ +(keldoctl --repair .*)", text, re.MULTILINE)[1]
-        repaired = subprocess.run(["sh", "-c", command], check=True, stdout=subprocess.PIPE).stdout
-        self.assertEqual(show("text", repaired), """\
-Repairs carried out: 1
-
-[Succeeded] Restart the Web Server service.
-    web: was not running any more
-    web: started
-
-No problems found
-""")
-        with tempfile.NamedTemporaryFile(suffix=".xml") as older:
-            pathlib.Path(older.name).write_bytes(down)
-            self.assertEqual(show("changes", repaired, older=older.name), """\
-New: 0
-Gone: 1
-  [Major] The Web Server service is switched off.
-Unchanged: 0
-""")
+    def test_a_terminal_shows_the_begin_and_the_end_of_a_repair(self):
+        text = self.shell("script -qec 'keldoctl-report --repair restart-service:dns' /dev/null", 0)
+        self.assertRegex(text, r"\Arestart-service:dns \.\.\.\n"
+                               r"restart-service:dns: ok, \d+\.\d+ s\n\npanel\.example ")
 
 
 if __name__ == "__main__":

@@ -97,8 +97,8 @@ class InstallTest(PackageTest):
     def test_the_views_find_the_program_and_their_stylesheets(self):
         self.system.install("keldoctl")
         self.system.write("/service/mysql.xml", DEFINITION)
-        self.assertIn("restart-service:mysql", self.system.run("keldoctl-report"))
-        self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html"))
+        self.assertIn("restart-service:mysql", self.system.run("keldoctl-report", status=1))
+        self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html", status=1))
         plugin = self.system.run("/usr/lib/nagios/plugins/check_keldoctl", status=2)
         self.assertIn("KELDOCTL CRITICAL", plugin)
         self.system.run("/usr/libexec/keldoctl/keep-report", "1")

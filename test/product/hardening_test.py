@@ -27,7 +27,7 @@ class HardeningTest(unittest.TestCase):
     def test_there_is_every_program(self):
         self.assertEqual([path.name for path in PROGRAMS], [
             "keldo-service-lint", "keldoctl", "keldoctl-inspect", "monit-check-status",
-            "panel-root"])
+            "panel-root", "repair-commands"])
 
     def test_programs_are_position_independent(self):
         self.check(r"Type: +DYN ", "readelf", "--file-header")

@@ -216,7 +216,7 @@ class DiagnosticsTest(unittest.TestCase):
         patterns = []
         for program, prefix in scripts:
             code = (PROJECT / f"views/programs/{program}.in").read_text(encoding="utf-8")
-            for message in re.findall(r'\b(?:die|unknown|message) "(?!\$1")(.*?)"',
+            for message in re.findall(r'\b(?:die|say|unknown|message) "(?!\$1")(.*?)"',
                                       code.replace("\\\n", "")):
                 parts = re.split(r"\$(?:\w+|\{.*?\})", prefix + message)
                 patterns.append("[A-Z_]+".join(map(re.escape, parts)))

@@ -11,8 +11,8 @@ import unittest
 import xml.etree.ElementTree
 
 from languages import listed_languages
-from panel import Action, Problem, report
-from views import INSPECTIONS, REPORTS, VIEWS, inspected, recorded, run_view, show
+from panel import report
+from views import INSPECTIONS, VIEWS, inspected, run_view, show
 
 XSL = "{http://www.w3.org/1999/XSL/Transform}"
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
@@ -40,7 +40,7 @@ class StylesheetsTest(unittest.TestCase):
                     self.assertNotIn("disable-output-escaping", element.attrib)
 
     def test_every_view_refuses_other_documents(self):
-        for view in ("html", "text", "prometheus", "nagios", "changes"):
+        for view in ("html", "text", "prometheus", "nagios", "changes", "repairs"):
             for document in (b"", b"<keldoctl>", b"<html/>", b"<keldoctl xmlns='x'/>",
                              b"<a><keldoctl/></a>"):
                 with self.subTest(view=view, document=document):
@@ -60,9 +60,8 @@ class StylesheetsTest(unittest.TestCase):
             self.assertIn("http://exslt.org/strings", text)
             strings.write_text(text.replace("http://exslt.org/strings", "urn:unknown"),
                                encoding="utf-8")
-            for view, directory in (("text", REPORTS), ("prometheus", INSPECTIONS),
-                                    ("nagios", INSPECTIONS)):
-                for path in directory.iterdir():
+            for view in ("text", "prometheus", "nagios"):
+                for path in INSPECTIONS.iterdir():
                     with self.subTest(path.name, view=view):
                         self.assertEqual(
                             run_view(view, path.read_bytes(), views=views).stdout.decode(),
@@ -98,24 +97,20 @@ class WordsTest(unittest.TestCase):
                          | {f"change-{word}" for word in changes | STATES
                             if word not in ("report", "run", "service", "word", "passed")})
 
-    def headline(self, reported, **parameters):
-        """The headline of a report with one problem in the language `reported`."""
-        problem = Problem("p", "P.", language=reported)
-        return show("text", report([problem]), **parameters).split(":")[0]
+    def headline(self, spoken, **parameters):
+        """The first word of an inspection in a language: that nothing is known."""
+        document = (f'<inspection version="1" xml:lang="{spoken}"><services><service id="a"'
+                    ' state="unknown"><reason/></service></services></inspection>')
+        return show("text", document.encode(), ascii="yes", **parameters).split("[?] ")[1].split(":")[0]
 
-    def test_the_language_is_that_of_the_report_or_of_the_parameter(self):
+    def test_the_language_is_that_of_the_inspection_or_of_the_parameter(self):
         for language, expected in (
                 ("en-US", "en"), ("en-GB", "en"), ("de-DE", "de"), ("de-AT", "de"),
                 ("pt-BR", "pt-BR"), ("pt-PT", "pt-BR"), ("zh-CN", "zh-CN"), ("zh-TW", "zh-TW"),
                 ("zh-SG", "zh-CN"), ("zh-HK", "zh-TW"), ("zh-MO", "zh-TW"), ("he-IL", "en")):
             with self.subTest(language):
-                self.assertEqual(self.headline(language), words()[expected]["problems"])
-
-        mixed = report([Problem("a", "A.")], [Action("b", "B.", language="cs-CZ")])
-        self.assertEqual(show("text", mixed).split(":")[0], "Problémy")
-        self.assertEqual(self.headline("de-DE", language="fr-FR"), "Problèmes")
-        self.assertEqual(show("text", recorded("all_well"), language="ja-JP"),
-                         words()["ja"]["well"] + "\n")
+                self.assertEqual(self.headline(language), words()[expected]["nothing-known"])
+        self.assertEqual(self.headline("de-DE", language="fr-FR"), words()["fr"]["nothing-known"])
 
 
 if __name__ == "__main__":

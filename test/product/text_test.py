@@ -4,159 +4,330 @@
 import re
 import subprocess
 import unittest
+from xml.sax.saxutils import escape, quoteattr
 
-from panel import Action, Problem, report, restart, service_down
-from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, ViewTestCase, recorded
+from languages import listed_languages
+from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, ViewTestCase, inspected
+
+HEAD = "panel.example  2026-11-22 00:20 UTC"
+RESTART = "keldoctl-report --repair restart-service"
+
+
+def service(name, state="down", reason="It fails.", code="x", title=None):
+    return (f'<service id={quoteattr(name)} state="{state}"><title>{escape(title or name)}</title>'
+            f'<reason code="{code}">{escape(reason)}</reason></service>')
+
+
+def problem(name, *actions, default=None):
+    proposed = "".join(f"<action id={quoteattr(action)}{' default=%r' % 'true' * (action == default)}/>"
+                       for action in actions)
+    return (f"<problem id={quoteattr('service-down:' + name)}><solutions>{proposed}</solutions>"
+            "</problem>")
+
+
+def repair(log, status="ok"):
+    return (f'<action id="a"><message>Repair a.</message><status>{status}</status>'
+            f"<log>{escape(log)}</log></action>")
+
+
+def inspection(*services, report="", dependencies=""):
+    """An inspection with a sentence for each state, "N STATE."."""
+    counts = {}
+    for each in services:
+        state = re.search('state="(.*?)"', each)[1]
+        counts[state] = counts.get(state, 0) + 1
+    sentences = "".join(f'<sentence code="{state}">{count} {state}.</sentence>'
+                        for state, count in counts.items())
+    return (f'<inspection version="1" host="h" started="2026-11-22T00:20:11Z" xml:lang="en-US">'
+            f"<summary>{sentences}</summary><dependencies>{dependencies}</dependencies>"
+            f"<services>{''.join(services)}</services><keldoctl>{report}</keldoctl>"
+            "</inspection>").encode()
 
 
 class TextTest(ViewTestCase):
     VIEW = "text"
 
-    def test_recorded_reports(self):
-        for name, text in (("all_well", "No problems found\n"), ("one_down", """\
-Problems: 1
+    def check_inspected(self, name, expected, **parameters):
+        self.assertEqual(self.show(inspected(name), **parameters), expected)
 
-[Major] The web title service is switched off.
-    Restart the web title service.
-        keldoctl --repair restart-service:web
-"""), ("two_down_in_german", """\
-Probleme: 2
+    def body(self, document, **parameters):
+        """The text below the head."""
+        head, body = self.show(document, **parameters).split("\n", 1)
+        self.assertIn("  2026-11-22 00:20 UTC", head)
+        return body.removeprefix("\n")
 
-[Schwerwiegend] Der Dienst „Mailbox Access (IMAP)“ ist ausgeschaltet.
-    Den Dienst „Mailbox Access (IMAP)“ neu starten.
-        keldoctl --repair restart-service:mail
+    def test_recorded_inspections(self):
+        up = ("✔ 6 services are up: Database Server, Control Panel, Mail Transfer (SMTP),\n"
+              "  Name Server, Mailbox Access (IMAP), Redis Cache\n")
+        for name, text in (("all_well", f"""\
+{HEAD}  7 services were checked in 0.4 s.
+✔ All 7 services that ought to run are up: Database Server, Control Panel,
+  Mail Transfer (SMTP), Web Server, Name Server, Mailbox Access (IMAP),
+  Redis Cache
+"""), ("one_down", f"""\
+{HEAD}  7 services were checked in 0.4 s.
 
-[Schwerwiegend] Der Dienst „Webserver“ ist ausgeschaltet.
-    Den Dienst „Webserver“ neu starten.
-        keldoctl --repair restart-service:web
+✖ 1 service is down.
+  Web Server  The pid file /run/kvr/web.pid names no running process.
+              {RESTART}:web
 
-Alle vorgeschlagenen Reparaturen auf einmal:
-    keldoctl --repair restart-service:mail restart-service:web
-"""), ("upgrade", """\
-Problems: 1
+{up}"""), ("two_down_in_german", f"""\
+{HEAD}  7 Dienste wurden in 0.4 s geprüft.
 
-[Minor] Upgrade is in progress. Please wait.
+✖ 2 Dienste sind ausgefallen.
+  Mail Transfer (SMTP)  Zur PID-Datei
+                        /var/lib/kvr/smtp/queue/pid/master.pid läuft kein
+                        Prozess.
+                        {RESTART}:smtp
+  Webserver             Zur PID-Datei /run/kvr/web.pid läuft kein Prozess.
+                        {RESTART}:web
+  Alle vorgeschlagenen Reparaturen auf einmal: keldoctl-report --repair all
 
-Services are not checked while an upgrade is in progress.
-"""), ("repaired", """\
-Repairs carried out: 2
+✔ 5 Dienste laufen: Datenbankserver, Verwaltungsoberfläche, Nameserver,
+  Postfachzugriff (IMAP), Redis-Zwischenspeicher
+"""), ("repaired", f"""\
+{HEAD}  7 services were checked in 0.4 s.
 
-[Succeeded] Restart the Name Server service.
-
-[Succeeded] Restart the Web Server service.
+✔ Succeeded: Restart the Name Server service.
+    dns: stopped
+    dns: started
+✔ Succeeded: Restart the Web Server service.
     web: was not running any more
     web: started
 
-No problems found
+✔ All 7 services that ought to run are up: Database Server, Control Panel,
+  Mail Transfer (SMTP), Web Server, Name Server, Mailbox Access (IMAP),
+  Redis Cache
+"""), ("upgrade", f"""\
+{HEAD}
+
+– Upgrade is in progress. Please wait.
+  Services are not checked while the panel is being upgraded. 7 services
+  were not checked.
+"""), ("stopped", f"""\
+{HEAD}  5 services were checked in 0.4 s.
+✔ All 5 services that ought to run are up: Database Server, Control Panel,
+  Mail Transfer (SMTP), Web Server, Name Server
+– 2 services were stopped by the administrator: Mailbox Access (IMAP),
+  Redis Cache
+"""), ("disk_full", f"""\
+{HEAD}  1 service was checked in 0.4 s.
+
+? The state of 6 services is not known.
+  There is no space left in /usr/local/kvr/tmp.
+    Control Panel, Mail Transfer (SMTP), Web Server, Name Server,
+    Mailbox Access (IMAP), Redis Cache
+
+✔ 1 service is up: Database Server
+"""), ("mixed", f"""\
+{HEAD}  5 services were checked in 0.4 s.
+
+✖ 1 service is down.
+  Web Server   The pid file /run/kvr/web.pid names no running process.
+               {RESTART}:web
+
+? The state of 1 service is not known.
+  Name Server  The monitor refuses line 8 of the service definition
+               /service/dns.xml.
+               keldo-service-lint /service/dns.xml
+
+✔ 4 services are up: Database Server, Control Panel, Mail Transfer (SMTP),
+  Redis Cache
+– 1 service was stopped by the administrator: Mailbox Access (IMAP)
 """)):
             with self.subTest(name):
-                self.check(name, text)
+                self.check_inspected(name, text)
 
-    def test_a_failed_repair_comes_before_its_problem(self):
-        journal = "".join(f"    web: line {number} of the journal\n" for number in range(1, 151))
-        self.check("repair_failed", f"""\
-Repairs carried out: 2
+    def test_a_failed_repair_comes_first_and_is_named_where_it_is_proposed_again(self):
+        text = self.show(inspected("repair_failed"))
+        failed, succeeded, proposed = (text.index(part) for part in (
+            "\n✖ Failed: Restart the Web Server service.\n    ",
+            "\n✔ Succeeded: Restart the Name Server service.\n    ", f"""
+  Web Server  The pid file /run/kvr/web.pid names no running process.
+              This repair was carried out just now, without success:
+              {RESTART}:web
+"""))
+        self.assertLess(failed, succeeded)
+        self.assertLess(succeeded, proposed)
 
-[Succeeded] Restart the Name Server service.
-    dns: started
-
-[Failed] Restart the Web Server service.
-{journal}    web: cannot bind to port 80, address in use
-
-Problems: 1
-
-[Major] The Web Server service is switched off.
-    Restart the Web Server service.
-        keldoctl --repair restart-service:web
+    def test_titles_that_need_an_uncertain_width_stand_on_a_line_of_their_own(self):
+        for title in ("x" * 31, "ウェブサーバー", "שרת", "e\u0301", "a\x9bb"):
+            with self.subTest(title):
+                self.assertEqual(self.body(inspection(service("a"), service("web", title=title),
+                                                      report=problem("web", "r"))), f"""\
+✖ 2 down.
+  a
+    It fails.
+  {title.replace(chr(0x9b), chr(0xfffd))}
+    It fails.
+    keldoctl-report --repair r
 """)
 
-    def test_lines_are_indented_and_control_characters_replaced(self):
-        long = "x" * 300
-        self.check("odd_texts", f"""\
-Repairs carried out: 1
+    def test_short_titles_of_certain_width_stand_beside_the_reasons(self):
+        for title in ("x" * 30, "Überprüfung", "Сервер", "Żółw"):
+            with self.subTest(title):
+                self.assertEqual(self.body(inspection(service("a"), service("w", title=title))), f"""\
+✖ 2 down.
+  a{" " * (len(title) - 1)}  It fails.
+  {title}  It fails.
+""")
 
-[Succeeded] Restart the <b>"A" & 'B'</b> | x
-    \tsecond line \ufffd31m service.
+    def test_no_line_is_wider_than_the_terminal_unless_a_word_is(self):
+        words = "word " * 50 + "w" * 90 + " word" * 20
+        for width in (40, 80, 120):
+            for wide, reason in ((1, words), (2, "理由" * 100), (2, "理由 " * 100)):
+                with self.subTest(reason, width=width):
+                    text = self.body(inspection(service("a", reason=reason)), width=width)
+                    first, *lines = text.splitlines()[1:]
+                    self.assertTrue(first.startswith("  a  "))
+                    lines.append(first[2:])
+                    self.assertEqual("".join(re.sub(r"\s", "", line) for line in [first, *lines[:-1]]),
+                                     re.sub(r"\s", "", "a" + reason))
+                    longest = max(len(line) + (wide - 1) * len(re.sub("[ a]", "", line))
+                                  for line in lines if "www" not in line)
+                    self.assertLessEqual(longest, width)
+                    self.assertGreater(longest, width - 8)
+
+    def test_no_title_in_a_list_is_broken(self):
+        titles = [f"Service with the number {number}" for number in range(20)]
+        text = self.body(inspection(*(service(f"s{title}", "up", title=title) for title in titles)))
+        self.assertEqual([title for title in titles if title not in text], [])
+
+    def test_many_services_that_are_up(self):
+        text = self.body(inspection(*(service(f"s{number}", "up") for number in range(3000))))
+        self.assertEqual(len(re.findall(r"s\d+", text)), 3000)
+
+    def test_nothing_is_known(self):
+        same = [service(name, "unknown", "There is no space.") for name in "ab"]
+        missing = [service(name, "unknown", f"There is no {name}.xml.", "definition_missing")
+                   for name in "ab"]
+        no_definitions = ('<dependency id="definitions" state="missing"><reason>There are none.'
+                          "</reason></dependency>")
+        other = service("c", "unknown", "It is silent.")
+        for name, document, text in (
+                ("one reason", inspection(*same), """\
+? Nothing is known: There is no space.
+  2 unknown.
+"""), ("a dependency explains it", inspection(*missing, dependencies=no_definitions), """\
+? Nothing is known: There are none.
+  2 unknown.
+"""), ("several reasons", inspection(*same, other), """\
+? Nothing is known: 3 unknown.
+  There is no space.
+    a, b
+  c  It is silent.
+""")):
+            with self.subTest(name):
+                self.assertEqual(self.body(document), text)
+
+    def test_a_dependency_whose_reason_no_service_has(self):
+        for state, told in (("failed", True), ("missing", True), ("ok", False), ("unasked", False)):
+            for reason in ("It is silent.", "It fails."):
+                with self.subTest(state, reason=reason):
+                    dependency = (f'<dependency id="x" state="{state}"><reason>{reason}</reason>'
+                                  "</dependency>")
+                    text = self.body(inspection(service("a"), dependencies=dependency))
+                    self.assertEqual(text.endswith(f"\n\n? {reason}\n"),
+                                     told and reason == "It is silent.")
+
+    def test_a_definition_that_the_checker_explains(self):
+        definitions = '<dependency id="definitions" state="ok" path="/service"/>'
+        for code, is_named in (("definition_refused", True), ("definition_ill_formed", True),
+                               ("definition_missing", False), ("not_named", False)):
+            text = self.body(inspection(service("it's", "unknown", code=code), service("b", "up"),
+                                        dependencies=definitions))
+            self.assertEqual("\n        keldo-service-lint '/service/it'\\''s.xml'\n" in text,
+                             is_named, code)
+
+    def test_the_recommended_repair_comes_first_and_all_repairs_last(self):
+        problems = problem("a", "one", "two", default="two") + problem("b", "two", default="two")
+        services = service("a"), service("b")
+        self.assertEqual(self.body(inspection(*services, report=problems)), """\
+✖ 2 down.
+  a  It fails.
+     keldoctl-report --repair two
+     keldoctl-report --repair one
+  b  It fails.
+     keldoctl-report --repair two
+""")
+        both = problem("a", "one", default="one") + problem("b", "two", default="two")
+        self.assertTrue(self.body(inspection(*services, report=both), command="sudo report").endswith("""\
+     sudo report --repair two
+  All proposed repairs at once: sudo report --repair all
+"""))
+
+    def test_long_logs_show_their_last_lines(self):
+        def lines(first, last):
+            return "".join(f"line {number}\n" for number in range(first, last + 1))
+
+        for log, shown in (
+                (lines(1, 20), lines(1, 20)),
+                (lines(1, 21), "(Earlier lines that are not shown: 1)\n" + lines(2, 21)),
+                (lines(1, 100000), "(Earlier lines that are not shown: 99980)\n"
+                 + lines(99981, 100000)),
+                (lines(1, 3) + "\n\nno end", lines(1, 3) + "\n\nno end\n"),
+                ("a" * 5000, "a" * 5000 + "\n"),
+                ("\n" * 5000 + "end", "(Earlier lines that are not shown: 4981)\n"
+                 + "\n" * 19 + "end\n")):
+            with self.subTest(log[-100:]):
+                self.assertEqual(
+                    self.body(inspection(report=repair(log))) + "\n",
+                    "✔ Succeeded: Repair a.\n" + re.sub("^(?!\\Z)", "    ", shown, flags=re.M) + "\n")
+
+    def test_no_template_is_called_for_each_line_of_a_log(self):
+        document = inspection(report=repair("line of the log\n" * 20000))
+        profile = subprocess.run(["xsltproc", "--profile", VIEWS / "report-text.xsl", "-"],
+                                 input=document, capture_output=True, check=True).stderr
+        self.assertLess(int(re.search(rb"\n +Total +(\d+)", profile)[1]), 100)
+
+    def test_control_characters_are_replaced(self):
+        text = self.show(inspected("odd_texts"))
+        self.assertIn("""
+✔ Succeeded: Restart the <b>"A" & 'B'</b> | x second line \ufffd31m service.
     \n\
       <pre> "quoted" &\ta\ufffd
     \ufffd[31mred
+""", text)
+        self.assertIn("\n  <b>\"A\" &amp; 'B'</b> | x second line \ufffd31m\n", text)
 
-Problems: 3
-
-[Major] The Q & A service is switched off.
-    Restart the Q & A service.
-        keldoctl --repair restart-service:dns
-
-[Major] The {long} service is switched off.
-    Restart the {long} service.
-        keldoctl --repair restart-service:mail
-
-[Major] The <b>"A" & 'B'</b> | x
-    \tsecond line \ufffd31m service is switched off.
-    Restart the <b>"A" & 'B'</b> | x
-    \tsecond line \ufffd31m service.
-        keldoctl --repair restart-service:web
-
-All proposed repairs at once:
-    keldoctl --repair restart-service:dns restart-service:mail restart-service:web
-""")
-
-    def test_no_character_changes_the_direction_of_a_line(self):
-        text = self.show(report([Problem("p", DIRECTIONS, actions=(DIRECTIONS,))],
-                                [Action("a", "A.", status="ok", log=DIRECTIONS)]))
-        self.assertEqual(text.count(DIRECTIONS_REPLACED), 4)
+    def test_no_text_changes_the_direction_of_a_line(self):
+        text = self.show(inspection(
+            service("a", title=DIRECTIONS, reason=DIRECTIONS), service("b", "up", title=DIRECTIONS),
+            service("c", "unknown", title=DIRECTIONS, reason=DIRECTIONS + "c"),
+            report=problem("a", DIRECTIONS)
+            + repair(DIRECTIONS).replace("Repair a.", DIRECTIONS)).replace(
+                b'host="h"', f'host="{DIRECTIONS}"'.encode()))
+        self.assertEqual(text.count(DIRECTIONS_REPLACED), 9)
         self.assertFalse(set(DIRECTIONS[1:-1]) & set(text))
 
-    def test_the_worst_problem_and_the_recommended_action_come_first(self):
-        problems = [Problem("a", "Bearable.", "minor"), Problem("b", "Bad.", "major"),
-                    Problem("c", "Terrible.", "critical", ("first", "second"), "second"),
-                    Problem("d", "As bad.", "major"), Problem("e", "Anything.", None),
-                    Problem("no text", "", "major")]
-        self.assertEqual(self.show(report(problems, [Action("first", "Try this."),
-                                                     Action("second", "Or this.")])), """\
-Problems: 6
+    def test_colours(self):
+        text = self.body(inspection(
+            service("a"), service("b", "unknown", reason="E fails"), service("c", "up"),
+            service("d", "stopped"), report=repair("E")), escape="E")
+        self.assertEqual(text, """\
+E[1;32m✔ Succeeded:E[0m Repair a.
+    \ufffd
 
-[Critical] Terrible.
-    Or this. (recommended)
-        keldoctl --repair second
-    Try this.
-        keldoctl --repair first
+E[1;31m✖ 1 down.E[0m
+  E[1maE[0m  It fails.
 
-[Major] Bad.
+E[1;33m? 1 unknown.E[0m
+  E[1mbE[0m  \ufffd fails
 
-[Major] As bad.
-
-[Major] no text
-
-[Minor] Bearable.
-
-[Not rated] Anything.
+E[1;32m✔ 1 up:E[0m c
+– 1 stopped: d
 """)
 
-    def test_the_command_for_all_repairs_contains_each_action_once(self):
-        problems = [Problem(name, name, actions=(action,), default=action)
-                    for name, action in (("a", "one"), ("b", "two"), ("c", "one"))]
-        self.assertIn("at once:\n    keldoctl --repair one two\n", self.show(report(problems)))
+    def test_signs_in_ascii(self):
+        text = self.body(inspection(
+            service("a"), service("b", "unknown"), service("c", "up"), service("d", "stopped"),
+            report=repair("", "error")), ascii="yes")
+        self.assertEqual(re.findall(r"^\S+", text, re.M), ["[x]", "[x]", "[?]", "[+]", "[-]"])
 
-    def test_many_problems_and_long_logs(self):
-        services = [f"service{number:03}" for number in range(200)]
-        logs = ["".join(f"line {number}\n" for number in range(lines)) for lines in (10, 20000)]
-        calls = []
-        for log in logs:
-            document = report([service_down(service) for service in services],
-                              [*map(restart, services), restart("z", status="ok", log=log)])
-            text = self.show(document)
-            self.assertEqual(text.count("\n[Major] "), 200)
-            self.assertIn(log.replace("line", "    line"), text)
-            profile = subprocess.run(["xsltproc", "--profile", VIEWS / "report-text.xsl", "-"],
-                                     input=document, capture_output=True, check=True).stderr
-            calls.append(re.search(rb"\n +Total +(\d+)", profile)[1])
-        # No template is called for each line.
-        self.assertEqual(calls[0], calls[1])
-
-    def test_the_start_of_a_command_is_a_parameter(self):
-        self.assertIn("\n        sudo keldoctl --repair restart-service:web\n",
-                      self.show(recorded("one_down"), command="sudo keldoctl"))
+    def test_every_language(self):
+        document = inspection(service("a", "unknown"), report=repair("x\n" * 21, "error"))
+        texts = {self.show(document, language=language.code) for language in listed_languages()}
+        self.assertEqual(len(texts), len(list(listed_languages())))
 
 
 class CommandTest(ViewTestCase):
@@ -165,31 +336,33 @@ class CommandTest(ViewTestCase):
     VIEW = "text"
 
     def arguments(self, command):
-        """The arguments that the command passes to keldoctl."""
-        script = f"keldoctl() {{ printf '%s\\0' \"$@\"; }}\n{command}"
+        """The arguments that the command passes to keldoctl-report."""
+        script = f"keldoctl-report() {{ printf '%s\\0' \"$@\"; }}\n{command}"
         done = subprocess.run(["bash", "-c", script], stdout=subprocess.PIPE, check=True, cwd="/")
         return done.stdout.decode().split("\0")[:-1]
 
-    def command(self, action):
-        """The command shown for an action's id."""
-        text = self.show(report([Problem("p", "P", actions=(action,))]).replace(b"&amp;#", b"&#"))
-        return text.split("\n        ")[1].rstrip("\n")
+    def commands(self, text):
+        return re.findall(r"^ +(keldoctl-report --repair .*)", text, re.M)
 
     def test_each_id_is_quoted_as_one_word(self):
-        *_, command, _ = self.show(recorded("odd_ids")).split("\n")
         services = ["#x", "$(touch x)", "*", "`touch x`", "a b", "a;b", "back\\slash", 'q"q', "~",
                     "ä"]
-        self.assertEqual(self.arguments(command),
-                         ["--repair", *(f"restart-service:{service}" for service in services)])
+        self.assertEqual(
+            sorted(self.arguments(command) for command in self.commands(self.show(inspected("odd_ids")))),
+            sorted(["--repair", f"restart-service:{service}"] for service in services))
         for action in ("'", "''", "it's", "'$(touch x)'", "a'b'c", "\\'"):
             with self.subTest(action):
-                self.assertEqual(self.arguments(self.command(action)), ["--repair", action])
+                [command] = self.commands(
+                    self.show(inspection(service("a"), report=problem("a", action))))
+                self.assertEqual(self.arguments(command), ["--repair", action])
 
     def test_quotes_and_replacements(self):
         for action, shown in (("restart-service:web-1.2_x@y", "restart-service:web-1.2_x@y"),
                               # An interactive shell acts on these while it reads.
                               ("a&#9;b&#10;c\x9bd", "'a\ufffdb\ufffdc\ufffdd'")):
-            self.assertEqual(self.command(action), f"keldoctl --repair {shown}")
+            document = inspection(service("a"), report=problem("a", action))
+            self.assertEqual(self.commands(self.show(document.replace(b"&amp;#", b"&#"))),
+                             [f"keldoctl-report --repair {shown}"])
 
 
 if __name__ == "__main__":

@@ -44,12 +44,13 @@ class ProgramsTest(unittest.TestCase):
 
     PROGRAMS = ("keldoctl-inspect", "keldo-service-lint", "views/keldoctl-report",
                 "views/check_keldoctl", "libexec/monit-check-status",
-                "libexec/panel-links", "libexec/panel-root", "locale/link-locales")
+                "libexec/panel-links", "libexec/panel-root", "libexec/repair-commands",
+                "locale/link-locales")
     # A status of 0 would tell a monitor that all is well.
     STATUS = {"views/check_keldoctl": 3}
 
     # These take a closed standard output for the null device, as keldoctl does.
-    WITHOUT_OUTPUT = {"keldoctl-inspect", "keldo-service-lint"}
+    WITHOUT_OUTPUT = {"keldoctl-inspect", "keldo-service-lint", "libexec/repair-commands"}
 
     @staticmethod
     def run_program(program, option, **options):

@@ -33,8 +33,9 @@ class InstalledViewsTestCase(unittest.TestCase):
         self.keldoctl.symlink_to(KELDOCTL)
         self.inspect = self.prefix / "sbin/keldoctl-inspect"
         self.inspect.symlink_to(INSPECT)
-        (self.prefix / "libexec/keldoctl/panel-root").symlink_to(
-            KELDOCTL.parent / "libexec/panel-root")
+        for program in ("panel-root", "repair-commands"):
+            (self.prefix / "libexec/keldoctl" / program).symlink_to(
+                KELDOCTL.parent / "libexec" / program)
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
     def fake_keldoctl(self, commands):
@@ -56,10 +57,23 @@ class InstalledViewsTestCase(unittest.TestCase):
 
     def _fake(self, program, commands):
         has_run = self.prefix / "has-run"
-        program.unlink()
-        program.write_text(f"#!/bin/bash\ntouch {has_run}\n{commands}\n", encoding="utf-8")
+        program.unlink(missing_ok=True)
+        program.write_text(
+            f"#!/bin/bash\ntouch {has_run}\nprintf '%s\\0' \"$@\" $'\\n' >>{self._calls()}\n{commands}\n",
+            encoding="utf-8")
         program.chmod(0o755)
         return has_run
+
+    def take_calls(self):
+        """The arguments of each call of a fake since the last take_calls()."""
+        if not self._calls().exists():
+            return []
+        calls = self._calls().read_text(encoding="utf-8").split("\n\0")[:-1]
+        self._calls().unlink()
+        return [call.split("\0")[:-1] for call in calls]
+
+    def _calls(self):
+        return self.prefix / "calls"
 
     def upgrade_in_german(self):
         """Makes the upgrade tool report an upgrade. Installs a German catalogue and locale."""

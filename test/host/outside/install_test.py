@@ -21,7 +21,8 @@ FILES = {
     "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-report"),
     "LIBEXECDIR": (
         "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
-        "keldoctl/panel-links", "keldoctl/panel-root", "keldoctl/show-changes"),
+        "keldoctl/panel-links", "keldoctl/panel-root", "keldoctl/repair-commands",
+        "keldoctl/show-changes"),
     "MANDIR": (
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
         "man8/keldoctl-inspect.8", "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
@@ -42,7 +43,7 @@ FILES = {
         "keldoctl/views/parts/words.xml", "keldoctl/views/parts/words.xsl",
         "keldoctl/views/report-changes.xsl", "keldoctl/views/report-html.xsl",
         "keldoctl/views/report-nagios.xsl", "keldoctl/views/report-prometheus.xsl",
-        "keldoctl/views/report-text.xsl", "zsh/site-functions/_keldo-service-lint",
+        "keldoctl/views/report-repairs.xsl", "keldoctl/views/report-text.xsl", "zsh/site-functions/_keldo-service-lint",
         "zsh/site-functions/_keldoctl"),
     "lib": (
         "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-report.service",
