@@ -7,8 +7,8 @@ import unittest
 import xml.etree.ElementTree
 
 from made_inspections import inspection, service
-from panel import down_report, report
-from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, inspected, recorded, show
+from panel import Problem, down_report, report
+from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, inspected, show
 
 DAY = datetime.datetime(2026, 11, 22, tzinfo=datetime.timezone.utc)
 
@@ -104,7 +104,8 @@ class ChangesTest(unittest.TestCase):
     def test_reports_of_version_1_0_0(self):
         web_down = "    The web title service is switched off."
         self.assertEqual(self.changes(
-            ("1 00:00", report()), ("1 00:15", down_report("web")), ("1 00:30", recorded("upgrade")),
+            ("1 00:00", report()), ("1 00:15", down_report("web")),
+            ("1 00:30", report([Problem("upgrade", "Upgrade.", "minor")])),
             ("1 00:45", report()), ("1 01:00", down_report("web"))), [
                 "1 00:15  web: Not reported as down (> 15 min) -> Down", web_down,
                 "1 00:30  Upgrade in progress: No (> 30 min) -> Yes",

@@ -47,9 +47,6 @@ def inspection(*services, report="", dependencies=""):
 class TextTest(ViewTestCase):
     VIEW = "text"
 
-    def check_inspected(self, name, expected, **parameters):
-        self.assertEqual(self.show(inspected(name), **parameters), expected)
-
     def body(self, document, **parameters):
         """The text below the head."""
         head, body = self.show(document, **parameters).split("\n", 1)
@@ -136,7 +133,7 @@ class TextTest(ViewTestCase):
 – 1 service was stopped by the administrator: Mailbox Access (IMAP)
 """)):
             with self.subTest(name):
-                self.check_inspected(name, text)
+                self.check(name, text)
 
     def test_a_failed_repair_comes_first_and_is_named_where_it_is_proposed_again(self):
         text = self.show(inspected("repair_failed"))

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs the views of a report, for tests."""
+"""Runs the views of an inspection, for tests."""
 
 import os
 import pathlib
@@ -9,16 +9,10 @@ import unittest
 from panel import BUILD, PROJECT
 
 VIEWS = PROJECT / "views"
-REPORTS = PROJECT / "test/product/reports"
 INSPECTIONS = PROJECT / "test/product/inspections"
 # A text with each character that changes its direction, and what a terminal gets of it.
 DIRECTIONS = "a\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069b"
 DIRECTIONS_REPLACED = "a" + "\ufffd" * 12 + "b"
-
-
-def recorded(name):
-    """The bytes of a report that keldoctl has printed (recorded_reports.py)."""
-    return (REPORTS / f"{name}.xml").read_bytes()
 
 
 def inspected(name):
@@ -26,19 +20,19 @@ def inspected(name):
     return (INSPECTIONS / f"{name}.xml").read_bytes()
 
 
-def run_view(view, report, *, views=VIEWS, **parameters):
-    """Applies the stylesheet report-VIEW.xsl of a directory to a report. Returns the completed
+def run_view(view, inspection, *, views=VIEWS, **parameters):
+    """Applies the stylesheet report-VIEW.xsl of a directory to an inspection. Returns the completed
     process."""
     options = [word for name, value in parameters.items()
                for word in ("--stringparam", name, str(value))]
     return subprocess.run(["xsltproc", "--nonet", *options, views / f"report-{view}.xsl", "-"],
-                          input=report, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          input=inspection, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           check=False)
 
 
-def show(view, report, **parameters):
-    """The text that a view makes of a report. Fails if xsltproc prints a message."""
-    done = run_view(view, report, **parameters)
+def show(view, inspection, **parameters):
+    """The text that a view makes of an inspection. Fails if xsltproc prints a message."""
+    done = run_view(view, inspection, **parameters)
     if (done.returncode, done.stderr) != (0, b""):
         raise RuntimeError(f"xsltproc ended with status {done.returncode}: {done.stderr.decode()}")
     return done.stdout.decode()
@@ -57,9 +51,9 @@ class ViewTestCase(unittest.TestCase):
     maxDiff = None
     VIEW = None
 
-    def show(self, report, **parameters):
-        return show(self.VIEW, report, **parameters)
+    def show(self, inspection, **parameters):
+        return show(self.VIEW, inspection, **parameters)
 
     def check(self, name, expected, **parameters):
-        """Compares the view of a recorded report with a text."""
-        self.assertEqual(self.show(recorded(name), **parameters), expected)
+        """Compares the view of a recorded inspection with a text."""
+        self.assertEqual(self.show(inspected(name), **parameters), expected)

@@ -1,6 +1,6 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The common part of the views for a terminal. -->
+<!-- Templates for text on a terminal. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <!-- The width of a line in columns. The default leaves room for the indentation of a mail. -->
@@ -10,30 +10,6 @@
   <!-- The character that stands for the escape character, which XML cannot contain. If it is given,
        the text has colours. It is replaced in texts of the report. -->
   <xsl:param name="escape"/>
-
-  <!-- A heading line, "WORD: NUMBER". -->
-  <xsl:template name="count">
-    <xsl:param name="word"/>
-    <xsl:param name="items"/>
-    <xsl:value-of select="$words[@id = $word]"/>
-    <xsl:value-of select="concat(': ', count($items), '&#10;')"/>
-  </xsl:template>
-
-  <!-- The line of a problem or an action, "[WORD] TEXT", or "[OLDER-WORD -> WORD] TEXT". -->
-  <xsl:template name="item">
-    <xsl:param name="word"/>
-    <xsl:param name="older-word"/>
-    <xsl:text>[</xsl:text>
-    <xsl:if test="string($older-word)">
-      <xsl:value-of select="$words[@id = string($older-word)]"/>
-      <xsl:text> -&gt; </xsl:text>
-    </xsl:if>
-    <xsl:value-of select="$words[@id = string($word)]"/>
-    <xsl:text>] </xsl:text>
-    <xsl:call-template name="lines">
-      <xsl:with-param name="text"><xsl:apply-templates select="." mode="text"/></xsl:with-param>
-    </xsl:call-template>
-  </xsl:template>
 
   <!-- Writes $text on one line without control characters and surplus space. -->
   <xsl:template name="phrase">

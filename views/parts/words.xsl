@@ -1,18 +1,21 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The fixed words of a view, in the report's language.
+<!-- The fixed words of a view, in the language of the inspection.
 
-     A report does not name the language that was asked for, but each of its texts has a language.
-     Texts without a translation are in English, so the first other language is the report's. -->
+     A report that version 1.0.0 kept does not name its language, but each of its texts has one. Texts
+     without a translation are in English, so the first other language is the report's. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
-  <!-- The language of the fixed words, such as "de-DE". The default is the report's own. -->
+  <!-- The language of the fixed words, such as "de-DE". -->
   <xsl:param name="language"/>
 
   <xsl:variable name="other-languages" select="//@xml:lang[not(starts-with(., 'en'))]"/>
   <xsl:variable name="wanted-language">
     <xsl:choose>
       <xsl:when test="$language"><xsl:value-of select="$language"/></xsl:when>
+      <xsl:when test="/inspection">
+        <xsl:value-of select="/inspection/@xml:lang"/>
+      </xsl:when>
       <xsl:when test="$other-languages"><xsl:value-of select="$other-languages[1]"/></xsl:when>
       <xsl:otherwise>en</xsl:otherwise>
     </xsl:choose>

@@ -37,7 +37,7 @@ FILES = {
         "keldoctl/schemas/keldoctl-inspection.xsd", "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
         "keldoctl/schemas/keldoctl-report.xsd", "keldoctl/schemas/xml.xsd",
         "keldoctl/views/changes.awk", "keldoctl/views/parts/inspection.xsl",
-        "keldoctl/views/parts/page.xsl", "keldoctl/views/parts/report.xsl",
+        "keldoctl/views/parts/page.xsl",
         "keldoctl/views/parts/strings.xsl", "keldoctl/views/parts/style.xsl",
         "keldoctl/views/parts/text.xsl", "keldoctl/views/parts/time.xsl",
         "keldoctl/views/parts/words.xml", "keldoctl/views/parts/words.xsl",
