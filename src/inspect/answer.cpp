@@ -21,14 +21,22 @@ std::string contentOf(const xmlNode* node) {
     return fromXml(XmlText(xmlNodeGetContent(node)).get());
 }
 
-/// The content of the first child element of that name, or an empty text.
-std::string childContent(const xmlNode* parent, const char* name) {
+/// The contents of the child elements of that name.
+std::vector<std::string> childContents(const xmlNode* parent, const char* name) {
+    std::vector<std::string> contents;
     for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
         if (isElement(node, name)) {
-            return contentOf(node);
+            contents.push_back(contentOf(node));
         }
     }
-    return "";
+    return contents;
+}
+
+/// The content of the only child element of that name. Empty if there are several, since they may
+/// contradict each other.
+std::string childContent(const xmlNode* parent, const char* name) {
+    const std::vector<std::string> contents = childContents(parent, name);
+    return contents.size() == 1 ? contents.front() : "";
 }
 
 bool hasFlag(const xmlNode* element, const char* name) {
@@ -67,7 +75,8 @@ ReportedService readService(const xmlNode* element) {
     service.name = childContent(element, "name");
     service.status = childContent(element, "status");
     service.monitor = childContent(element, "monitor");
-    service.isChecked = childContent(element, "checked") != "0";
+    service.isChecked =
+        childContents(element, "checked").empty() || childContent(element, "checked") == "1";
     service.seconds = secondsIn(childContent(element, "seconds"));
     service.words = childContent(element, "words");
     for (const xmlNode* node = element->children; node != nullptr; node = node->next) {

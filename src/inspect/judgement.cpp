@@ -9,6 +9,7 @@
 #include <charconv>
 #include <optional>
 #include <ranges>
+#include <string_view>
 #include <utility>
 
 namespace keldo::inspect {
@@ -46,10 +47,21 @@ std::optional<long> statusIn(const std::string& text) {
     return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
+/// Whether monit tests more than the connection. The keyword for no protocol is "default", in any
+/// mixture of upper and lower case. More of monit's words may follow.
+bool hasProtocol(std::string_view protocol) {
+    constexpr std::string_view blanks = " \t\r\n\f\v,;";
+    protocol.remove_prefix(std::min(protocol.size(), protocol.find_first_not_of(blanks)));
+    protocol = protocol.substr(0, protocol.find_first_of(blanks));
+    const auto isSameLetter = [](char given, char lower) { return (given | 0x20) == lower; };
+    return !protocol.empty() &&
+           !std::ranges::equal(protocol, std::string_view("default"), isSameLetter);
+}
+
 /// Whether a passed test proves nothing. This concerns ports without a protocol: a UDP client may
 /// not notice a refusal, and monit passes a TLS handshake that gets no answer.
 bool provesNothing(const Test& test, const ReportedTest* reported) {
-    if (test.kind != TestKind::port || !test.protocol.empty()) {
+    if (test.kind != TestKind::port || hasProtocol(test.protocol)) {
         return false;
     }
     return test.type == "UDP" || (test.type == "TCPSSL" &&
@@ -105,8 +117,11 @@ public:
             pidFileTest()->state = TestState::failed;
             return std::move(*this).as(State::down, pidFileReason("stopped_process"));
         }
-        const bool isProven = std::ranges::any_of(
-            judgement_.tests, [](const Test& test) { return test.state == TestState::ok; });
+        const bool isProven =
+            std::ranges::any_of(judgement_.tests,
+                                [](const Test& test) { return test.state == TestState::ok; }) &&
+            // The definition may allow some failures before monit counts them.
+            std::ranges::none_of(reported_.tests, &ReportedTest::hasFailed);
         return isProven ? std::move(*this).as(State::up, reason("passed"))
                         : std::move(*this).as(State::unknown, reason("untestable"));
     }
@@ -134,7 +149,8 @@ private:
         if (!hasProcess) {
             return; // without a process, monit tests nothing else
         }
-        std::vector<ReportedTest> reported = reported_.tests;
+        // Monit prepends each test to its list, so its results are in the reverse order.
+        std::vector<ReportedTest> reported(reported_.tests.rbegin(), reported_.tests.rend());
         for (Test& test : judgement_.tests) {
             if (test.kind != TestKind::pidFile) {
                 markConnection(test, status, reported);

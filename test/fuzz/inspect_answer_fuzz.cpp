@@ -23,7 +23,7 @@ namespace {
 
 using namespace keldo::inspect;
 
-// The model: may the answer let the service count as up?
+// The model: does the answer let the service count as up?
 
 std::vector<xmlNode*> childrenOf(const xmlNode* parent, const std::string& name) {
     std::vector<xmlNode*> found;
@@ -36,18 +36,19 @@ std::vector<xmlNode*> childrenOf(const xmlNode* parent, const std::string& name)
     return found;
 }
 
-/// The text of the first such child; nothing without one.
-std::optional<std::string> firstText(const xmlNode* parent, const std::string& name) {
+/// The text of the only such child; nothing if there is none, or more than one.
+std::optional<std::string> onlyText(const xmlNode* parent, const std::string& name) {
     const std::vector<xmlNode*> found = childrenOf(parent, name);
-    return found.empty() ? std::nullopt
-                         : std::optional(fromXml(XmlText(xmlNodeGetContent(found.front())).get()));
+    return found.size() != 1
+               ? std::nullopt
+               : std::optional(fromXml(XmlText(xmlNodeGetContent(found.front())).get()));
 }
 
 /// The element of the service, if there is exactly one.
 const xmlNode* elementOf(const std::string& id, const xmlNode* root) {
     const xmlNode* found = nullptr;
     for (const xmlNode* const service : childrenOf(root, "service")) {
-        if (firstText(service, "name").value_or("") == id) {
+        if (onlyText(service, "name").value_or("") == id) {
             if (found != nullptr) {
                 return nullptr;
             }
@@ -57,12 +58,20 @@ const xmlNode* elementOf(const std::string& id, const xmlNode* root) {
     return found;
 }
 
-bool mayBeUp(const std::string& id, const std::string& output) {
+/// A result of a test may say that it failed.
+enum class Up { no, unlessATestFailed, yes };
+
+Up upIn(const std::string& id, const std::string& output) {
     const XmlDocument document(xmlParseMemory(output.data(), static_cast<int>(output.size())));
     const xmlNode* const root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     const xmlNode* const service = root != nullptr ? elementOf(id, root) : nullptr;
-    return service != nullptr && firstText(service, "monitor") == "1" &&
-           decimal(firstText(service, "status").value_or("")) == 0;
+    if (service == nullptr || onlyText(service, "monitor") != "1" ||
+        decimal(onlyText(service, "status").value_or("")) != 0) {
+        return Up::no;
+    }
+    return childrenOf(service, "port").empty() && childrenOf(service, "unix").empty()
+               ? Up::yes
+               : Up::unlessATestFailed;
 }
 
 /// A service with a process alone: it is up if the monitor says so.
@@ -117,16 +126,16 @@ void tryInput(const std::string& input) {
         return;
     }
     const ServiceDefinition process = processNamed(id);
-    const bool isUpInModel = mayBeUp(id, output);
+    const Up model = upIn(id, output);
     std::vector<InspectedService> services;
     for (const ServiceDefinition& definition : {process, withPorts(process), silentPort(id)}) {
         InspectedService& service = services.emplace_back();
         service.id = id;
         service.judgement = judge(definition, *answer, {});
-        require(isUpInModel || service.judgement.state != State::up,
+        require(model != Up::no || service.judgement.state != State::up,
                 "only a monitored service of status 0 that is named once is up");
     }
-    require(!isUpInModel || services[0].judgement.state == State::up,
+    require(model != Up::yes || services[0].judgement.state == State::up,
             "a process that the monitor calls well is up");
     require(services[2].judgement.state != State::up, "a silent port proves nothing");
     requireValidDocuments(std::move(services));

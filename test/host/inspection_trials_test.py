@@ -170,7 +170,20 @@ class ServiceTrials(Trial):
     def test_a_udp_port_stays_silent(self):
         port = self.serve(kind=socket.SOCK_DGRAM)
         self.define("trial", f'<port number="{port}" type="UDP"/>')
+        self.define("same", f'<port number="{port}" type="UDP" protocol="default"/>')
+        self.expect(trial="unknown untestable", same="unknown untestable")
+
+    def test_a_definition_allows_failures(self):
+        self.define("trial", self.pid_file(self.process().pid)
+                    + '<port number="1" protocol="http for 3 cycles"/>')
         self.expect(trial="unknown untestable")
+
+    def test_a_port_has_two_tests(self):
+        port = self.serve()
+        self.define("trial", f'<port number="{port}" type="TCPSSL"/><port number="{port}"/>')
+        seen = self.expect(trial="up passed")
+        [trial] = [service for service in seen.services if service.id == "trial"]
+        self.assertEqual(trial.tests, [("port", "untested"), ("port", "ok")])
 
     def test_a_udp_port_does_not_answer_its_protocol(self):
         port = self.serve(kind=socket.SOCK_DGRAM)

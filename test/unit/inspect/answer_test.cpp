@@ -47,6 +47,34 @@ TEST(Answer, HoldsTheResultsOfEachService) {
     EXPECT_FALSE(second.seconds);
 }
 
+TEST(Answer, TakesNothingFromElementsThatMayContradictEachOther) {
+    const auto answer = readAnswer(
+        "<monit><service><name>a</name><name>b</name><status>0</status><status>32</status>"
+        "<monitor>1</monitor><monitor>0</monitor></service></monit>");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->services[0].name, "");
+    EXPECT_EQ(answer->services[0].status, "");
+    EXPECT_EQ(answer->services[0].monitor, "");
+}
+
+TEST(Answer, CountsAServiceAsCheckedOnlyIfItSaysSo) {
+    const std::pair<const char*, bool> rows[] = {
+        {"", true},
+        {"<checked>1</checked>", true},
+        {"<checked>0</checked>", false},
+        {"<checked> 1</checked>", false},
+        {"<checked/>", false},
+        {"<checked>1</checked><checked>0</checked>", false},
+    };
+    for (const auto& [element, isChecked] : rows) {
+        SCOPED_TRACE(element);
+        const auto answer =
+            readAnswer("<monit><service>" + std::string(element) + "</service></monit>");
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->services[0].isChecked, isChecked);
+    }
+}
+
 TEST(Answer, HasNoTimeThatIsNoDurationOfUpToADay) {
     for (const char* number : {"-1", "-0.5", "nan", "inf", "86401", "1e308", "1s", " 1", ""}) {
         SCOPED_TRACE(number);

@@ -146,6 +146,33 @@ TEST(Judgement, IsUnknownIfNoTestProvesAnything) {
               "up passed ok,untested");
 }
 
+TEST(Judgement, IsUnknownIfTheProtocolOfTheOnlyTestIsMonitsWordForNone) {
+    for (const char* protocol : {"default", "Default", " default ", ";DEFAULT for 1 cycles"}) {
+        SCOPED_TRACE(protocol);
+        EXPECT_EQ(judged(serviceWith("", {{PortType::UDP, 53, protocol}}),
+                         reported("0", {port(53, 1.2)})),
+                  "unknown untestable untested");
+        EXPECT_EQ(judged(serviceWith("", {{PortType::TCPSSL, 443, protocol}}),
+                         reported("0", {port(443, 5.1)})),
+                  "unknown untestable untested");
+    }
+}
+
+TEST(Judgement, IsUnknownIfAFailedTestHasNoEffectOnTheStatus) {
+    const PortCheck patient{PortType::TCP, 80, "http for 3 cycles"};
+    EXPECT_EQ(judged(serviceWith("/none.pid", {patient}), reported("0", {port(80, -1)})),
+              "unknown untestable ok,failed");
+    EXPECT_EQ(judged(serviceWith("/none.pid"), reported("0", {port(80, -1)})),
+              "unknown untestable ok");
+}
+
+TEST(Judgement, TakesTheResultsOfTwoTestsOfAPortInMonitsReverseOrder) {
+    const PortCheck tcp{PortType::TCP, 443, ""};
+    const PortCheck tls{PortType::TCPSSL, 443, ""};
+    EXPECT_EQ(judged(serviceWith("", {tls, tcp}), reported("0", {port(443, 0.1), port(443, 5.1)})),
+              "up passed untested,ok");
+}
+
 TEST(Judgement, IsDownIfTheProcessIsStopped) {
     const test::TemporaryDirectory directory;
     const pid_t child = fork();
