@@ -37,9 +37,11 @@
       </title>
       <style>
         <xsl:call-template name="rules"/><![CDATA[
-:root { color-scheme: light dark; background: light-dark(#ffffff, #0f1317); }
+:root {
+  color-scheme: light dark; background: light-dark(#ffffff, #0f1317); color: light-dark(#18202b, #e8ecf2);
+}
 html { -webkit-text-size-adjust: 100%; text-size-adjust: 100%; }
-body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; }
+body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family: system-ui, sans-serif; }
 @media (max-width: 30rem) { body { padding: 0.75rem; } }
 ]]></style>
     </head>
@@ -50,26 +52,23 @@ body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; }
   <xsl:template name="security-policy">
     <meta http-equiv="Content-Security-Policy" content="{concat(
         &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
-        &quot;style-src 'sha256-pj+nAwGww2wfbf7WFo7MoSMKmRDWs3sWXpmPqHFZajU='; &quot;,
+        &quot;style-src 'sha256-e7at7KycjOKlO0CSeoMiIhF7y4fcRwv29lVE9ViOhZw='; &quot;,
         &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
   </xsl:template>
 
+  <xsl:variable name="has-forms" select="false()"/>
+  <xsl:variable name="heading-level" select="1"/>
+
   <xsl:template name="repair-control">
     <xsl:param name="label"/>
-    <xsl:param name="button"/>
     <xsl:param name="actions"/>
     <xsl:param name="is-all" select="false()"/>
     <xsl:param name="has-failed" select="false()"/>
-    <p>
-      <xsl:attribute name="class">
-        <xsl:text>label</xsl:text>
-        <xsl:if test="$has-failed"> warning</xsl:if>
-      </xsl:attribute>
-      <xsl:value-of select="$label"/>
-    </p>
-    <xsl:call-template name="command">
+    <xsl:call-template name="labelled-command">
+      <xsl:with-param name="label" select="$label"/>
       <xsl:with-param name="actions" select="$actions"/>
       <xsl:with-param name="is-all" select="$is-all"/>
+      <xsl:with-param name="has-failed" select="$has-failed"/>
     </xsl:call-template>
   </xsl:template>
 

@@ -1,21 +1,20 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
 <!-- The content of the page and of the fragment: everything but the frame around it. A frame adds
-     the template repair-control, which offers a repair. -->
+     the template repair-control, which offers a repair, the variable has-forms, which says whether it
+     does so by a form, and heading-level, the level of the first heading. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <!-- Texts for the footer; by default those of the inspection, with the time in UTC. -->
   <xsl:param name="host" select="/inspection/@host"/>
   <xsl:param name="time" select="concat(substring(/inspection/@started, 1, 10), ' ',
       substring(/inspection/@started, 12, 5), ' UTC')"/>
-  <!-- The level of the first heading, from 1 to 4. -->
-  <xsl:param name="heading-level" select="1"/>
   <xsl:variable name="h1" select="concat('h', $heading-level)"/>
   <xsl:variable name="h2" select="concat('h', $heading-level + 1)"/>
   <xsl:variable name="h3" select="concat('h', $heading-level + 2)"/>
 
   <!-- With more rows than these, a row shows its repair only if it is opened. -->
-  <xsl:variable name="is-dense" select="count($down) &gt; 8"/>
+  <xsl:variable name="is-dense" select="count($down) &gt; 8 and not($has-forms)"/>
   <xsl:variable name="failed-repairs" select="$repairs[status != 'ok']"/>
   <xsl:variable name="untried" select="$defaults[not(@id = $failed-repairs/@id)]"/>
   <!-- Unusable things that no service names as its reason. -->
@@ -387,8 +386,33 @@
       <xsl:with-param name="label" select="$words[@id = 'just-failed'][$has-failed]
           | $words[@id = 'repair'][not($has-failed)]"/>
       <xsl:with-param name="button" select="$words[@id = 'do-repair']"/>
+      <xsl:with-param name="title"><xsl:apply-templates select="." mode="service"/></xsl:with-param>
       <xsl:with-param name="actions" select="."/>
       <xsl:with-param name="has-failed" select="$has-failed"/>
+    </xsl:call-template>
+  </xsl:template>
+
+  <!-- The title of the service that an action repairs. -->
+  <xsl:template match="action" mode="service">
+    <xsl:variable name="id" select="substring-after(../../@id, ':')"/>
+    <xsl:apply-templates select="$services[@id = $id][1]" mode="text"/>
+  </xsl:template>
+
+  <xsl:template name="labelled-command">
+    <xsl:param name="label"/>
+    <xsl:param name="actions"/>
+    <xsl:param name="is-all"/>
+    <xsl:param name="has-failed"/>
+    <p>
+      <xsl:attribute name="class">
+        <xsl:text>label</xsl:text>
+        <xsl:if test="$has-failed"> warning</xsl:if>
+      </xsl:attribute>
+      <xsl:value-of select="$label"/>
+    </p>
+    <xsl:call-template name="command">
+      <xsl:with-param name="actions" select="$actions"/>
+      <xsl:with-param name="is-all" select="$is-all"/>
     </xsl:call-template>
   </xsl:template>
 
@@ -538,7 +562,11 @@
           <xsl:with-param name="word" select="$word"/>
         </xsl:call-template>
         <xsl:if test="$state = 'unchecked'">
-          <p class="quiet"><xsl:for-each select="$members[1]"><xsl:call-template name="reason"/></xsl:for-each></p>
+          <p>
+            <xsl:call-template name="sentences">
+              <xsl:with-param name="sentences" select="$members[1]/reason"/>
+            </xsl:call-template>
+          </p>
         </xsl:if>
         <xsl:call-template name="name-list">
           <xsl:with-param name="members" select="$members"/>

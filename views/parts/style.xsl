@@ -2,7 +2,8 @@
 <!-- SPDX-License-Identifier: MIT -->
 <!-- The style of the page and of the fragment. Every rule holds below the class keldoctl only, so
      that a panel keeps its own look around the fragment. The sides are logical (start, end), so that
-     the page turns with its direction. The width of the fragment counts, not that of the window. -->
+     the page turns with its direction. The width of the fragment counts, not that of the window.
+     Headings and the footer have the colour and the font of the page around them. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <xsl:template name="rules"><![CDATA[
@@ -16,7 +17,7 @@
   --stopped: light-dark(#525d6c, #a7b2c1); --stopped-tint: light-dark(#eef1f5, #222932);
   --up: light-dark(#176a3a, #79d39b); --up-tint: light-dark(#e8f5ed, #12291d);
   --upgrade: light-dark(#1a56a8, #93c0ff); --upgrade-tint: light-dark(#e9f1fc, #15263f);
-  container-type: inline-size; color: var(--text); font: 1rem/1.5 system-ui, sans-serif;
+  container-type: inline-size; font-size: 1rem; line-height: 1.5;
   text-align: start; overflow-wrap: anywhere;
 
   .down { --tone: var(--down); --tint: var(--down-tint); }
@@ -31,7 +32,8 @@
   code, pre { font: 0.8125rem/1.5 ui-monospace, "DejaVu Sans Mono", monospace; }
   .symbols { position: absolute; inline-size: 0; block-size: 0; }
   .sign { flex: none; inline-size: 1.125rem; block-size: 1.125rem; fill: currentColor; color: var(--tone); }
-  .quiet, .label { color: var(--quiet); }
+  .top, .rows, section > .names { color: var(--text); }
+  .rows :is(.quiet, .label), .reason { color: var(--quiet); }
   .label, .note { font-size: 0.875rem; }
 
   .top {
@@ -40,7 +42,6 @@
   .top > .sign { inline-size: 2.25rem; block-size: 2.25rem; }
   .top > div { flex: 1; min-inline-size: 0; }
   .top > div > :first-child { font-size: 1.5rem; line-height: 1.3; font-weight: 650; }
-  .top .quiet { color: inherit; }
   .note { margin-block-start: 0.5rem; }
   .strip { display: flex; gap: 2px; margin-block-start: 0.875rem; border-radius: 4px; overflow: hidden; }
   .strip i { flex: 1; block-size: 0.5rem; background: var(--tone); }
@@ -62,7 +63,6 @@
   .what { flex: 1; min-inline-size: 0; }
   .what :is(h3, h4, h5, h6) { display: inline; font-weight: 600; }
   .what .reason { display: block; }
-  .reason { color: var(--quiet); }
   .state { color: var(--tone); font-size: 0.875rem; font-weight: 600; }
   summary { cursor: pointer; list-style: none; }
   summary::-webkit-details-marker { display: none; }
@@ -82,9 +82,13 @@
   }
   .bar { display: flex; flex-wrap: wrap; gap: 0 1rem; justify-content: space-between; align-items: flex-end; }
   .bar .repair { display: flex; flex-wrap: wrap; gap: 0 0.75rem; align-items: center; margin-block-end: 0.5rem; }
+  form { margin: 0; }
+  form button { border-color: var(--link); background: var(--link); color: var(--surface); font-weight: 600; }
+  form button:hover { border-color: var(--text); background: var(--text); }
   .row > .repair { padding-block: 0.25rem 0.125rem; padding-inline-start: 1.875rem; }
   .command { display: flex; flex-wrap: wrap; gap: 0.375rem 0.5rem; align-items: center; }
   .command code {
+    color: var(--text);
     padding: 0.25rem 0.625rem; border: 1px solid var(--line); border-radius: 0.5rem;
     background: var(--inset); -webkit-user-select: all; user-select: all;
   }
@@ -112,15 +116,18 @@
   .row .names { padding: 0.25rem 0 0.25rem 1.875rem; }
   .foot {
     display: flex; flex-wrap: wrap; gap: 0 1.25rem; margin-block-start: 1.75rem; padding-block-start: 0.75rem;
-    border-block-start: 1px solid var(--line); color: var(--quiet); font-size: 0.875rem;
+    border-block-start: 1px solid var(--line); font-size: 0.875rem;
   }
   .spoken {
     position: absolute; inline-size: 1px; block-size: 1px; overflow: hidden; clip-path: inset(50%);
   }
 
   @container (min-width: 44rem) {
-    .what:has(> .title), .row > .repair {
-      display: grid; grid-template-columns: 15rem minmax(0, 1fr); gap: 0 1rem; align-items: baseline;
+    .row:has(> .repair > form) { display: grid; grid-template-columns: minmax(0, 1fr) auto; gap: 1rem; }
+    .row > .repair:has(> form) { padding: 0; text-align: end; }
+    .what:has(> .title), .row > .repair:not(:has(> form)) {
+      display: grid; grid-template-columns: clamp(10rem, 26%, 15rem) minmax(0, 1fr); gap: 0 1rem;
+      align-items: baseline;
     }
   }
   @container (max-width: 30rem) {
