@@ -23,7 +23,7 @@
   <xsl:variable name="yellow" select="'1;33'"/>
 
   <!-- A longer log shows its last lines. -->
-  <xsl:variable name="shown-lines" select="20"/>
+  <xsl:variable name="shown-lines" select="10"/>
 
   <xsl:key name="unknown" match="/inspection/services/service[@state = 'unknown']" use="reason"/>
   <xsl:key name="repair" match="/inspection/keldoctl/action[status]" use="@id"/>
@@ -103,15 +103,23 @@
         <xsl:with-param name="text" select="@host"/>
       </xsl:call-template>
     </xsl:variable>
+    <!-- A line is broken before a part of the head rather than within it. -->
+    <xsl:variable name="lines">
+      <xsl:call-template name="wrap">
+        <xsl:with-param name="text">
+          <xsl:value-of select="concat($host, ' &#xa0;', translate($time, ' ', '&#xa0;'))"/>
+          <xsl:for-each select="$summary/sentence[@code = 'checked']">
+            <xsl:value-of select="concat(' &#xa0;', translate(., ' ', '&#xa0;'))"/>
+          </xsl:for-each>
+        </xsl:with-param>
+        <xsl:with-param name="indent" select="1"/>
+      </xsl:call-template>
+    </xsl:variable>
     <xsl:call-template name="paint">
       <xsl:with-param name="style" select="$bold"/>
       <xsl:with-param name="text" select="$host"/>
     </xsl:call-template>
-    <xsl:value-of select="concat('  ', $time)"/>
-    <xsl:for-each select="$summary/sentence[@code = 'checked']">
-      <xsl:value-of select="concat('  ', .)"/>
-    </xsl:for-each>
-    <xsl:text>&#10;</xsl:text>
+    <xsl:value-of select="concat(substring($lines, string-length($host) + 1), '&#10;')"/>
   </xsl:template>
 
   <!-- A repair that was carried out, with the end of its log. -->

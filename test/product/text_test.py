@@ -194,6 +194,12 @@ class TextTest(ViewTestCase):
         text = self.body(inspection(*(service(f"s{number}", "up") for number in range(3000))))
         self.assertEqual(len(re.findall(r"s\d+", text)), 3000)
 
+    def test_the_head_of_a_narrow_terminal(self):
+        self.assertEqual(self.show(inspected("all_well"), width=60).split("\u2714")[0], f"""\
+{HEAD}
+  7 services were checked in 0.4 s.
+""")
+
     def test_nothing_is_known(self):
         same = [service(name, "unknown", "There is no space.") for name in "ab"]
         missing = [service(name, "unknown", f"There is no {name}.xml.", "definition_missing")
@@ -258,14 +264,14 @@ class TextTest(ViewTestCase):
             return "".join(f"line {number}\n" for number in range(first, last + 1))
 
         for log, shown in (
-                (lines(1, 20), lines(1, 20)),
-                (lines(1, 21), "(Earlier lines that are not shown: 1)\n" + lines(2, 21)),
-                (lines(1, 100000), "(Earlier lines that are not shown: 99980)\n"
-                 + lines(99981, 100000)),
+                (lines(1, 10), lines(1, 10)),
+                (lines(1, 11), "(Earlier lines that are not shown: 1)\n" + lines(2, 11)),
+                (lines(1, 100000), "(Earlier lines that are not shown: 99990)\n"
+                 + lines(99991, 100000)),
                 (lines(1, 3) + "\n\nno end", lines(1, 3) + "\n\nno end\n"),
                 ("a" * 5000, "a" * 5000 + "\n"),
-                ("\n" * 5000 + "end", "(Earlier lines that are not shown: 4981)\n"
-                 + "\n" * 19 + "end\n")):
+                ("\n" * 5000 + "end", "(Earlier lines that are not shown: 4991)\n"
+                 + "\n" * 9 + "end\n")):
             with self.subTest(log[-100:]):
                 self.assertEqual(
                     self.body(inspection(report=repair(log))) + "\n",

@@ -206,8 +206,8 @@ start \ufffd31m
         repaired = self.real_repair(env={"TMPDIR": str(full)})
         self.assertEqual(repaired.splitlines()[:2], [
             "[+] Succeeded: Restart the web title service.",
-            "    (Earlier lines that are not shown: 19980)"])
-        self.assertEqual(repaired.splitlines()[2:], [f"    {n}" for n in range(19981, 20001)])
+            "    (Earlier lines that are not shown: 19990)"])
+        self.assertEqual(repaired.splitlines()[2:], [f"    {n}" for n in range(19991, 20001)])
 
     def test_only_keldoctl_inspect_gets_the_callers_path_and_environment(self):
         has_run, directory = self.prefix / "has-run", self.prefix / "callers"
@@ -263,6 +263,15 @@ start \ufffd31m
                 text = self.on_a_terminal(75, **environment)
                 self.assertEqual("\n\x1b[1;31m[x] 1 service is down.\x1b[0m\n" in text, has_colours)
                 self.assertEqual(re.sub("\x1b\\[[0-9;]*m", "", text), WEB_IS_DOWN)
+
+    def test_no_text_writes_the_escape_character(self):
+        title = "\ue000[31m"
+        self.fake_inspection(inspected("one_down").replace(b"Web Server", title.encode()), 1)
+        for view in ("--text", "--html"):
+            self.assertIn(title, self.run_program(view)[1])
+        text = self.on_a_terminal(80, TERM="xterm")
+        self.assertIn("\x1b[1m\ufffd[31m\x1b[0m", text)
+        self.assertNotIn("\x1b[31m", text)
 
     def test_the_width_of_a_terminal(self):
         for columns, width in ((0, 75), (39, 75), (40, 40), (110, 110), (300, 120)):
