@@ -83,7 +83,7 @@ def repair_failed(stack):
     """The repair prints much and the service stays down."""
     kill(stack, "web")
     change_definition(
-        stack, "web", "service-control start web",
+        stack, "web", "/usr/local/kvr/admin/sbin/service-control start web",
         "for i in $(seq 150); do echo \"web: line $i of the journal\"; done\n"
         "echo web: cannot bind to port 80, address in use; exit 1")
     return inspect("--repair", "restart-service:web", "restart-service:dns")
