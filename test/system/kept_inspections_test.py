@@ -42,10 +42,11 @@ class ChangesTest(InstalledViewsTestCase):
     def test_all_kept_files(self):
         self.keep({"2026-11-21T234500.0Z": down_report("dns", "web"),
                    "2026-11-22T000000.000000001Z": web("up", "2026-11-22T00:00:00Z"),
+                   "2026-11-22T001000.0Z#%20Z": web("up", "2026-11-22T00:10:00Z"),
                    "2026-11-22T001500.0Z": web("unknown", "2026-11-22T00:15:00Z"),
                    "notes": b"", ".unfinished": b"<inspection"})
         text = """\
-2026-11-21 23:45 +00:00 -> 2026-11-22 00:15 +00:00  Inspections: 3
+2026-11-21 23:45 +00:00 -> 2026-11-22 00:15 +00:00  Inspections: 4
 
 2026-11-22 00:00 +00:00  web: Down (> 15 min) -> Up
 2026-11-22 00:15 +00:00  web: Up (15 min) -> Not known
