@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 from inspection import INSPECT
-from panel import KELDOCTL, PATH, PROJECT, Panel
+from panel import BUILD, PATH, PROJECT, Panel
 from views import INSPECTIONS, install_views
 
 KEPT_REPORTS = pathlib.Path("/var/lib/keldoctl/reports")
@@ -18,7 +18,7 @@ KEPT_REPORTS = pathlib.Path("/var/lib/keldoctl/reports")
 
 class InstalledViewsTestCase(unittest.TestCase):
     """A panel whose services are up, except that no database runs, and the programs installed beside
-    the keldoctl and the keldoctl-inspect of the build."""
+    the keldoctl-inspect of the build."""
 
     maxDiff = None
     PROGRAM = None  # below the prefix
@@ -29,22 +29,22 @@ class InstalledViewsTestCase(unittest.TestCase):
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         directory.chmod(0o755)  # other users enter it
         self.prefix = install_views(directory)
-        self.keldoctl = self.prefix / "sbin/keldoctl"
-        self.keldoctl.symlink_to(KELDOCTL)
         self.inspect = self.prefix / "sbin/keldoctl-inspect"
         self.inspect.symlink_to(INSPECT)
-        for program in ("panel-root", "repair-commands"):
-            (self.prefix / "libexec/keldoctl" / program).symlink_to(
-                KELDOCTL.parent / "libexec" / program)
+        (self.prefix / "libexec/keldoctl/repair-commands").symlink_to(
+            BUILD / "libexec/repair-commands")
         self.addCleanup(shutil.rmtree, KEPT_REPORTS.parent, ignore_errors=True)
 
-    def fake_keldoctl(self, commands):
-        """Replaces keldoctl by shell commands. Returns a file that exists once they have run."""
-        return self._fake(self.keldoctl, commands)
-
     def fake_inspect(self, commands):
-        """Replaces keldoctl-inspect in the same way."""
-        return self._fake(self.inspect, commands)
+        """Replaces keldoctl-inspect by shell commands. Returns a file that exists once they have
+        run."""
+        has_run = self.prefix / "has-run"
+        self.inspect.unlink(missing_ok=True)
+        self.inspect.write_text(
+            f"#!/bin/bash\ntouch {has_run}\n"
+            f"printf '%s\\0' \"$@\" $'\\n' >>{self._calls()}\n{commands}\n", encoding="utf-8")
+        self.inspect.chmod(0o755)
+        return has_run
 
     def fake_inspection(self, document, status=0):
         """Replaces keldoctl-inspect by a program that prints a document, given in bytes or by the
@@ -54,15 +54,6 @@ class InstalledViewsTestCase(unittest.TestCase):
         else:
             path = self.write_xml("faked", document)
         return self.fake_inspect(f"cat {shlex.quote(str(path))}; exit {status}")
-
-    def _fake(self, program, commands):
-        has_run = self.prefix / "has-run"
-        program.unlink(missing_ok=True)
-        program.write_text(
-            f"#!/bin/bash\ntouch {has_run}\nprintf '%s\\0' \"$@\" $'\\n' >>{self._calls()}\n{commands}\n",
-            encoding="utf-8")
-        program.chmod(0o755)
-        return has_run
 
     def take_calls(self):
         """The arguments of each call of a fake since the last take_calls()."""
@@ -79,9 +70,7 @@ class InstalledViewsTestCase(unittest.TestCase):
         """Makes the upgrade tool report an upgrade. Installs a German catalogue and locale."""
         self.panel.catalogue((PROJECT / "po/de.po").read_text(encoding="utf-8"))
         self.panel.upgrade_tool(1)
-        locales = f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec'
-        self.fake_keldoctl(f'{locales} {KELDOCTL} "$@"')
-        self.fake_inspect(f'{locales} {INSPECT} "$@"')
+        self.fake_inspect(f'LOCPATH={os.environ["LOCPATH_UTF8"]} exec {INSPECT} "$@"')
 
     def write_xml(self, name, content):
         """Writes a file below the prefix and returns its path."""

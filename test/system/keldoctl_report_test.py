@@ -289,7 +289,8 @@ start \ufffd31m
 
         def run_example():
             subprocess.run(["bash", "-c", example], check=False, stderr=subprocess.DEVNULL,
-                           env={"PATH": f"{self.prefix}/sbin:{PATH}"})
+                           env={"PATH": f"{self.prefix}/sbin:{PATH}"}, umask=0o077)
+            self.assertEqual(metrics.stat().st_mode & 0o777, 0o644)  # for the node exporter
             return metrics.read_text(encoding="utf-8")
 
         good = run_example()
