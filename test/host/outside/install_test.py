@@ -27,7 +27,9 @@ FILES = {
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
         "man8/keldoctl-inspect.8", "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
     "DATADIR": (
-        "bash-completion/completions/keldo-service-lint", "bash-completion/completions/keldoctl",
+        *(f"bash-completion/completions/{name}" for name in (
+            "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-inspect",
+            "keldoctl-report", "monit-check-status")),
         "keldoctl/examples/cache.xml", "keldoctl/examples/keldoctl-report.cron",
         "keldoctl/examples/minimal.xml",
         "keldoctl/examples/web.xml", "keldoctl/schemas/keldo-service.rnc",
@@ -44,7 +46,7 @@ FILES = {
         "keldoctl/views/report-changes.xsl", "keldoctl/views/report-fragment.xsl",
         "keldoctl/views/report-html.xsl",
         "keldoctl/views/report-nagios.xsl", "keldoctl/views/report-prometheus.xsl",
-        "keldoctl/views/report-repairs.xsl", "keldoctl/views/report-text.xsl", "zsh/site-functions/_keldo-service-lint",
+        "keldoctl/views/report-repairs.xsl", "keldoctl/views/report-text.xsl",
         "zsh/site-functions/_keldoctl"),
     "lib": (
         "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-report.service",
