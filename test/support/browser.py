@@ -18,7 +18,7 @@ PATIENCE = 60  # seconds until a missing answer fails the test; no test passes b
 
 
 class Browser:
-    """A browser without a network. Use it as a context manager, or call close()."""
+    """A browser that reaches only this machine. Use it as a context manager, or call close()."""
 
     def __init__(self):
         self._directory = tempfile.mkdtemp(prefix="keldo-browser.")
@@ -28,7 +28,7 @@ class Browser:
         start = ["sh", "-c", f'exec "$@" 3<&{commands} 4>&{answers}', "sh", PROGRAM]
         # The sandbox does not work for root. Only the tests' own pages are loaded.
         options = ["--no-sandbox", "--disable-gpu", "--remote-debugging-pipe",
-                   "--host-resolver-rules=MAP * ~NOTFOUND", "--force-color-profile=srgb",
+                   "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1", "--force-color-profile=srgb",
                    "--font-render-hinting=none", f"--user-data-dir={self._directory}"]
         self._process = subprocess.Popen(
             [*start, *options], pass_fds=(commands, answers), stdin=subprocess.DEVNULL,
@@ -89,8 +89,12 @@ class Browser:
 
     def load(self, path):
         """Opens a file and waits until it is loaded."""
+        self.open(f"file://{path}")
+
+    def open(self, address):
+        """Opens an address and waits until its page is loaded."""
         self._events = []
-        self.call("Page.navigate", url=f"file://{path}")
+        self.call("Page.navigate", url=address)
         self.wait_for("Page.loadEventFired")
 
     def run(self, script):

@@ -294,6 +294,7 @@ class OtherProgramsTest(ShellsTest):
             ("--p", "--prometheus "), ("--json --h", "--json --h"), ("--q", "--quiet "),
             ("--language=d", "--language=de-DE "), ("--status --r", "--status --r"),
             ("--html --c", "--html --c"), ("--d", "--d"), ("a", "a"),
+            ("--f", "--fragment "), ("--fragment --repair-", "--fragment --repair-url="),
             ("--repair a", "--repair all "), ("--repair all --d", "--repair all --dry-run "),
             ("--quiet --repair --dry-run restart-service:w",
              "--quiet --repair --dry-run restart-service:web "),

@@ -57,6 +57,44 @@ class ReportTest(InstalledViewsTestCase):
         self.assertTrue(page.startswith("<!DOCTYPE html"))
         self.assertIn("2026-11-22 00:20 +00:00", page)
 
+    def run_with_input(self, typed, *arguments):
+        path = self.prefix / "typed"
+        path.write_text(typed, encoding="utf-8")
+        with path.open("rb") as file:
+            return self.run_program(*arguments, stdin=file)
+
+    def test_a_fragment_takes_its_token_from_standard_input(self):
+        for arguments, typed, fields in (
+                ([], "", None), (["--repair-url=/repair"], "", ""),
+                (["--repair-url=/repair", "--token-name=csrf"], "aZ9+/=._~:-\nrest",
+                 '<input type="hidden" name="csrf" value="aZ9+/=._~:-">')):
+            with self.subTest(arguments):
+                status, fragment, errors = self.run_with_input(typed, "--fragment", *arguments)
+                self.assertEqual((status, errors), (1, ""))
+                self.assertTrue(fragment.startswith('<section class="keldoctl"'))
+                form = re.search('<form method="post" action="/repair">(.*?)<input type="hidden"'
+                                 f' name="id" value="{WEB}">', fragment)
+                self.assertEqual(form and form[1], fields)
+
+    def test_a_token_is_not_on_a_command_line(self):
+        self.fake_inspect(f"env >&2; cat {INSPECTIONS}/one_down.xml; exit 1")
+        seen = self.prefix / "seen"
+        self.have_programs({"xsltproc": f'printf "%s\\n" "$@" >{seen}; exec /usr/bin/xsltproc "$@"'})
+        _, fragment, environment = self.run_with_input(
+            "secret\n", "--fragment", "--repair-url=/repair", "--token-name=csrf")
+        self.assertIn('value="secret"', fragment)
+        self.assertIn("csrf", seen.read_text(encoding="utf-8"))
+        self.assertNotIn("secret", seen.read_text(encoding="utf-8") + environment)
+
+    def test_a_fragment_without_its_token_is_refused(self):
+        for typed in ("", "\n", 'a"b\n', "a?>\n", "a" * 1025, "é\n"):
+            with self.subTest(typed):
+                self.assertEqual(self.run_with_input(
+                    typed, "--fragment", "--repair-url=/repair", "--token-name=csrf"), (
+                    64, "", "keldoctl-report: standard input has no token of 1 to 1024 letters,"
+                            " digits and +/=._~:-\n"))
+        self.assertEqual(self.take_calls(), [])
+
     def test_json(self):
         self.fake_inspect("echo '{'; echo '}'; exit 2")
         self.assertEqual(self.run_program("--json", "--timeout=5"), (2, "{\n}\n", ""))

@@ -31,7 +31,7 @@ FILES = {
             "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-inspect",
             "keldoctl-report", "monit-check-status")),
         "keldoctl/examples/cache.xml", "keldoctl/examples/keldoctl-report.cron",
-        "keldoctl/examples/minimal.xml",
+        "keldoctl/examples/minimal.xml", "keldoctl/examples/panel.py",
         "keldoctl/examples/web.xml", "keldoctl/schemas/keldo-service.rnc",
         "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
         "keldoctl/schemas/keldoctl-inspection.rnc", "keldoctl/schemas/keldoctl-inspection.rng",
