@@ -133,12 +133,13 @@ private:
         services_.push_back({shownId, origin, std::move(found), std::move(judgement)});
     }
 
-    /// The action log names a service by the id that its definition has.
+    /// The action log names a service by the id that its definition has. A service without a
+    /// definition was removed. A definition with another id is not meant.
     void markStopped(const std::string& id) {
-        if (!id.empty() && std::ranges::find(services_, id, &Listed::id) == services_.end()) {
-            if (findDefinition(id).fault.code != "definition_missing") { // missing: it was removed
-                list(id, Origin::started);
-            }
+        const FoundDefinition found = findDefinition(id);
+        const bool isMeant = found.definition.id == id || found.definition.id.empty();
+        if (isMeant && found.fault.code != "definition_missing") {
+            list(id, Origin::started);
         }
         for (Listed& service : services_) {
             if (service.id == id) {

@@ -218,6 +218,16 @@ class ServiceTrials(Trial):
         self.addCleanup(log_action, "start", "mail")
         self.expect(mail="stopped stopped_by_administrator")
 
+    def test_a_stopped_service_has_another_id_in_its_definition(self):
+        self.define("trial", '<port number="1"/>')
+        path = SERVICES / "trial.xml"
+        path.write_text(path.read_text(encoding="utf-8").replace('id="trial"', 'id="other"'),
+                        encoding="utf-8")
+        log_action("stop", "trial")
+        seen = self.expect()
+        self.assertNotIn("other", [service.id for service in seen.services])
+        self.assertEqual(seen.report, report())
+
     def test_ten_services_hang(self):
         names = [f"hang{number}" for number in range(10)]
         for name in names:
