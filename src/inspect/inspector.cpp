@@ -222,8 +222,9 @@ private:
             if (const int error = inquiry.controlFileError()) {
                 blameControlFiles(error);
             }
-            blameMonitorIfItNeverAnswers(asked);
+            judgeMonitor(inquiry, asked);
         } catch (const std::system_error& error) {
+            monitor_.state = DependencyState::unasked;
             blameControlFiles(error.code().value());
             judgeAll(asked, controlFiles_.reason, controlFiles_.detail);
         }
@@ -236,15 +237,18 @@ private:
         }
     }
 
-    /// If every service has a reason that blames the monitor, the monitor has failed.
-    void blameMonitorIfItNeverAnswers(const std::vector<Listed*>& asked) {
-        const auto isItsFault = [](const Listed* service) {
-            return service->judgement.reason.code.starts_with("monitor_");
-        };
-        if (std::ranges::all_of(asked, isItsFault)) {
+    void judgeMonitor(const MonitorInquiry& inquiry, const std::vector<Listed*>& asked) {
+        if (!inquiry.hasAsked()) {
+            monitor_.state = DependencyState::unasked;
+        } else if (!inquiry.hasAnswered()) {
+            const auto isItsFault = [](const Listed* service) {
+                return service->judgement.reason.code.starts_with("monitor_");
+            };
+            const auto found = std::ranges::find_if(asked, isItsFault);
             monitor_.state = DependencyState::failed;
-            monitor_.reason = asked.front()->judgement.reason;
-            monitor_.detail = asked.front()->judgement.detail;
+            monitor_.reason = found != asked.end() ? (*found)->judgement.reason
+                                                   : reason("monitor_silent"); // at the time limit
+            monitor_.detail = found != asked.end() ? (*found)->judgement.detail : "";
         }
     }
 

@@ -21,10 +21,10 @@ Judgement untested(const ServiceDefinition& definition, State state, Reason why,
 /// the answer names the service as checked, or not at all.
 ///
 /// It is up if the answer names it exactly once, with monitor 1 and status 0, one of its tests
-/// proves that something answers, and none has failed. It is down if a test failed: the status is not 0, or the process
-/// is stopped, which monit does not notice. Otherwise its state is unknown. The reason comes from
-/// the status bits and the results of ports and sockets. They do not tell whether a failed port has
-/// a listener, so this function tries to connect to it.
+/// proves that something answers, and none has failed. It is down if a test failed: the status is
+/// not 0, or the process is stopped, which monit does not notice. Otherwise its state is unknown.
+/// The reason comes from the status bits and the results of ports and sockets. They do not tell
+/// whether a failed port has a listener, so this function tries to connect to it.
 Judgement judge(const ServiceDefinition& definition, const Answer& answer, Clock::duration took);
 
 } // namespace keldo::inspect

@@ -10,6 +10,7 @@
 #include "monitor/monitor_run.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <sys/wait.h>
 #include <system_error>
@@ -43,6 +44,10 @@ Reason reasonOfRefusal(const std::string& path, const std::string& controlFile,
                ? reason("definition_refused_line", Subject::general, Substitution{"<path>", path},
                         Substitution{"<line>", std::to_string(line)})
                : reason("definition_refused", Subject::general, Substitution{"<path>", path});
+}
+
+bool hasEndedByItself(const ChildResult& result) {
+    return WIFEXITED(result.waitStatus) && !result.hasTimedOut && !result.isCut;
 }
 
 } // namespace
@@ -112,8 +117,11 @@ void MonitorInquiry::start(const Question& question) {
     }
     const std::string file = directory_ + "/" + std::to_string(++filesMade_);
     if (const int error = writeControlFiles(asked, file)) {
-        controlFileError_ = controlFileError_ != 0 ? controlFileError_ : error;
         unlink(file.c_str());
+        if ((error == EMFILE || error == ENFILE) && postpone(question)) {
+            return;
+        }
+        controlFileError_ = controlFileError_ != 0 ? controlFileError_ : error;
         judgeUnknown(question,
                      reason(codeOfFileError(error), Subject::general,
                             Substitution{"<path>", controlFileDirectory()}),
@@ -122,48 +130,67 @@ void MonitorInquiry::start(const Question& question) {
     }
     const milliseconds time = timeFor(question);
     std::vector<std::string> words = {monitorPath(), "-c", file, "-x", "check-status"};
-    if (batches_ != Batches::unsupported) {
+    const bool isInBatchMode = batches_ != Batches::unsupported;
+    if (isInBatchMode) {
         words.insert(words.end(), {"-b", secondsText(time)});
     }
     const Clock::time_point limit = std::min(deadline_, Clock::now() + time + limits_.printing);
     try {
         loop_.add(Child::execute(words, outputLimit), limit,
-                  [this, question, file](const ChildResult& result) {
-                      takeResult(question, file, result);
+                  [this, question, file, isInBatchMode](const ChildResult& result) {
+                      unlink(file.c_str());
+                      takeResult(question, isInBatchMode, file, result);
                       startQuestions();
                   });
+        hasAsked_ = true;
     } catch (const std::system_error& error) {
         unlink(file.c_str());
-        judgeUnknown(question, reason("no_process_to_be_had"), error.what());
+        if (!postpone(question)) {
+            judgeUnknown(question, reason("no_process_to_be_had"), error.what());
+        }
     }
+}
+
+/// Asks the question later, when a monitor that is at work has ended and left its descriptors and
+/// its process to the next one. Returns false if there is none.
+bool MonitorInquiry::postpone(const Question& question) {
+    if (loop_.childCount() == 0) {
+        return false;
+    }
+    atOnce_ = loop_.childCount();
+    questions_.push_front(question);
+    return true;
 }
 
 /// How long the monitor may take for the question.
 milliseconds MonitorInquiry::timeFor(const Question& question) const {
-    const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now());
     if (!question.isLast && batches_ != Batches::unsupported) {
-        return std::min(limits_.firstPass, left);
+        return std::min(limits_.firstPass, timeLeft());
     }
     const std::size_t tests = judgements_[question.services.front()].tests.size();
-    return std::min<milliseconds>(tests * limits_.perTest + limits_.margin, left);
+    return std::min<milliseconds>(tests * limits_.perTest + limits_.margin, timeLeft());
 }
 
-void MonitorInquiry::takeResult(const Question& question, const std::string& controlFile,
-                                const ChildResult& result) {
-    unlink(controlFile.c_str());
+/// The time up to the deadline, without the time that the monitor needs to print its answer.
+milliseconds MonitorInquiry::timeLeft() const {
+    const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now());
+    return std::max(left - std::min(limits_.printing, left / 4), milliseconds(1));
+}
+
+void MonitorInquiry::takeResult(const Question& question, bool isInBatchMode,
+                                const std::string& controlFile, const ChildResult& result) {
     const std::optional<Answer> answer = result.isCut ? std::nullopt : readAnswer(result.output);
+    hasAnswered_ = hasAnswered_ || answer;
     if (answer && answer->isBatch) {
         batches_ = Batches::supported;
-    } else if (batches_ == Batches::unknown) {
-        batches_ = Batches::unsupported;
+    } else if (batches_ == Batches::unknown && hasEndedByItself(result)) {
+        batches_ = Batches::unsupported; // a monitor that was ended says nothing about it
     }
-    const bool canBeAskedAgain =
-        batches_ == Batches::supported ? !question.isLast : question.services.size() > 1;
     if (answer && answer->isRefused) {
         takeRefusal(question, controlFile, *answer);
     } else if (answer && (answer->isBatch || question.services.size() == 1)) {
         takeAnswer(question, *answer, result);
-    } else if (canBeAskedAgain || (!question.isLast && batches_ == Batches::unsupported)) {
+    } else if (!question.isLast || (isInBatchMode && batches_ == Batches::unsupported)) {
         askAlone(question.services);
     } else {
         judgeUnknown(question, reasonOfFailure(result), result.errors);
@@ -172,22 +199,28 @@ void MonitorInquiry::takeResult(const Question& question, const std::string& con
 
 void MonitorInquiry::takeAnswer(const Question& question, const Answer& answer,
                                 const ChildResult& result) {
-    std::vector<std::size_t> unchecked;
+    std::vector<std::size_t> askedAgain;
     for (const std::size_t service : question.services) {
         const ServiceDefinition& definition = definitionOf(service);
+        const auto isThis = [&definition](const ReportedService& reported) {
+            return reported.name == definition.id;
+        };
         const bool isUnchecked =
-            std::ranges::any_of(answer.services, [&definition](const ReportedService& reported) {
-                return reported.name == definition.id && !reported.isChecked;
+            std::ranges::any_of(answer.services, [&isThis](const ReportedService& reported) {
+                return isThis(reported) && !reported.isChecked;
             });
-        if (!isUnchecked) {
-            judgements_[service] = judge(definition, answer, result.duration);
-        } else if (question.isLast) {
-            judgements_[service] = untested(definition, State::unknown, reason("not_tested"));
+        if (!question.isLast &&
+            (isUnchecked || std::ranges::count_if(answer.services, isThis) != 1)) {
+            askedAgain.push_back(service);
+        } else if (isUnchecked) {
+            const bool isAtDeadline = Clock::now() + limits_.printing >= deadline_;
+            judgements_[service] =
+                untested(definition, State::unknown, reason(isAtDeadline ? "limit" : "not_tested"));
         } else {
-            unchecked.push_back(service);
+            judgements_[service] = judge(definition, answer, result.duration);
         }
     }
-    askAlone(unchecked);
+    askAlone(askedAgain);
 }
 
 void MonitorInquiry::takeRefusal(const Question& question, const std::string& controlFile,
@@ -212,7 +245,7 @@ void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
     if (services.empty()) {
         return;
     }
-    if (batches_ == Batches::supported) {
+    if (batches_ != Batches::unsupported) {
         atOnce_ = std::max(jobs_, lastPassAtOnce);
     }
     for (const std::size_t service : services) {

@@ -29,9 +29,10 @@ struct InquiryLimits {
 
 /// Asks the monitor (monitorPath()) for services, several at once, in two passes. First it asks for
 /// batches, one for each job, each for one second. Then it asks again for the services that were
-/// not checked in that second: one service a call, up to 32 calls at once. If the monitor refuses
-/// the control file of a batch, the batch is halved until the refused service is alone. A monitor
-/// that knows no batches is asked for one service a call, as keldoctl does.
+/// not checked in that second, or not named exactly once: one service a call, up to 32 calls at
+/// once. If the monitor refuses the control file of a batch, the batch is halved until the refused
+/// service is alone. A monitor that knows no batches is asked for one service a call, as keldoctl
+/// does. If the system lacks processes or descriptors, fewer monitors run at once.
 class MonitorInquiry {
 public:
     /// `loop` must outlive the object. Control files are made in `directory`. The monitor is ended
@@ -48,6 +49,10 @@ public:
     /// The error number of the first control file that could not be written whole, or 0.
     int controlFileError() const { return controlFileError_; }
 
+    /// Whether the monitor was started, and whether it gave an answer that can be read.
+    bool hasAsked() const { return hasAsked_; }
+    bool hasAnswered() const { return hasAnswered_; }
+
 private:
     struct Question {
         std::vector<std::size_t> services; ///< positions in found_
@@ -56,8 +61,10 @@ private:
 
     void startQuestions();
     void start(const Question& question);
+    bool postpone(const Question& question);
     std::chrono::milliseconds timeFor(const Question& question) const;
-    void takeResult(const Question& question, const std::string& controlFile,
+    std::chrono::milliseconds timeLeft() const;
+    void takeResult(const Question& question, bool isInBatchMode, const std::string& controlFile,
                     const ChildResult& result);
     void takeAnswer(const Question& question, const Answer& answer, const ChildResult& result);
     void takeRefusal(const Question& question, const std::string& controlFile,
@@ -82,6 +89,8 @@ private:
     std::size_t atOnce_ = 0;
     int filesMade_ = 0;
     int controlFileError_ = 0;
+    bool hasAsked_ = false;
+    bool hasAnswered_ = false;
     enum class Batches { unknown, supported, unsupported } batches_ = Batches::unknown;
 };
 

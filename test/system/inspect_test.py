@@ -298,6 +298,8 @@ class MonitorTest(InspectTest):
         self.panel.fake_monitor(script="#!/bin/sh\nsleep infinity\n")
         seen = self.all_asked("unknown limit", "--timeout=1")
         self.assertEqual((seen.verdict, seen.status), ("problems", 1))
+        found = seen.dependencies["monitor"]
+        self.assertEqual((found.state, found.code), ("failed", "monitor_silent"))
         reap_all()
 
     def test_as_many_batches_as_jobs(self):
@@ -323,6 +325,13 @@ class MonitorTest(InspectTest):
         os.write(go, b"go\n")
         process.communicate()
 
+    def test_few_descriptors_are_enough(self):
+        for service in ASKED:
+            self.panel.write_service(service, own_id=service + "+")  # so each is asked alone
+        seen = self.inspect("--jobs=9", program=("prlimit", "--nofile=16", INSPECT))
+        self.assertEqual({service.code for service in seen.services[1:]}, {"passed"})
+        self.assertEqual(seen.dependencies["control_files"].state, "ok")
+
     def test_a_monitor_that_is_no_program(self):
         path = self.panel.root / "admin/sbin/monit"
         for make, code, state in (
@@ -341,7 +350,8 @@ class MonitorTest(InspectTest):
         done = self.run_program()
         seen = inspection.read(done.stdout, done.returncode)
         self.assertEqual(states(seen), dict.fromkeys(ASKED, "unknown no_directory") | MYSQL)
-        self.assertEqual(seen.dependencies["control_files"].state, "missing")
+        self.assertEqual((seen.dependencies["control_files"].state,
+                          seen.dependencies["monitor"].state), ("missing", "unasked"))
 
 
 class EndTest(InspectTest):

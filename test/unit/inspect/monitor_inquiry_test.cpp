@@ -107,6 +107,42 @@ TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatWasNotCheckedInTheFirstSec
     EXPECT_EQ(calls(), (std::vector<std::string>{"a b 1.000", "b 10.000"}));
 }
 
+TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatABatchDoesNotNameOnce) {
+    panel_.installMonitor(noteTheCall + R"(
+case $names in
+    "a b c ") shown="a a b" ;;
+    *) shown=$names ;;
+esac
+echo '<monit batch="1">'
+for name in $shown; do
+    echo "<service><name>$name</name><status>0</status><monitor>1</monitor></service>"
+done
+echo '</monit>'
+)");
+    add({"a", "b", "c"});
+    EXPECT_EQ(ask(1), "a up passed, b up passed, c up passed");
+    EXPECT_EQ(calls(), (std::vector<std::string>{"a 10.000", "a b c 1.000", "c 10.000"}));
+}
+
+TEST_F(MonitorInquiryTest, AsksInBatchModeAfterAMonitorThatWasKilled) {
+    panel_.installMonitor(noteTheCall + "[ \"$names\" != 'a b ' ] || kill -9 $$\n" +
+                          batchMonitor.substr(noteTheCall.size()));
+    add({"a", "b"});
+    EXPECT_EQ(ask(1), "a up passed, b up passed");
+    EXPECT_EQ(calls(), (std::vector<std::string>{"a 10.000", "a b 1.000", "b 10.000"}));
+}
+
+TEST_F(MonitorInquiryTest, LeavesTheMonitorTimeToPrintBeforeTheDeadline) {
+    panel_.installMonitor(batchMonitor);
+    answer("answer.a", "<status>0</status><monitor>2</monitor><checked>0</checked>");
+    add({"a"});
+    EXPECT_EQ(ask(1, 8s, {.firstPass = 1000s, .printing = 8s}), "a unknown limit");
+    for (const std::string& call : calls()) {
+        SCOPED_TRACE(call);
+        EXPECT_LE(std::stod(call.substr(2)), 6.0);
+    }
+}
+
 TEST_F(MonitorInquiryTest, AsksSeparatelyForServicesThatCannotShareAControlFile) {
     panel_.installMonitor(batchMonitor);
     add({"a", "A", "b"});
