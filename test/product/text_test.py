@@ -169,6 +169,10 @@ class TextTest(ViewTestCase):
   {title}  It fails.
 """)
 
+    def test_a_title_in_a_list_does_not_move_the_reasons(self):
+        long = [service(name, "unknown", "It hangs.", title="x" * 40 + name) for name in "bc"]
+        self.assertIn("\n  a  It fails.\n", self.body(inspection(service("a"), *long)))
+
     def test_no_line_is_wider_than_the_terminal_unless_a_word_is(self):
         words = "word " * 50 + "w" * 90 + " word" * 20
         for width in (40, 80, 120):
@@ -214,6 +218,9 @@ class TextTest(ViewTestCase):
 """), ("a dependency explains it", inspection(*missing, dependencies=no_definitions), """\
 ? Nothing is known: There are none.
   2 unknown.
+"""), ("a dependency explains one", inspection(missing[0], dependencies=no_definitions), """\
+? Nothing is known: There are none.
+  1 unknown.
 """), ("several reasons", inspection(*same, other), """\
 ? Nothing is known: 3 unknown.
   There is no space.
@@ -319,6 +326,13 @@ E[1;33m? 1 unknown.E[0m
 
 E[1;32m✔ 1 up:E[0m c
 – 1 stopped: d
+""")
+
+    def test_a_start_that_is_broken_into_lines_has_no_colour(self):
+        document = inspection(service("a", "up")).replace(b"1 up.", b"word " * 10)
+        self.assertEqual(self.body(document, escape="E", width=40), """\
+E[1;32m✔E[0m word word word word word word word
+  word word word : a
 """)
 
     def test_signs_in_ascii(self):
