@@ -68,10 +68,10 @@ int run(const CommandLine& commandLine) {
     redirectStdout(); // before anything that could print a message
     redirectStderr();
     setLanguageOrEnglish(commandLine.language);
-    const auto started = std::chrono::system_clock::now();
-    const Clock::time_point start = Clock::now();
     const auto announce = [&progress](const std::string& line) { progress.printLine(line); };
     const bool haveRepairsSucceeded = carryOutRepairs(commandLine.repairIds, announce);
+    const auto started = std::chrono::system_clock::now();
+    const Clock::time_point start = Clock::now();
     const std::size_t jobs = commandLine.jobs != 0 ? commandLine.jobs : processorCount();
     Inspection inspection =
         inspectServices(jobs, Clock::now() + commandLine.timeout,

@@ -7,6 +7,7 @@ import json
 import os
 import pathlib
 import pty
+import re
 import select
 import signal
 import socket
@@ -433,6 +434,15 @@ class RepairTest(InspectTest):
         self.panel.remove_definitions()
         seen = self.inspect("--repair", "restart-service:none\x01")
         self.assertEqual((seen.report, seen.status), (report(), 1))
+
+    def test_the_inspection_begins_after_the_repairs(self):
+        self.panel.write_service("web", start="""
+            second=$(date +%s)
+            while [ "$(date +%s)" = "$second" ]; do :; done
+            date -u +%Y-%m-%dT%H:%M:%SZ""")
+        document = self.inspect("--repair", "restart-service:web").document.decode()
+        self.assertLessEqual(re.search("<log>(.*)\n", document)[1],
+                             re.search(' started="(.*?)"', document)[1])
 
     def test_repairs_are_written_to_the_system_log(self):
         with contextlib.suppress(FileNotFoundError):
