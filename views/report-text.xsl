@@ -25,7 +25,6 @@
   <!-- A longer log shows its last lines. -->
   <xsl:variable name="shown-lines" select="10"/>
 
-  <xsl:key name="unknown" match="/inspection/services/service[@state = 'unknown']" use="reason"/>
   <xsl:key name="repair" match="/inspection/keldoctl/action[status]" use="@id"/>
 
   <!-- The services whose state is not known for a reason of their own. -->
@@ -55,8 +54,6 @@
   <xsl:variable name="explanation" select="$unusable[@id = 'definitions']/reason
       | $unknown[1][count(key('unknown', reason)) = count($unknown)
           and not($unusable[@id = 'definitions'])]/reason"/>
-  <!-- The unusable dependencies whose reasons no service has. -->
-  <xsl:variable name="untold" select="$unusable[reason and not(reason = $services/reason)]"/>
 
   <xsl:template match="inspection">
     <xsl:call-template name="head"/>
@@ -182,7 +179,7 @@
   <xsl:template match="solutions/action">
     <xsl:if test="key('repair', @id)">
       <xsl:value-of select="concat(substring($spaces, 1, $indent),
-          $words[@id = 'without-success'], ':&#10;')"/>
+          $words[@id = 'just-failed'], ':&#10;')"/>
     </xsl:if>
     <xsl:call-template name="command">
       <xsl:with-param name="command">
@@ -261,16 +258,10 @@
 
   <!-- The command that explains what is wrong with a service's definition. -->
   <xsl:template name="lint-command">
-    <xsl:if test="starts-with(reason/@code, 'definition_')
-        and reason/@code != 'definition_missing'">
+    <xsl:variable name="definition"><xsl:call-template name="wrong-definition"/></xsl:variable>
+    <xsl:if test="string($definition)">
       <xsl:call-template name="command">
-        <xsl:with-param name="command">
-          <xsl:text>keldo-service-lint </xsl:text>
-          <xsl:call-template name="shell-word">
-            <xsl:with-param name="text" select="concat(
-                /inspection/dependencies/dependency[@id = 'definitions']/@path, '/', @id, '.xml')"/>
-          </xsl:call-template>
-        </xsl:with-param>
+        <xsl:with-param name="command" select="concat('keldo-service-lint ', $definition)"/>
       </xsl:call-template>
     </xsl:if>
   </xsl:template>

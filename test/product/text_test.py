@@ -141,7 +141,7 @@ class TextTest(ViewTestCase):
             "\n✖ Failed: Restart the Web Server service.\n    ",
             "\n✔ Succeeded: Restart the Name Server service.\n    ", f"""
   Web Server  The pid file /run/kvr/web.pid names no running process.
-              This repair was carried out just now, without success:
+              This repair has just failed:
               {RESTART}:web
 """))
         self.assertLess(failed, succeeded)

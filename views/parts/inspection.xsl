@@ -15,6 +15,9 @@
   <!-- The problem of a service that is down, by the id of the service. -->
   <xsl:key name="problem" match="/inspection/keldoctl/problem" use="substring-after(@id, ':')"/>
 
+  <!-- The services that are not known for the same reason. -->
+  <xsl:key name="unknown" match="/inspection/services/service[@state = 'unknown']" use="reason"/>
+
   <xsl:variable name="summary" select="/inspection/summary"/>
   <xsl:variable name="services" select="/inspection/services/service"/>
   <xsl:variable name="down" select="$services[@state = 'down']"/>
@@ -25,6 +28,8 @@
   <!-- What the inspection depends on and could not use. -->
   <xsl:variable name="unusable"
       select="/inspection/dependencies/dependency[@state = 'missing' or @state = 'failed']"/>
+  <!-- Those that no service names as its reason. -->
+  <xsl:variable name="untold" select="$unusable[reason and not(reason = $services/reason)]"/>
   <xsl:variable name="problems" select="/inspection/keldoctl/problem"/>
   <!-- The problems' default actions, each once. -->
   <xsl:variable name="defaults" select="$problems/solutions/action[@default = 'true']
@@ -57,6 +62,18 @@
       </xsl:when>
       <xsl:otherwise>unrated</xsl:otherwise>
     </xsl:choose>
+  </xsl:template>
+
+  <!-- The file of the current service's definition as a word for the shell, if keldo-service-lint
+       explains what is wrong with it. -->
+  <xsl:template name="wrong-definition">
+    <xsl:if test="starts-with(reason/@code, 'definition_')
+        and reason/@code != 'definition_missing'">
+      <xsl:call-template name="shell-word">
+        <xsl:with-param name="text" select="concat(
+            /inspection/dependencies/dependency[@id = 'definitions']/@path, '/', @id, '.xml')"/>
+      </xsl:call-template>
+    </xsl:if>
   </xsl:template>
 
   <!-- The shell command that carries out $actions, elements with an id. -->

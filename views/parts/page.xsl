@@ -17,8 +17,6 @@
   <xsl:variable name="is-dense" select="count($down) &gt; 8 and not($has-forms)"/>
   <xsl:variable name="failed-repairs" select="$repairs[status != 'ok']"/>
   <xsl:variable name="untried" select="$defaults[not(@id = $failed-repairs/@id)]"/>
-  <!-- Unusable things that no service names as its reason. -->
-  <xsl:variable name="untold" select="$unusable[not(reason = $services/reason)]"/>
 
   <!-- The texts of the headline: elements with a text and a language. -->
   <xsl:variable name="counted"
@@ -416,15 +414,20 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- A command to copy. It breaks between words only. -->
+  <!-- A command to copy: $start, such as "sudo keldoctl-report", $word and the ids of $actions. It
+       breaks between words only. -->
   <xsl:template name="command">
-    <xsl:param name="actions"/>
+    <xsl:param name="start" select="concat($command, ' --repair')"/>
+    <xsl:param name="word"/>
+    <xsl:param name="actions" select="/.."/>
     <xsl:param name="is-all" select="false()"/>
     <div class="command">
       <code dir="ltr" translate="no">
-        <xsl:call-template name="words-of">
-          <xsl:with-param name="text" select="concat($command, ' --repair')"/>
-        </xsl:call-template>
+        <xsl:call-template name="words-of"><xsl:with-param name="text" select="$start"/></xsl:call-template>
+        <xsl:if test="string($word)">
+          <xsl:text> </xsl:text>
+          <span><xsl:value-of select="$word"/></span>
+        </xsl:if>
         <xsl:if test="$is-all"><xsl:text> </xsl:text><span>all</span></xsl:if>
         <xsl:for-each select="$actions[not($is-all)]">
           <xsl:text> </xsl:text>
@@ -498,8 +501,6 @@
   </xsl:template>
 
   <!-- Services that are not known. Those with the same reason share a row. -->
-  <xsl:key name="unknown" match="/inspection/services/service[@state = 'unknown']" use="reason"/>
-
   <xsl:template name="unknown">
     <xsl:if test="$unknown">
       <section aria-labelledby="keldoctl-unknown">
@@ -538,6 +539,15 @@
                   </xsl:for-each>
                 </div>
               </details>
+              <xsl:variable name="definition"><xsl:call-template name="wrong-definition"/></xsl:variable>
+              <xsl:if test="string($definition)">
+                <div class="advice">
+                  <xsl:call-template name="command">
+                    <xsl:with-param name="start" select="'keldo-service-lint'"/>
+                    <xsl:with-param name="word" select="string($definition)"/>
+                  </xsl:call-template>
+                </div>
+              </xsl:if>
               <xsl:if test="count($members) &gt; 1">
                 <xsl:call-template name="name-list">
                   <xsl:with-param name="members" select="$members"/>

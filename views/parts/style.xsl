@@ -33,7 +33,7 @@
   .symbols { position: absolute; inline-size: 0; block-size: 0; }
   .sign { flex: none; inline-size: 1.125rem; block-size: 1.125rem; fill: currentColor; color: var(--tone); }
   .top, .rows, section > .names { color: var(--text); }
-  .rows :is(.quiet, .label), .reason { color: var(--quiet); }
+  .rows .quiet, .rows .label:not(.warning), .reason { color: var(--quiet); }
   .label, .note { font-size: 0.875rem; }
 
   .top {
@@ -42,18 +42,18 @@
   .top > .sign { inline-size: 2.25rem; block-size: 2.25rem; }
   .top > div { flex: 1; min-inline-size: 0; }
   .top > div > :first-child { font-size: 1.5rem; line-height: 1.3; font-weight: 650; }
+  .top span { display: inline-block; text-align: -webkit-match-parent; text-align: match-parent; text-wrap: pretty; }
   .note { margin-block-start: 0.5rem; }
-  .strip { display: flex; gap: 2px; margin-block-start: 0.875rem; border-radius: 4px; overflow: hidden; }
-  .strip i { flex: 1; block-size: 0.5rem; background: var(--tone); }
+  .strip { display: flex; gap: 3px; margin-block-start: 0.875rem; }
+  .strip i { flex: 1; block-size: 0.5rem; border-radius: 2px; background: var(--tone); }
   .strip .unknown {
     background: repeating-linear-gradient(135deg, var(--tone) 0 3px, var(--tint) 3px 6px);
   }
   .strip .stopped, .strip .unchecked { background: none; border: 1px solid var(--tone); }
 
   section { margin-block-start: 1.5rem; }
-  section > :is(h2, h3, h4, h5), .bar > :is(h2, h3, h4, h5) {
-    margin-block-end: 0.5rem; font-size: 1rem; font-weight: 650;
-  }
+  section > :is(h2, h3, h4, h5), section > p, .bar > :is(h2, h3, h4, h5) { margin-block-end: 0.5rem; }
+  section > :is(h2, h3, h4, h5), .bar > :is(h2, h3, h4, h5) { font-size: 1rem; font-weight: 650; }
   .rows { border: 1px solid var(--line); border-radius: 0.75rem; background: var(--surface); overflow: hidden; }
   .row { padding: 0.5rem 1rem; border-inline-start: 0.25rem solid var(--tone); }
   .row + .row { border-block-start: 1px solid var(--line); }
@@ -62,12 +62,12 @@
   .head > .sign { margin-block-start: 0.1875rem; }
   .what { flex: 1; min-inline-size: 0; }
   .what :is(h3, h4, h5, h6) { display: inline; font-weight: 600; }
-  .what .reason { display: block; }
+  .what .reason { display: block; text-align: -webkit-match-parent; text-align: match-parent; }
   .state { color: var(--tone); font-size: 0.875rem; font-weight: 600; }
   summary { cursor: pointer; list-style: none; }
   summary::-webkit-details-marker { display: none; }
   summary::after {
-    content: ""; flex: none; inline-size: 0.5rem; block-size: 0.5rem; margin: 0.4375rem 0.25rem;
+    content: ""; display: inline-block; flex: none; inline-size: 0.5rem; block-size: 0.5rem; margin: 0.4375rem 0.25rem;
     border: solid var(--quiet); border-width: 0 2px 2px 0; transform: rotate(45deg);
   }
   [open] > summary::after { transform: rotate(225deg); }
@@ -85,7 +85,7 @@
   form { margin: 0; }
   form button { border-color: var(--link); background: var(--link); color: var(--surface); font-weight: 600; }
   form button:hover { border-color: var(--text); background: var(--text); }
-  .row > .repair { padding-block: 0.25rem 0.125rem; padding-inline-start: 1.875rem; }
+  .row > .repair, .advice { padding-block: 0.25rem 0.125rem; padding-inline-start: 1.875rem; }
   .command { display: flex; flex-wrap: wrap; gap: 0.375rem 0.5rem; align-items: center; }
   .command code {
     color: var(--text);
@@ -100,7 +100,7 @@
   }
   button:hover { border-color: var(--text); }
   :focus-visible { outline: 3px solid var(--link); outline-offset: 2px; border-radius: 0.25rem; }
-  .warning { color: var(--down); font-weight: 600; }
+  .repair .warning { color: var(--down); font-weight: 600; }
 
   .names {
     display: grid; grid-template-columns: repeat(auto-fill, minmax(min(16.5rem, 100%), 1fr));
@@ -125,8 +125,9 @@
   @container (min-width: 44rem) {
     .row:has(> .repair > form) { display: grid; grid-template-columns: minmax(0, 1fr) auto; gap: 1rem; }
     .row > .repair:has(> form) { padding: 0; text-align: end; }
+    .advice { margin-inline-start: calc(clamp(10rem, 26cqi, 15rem) + 1rem); }
     .what:has(> .title), .row > .repair:not(:has(> form)) {
-      display: grid; grid-template-columns: clamp(10rem, 26%, 15rem) minmax(0, 1fr); gap: 0 1rem;
+      display: grid; grid-template-columns: clamp(10rem, 26cqi, 15rem) minmax(0, 1fr); gap: 0 1rem;
       align-items: baseline;
     }
   }
