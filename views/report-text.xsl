@@ -141,9 +141,14 @@
     <xsl:variable name="length" select="string-length(.)"/>
     <xsl:variable name="text"
         select="substring(., 1, $length - number(substring(., $length) = '&#10;'))"/>
+    <!-- Searching all of a long log takes long, and its end mostly suffices. -->
+    <xsl:variable name="end" select="substring($text, string-length($text) - 9999)"/>
+    <xsl:variable name="suffices"
+        select="string-length($end) - string-length(translate($end, '&#10;', '')) &gt;= $shown-lines"/>
     <xsl:variable name="lines">
       <xsl:call-template name="last-lines">
-        <xsl:with-param name="text" select="$text"/>
+        <xsl:with-param name="text" select="concat(substring($end, 1, 10000 * $suffices),
+            substring($text, 1, string-length($text) * not($suffices)))"/>
         <xsl:with-param name="count" select="$shown-lines"/>
       </xsl:call-template>
     </xsl:variable>

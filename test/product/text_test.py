@@ -277,6 +277,8 @@ class TextTest(ViewTestCase):
                  + lines(99991, 100000)),
                 (lines(1, 3) + "\n\nno end", lines(1, 3) + "\n\nno end\n"),
                 ("a" * 5000, "a" * 5000 + "\n"),
+                (("a" * 2000 + "\n") * 11, "(Earlier lines that are not shown: 1)\n"
+                 + ("a" * 2000 + "\n") * 10),
                 ("\n" * 5000 + "end", "(Earlier lines that are not shown: 4991)\n"
                  + "\n" * 9 + "end\n")):
             with self.subTest(log[-100:]):
