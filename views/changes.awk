@@ -95,7 +95,7 @@ function further(number, unit) { return number == 0 ? "" : " " number " " word[u
 
 function print_flapping(  i, list) {
     for (i = 1; i <= id_count; i++)
-        if (ids[i] != upgrade && most_in_a_day(ids[i]) > most_changes)
+        if (most_in_a_day(ids[i]) > most_changes)
             list = list (list == "" ? "" : ", ") name(ids[i]) " (" most_in_a_day(ids[i]) ")"
     if (list == "") return
     print_text("")

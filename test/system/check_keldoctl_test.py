@@ -201,7 +201,8 @@ class TimeoutTest(PluginTestCase):
         temporary.mkdir()
 
         def run(life, end):
-            with subprocess.Popen([self.prefix / self.PROGRAM], pass_fds=[end],
+            # The time limit does not end keldoctl-inspect during the test.
+            with subprocess.Popen([self.prefix / self.PROGRAM, "-t", "86400"], pass_fds=[end],
                                   env={"PATH": PATH, "TMPDIR": str(temporary)}) as plugin:
                 os.read(life, 1)
                 plugin.kill()

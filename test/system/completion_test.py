@@ -346,7 +346,8 @@ class FilesTest(unittest.TestCase):
         self.check("keldoctl-report", [
             ("--ch", "--changes "), ("--changes we", "--changes web.xml "),
             ("--changes web.xml no", "--changes web.xml notes.txt "),
-            ("--changes --l", "--changes --language="), ("--changes --f", "--changes --flapping="), ("--status we", "--status we")])
+            ("--changes --l", "--changes --language="), ("--changes --f", "--changes --flapping="),
+            ("--status we", "--status we")])
 
 
 if __name__ == "__main__":

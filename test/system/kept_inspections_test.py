@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """keep-report, which keeps inspections, and keldoctl-report --changes, which compares them."""
 
+import datetime
 import os
 import stat
 import subprocess
@@ -10,6 +11,7 @@ import xml.etree.ElementTree as ElementTree
 import schemas
 from installed_views import KEPT_REPORTS, InstalledViewsTestCase
 from made_inspections import inspection, service
+from manual import shown_commands
 from panel import PATH, down_report, report
 from views import INSPECTIONS
 
@@ -42,11 +44,10 @@ class ChangesTest(InstalledViewsTestCase):
     def test_all_kept_files(self):
         self.keep({"2026-11-21T234500.0Z": down_report("dns", "web"),
                    "2026-11-22T000000.000000001Z": web("up", "2026-11-22T00:00:00Z"),
-                   "2026-11-22T001000.0Z#%20Z": web("up", "2026-11-22T00:10:00Z"),
                    "2026-11-22T001500.0Z": web("unknown", "2026-11-22T00:15:00Z"),
                    "notes": b"", ".unfinished": b"<inspection"})
         text = """\
-2026-11-21 23:45 +00:00 -> 2026-11-22 00:15 +00:00  Inspections: 4
+2026-11-21 23:45 +00:00 -> 2026-11-22 00:15 +00:00  Inspections: 3
 
 2026-11-22 00:00 +00:00  web: Down (> 15 min) -> Up
 2026-11-22 00:15 +00:00  web: Up (15 min) -> Not known
@@ -59,6 +60,25 @@ class ChangesTest(InstalledViewsTestCase):
                       self.changes("--language=de-DE"))
         # The time zone is that of the caller.
         self.assertIn("\n2026-11-22 01:00 +01:00  web: ", self.changes(TZ="Somewhere-1"))
+
+    def test_the_example_of_the_manual(self):
+        begin = datetime.datetime(2026, 11, 21, 0, 20)
+        for number in range(97):
+            time = begin + number * datetime.timedelta(minutes=15)
+            web_server = service("web", "up", code="passed", title="Web Server")
+            if number == 27:
+                web_server = service("web", "down", "The pid file /run/kvr/web.pid names no running"
+                                     " process.", title="Web Server")
+            self.keep({f"{time:%Y-%m-%dT%H%M%S}.0Z": inspection(
+                [web_server], started=f"{time:%Y-%m-%dT%H:%M:%SZ}")})
+        [(command, output)] = shown_commands("keldoctl-report.8", "DESCRIPTION")
+        self.assertEqual((command, self.changes()), ("keldoctl-report --changes\n", output))
+
+    def test_a_name_is_no_address(self):
+        # As an address, the second name would be the first.
+        self.keep({"2026-11-22T000000.0Z Z": web("up", "2026-11-22T00:00:00Z"),
+                   "2026-11-22T000000.0Z%20Z": web("down", "2026-11-22T00:15:00Z")})
+        self.assertIn("\n2026-11-22 00:15 +00:00  web: Up (> 15 min) -> Down\n", self.changes())
 
     def test_two_files_of_any_name(self):
         temporary = self.prefix / "administrator's 20% #1"
