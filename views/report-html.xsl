@@ -43,6 +43,7 @@
 html { -webkit-text-size-adjust: 100%; text-size-adjust: 100%; }
 body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family: system-ui, sans-serif; }
 .foot { color: var(--quiet); }
+@media print { :root { color-scheme: light; } }
 @media (max-width: 30rem) { body { padding: 0.75rem; } }
 ]]></style>
     </head>
@@ -53,7 +54,7 @@ body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family:
   <xsl:template name="security-policy">
     <meta http-equiv="Content-Security-Policy" content="{concat(
         &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
-        &quot;style-src 'sha256-/twhDkpfzFMkfPsk8rEHeF5eXO40RgDt+22vG5k8Owo='; &quot;,
+        &quot;style-src 'sha256-xiUDIJQUp3Fn8R9EPUHxTZBAQtkSiuUONq1AYDe52Bg='; &quot;,
         &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
   </xsl:template>
 

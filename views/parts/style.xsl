@@ -57,6 +57,7 @@
   .rows { border: 1px solid var(--line); border-radius: 0.75rem; background: var(--surface); overflow: hidden; }
   .row { padding: 0.5rem 1rem; border-inline-start: 0.25rem solid var(--tone); }
   .row + .row { border-block-start: 1px solid var(--line); }
+  .rows:has(> :nth-child(9)) > .row { padding-block: 0.25rem; }
   .row.unknown { border-inline-start-style: dashed; }
   .head { display: flex; gap: 0.75rem; align-items: flex-start; }
   .head > .sign { margin-block-start: 0.1875rem; }
@@ -139,8 +140,8 @@
   @media print {
     .row { break-inside: avoid; }
     pre { max-block-size: none; }
-    button { display: none; }
-    details::details-content { content-visibility: visible; }
+    button, summary::after { display: none; }
+    .rows details::details-content { content-visibility: visible; }
   }
 }
 ]]></xsl:template>
