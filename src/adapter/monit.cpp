@@ -141,9 +141,9 @@ std::optional<std::chrono::microseconds> Monit::beginOfFirstCycle() const {
     if (stat(pidPath().c_str(), &status) != 0) { // the last file that monit makes before
         return std::nullopt;
     }
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::seconds(status.st_mtim.tv_sec) +
-        std::chrono::nanoseconds(status.st_mtim.tv_nsec));
+    const std::chrono::seconds whole(status.st_mtim.tv_sec);
+    const std::chrono::nanoseconds rest(status.st_mtim.tv_nsec);
+    return std::chrono::duration_cast<std::chrono::microseconds>(whole + rest);
 }
 
 std::string Monit::printed() const {

@@ -41,7 +41,7 @@ Pipe makePipe() {
     return made;
 }
 
-/// In the child: asks the system for SIGTERM when `parent` ends, and moves to a group of its own.
+/// In a child: asks the system for SIGTERM when `parent` ends, and moves to a group of its own.
 void followParent(pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) { // it has already ended, so no signal will come
@@ -50,7 +50,7 @@ void followParent(pid_t parent) {
     setpgid(0, 0);
 }
 
-/// In the child: restores the default actions and unblocks all signals.
+/// In a child: restores the default actions and unblocks all signals.
 void resetSignals() {
     for (const int number : {SIGPIPE, SIGXFSZ}) { // ignored in this program
         std::signal(number, SIG_DFL);
@@ -60,11 +60,30 @@ void resetSignals() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-void connectStreams(int input, int output, int errors) {
-    if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
-        !duplicate(errors, STDERR_FILENO)) {
-        _exit(notExecuted); // otherwise its output could get into the document
+/// Returns the id of a new child, which exits with the status that `work` returns. The child gets
+/// SIGTERM when this process ends, and is in a process group of its own.
+pid_t forkChild(const std::function<int()>& work) {
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid == -1) {
+        throwFromErrno("cannot make a process");
     }
+    if (pid == 0) {
+        followParent(parent);
+        resetSignals();
+        _exit(work()); // no frame above may run in the child
+    }
+    return pid;
+}
+
+/// Executes the program in this process; its standard streams are these descriptors. Returns the
+/// exit status if that fails.
+int becomeProgram(char* const* arguments, int input, int output, int errors) {
+    if (duplicate(input, STDIN_FILENO) && duplicate(output, STDOUT_FILENO) &&
+        duplicate(errors, STDERR_FILENO)) { // otherwise its output could get into the document
+        execvp(arguments[0], arguments);
+    }
+    return notExecuted;
 }
 
 /// Appends to `text` what the pipe holds, until it has `limit` bytes, and drops the rest. Sets
@@ -101,39 +120,23 @@ Child Child::execute(const std::vector<std::string>& words, std::size_t outputLi
         arguments.push_back(const_cast<char*>(word.c_str())); // execvp(3) does not write to it
     }
     arguments.push_back(nullptr);
-    const pid_t parent = getpid();
-    const pid_t pid = fork();
-    if (pid == -1) {
-        throwFromErrno("cannot make a process");
-    }
-    if (pid == 0) {
-        followParent(parent);
-        resetSignals();
-        connectStreams(null.get(), output.writeEnd.get(), errors.writeEnd.get());
-        execvp(arguments[0], arguments.data());
-        _exit(notExecuted);
-    }
+    const pid_t pid = forkChild([&] {
+        return becomeProgram(arguments.data(), null.get(), output.writeEnd.get(),
+                             errors.writeEnd.get());
+    });
     return {pid, std::move(output.readEnd), std::move(errors.readEnd), outputLimit};
 }
 
 Child Child::call(const std::function<void(int)>& work, std::size_t outputLimit) {
     Pipe output = makePipe();
-    const pid_t parent = getpid();
-    const pid_t pid = fork();
-    if (pid == -1) {
-        throwFromErrno("cannot make a process");
-    }
-    if (pid == 0) {
-        followParent(parent);
-        resetSignals();
-        int status = EXIT_SUCCESS;
+    const pid_t pid = forkChild([&] {
         try {
             work(output.writeEnd.get());
-        } catch (...) { // the parent sees the exit status; no frame above may run in the child
-            status = EXIT_FAILURE;
+            return EXIT_SUCCESS;
+        } catch (...) { // the parent sees the exit status
+            return EXIT_FAILURE;
         }
-        _exit(status);
-    }
+    });
     return {pid, std::move(output.readEnd), UniqueFd(), outputLimit};
 }
 
@@ -188,9 +191,6 @@ void Child::read() {
 }
 
 bool Child::update() {
-    if (pid_ == -1) {
-        return true;
-    }
     siginfo_t info{};
     const int failed = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
     if (failed == -1 ? errno != ECHILD : info.si_pid == 0) {

@@ -57,7 +57,7 @@ public:
     /// Reads what is available, without waiting.
     void read();
 
-    /// Reaps the child if it has ended. Returns true once it has been reaped.
+    /// Reaps the child if it has ended, and returns whether it has. Not to be called after that.
     bool update();
 
     /// Sends SIGTERM to the group; SIGKILL from the second call on.

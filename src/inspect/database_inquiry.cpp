@@ -15,7 +15,6 @@ namespace keldo::inspect {
 
 namespace {
 
-constexpr std::chrono::seconds limit{5};
 constexpr std::size_t outputLimit = 16U << 20U;
 
 // Each message of the child is a letter, a text without NUL, and a NUL.
@@ -108,12 +107,10 @@ void readMessage(std::string_view message, DatabaseAnswer& answer) {
     case logRead:
         answer.isLogRead = true;
         break;
-    default:
-        break;
     }
 }
 
-/// A child that was ended before its five seconds were over, or that ended by itself without an
+/// A child that was ended before its whole time was over, or that ended by itself without an
 /// answer, proves nothing about the database.
 void readAnswerOfChild(const ChildResult& result, bool hasFullTime, DatabaseAnswer& answer) {
     std::string_view rest = result.output;
@@ -137,7 +134,8 @@ void readAnswerOfChild(const ChildResult& result, bool hasFullTime, DatabaseAnsw
 
 } // namespace
 
-void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer) {
+void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer,
+                 Clock::duration limit) {
     const auto end = Clock::now() + limit;
     loop.add(Child::call(askInChild, outputLimit), std::min(deadline, end),
              [&answer, hasFullTime = end <= deadline](const ChildResult& result) {

@@ -26,8 +26,9 @@ struct DatabaseAnswer {
 };
 
 /// Starts a child that connects to the database and reads the action log. The child is ended after
-/// five seconds, or at `deadline` if that is earlier. `answer` is complete after loop.run() and
-/// must exist until then.
-void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer);
+/// `limit`, or at `deadline` if that is earlier. `answer` is complete after loop.run() and must
+/// exist until then.
+void askDatabase(EventLoop& loop, Clock::time_point deadline, DatabaseAnswer& answer,
+                 Clock::duration limit = std::chrono::seconds(5));
 
 } // namespace keldo::inspect

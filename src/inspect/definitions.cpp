@@ -5,7 +5,6 @@
 #include "inspect/reasons.h"
 #include "monitor/service_catalogue.h"
 
-#include <boost/lexical_cast.hpp>
 #include <cerrno>
 #include <libxml/xmlerror.h>
 #include <sys/stat.h>
@@ -53,13 +52,7 @@ FoundDefinition findDefinition(const std::string& id) {
         return {path, {}, fault(code), ""};
     }
     xmlResetLastError();
-    FoundDefinition found;
-    found.path = path;
-    try {
-        found.definition = ServiceCatalogue::instance().lookup(id);
-    } catch (const boost::bad_lexical_cast&) { // its checks cannot be counted
-        return {path, {}, fault("definition_ill_formed"), ""};
-    }
+    FoundDefinition found{path, ServiceCatalogue::instance().lookup(id), {}, ""};
     if (found.definition.id.empty()) {
         found.fault = fault("definition_ill_formed");
         found.detail = parserWords();

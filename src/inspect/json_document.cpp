@@ -70,11 +70,12 @@ Json jsonOf(const Test& test) {
 
 Json jsonOf(const InspectedService& service) {
     const Judgement& judgement = service.judgement;
-    Json object = {{"id", valid(service.id)},
-                   {"origin", nameOf(service.origin)},
-                   {"state", nameOf(judgement.state)},
-                   {"seconds", secondsNumber(judgement.duration)},
-                   {"title", jsonOf(service.title)}};
+    Json object;
+    object["id"] = valid(service.id);
+    object["origin"] = nameOf(service.origin);
+    object["state"] = nameOf(judgement.state);
+    object["seconds"] = secondsNumber(judgement.duration);
+    object["title"] = jsonOf(service.title);
     addReason(object, judgement.reason);
     addDetail(object, judgement.detail);
     object["tests"] = Json::array();
@@ -115,9 +116,6 @@ Json solutionsOf(const xmlNode* element) {
 Json jsonOf(const xmlNode* element) {
     Json object = attributesOf(element);
     for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
-        if (child->type != XML_ELEMENT_NODE) {
-            continue;
-        }
         const std::string name = fromXml(child->name);
         if (name == "message") {
             object[name] = {{"text", textOf(child)}};
@@ -168,18 +166,19 @@ Json summaryJson(const Inspection& inspection) {
 
 std::string jsonDocument(const Inspection& inspection) {
     const ReportTree report = reportTree();
-    Json object = {{"version", formatVersion},
-                   {"program", programVersion},
-                   {"host", valid(inspection.host)},
-                   {"started", timeText(inspection.started)},
-                   {"seconds", secondsNumber(inspection.duration)},
-                   {"lang", currentLanguage},
-                   {"verdict", nameOf(inspection.verdict)},
-                   {"summary", summaryJson(inspection)},
-                   {"dependencies", listOf(inspection.dependencies)},
-                   {"services", listOf(inspection.services)},
-                   {"problems", elementsOf(report, "problem")},
-                   {"actions", elementsOf(report, "action")}};
+    Json object;
+    object["version"] = formatVersion;
+    object["program"] = programVersion;
+    object["host"] = valid(inspection.host);
+    object["started"] = timeText(inspection.started);
+    object["seconds"] = secondsNumber(inspection.duration);
+    object["lang"] = currentLanguage;
+    object["verdict"] = nameOf(inspection.verdict);
+    object["summary"] = summaryJson(inspection);
+    object["dependencies"] = listOf(inspection.dependencies);
+    object["services"] = listOf(inspection.services);
+    object["problems"] = elementsOf(report, "problem");
+    object["actions"] = elementsOf(report, "action");
     constexpr int indentation = 2;
     return object.dump(indentation) + "\n";
 }

@@ -107,10 +107,6 @@ void MonitorInquiry::startQuestions() {
 }
 
 void MonitorInquiry::start(const Question& question) {
-    if (batches_ == Batches::unsupported && question.services.size() > 1) {
-        askAlone(question.services);
-        return;
-    }
     std::vector<const ServiceDefinition*> asked;
     for (const std::size_t service : question.services) {
         asked.push_back(&definitionOf(service));
@@ -186,7 +182,7 @@ void MonitorInquiry::takeResult(const Question& question, bool isInBatchMode,
     } else if (batches_ == Batches::unknown && hasEndedByItself(result)) {
         batches_ = Batches::unsupported; // a monitor that was ended says nothing about it
     }
-    if (answer && answer->isRefused) {
+    if (answer && answer->isBatch && answer->isRefused) {
         takeRefusal(question, controlFile, *answer);
     } else if (answer && (answer->isBatch || question.services.size() == 1)) {
         takeAnswer(question, *answer, result);

@@ -2,9 +2,11 @@
 
 #include "inspect/control_files.h"
 
-#include "support/temporary_directory.h"
+#include "failing_call.h"
+#include "support/fake_panel.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -42,6 +44,24 @@ TEST(WriteControlFiles, PutsOneAfterAnotherIntoANewFile) {
 TEST(WriteControlFiles, ReturnsWhyTheFileCannotBeWrittenWhole) {
     const ServiceDefinition one = service("one");
     EXPECT_EQ(writeControlFiles({&one}, "/nowhere/1"), ENOENT);
+    const test::TemporaryDirectory directory;
+    const FailingCall failing("write", EDQUOT);
+    EXPECT_EQ(writeControlFiles({&one}, directory.path() / "1"), EDQUOT);
+}
+
+TEST(WriteControlFiles, WritesOnAfterAnInterruption) {
+    const ServiceDefinition one = service("one");
+    const test::TemporaryDirectory directory;
+    const FailingCall interrupted("write", EINTR, 1);
+    EXPECT_EQ(writeControlFiles({&one}, directory.path() / "1"), 0);
+}
+
+TEST(ControlFileDirectory, IsRemovedIfTheProcessAborts) {
+    const test::FakePanel panel;
+    const ControlFileDirectory directory;
+    EXPECT_TRUE(std::filesystem::exists(directory.path()));
+    raise(SIGABRT); // its handler returns, so that abort(3) ends the process
+    EXPECT_FALSE(std::filesystem::exists(directory.path()));
 }
 
 TEST(BatchNames, TakeAnIdOnceWhateverItsCase) {

@@ -2,10 +2,12 @@
 
 #include "inspect/database_inquiry.h"
 
+#include "failing_call.h"
 #include "support/fake_database.h"
 #include "support/fake_panel.h"
 #include "support/redirected_files.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -21,10 +23,11 @@ protected:
         test::redirectFile("/etc/kvr/.kvr.shadow", directory_.write("password", "secret\n"));
     }
 
-    static DatabaseAnswer ask(Clock::duration time = 1min) {
+    /// `time` until the deadline.
+    static DatabaseAnswer ask(Clock::duration time = 1min, Clock::duration limit = 1min) {
         DatabaseAnswer answer;
         EventLoop loop({});
-        askDatabase(loop, Clock::now() + time, answer);
+        askDatabase(loop, Clock::now() + time, answer, limit);
         loop.run();
         return answer;
     }
@@ -82,10 +85,20 @@ TEST_F(DatabaseInquiry, TellsWhichLimitASilentDatabaseReached) {
     const std::string fifo = directory_.path() / "fifo"; // nobody writes to it
     ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
     test::redirectFile("/etc/kvr/.kvr.shadow", fifo);
-    const DatabaseAnswer answer = ask(0s);
-    EXPECT_EQ(answer.code, "limit");
-    EXPECT_FALSE(answer.isKnown); // a shorter time than its own proves nothing about the database
-    EXPECT_EQ(ask().code, "database_silent"); // after five seconds
+    const DatabaseAnswer early = ask(0s, 1min);
+    EXPECT_EQ(early.code, "limit");
+    EXPECT_FALSE(early.isKnown); // a shorter time than its own proves nothing about the database
+    const DatabaseAnswer late = ask(1min, 0s);
+    EXPECT_EQ(late.code, "database_silent");
+    EXPECT_TRUE(late.isKnown);
+}
+
+TEST_F(DatabaseInquiry, KnowsNothingIfTheChildCannotAnswer) {
+    const FailingCall failing("write", EIO);
+    const DatabaseAnswer answer = ask();
+    EXPECT_EQ(answer.code, "database_failed");
+    EXPECT_EQ(answer.detail, "the process that asks the database ended early");
+    EXPECT_FALSE(answer.isKnown);
 }
 
 } // namespace keldo::inspect

@@ -2,6 +2,7 @@
 
 #include "inspect/document.h"
 
+#include "failing_call.h"
 #include "inspect/summary.h"
 #include "support/fake_panel.h"
 
@@ -101,6 +102,16 @@ TEST_F(Documents, HoldOnlyCharactersThatXmlCanCarry) {
     };
     EXPECT_EQ(count(xml, "a\uFFFD\uFFFD&lt;&amp;"), 10U) << xml;
     EXPECT_EQ(count(json, "a\uFFFD\uFFFD<&\\\""), 10U) << json;
+}
+
+TEST_F(Documents, ThrowIfTheyCannotBeMade) {
+    {
+        const FailingCall failing("xmlReadMemory");
+        EXPECT_THROW(xmlDocument(inspection_), std::runtime_error);
+        EXPECT_THROW(jsonDocument(inspection_), std::runtime_error);
+    }
+    const FailingCall failing("xmlDocDumpFormatMemoryEnc");
+    EXPECT_THROW(xmlDocument(inspection_), std::runtime_error);
 }
 
 } // namespace keldo::inspect

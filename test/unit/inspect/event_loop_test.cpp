@@ -2,6 +2,8 @@
 
 #include "inspect/event_loop.h"
 
+#include "failing_call.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -13,23 +15,6 @@
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
-
-namespace {
-
-bool isForkRefused = false;
-
-} // namespace
-
-extern "C" {
-pid_t __real_fork();
-pid_t __wrap_fork() {
-    if (isForkRefused) {
-        errno = EAGAIN;
-        return -1;
-    }
-    return __real_fork();
-}
-}
 
 namespace keldo::inspect {
 
@@ -93,6 +78,29 @@ TEST(ExecutedChild, HasStatus127IfThereIsNoSuchProgram) {
     EXPECT_EQ(WEXITSTATUS(resultOf(Child::execute({"/nowhere"}, outputLimit)).waitStatus), 127);
 }
 
+TEST(ExecutedChild, ExecutesNothingWithoutItsParentOrItsStreams) {
+    for (const char* const function : {"getppid", "dup2"}) {
+        SCOPED_TRACE(function);
+        const FailingCall failing(function, EBADF);
+        const ChildResult result = resultOf(shell("echo wrong"));
+        EXPECT_EQ(WEXITSTATUS(result.waitStatus), 127);
+        EXPECT_EQ(result.output, "");
+    }
+}
+
+TEST(ExecutedChild, IsReadOnAfterAnInterruption) {
+    Child child = shell("echo text");
+    waitForOutput(child);
+    const FailingCall interrupted("read", EINTR, 1);
+    EXPECT_EQ(resultOf(std::move(child)).output, "text\n");
+}
+
+TEST(ExecutedChild, CountsAsKilledIfItsStatusIsLost) {
+    Child child = shell("exit");
+    ASSERT_NE(waitpid(-1, nullptr, 0), -1);
+    EXPECT_EQ(resultOf(std::move(child)).waitStatus, SIGKILL);
+}
+
 TEST(ExecutedChild, IsEndedOnceItWritesMoreThanTheLimit) {
     const ChildResult whole = resultOf(shell("head -c 1000 /dev/zero"));
     EXPECT_EQ(whole.output.size(), outputLimit);
@@ -147,7 +155,7 @@ TEST(EndedChild, LeavesNoProcessOfItsGroup) {
     ASSERT_EQ(pipe(ends.data()), 0); // its writing end is open in all descendants
     resultOf(Child::call(
         [](int) {
-            if (__real_fork() == 0) {
+            if (fork() == 0) {
                 pause();
             }
         },
@@ -194,10 +202,12 @@ TEST(DestroyedChild, IsKilledIfItIgnoresSigterm) {
 }
 
 TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorLeft) {
-    isForkRefused = true;
-    EXPECT_THROW(shell("exit"), std::system_error);
-    EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
-    isForkRefused = false;
+    for (const char* const function : {"fork", "fcntl"}) {
+        SCOPED_TRACE(function);
+        const FailingCall failing(function, EAGAIN);
+        EXPECT_THROW(shell("exit"), std::system_error);
+        EXPECT_THROW(Child::call([](int) {}, outputLimit), std::system_error);
+    }
     for (const rlim_t count : {0U, 1U, 2U, 3U, 4U}) { // two pipes and the null device
         SCOPED_TRACE(count);
         const DescriptorLimit limit(count);

@@ -2,11 +2,13 @@
 
 #include "inspect/monitor_inquiry.h"
 
+#include "failing_call.h"
 #include "inspect/names.h"
 #include "support/fake_panel.h"
 #include "support/temporary_directory.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <list>
@@ -141,6 +143,20 @@ TEST_F(MonitorInquiryTest, LeavesTheMonitorTimeToPrintBeforeTheDeadline) {
         SCOPED_TRACE(call);
         EXPECT_LE(std::stod(call.substr(2)), 6.0);
     }
+}
+
+TEST_F(MonitorInquiryTest, LeavesAServiceUnknownThatIsNotCheckedAloneEither) {
+    panel_.installMonitor(batchMonitor);
+    answer("answer.a", "<status>0</status><monitor>2</monitor><checked>0</checked>");
+    add({"a", "b"});
+    EXPECT_EQ(ask(1), "a unknown not_tested, b up passed");
+    EXPECT_EQ(calls(), (std::vector<std::string>{"a 10.000", "a b 1.000"}));
+}
+
+TEST_F(MonitorInquiryTest, LeavesServicesUnknownIfNoProcessCanBeMade) {
+    add({"a", "b"});
+    const FailingCall failing("fork", EAGAIN);
+    EXPECT_EQ(ask(1), "a unknown no_process_to_be_had, b unknown no_process_to_be_had");
 }
 
 TEST_F(MonitorInquiryTest, AsksSeparatelyForServicesThatCannotShareAControlFile) {
