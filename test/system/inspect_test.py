@@ -355,6 +355,28 @@ class MonitorTest(InspectTest):
                           seen.dependencies["monitor"].state), ("missing", "unasked"))
 
 
+class FailingCallTest(InspectTest):
+    """System calls of keldoctl-inspect itself, but not of its children, that fail."""
+
+    def run_failing(self, call):
+        return self.run_program(program=("strace", "-qq", "-o", "/dev/null", "-e",
+                                         f"inject={call}", INSPECT))
+
+    def test_nothing_is_known_if_no_process_can_be_made(self):
+        done = self.run_failing("clone:error=EAGAIN")
+        seen = inspection.read(done.stdout, done.returncode)
+        self.assertEqual(states(seen),
+                         dict.fromkeys(CORE_SERVICES, "unknown no_process_to_be_had"))
+        self.assertEqual({name: each.state for name, each in seen.dependencies.items()
+                          if each.state != "ok"}, {
+            "upgrade_tool": "failed", "database": "failed", "action_log": "failed"})
+        self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
+
+    def test_there_is_no_document_if_no_signal_can_be_watched(self):
+        done = self.run_failing("signalfd4:error=EMFILE")
+        self.assertEqual((done.returncode, done.stdout), (3, b""))
+
+
 class EndTest(InspectTest):
     """Signals that end the program while a monitor is at work."""
 
