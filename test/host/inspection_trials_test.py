@@ -3,19 +3,21 @@
 in each trial of doc/reliability.md. KELDO_TRIALS names a file that gets a line for each inspection."""
 
 import contextlib
+import itertools
 import os
 import pathlib
+import select
 import signal
 import socket
-import ssl
 import subprocess
 import tempfile
 import threading
 import unittest
+from concurrent import futures
 
-import inspection
-from inspection import inspect
+from inspection import INSPECT, inspect
 from panel import report
+from terminal import PATIENCE
 
 ROOT = pathlib.Path("/usr/local/kvr")
 MONITOR = ROOT / "admin/sbin/monit"
@@ -94,10 +96,10 @@ class Trial(unittest.TestCase):
         self.addCleanup(server.close)
         return server.getsockname()[1]
 
-    def expect(self, *arguments, **states):
+    def expect(self, *arguments, program=(INSPECT,), **states):
         """Inspects, and holds the states of these services against "STATE CODE". All others that
         ought to run are up. Returns the inspection."""
-        seen = inspect(*arguments, trial=self.id().rpartition(".")[2])
+        seen = inspect(*arguments, trial=self.id().rpartition(".")[2], program=program)
         got = {service.id: f"{service.state} {service.code}" for service in seen.services}
         expected = {service: "up passed" for service in CORE}
         expected["redis"] = "stopped stopped_by_administrator"
@@ -105,9 +107,10 @@ class Trial(unittest.TestCase):
                                      if name not in states} | states)
         return seen
 
-    def expect_all(self, code, *arguments, services=CORE[1:]):
-        """All these services are unknown for the same reason."""
-        return self.expect(*arguments, **{service: f"unknown {code}" for service in services})
+    def expect_all(self, code, *arguments, program=(INSPECT,)):
+        """All services but the database are unknown for the same reason."""
+        return self.expect(*arguments, program=program,
+                           **{service: f"unknown {code}" for service in CORE[1:]})
 
 
 class ServiceTrials(Trial):
@@ -352,6 +355,15 @@ class MonitorTrials(Trial):
         seen = self.expect_all("monitor_missing")
         self.assertEqual(seen.dependencies["monitor"].state, "missing")
 
+    def test_monit_is_missing_behind_the_monitor(self):
+        monit = pathlib.Path("/usr/bin/monit")
+        self.addCleanup(monit.with_name("kept").rename, monit)
+        monit.rename(monit.with_name("kept"))
+        seen = self.expect_all("monitor_failed")
+        self.assertEqual(seen.dependencies["monitor"].state, "failed")
+        self.assertIn("/usr/bin/monit -- No such file or directory",
+                      seen.dependencies["monitor"].detail)
+
     def test_the_monitor_is_not_executable(self):
         self.replace_monitor("#!/bin/sh\n", mode=0o644)
         self.expect_all("monitor_not_executable")
@@ -376,6 +388,66 @@ class MonitorTrials(Trial):
             self.define(name, pid_file)
         self.expect(**{name: "up passed" for name in names})
 
+    def fifo(self):
+        """A FIFO's path, and a descriptor for both directions. No end of file is read."""
+        path = self.directory / f"fifo{len(os.listdir(self.directory))}"
+        os.mkfifo(path)
+        descriptor = os.open(path, os.O_RDWR)
+        self.addCleanup(os.close, descriptor)
+        return path, descriptor
+
+    def read_events(self, descriptor, event, count):
+        """Reads lines until `event` has come that often. Returns all lines."""
+        lines = []
+        while lines.count(event) < count:
+            if not select.select([descriptor], [], [], PATIENCE)[0]:
+                self.fail(f"only {lines}")
+            line = b""
+            while not line.endswith(b"\n"):
+                line += os.read(descriptor, 1)
+            lines.append(line.decode().strip())
+        return lines
+
+    def test_no_more_monitors_at_once_than_jobs_and_later_than_32(self):
+        """The first pass leaves all services unchecked. Each monitor says when it begins and when
+        it ends, and waits in between until this test lets it go on. Some services cannot share a
+        control file, so the first pass has more questions than jobs."""
+        (log, events), (first, go_first), (last, go_last) = (self.fifo() for _ in range(3))
+        self.replace_monitor(f"""#!/bin/sh
+case $6 in
+1.000)
+    echo first begins >{log}; read line <{first}
+    echo '<monit batch="1">'
+    sed -n 's,^check [a-z]* \\(.*\\),<service><name>\\1</name><checked>0</checked></service>,p' "$2"
+    echo '</monit>'
+    echo first ends >{log} ;;
+*)
+    echo last begins >{log}; read line <{last}
+    MONITOR "$@"
+    echo last ends >{log} ;;
+esac
+""")
+        pid_file = self.pid_file(self.process().pid)
+        alone = 4
+        names = [f"many{number}" for number in range(54 - alone)]
+        names += [f"alone+{number}" for number in range(alone)]
+        for name in names:
+            self.define(name, pid_file)
+        for jobs in (1, 3):
+            with self.subTest(jobs), futures.ThreadPoolExecutor() as executor:
+                seen = executor.submit(self.expect, f"--jobs={jobs}",
+                                       **{name: "up passed" for name in names})
+                lines = self.read_events(events, "first begins", jobs)
+                os.write(go_first, b"\n" * (jobs + alone))
+                lines += self.read_events(events, "last begins", 32)
+                os.write(go_last, b"\n" * 59)
+                lines += self.read_events(events, "last ends", 59)
+                seen.result()
+                alive = itertools.accumulate(1 if line.endswith("begins") else -1
+                                             for line in lines)
+                self.assertEqual(max(alive), 32)
+                self.assertEqual(lines.index("first ends"), jobs, lines)
+
 
 class ControlFileTrials(Trial):
     def mount(self, *options):
@@ -398,6 +470,12 @@ class ControlFileTrials(Trial):
         seen = self.expect_all("no_space")
         self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
         self.assertEqual(os.listdir(ROOT / "tmp"), ["filler"])
+
+    def test_the_directory_is_over_quota(self):
+        """Not every kernel has quotas, and root may exceed them. So the call is made to fail."""
+        seen = self.expect_all("over_quota", program=(
+            "strace", "-qq", "-o", "/dev/null", "-e", "inject=mkdir:error=EDQUOT", INSPECT))
+        self.assertEqual(seen.dependencies["control_files"].state, "failed")
 
 
 class UpgradeTrials(Trial):

@@ -74,9 +74,10 @@ def read(document, status=0):
                       _report(root), document)
 
 
-def inspect(*arguments, trial=None, program=INSPECT, **options):
-    """Inspects this host. `trial` names a line in the file of KELDO_TRIALS, if there is one."""
-    done = subprocess.run([program, *arguments], check=False, stdout=subprocess.PIPE, **options)
+def inspect(*arguments, trial=None, program=(INSPECT,), **options):
+    """Inspects this host by the command `program`. `trial` names a line in the file of KELDO_TRIALS,
+    if there is one."""
+    done = subprocess.run([*program, *arguments], check=False, stdout=subprocess.PIPE, **options)
     seen = read(done.stdout, done.returncode)
     if trial and "KELDO_TRIALS" in os.environ:
         line = ", ".join(f"{service.id} {service.state} {service.code}"
