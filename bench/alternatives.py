@@ -1,16 +1,24 @@
 # SPDX-License-Identifier: MIT
-"""keldoctl with the real monit, and two alternatives that an administrator could use."""
+"""keldoctl-inspect and keldoctl with the real monit, and two alternatives that an administrator
+could use."""
 
 import statistics
 
+import memory
 from panel import PROJECT
-from rounds import Command, alternate
-from table import Milliseconds, alone, timed
+from rounds import Command, alternate, run_once
+from table import Kibibytes, Milliseconds, alone, compared, timed
 
 MONIT = "/usr/bin/monit"
 ADAPTER = PROJECT / "build/release/libexec/monit-check-status"
 PLUGINS = PROJECT / "build/bench/plugins/usr/lib/nagios/plugins"
 CALL_TARGET = 12  # milliseconds
+INSPECT, MONIT_NAME, LOOP_NAME = "keldoctl-inspect", "monit validate", "loop of plugins"
+MOST_HANGING = 10
+ONE_HANGING = "1 hangs"
+# For keldoctl-inspect: ratios by the number of services and what is beside it.
+TARGETS = {(60, MONIT_NAME): 3, (600, MONIT_NAME): 3, (60, LOOP_NAME): 0.1, (60, ONE_HANGING): 2}
+MEMORY_TARGET = 16 * 1024  # KiB
 
 
 def adapter_rows(server, rounds):
@@ -22,19 +30,58 @@ def adapter_rows(server, rounds):
             for kind, times in (("wall", taken.wall), ("CPU", taken.cpu))]
 
 
-def status_rows(server, rounds):
-    """--status with the real monit. `rounds` maps numbers of services to numbers of rounds."""
+def inspection_rows(server, rounds, hanging):
+    """keldoctl-inspect with the real monit, beside keldoctl and the alternatives. `rounds` maps
+    numbers of services to numbers of rounds. `hanging` has the numbers of services that are also
+    measured with hanging ones, once: all but keldoctl-inspect wait for one after another."""
     server.set_monitor(ADAPTER)
     rows = []
     for count, number in rounds.items():
         services = server.start_services(count)
-        own, monit, loop = alternate([Command([server.keldoctl, "--status"]),
-                                      _validate(server, services), _loop(server, services)],
-                                     number)
-        what = f"--status by monit, {count} services, wall"
-        rows += [timed(what, own.wall, monit.wall, "monit validate"),
-                 timed(what, own.wall, loop.wall, "loop of plugins")]
+        for down in ((), services[1:2]):
+            with server.breaking(down=down):
+                ways = _ways(server, services, int(bool(down)))
+                times = alternate(ways.values(), number)
+            rows += [timed(_what(count, ", 1 down" if down else ""), times[0].wall, other.wall,
+                           name, TARGETS.get((count, name)))
+                     for name, other in list(zip(ways, times))[1:]]
+        if count in hanging:
+            rows += _hanging_rows(server, services)
     return rows
+
+
+def memory_row(server, count, runs):
+    """The peak memory of keldoctl-inspect itself with the real monit."""
+    server.set_monitor(ADAPTER)
+    server.start_services(count)
+    peak = statistics.median(memory.peak(server.peak_memory, [server.inspect])
+                             for _ in range(runs))
+    return alone(f"Peak memory, {INSPECT}, {count} services", Kibibytes(peak), runs, MEMORY_TARGET)
+
+
+def _hanging_rows(server, services):
+    """The first services hang, so that those behind them wait the longest."""
+    count, many = len(services), services[1:1 + MOST_HANGING]
+    with server.breaking(hanging=many[:1]):
+        times = {ONE_HANGING: run_once(_ways(server, services, 1)[INSPECT])}
+    with server.breaking(hanging=many):
+        times |= {name: run_once(way) for name, way in _ways(server, services, 1).items()}
+    own = Milliseconds(times.pop(INSPECT).wall)
+    return [compared(_what(count, f", {len(many)} hang"), own, Milliseconds(other.wall), name,
+                     TARGETS.get((count, name)))
+            for name, other in times.items()]
+
+
+def _what(count, more):
+    return f"{INSPECT}, {count} services{more}, wall"
+
+
+def _ways(server, services, status):
+    """The commands by their names, keldoctl-inspect first. `status` is 1 if a service is down."""
+    return {INSPECT: Command([server.inspect], status),
+            "keldoctl --status": Command([server.keldoctl, "--status"]),
+            MONIT_NAME: _validate(server, services),
+            LOOP_NAME: _loop(server, services, status)}
 
 
 def _validate(server, services):
@@ -45,6 +92,7 @@ def _validate(server, services):
     return Command([MONIT, "-c", control, "validate"], status=1)
 
 
-def _loop(server, services):
+def _loop(server, services, status):
     return Command([str(PROJECT / "bench/plugin_loop"), str(PLUGINS), server.PROCESS,
-                    *(str(server.port(service)) for service in services)])
+                    *("/".join(filter(None, map(str, server.port(service))))
+                      for service in services)], status)

@@ -1,23 +1,34 @@
 # SPDX-License-Identifier: MIT
-"""A panel's server with any number of services, all of them up, on a private host."""
+"""A panel's server with any number of services on a private host."""
 
+import contextlib
 import pathlib
 import shutil
+import socket
 import subprocess
 import sys
+from typing import NamedTuple
 
 from database import START, Database
-from panel import CORE_SERVICES, KELDOCTL, PROJECT, Panel
+from panel import BUILD, CORE_SERVICES, KELDOCTL, PROJECT, Panel
 
 PROGRAMS = PROJECT / "build/bench/bench"
-FIRST_PORT = 20000
+SILENT_PORT, UNUSED_PORT, FIRST_PORT = 19998, 19999, 20000
+
+
+class Port(NamedTuple):
+    """The port that a service's definition names, and its protocol, which may be empty."""
+
+    number: int
+    protocol: str = ""
 
 
 class Server:
     """A panel whose services run. MariaDB is real; one process plays all other services: it listens
-    on a port for each, and each pid file has its pid. keldoctl is at the panel's path for it. The
-    monitor answers at once, unless set_monitor() installs another one. `services` are all services
-    with a definition; start_services() selects the ones to check. Use it as a context manager."""
+    on a port for each, and each pid file has its pid. keldoctl and keldoctl-inspect are at the
+    panel's paths for them. The monitor answers at once, unless set_monitor() installs another one.
+    `services` are all services with a definition; start_services() selects the ones to check,
+    breaking() makes some of them fail. Use it as a context manager."""
 
     PROCESS = "listeners.py"  # the name in the process's arguments
     RESTART = "echo stopped\necho started"  # the shell commands of a repair
@@ -27,12 +38,17 @@ class Server:
         self.floor = str(PROGRAMS / "floor")
         self.peak_memory = str(PROGRAMS / "peak_memory")
         self.keldoctl = self._install(KELDOCTL, "keldoctl")
+        self.inspect = self._install(BUILD / "keldoctl-inspect", "keldoctl-inspect")
         self.monitor = str(self.panel.root / "admin/sbin/monit")
         self.set_monitor()
         self.upgrade_check = str(self.panel.root / "admin/sbin/noupgradecheck")
         further = range(len(CORE_SERVICES) + 1, most_services + 1)
         self.services = [*CORE_SERVICES, *(f"service{number}" for number in further)]
         self._listeners = self._listen()
+        # Nobody accepts its connections, so whoever waits for an answer waits in vain.
+        self._silent = socket.create_server(("127.0.0.1", SILENT_PORT), backlog=1024)
+        self._ports = {service: Port(FIRST_PORT + number)
+                       for number, service in enumerate(self.services)}
         for service in self.services:
             self._define(service)
         self._database = Database("--general-log=0")
@@ -44,6 +60,7 @@ class Server:
         self._database.stop()
         self._listeners.kill()
         self._listeners.wait()
+        self._silent.close()
 
     def set_monitor(self, program=PROGRAMS / "monitor"):
         """Makes a program the panel's monitor, by default the one that answers at once."""
@@ -67,6 +84,21 @@ class Server:
             raise RuntimeError(f"not all services are up:\n{report.decode()}")
         return self.services[:count]
 
+    @contextlib.contextmanager
+    def breaking(self, down=(), hanging=()):
+        """Within the context nobody listens on the port of the services `down`, and the port of the
+        services `hanging` takes connections and never answers."""
+        kept = dict(self._ports)
+        self._ports |= dict.fromkeys(down, Port(UNUSED_PORT))
+        self._ports |= dict.fromkeys(hanging, Port(SILENT_PORT, "http"))
+        changed = (*down, *hanging)
+        for service in changed:
+            self._define(service)
+        yield
+        self._ports = kept
+        for service in changed:
+            self._define(service)
+
     def write_control_file(self, services, settings=""):
         """Writes a control file of the monitor: the settings, then for each service the text that
         keldoctl writes. Returns its path."""
@@ -76,7 +108,7 @@ class Server:
         return str(path)
 
     def port(self, service):
-        return FIRST_PORT + self.services.index(service)
+        return self._ports[service]
 
     def _listen(self):
         program = PROJECT / "bench" / self.PROCESS
@@ -90,12 +122,15 @@ class Server:
         pid_file = pathlib.Path(self._pid_file(service))
         pid_file.write_text(f"{self._listeners.pid}\n", encoding="ascii")
         stop, start = self.RESTART.splitlines()
+        number, protocol = self._ports[service]
         self.panel.write_service(service, pid_file=str(pid_file), stop=stop, start=start,
-                                 ports=[(self.port(service), {})])
+                                 ports=[(number, {"protocol": protocol} if protocol else {})])
 
     def _control_text(self, service):
+        number, protocol = self._ports[service]
+        test = f"port {number}" + (f" protocol {protocol}" if protocol else "")
         return (f'check process {service}\n\twith pidfile "{self._pid_file(service)}"\n'
-                f"\tif failed port {self.port(service)} then alert\n")
+                f"\tif failed {test} then alert\n")
 
     @staticmethod
     def _pid_file(service):

@@ -31,14 +31,17 @@ class Plan(NamedTuple):
     system_calls: tuple  # numbers of services
     instructions: tuple  # numbers of services
     adapter: int  # rounds
-    instead: dict  # from numbers of services to numbers of rounds
+    inspection: dict  # from numbers of services to numbers of rounds
+    hanging: tuple  # numbers of services
+    inspection_memory: int  # runs
 
 
 FULL = Plan(status={6: 151, 60: 51, 600: 15}, repair={1: 151, 100: 31}, start_up=501, memory=7,
             system_calls=(6, 60), instructions=(6, 60), adapter=101,
-            instead={6: 21, 60: 7, 600: 3})
+            inspection={6: 51, 60: 15, 600: 5}, hanging=(6, 60, 600), inspection_memory=7)
 QUICK = Plan(status={6: 31, 60: 9}, repair={1: 21, 100: 5}, start_up=101, memory=3,
-             system_calls=(6, 60), instructions=(6,), adapter=21, instead={6: 5, 60: 3})
+             system_calls=(6, 60), instructions=(6,), adapter=21, inspection={6: 5, 60: 3}, hanging=(),
+             inspection_memory=3)
 
 
 def rows(server, plan):
@@ -51,7 +54,8 @@ def rows(server, plan):
     yield from beside_floor.system_call_rows(server, plan.system_calls)
     yield from beside_floor.instruction_rows(server, plan.instructions)
     yield from alternatives.adapter_rows(server, plan.adapter)
-    yield from alternatives.status_rows(server, plan.instead)
+    yield from alternatives.inspection_rows(server, plan.inspection, plan.hanging)
+    yield alternatives.memory_row(server, 60, plan.inspection_memory)
 
 
 def go_first():
