@@ -369,7 +369,8 @@ class FailingCallTest(InspectTest):
                          dict.fromkeys(CORE_SERVICES, "unknown no_process_to_be_had"))
         self.assertEqual({name: each.state for name, each in seen.dependencies.items()
                           if each.state != "ok"}, {
-            "upgrade_tool": "failed", "database": "failed", "action_log": "failed"})
+            "upgrade_tool": "failed", "database": "failed", "action_log": "failed",
+            "monitor": "unasked"})
         self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
 
     def test_there_is_no_document_if_no_signal_can_be_watched(self):
