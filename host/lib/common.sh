@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
-# Shared by host/run and host/make-layer: paths, and whether the layer is up to date.
+# Shared by host/run and host/make-layer: paths, and whether the layers are up to date.
 # The caller first sets `program` and `project`.
 
 # The exit status if the host cannot be made; commands hardly ever use it.
@@ -8,18 +8,31 @@ readonly NO_HOST=125
 
 readonly host=$project/host
 readonly work=$project/build/host
-readonly layer=$work/layer
+# The lists of packages below host, each with a layer of its own, the lowest layer first.
+lists=(packages)
 
 die() {
     printf '%s: %s\n' "$program" "$*" >&2
     exit "$NO_HOST"
 }
 
-# A hash of everything that the layer depends on. The machine's packages count, since apt chose the
-# layer's packages to fit them.
+# Takes --with NAME: the layer of host/packages-NAME lies above the first.
+add_list() {
+    [[ -f $host/packages-$1 ]] || die "there is no list of packages -- packages-$1"
+    lists+=("packages-$1")
+}
+
+# Prints the directory of the layer of a list.
+layer_of() {
+    echo "$work/layer${1#packages}"
+}
+
+# A hash of everything that the layer of a list depends on, with the layer below it. The machine's
+# packages count, since apt chose the layer's packages to fit them.
 layer_key() {
     {
         echo "$serves_as_host"
+        [[ $1 == packages ]] || cat "$host/$1"
         cat "$host"/packages "$host"/panel/*.sql "$host"/lib/install \
             "$host"/root/etc/kvr/.kvr.shadow "$host"/root/usr/local/kvr/etc/mysql.cnf \
             /var/lib/dpkg/status
@@ -27,18 +40,34 @@ layer_key() {
 }
 
 layer_is_fresh() {
-    [[ -f $layer/key && $(layer_key) == "$(<"$layer"/key)" ]]
+    local key
+    key=$(layer_of "$1")/key
+    [[ -f $key && $(layer_key "$1") == "$(<"$key")" ]]
 }
 
-# Makes the layer if it is out of date, and takes a shared lock (descriptor $layer_lock) that keeps
-# others from replacing it.
-hold_fresh_layer() {
+layers_are_fresh() {
+    local list
+    for list in "${lists[@]}"; do
+        layer_is_fresh "$list" || return
+    done
+}
+
+make_stale_layers() {
+    local list
+    for list in "${lists[@]}"; do
+        layer_is_fresh "$list" || make_layer "$list" || return
+    done
+}
+
+# Makes the layers that are out of date, and takes a shared lock (descriptor $layer_lock) that keeps
+# others from replacing them.
+hold_fresh_layers() {
     exec {layer_lock}>"$work/lock"
     flock --shared "$layer_lock"
     # Changing the kind of lock releases it for a moment, so check again.
-    until layer_is_fresh; do
+    until layers_are_fresh; do
         flock --exclusive "$layer_lock"
-        layer_is_fresh || make_layer {layer_lock}>&- || die "the layer could not be made"
+        make_stale_layers {layer_lock}>&- || die "the layer could not be made"
         flock --shared "$layer_lock"
     done
 }

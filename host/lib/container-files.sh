@@ -11,6 +11,8 @@ readonly german_locale=/usr/lib/locale/de_DE
 readonly in_use=/var/lib/keldo-host-in-use
 
 lay_out_host_files() {
+    local layer
+    layer=$(layer_of packages)
     : >"$in_use"
     cp -a "$layer/kvr" /var/lib/kvr
     # Missing if the container has its own locale of this name.

@@ -38,8 +38,10 @@ is_port_in_use() {
         /proc/net/tcp /proc/net/tcp6 /proc/net/udp /proc/net/udp6
 }
 
+# Makes the layer of a list.
 make_layer() (
-    new=$work/layer.new
+    layer=$(layer_of "$1")
+    new=$layer.new
     had_locale=$(ls -d "$german_locale" 2>/dev/null)
     echo "$program: installing the daemons in this container" >&2
     rm -rf "$new"
@@ -47,10 +49,10 @@ make_layer() (
     trap 'remove_host_files; restore_policy' EXIT
     : >"$in_use"
     save_policy
-    "$host/lib/install" >&2 || exit
-    mv /var/lib/kvr "$new/kvr"
+    "$host/lib/install" "$1" >&2 || exit
+    [[ $1 != packages ]] || mv /var/lib/kvr "$new/kvr"
     [[ $had_locale || ! -d $german_locale ]] || mv "$german_locale" "$new/de_DE"
-    layer_key >"$new/key"
+    layer_key "$1" >"$new/key"
     rm -rf "$layer"
     mv "$new" "$layer"
 )

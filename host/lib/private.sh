@@ -13,23 +13,26 @@ claim_host() {
 # process outlives host/run, and the mounts and files go with the last process.
 readonly private_namespaces=(unshare --mount --pid --uts --ipc --fork --kill-child=KILL)
 
+# Makes the layer of a list.
 make_layer() {
-    local new=$work/layer.new
-    echo "$program: installing the daemons of the private host" >&2
+    local layer new
+    layer=$(layer_of "$1")
+    new=$layer.new
+    echo "$program: installing the daemons of the private host (host/$1)" >&2
     rm -rf "$new"
     mkdir -p "$new"
-    run_in_namespaces "$host/lib/make-layer-root" "$new"
+    run_in_namespaces "$host/lib/make-layer-root" "$1" "$new"
     if ((status != 0)); then
         rm -rf "$new"
         return 1
     fi
-    layer_key >"$new/key"
+    layer_key "$1" >"$new/key"
     rm -rf "$layer"
     mv "$new" "$layer"
 }
 
 run_in_host() {
-    run_in_namespaces --net "$host/lib/private-root" "$panel" "$PWD" "$@" {layer_lock}>&-
+    run_in_namespaces --net "$host/lib/private-root" "$panel" "${lists[*]}" "$PWD" "$@" {layer_lock}>&-
 }
 
 # Takes further options for `unshare`, then the first process's program and its arguments. The

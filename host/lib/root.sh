@@ -6,7 +6,7 @@
 readonly private=$work/private
 readonly root=$private/root
 
-# The directories that packages write to. Each gets its own overlay of the layer and the machine: one
+# The directories that packages write to. Each gets its own overlay of the layers and the machine: one
 # overlay of "/" is impossible, since the layer is inside "/" and the kernel refuses such overlaps.
 # Each directory may also be a separate file system of the machine.
 package_directories() {
@@ -37,18 +37,23 @@ mount_overlay() {
     mount -t overlay overlay -o "lowerdir=$lower,upperdir=upper/$name,workdir=work/$name" "$target"
 }
 
-# Assembles the tree at $root. Takes the layer, which may be empty.
+# Assembles the tree at $root. Takes the lists of packages whose layers it has, the lowest layer first.
 assemble_root() {
-    local with_layer=$1 directory lower
+    local list directory lower
     mkdir -p "$private"
     mount -t tmpfs -o mode=0755 keldo-host "$private"
     cd "$private" || return
-    mkdir layer root upper work
-    [[ -z $with_layer ]] || mount --bind "$with_layer" layer
+    mkdir root upper work
+    for list; do
+        mkdir "$list"
+        mount --bind "$(layer_of "$list")" "$list"
+    done
     mount_overlay all / root
     for directory in $(package_directories); do
         lower=$(machine_directory "$directory")
-        [[ ! -d layer/$directory ]] || lower=layer/$directory:$lower
+        for list; do
+            [[ ! -d $list/$directory ]] || lower=$list/$directory:$lower
+        done
         mount_overlay "$directory" "$lower" "root/$directory"
     done
     mount_kernel_file_systems
