@@ -230,7 +230,8 @@ class DiagnosticsTest(unittest.TestCase):
 
     def test_keldoctl_report(self):
         self.check_scripts("keldoctl-report.8", ("keldoctl-report", "keldoctl-report: "),
-                           ("show-changes", "keldoctl-report: "), ("keep-report", "keep-report: "))
+                           ("show-changes", "keldoctl-report: "), ("keep-report", "keep-report: "),
+                           ("write-metrics", "write-metrics: "))
 
     def test_check_keldoctl(self):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))

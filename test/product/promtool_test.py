@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The view for Prometheus, checked by Prometheus's own promtool."""
+"""The view for Prometheus and the alerts, checked by Prometheus's own promtool."""
 
 import subprocess
 import unittest
@@ -23,6 +23,12 @@ class PromtoolTest(ViewTestCase):
                 done = subprocess.run([PROMTOOL, "check", "metrics"], input=text.encode(),
                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
                 self.assertEqual((done.returncode, done.stdout), (0, b""))
+
+    def test_the_alerts_fire_when_they_should(self):
+        done = subprocess.run([PROMTOOL, "test", "rules", "alerts.yml"], check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              cwd=PROJECT / "test/product")
+        self.assertEqual(done.returncode, 0, done.stdout.decode())
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The installed units that keep reports."""
+"""The installed units."""
 
 import pathlib
 import shutil
@@ -10,7 +10,9 @@ import unittest
 from views import install_views
 
 SYSTEM_UNITS = "usr/lib/systemd/system"
-UNITS = ["keldoctl-report.service", "keldoctl-report.timer"]
+# The services that inspect, with their programs.
+INSPECTING = {"keldoctl-metrics.service": "write-metrics", "keldoctl-report.service": "keep-report"}
+UNITS = sorted([*INSPECTING, "keldoctl-metrics.timer", "keldoctl-report.timer"])
 
 
 class SystemdTest(unittest.TestCase):
@@ -30,16 +32,19 @@ class SystemdTest(unittest.TestCase):
         verify = ["verify", "--man=no", "--recursive-errors=no", *UNITS]
         done = self.analyze(*verify)
         self.assertEqual((done.returncode, done.stdout), (0, b""))
-        (self.prefix / "libexec/keldoctl/keep-report").unlink()
-        done = self.analyze(*verify)
-        self.assertNotEqual(done.returncode, 0)
-        self.assertIn(b"keep-report is not executable", done.stdout)
+        for program in INSPECTING.values():
+            (self.prefix / "libexec/keldoctl" / program).unlink()
+            done = self.analyze(*verify)
+            self.assertNotEqual(done.returncode, 0)
+            self.assertIn(f"{program} is not executable".encode(), done.stdout)
 
-    def test_the_service_has_few_privileges(self):
+    def test_the_services_that_inspect_have_few_privileges(self):
         # systemd rates the exposure from 0 to 100. Above the threshold, its exit status is not 0.
-        done = self.analyze("security", "--offline=yes", "--threshold=37", "--no-pager", UNITS[0])
-        self.assertEqual(done.returncode, 0, done.stdout.decode())
-        self.assertNotIn("✗ SystemCallArchitectures=", done.stdout.decode())
+        for unit in INSPECTING:
+            with self.subTest(unit):
+                done = self.analyze("security", "--offline=yes", "--threshold=37", "--no-pager", unit)
+                self.assertEqual(done.returncode, 0, done.stdout.decode())
+                self.assertNotIn("✗ SystemCallArchitectures=", done.stdout.decode())
 
     def test_the_installation_enables_no_unit(self):
         self.assertEqual(sorted(path.name for path in (self.prefix / "lib/systemd").rglob("*")),

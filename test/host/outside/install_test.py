@@ -22,7 +22,7 @@ FILES = {
     "LIBEXECDIR": (
         "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
         "keldoctl/panel-links", "keldoctl/panel-root", "keldoctl/repair-commands",
-        "keldoctl/show-changes"),
+        "keldoctl/show-changes", "keldoctl/write-metrics"),
     "MANDIR": (
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
         "man8/keldoctl-inspect.8", "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
@@ -49,7 +49,8 @@ FILES = {
         "keldoctl/views/report-repairs.xsl", "keldoctl/views/report-text.xsl",
         "zsh/site-functions/_keldoctl"),
     "lib": (
-        "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-report.service",
+        "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-metrics.service",
+        "systemd/system/keldoctl-metrics.timer", "systemd/system/keldoctl-report.service",
         "systemd/system/keldoctl-report.timer"),
 }
 DEFAULT_FOLDERS = {"BINDIR": "bin", "SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man",
