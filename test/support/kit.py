@@ -1,0 +1,80 @@
+# SPDX-License-Identifier: MIT
+"""The views and the kit for monitoring systems, installed on a private host with its daemons."""
+
+import os
+import pathlib
+import queue
+import re
+import shutil
+import subprocess
+import tempfile
+import threading
+import unittest
+
+from panel import BUILD
+from services import service_control
+
+PREFIX = pathlib.Path(re.search(r"(?m)^CMAKE_INSTALL_PREFIX:PATH=(.*)$",
+                                (BUILD / "CMakeCache.txt").read_text(encoding="utf-8"))[1])
+KIT = PREFIX / "share/keldoctl/monitoring"
+PLUGINS = PREFIX / "lib/nagios/plugins"
+SUDO_RULES = pathlib.Path("/etc/sudoers.d/keldoctl")
+# After this time a test fails. No test depends on it otherwise.
+LIMIT_SECONDS = 120
+
+
+def install():
+    """Installs the views and the kit at their own places, and the rules of sudo."""
+    for component in ("views", "monitoring"):
+        subprocess.run(["cmake", "--install", BUILD, "--component", component], check=True,
+                       stdout=subprocess.DEVNULL)
+    for name in ("keldoctl", "keldoctl-inspect"):
+        link = PREFIX / "sbin" / name
+        link.unlink(missing_ok=True)
+        link.symlink_to(shutil.which(name))
+    shutil.copyfile(KIT / "sudoers.d/keldoctl", SUDO_RULES)
+    SUDO_RULES.chmod(0o440)
+
+
+def replace(path, old, new):
+    """Replaces each match of a pattern, which must be found, in a file of the daemons' packages."""
+    text, count = re.subn(old, new, path.read_text(encoding="utf-8"), flags=re.M)
+    if not count:
+        raise AssertionError(f"no {old} in {path}")
+    path.write_text(text, encoding="utf-8")
+
+
+class KitTestCase(unittest.TestCase):
+    """A panel on which all services run but the web server, which has crashed, and the kit."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        install()
+        service_control("start-all")
+        service_control("kill", "web")
+        cls.directory = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.directory.chmod(0o755)
+
+    def start(self, *command):
+        """Starts a daemon, which ends with the test."""
+        with open(self.directory / f"{pathlib.Path(command[0]).name}.log", "wb") as log:
+            daemon = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        self.addCleanup(daemon.wait)
+        self.addCleanup(daemon.terminate)
+
+    def lines_of_fifo(self):
+        """A new FIFO that every user may write to, and the queue of the lines that it receives."""
+        fifo = self.directory / "fifo"
+        os.mkfifo(fifo)
+        fifo.chmod(0o666)
+        lines = queue.Queue()
+
+        def read():
+            # Open for writing as well, so that the end of a writer is no end of the file.
+            with open(os.open(fifo, os.O_RDWR), encoding="utf-8") as reader:
+                for line in reader:
+                    lines.put(line)
+        threading.Thread(target=read, daemon=True).start()
+        return fifo, lines
