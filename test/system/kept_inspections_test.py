@@ -157,6 +157,15 @@ class ChangesTest(InstalledViewsTestCase):
                 self.assertEqual(self.run_program("--changes", *arguments),
                                  (status, "", f"keldoctl-report: {message}\n"))
 
+    def test_output_that_cannot_be_written(self):
+        good = self.write_xml("good", report())
+        with open("/dev/full", "wb") as full:
+            for name, options in (("full", {"stdout": full}),
+                                  ("closed", {"preexec_fn": lambda: os.close(1)})):
+                with self.subTest(name):
+                    self.assertEqual(self.run_program("--changes", good, good, **options), (
+                        3, "", "keldoctl-report: the report cannot be written\n"))
+
     def test_the_callers_environment_reaches_no_program(self):
         evil = self.prefix / "evil"
         evil.write_text(f"touch {self.prefix}/evil-has-run\n", encoding="utf-8")
