@@ -178,9 +178,7 @@
   </xsl:template>
 
   <xsl:template match="action" mode="repair">
-    <xsl:variable name="tail">
-      <xsl:call-template name="last-lines"><xsl:with-param name="text" select="log"/></xsl:call-template>
-    </xsl:variable>
+    <xsl:variable name="tail"><xsl:apply-templates select="log" mode="end"/></xsl:variable>
     <li>
       <xsl:choose>
         <xsl:when test="status != 'ok'">
@@ -253,36 +251,22 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Writes the last five lines of $text, or fewer if they are long. -->
-  <xsl:template name="last-lines">
-    <xsl:param name="text"/>
-    <xsl:variable name="length" select="string-length($text)"/>
-    <xsl:variable name="whole" select="substring($text, 1,
-        $length - (substring($text, $length) = '&#10;'))"/>
+  <!-- Writes the last five lines of an output without the last line feed, or fewer if they are
+       long. -->
+  <xsl:template match="log" mode="end">
+    <xsl:variable name="length" select="string-length(.)"/>
+    <xsl:variable name="whole" select="substring(., 1, $length - (substring(., $length) = '&#10;'))"/>
     <xsl:variable name="end" select="substring($whole, string-length($whole) - 799)"/>
-    <xsl:call-template name="five-lines">
+    <xsl:variable name="is-cut" select="string-length($whole) &gt; 800 and contains($end, '&#10;')"/>
+    <xsl:call-template name="last-lines">
       <xsl:with-param name="text">
         <xsl:choose>
-          <xsl:when test="string-length($whole) &gt; 800 and contains($end, '&#10;')">
-            <xsl:value-of select="substring-after($end, '&#10;')"/>
-          </xsl:when>
+          <xsl:when test="$is-cut"><xsl:value-of select="substring-after($end, '&#10;')"/></xsl:when>
           <xsl:otherwise><xsl:value-of select="$end"/></xsl:otherwise>
         </xsl:choose>
       </xsl:with-param>
+      <xsl:with-param name="count" select="5"/>
     </xsl:call-template>
-  </xsl:template>
-
-  <!-- Drops lines at the start of $text until five are left. -->
-  <xsl:template name="five-lines">
-    <xsl:param name="text"/>
-    <xsl:choose>
-      <xsl:when test="string-length($text) - string-length(translate($text, '&#10;', '')) &gt; 4">
-        <xsl:call-template name="five-lines">
-          <xsl:with-param name="text" select="substring-after($text, '&#10;')"/>
-        </xsl:call-template>
-      </xsl:when>
-      <xsl:otherwise><xsl:value-of select="$text"/></xsl:otherwise>
-    </xsl:choose>
   </xsl:template>
 
   <xsl:template name="down">

@@ -136,37 +136,6 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Writes what follows the line feed number $count of $text, counted from the end: the last
-       $count lines, or all of them. Halves the text, because the depth of recursion is limited. -->
-  <xsl:template name="last-lines">
-    <xsl:param name="text"/>
-    <xsl:param name="count"/>
-    <xsl:variable name="middle" select="floor(string-length($text) div 2)"/>
-    <xsl:variable name="second" select="substring($text, $middle + 1)"/>
-    <xsl:variable name="second-feeds"
-        select="string-length($second) - string-length(translate($second, '&#10;', ''))"/>
-    <xsl:choose>
-      <xsl:when test="string-length($text)
-          - string-length(translate($text, '&#10;', '')) &lt; $count">
-        <xsl:value-of select="$text"/>
-      </xsl:when>
-      <xsl:when test="$text = '&#10;'"/>
-      <xsl:when test="$second-feeds &gt;= $count">
-        <xsl:call-template name="last-lines">
-          <xsl:with-param name="text" select="$second"/>
-          <xsl:with-param name="count" select="$count"/>
-        </xsl:call-template>
-      </xsl:when>
-      <xsl:otherwise>
-        <xsl:call-template name="last-lines">
-          <xsl:with-param name="text" select="substring($text, 1, $middle)"/>
-          <xsl:with-param name="count" select="$count - $second-feeds"/>
-        </xsl:call-template>
-        <xsl:value-of select="$second"/>
-      </xsl:otherwise>
-    </xsl:choose>
-  </xsl:template>
-
   <!-- Writes $text, indents all lines except the first, and ends the last line. The caller indents
        the first line. -->
   <xsl:template name="lines">
