@@ -22,7 +22,7 @@
   <xsl:param name="token" select="/processing-instruction('token')"/>
 
   <xsl:variable name="has-forms" select="boolean(string($repair-url))"/>
-  <!-- The level of the first heading, from 1 to 4. The panel's page has a first heading of its own. -->
+  <!-- The level of the first heading, from 1 to 4. The panel's page has an h1 of its own. -->
   <xsl:param name="heading-level" select="2"/>
 
   <xsl:template match="inspection">

@@ -38,10 +38,13 @@
       <style>
         <xsl:call-template name="rules"/><![CDATA[
 :root {
-  color-scheme: light dark; background: light-dark(#ffffff, #0f1317); color: light-dark(#18202b, #e8ecf2);
+  color-scheme: light dark;
+  background: light-dark(#ffffff, #0f1317); color: light-dark(#18202b, #e8ecf2);
 }
 html { -webkit-text-size-adjust: 100%; text-size-adjust: 100%; }
-body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family: system-ui, sans-serif; }
+body {
+  max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family: system-ui, sans-serif;
+}
 .foot { color: var(--quiet); }
 @media print { :root { color-scheme: light; } }
 @media (max-width: 30rem) { body { padding: 0.75rem; } }
@@ -54,7 +57,7 @@ body { max-width: 60rem; margin: 0 auto; padding: 1.5rem 1rem 2rem; font-family:
   <xsl:template name="security-policy">
     <meta http-equiv="Content-Security-Policy" content="{concat(
         &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
-        &quot;style-src 'sha256-xiUDIJQUp3Fn8R9EPUHxTZBAQtkSiuUONq1AYDe52Bg='; &quot;,
+        &quot;style-src 'sha256-95s8L7aP+GavxKM/gAgKh1FDXI6g5Ipz3qoYCIfWYHg='; &quot;,
         &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
   </xsl:template>
 

@@ -1,8 +1,8 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
 <!-- The content of the page and of the fragment: everything but the frame around it. A frame adds
-     the template repair-control, which offers a repair, the variable has-forms, which says whether it
-     does so by a form, and heading-level, the level of the first heading. -->
+     the template repair-control, which offers a repair, the variable has-forms, which says whether
+     it does so by a form, and heading-level, the level of the first heading. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <!-- Texts for the footer; by default those of the inspection, with the time in UTC. -->
@@ -179,11 +179,20 @@
 
   <xsl:template match="action" mode="repair">
     <xsl:variable name="tail"><xsl:apply-templates select="log" mode="end"/></xsl:variable>
-    <li>
+    <xsl:variable name="state">
       <xsl:choose>
-        <xsl:when test="status != 'ok'">
-          <xsl:attribute name="class">row down</xsl:attribute>
-          <div class="head"><xsl:call-template name="outcome"/></div>
+        <xsl:when test="status = 'ok'">up</xsl:when>
+        <xsl:otherwise>down</xsl:otherwise>
+      </xsl:choose>
+    </xsl:variable>
+    <li class="row {$state}">
+      <xsl:choose>
+        <xsl:when test="$state = 'down'">
+          <div class="head">
+            <xsl:call-template name="outcome">
+              <xsl:with-param name="state" select="$state"/>
+            </xsl:call-template>
+          </div>
           <div class="more">
             <xsl:call-template name="log">
               <xsl:with-param name="label" select="$words[@id = 'last-lines']"/>
@@ -201,9 +210,12 @@
           </div>
         </xsl:when>
         <xsl:when test="string(log)">
-          <xsl:attribute name="class">row up</xsl:attribute>
           <details>
-            <summary class="head"><xsl:call-template name="outcome"/></summary>
+            <summary class="head">
+              <xsl:call-template name="outcome">
+                <xsl:with-param name="state" select="$state"/>
+              </xsl:call-template>
+            </summary>
             <div class="more">
               <xsl:call-template name="log">
                 <xsl:with-param name="label" select="$words[@id = 'output']"/>
@@ -213,18 +225,19 @@
           </details>
         </xsl:when>
         <xsl:otherwise>
-          <xsl:attribute name="class">row up</xsl:attribute>
-          <div class="head"><xsl:call-template name="outcome"/></div>
+          <div class="head">
+            <xsl:call-template name="outcome">
+              <xsl:with-param name="state" select="$state"/>
+            </xsl:call-template>
+          </div>
         </xsl:otherwise>
       </xsl:choose>
     </li>
   </xsl:template>
 
   <xsl:template name="outcome">
-    <xsl:call-template name="sign">
-      <xsl:with-param name="id" select="substring('downup', 1 + 4 * (status = 'ok'),
-          4 - 2 * (status = 'ok'))"/>
-    </xsl:call-template>
+    <xsl:param name="state"/>
+    <xsl:call-template name="sign"><xsl:with-param name="id" select="$state"/></xsl:call-template>
     <span class="what">
       <xsl:element name="{$h3}"><xsl:call-template name="text"/></xsl:element>
       <xsl:text> </xsl:text>
@@ -255,13 +268,17 @@
        long. -->
   <xsl:template match="log" mode="end">
     <xsl:variable name="length" select="string-length(.)"/>
-    <xsl:variable name="whole" select="substring(., 1, $length - (substring(., $length) = '&#10;'))"/>
+    <xsl:variable name="whole"
+        select="substring(., 1, $length - (substring(., $length) = '&#10;'))"/>
     <xsl:variable name="end" select="substring($whole, string-length($whole) - 799)"/>
-    <xsl:variable name="is-cut" select="string-length($whole) &gt; 800 and contains($end, '&#10;')"/>
+    <xsl:variable name="is-cut"
+        select="string-length($whole) &gt; 800 and contains($end, '&#10;')"/>
     <xsl:call-template name="last-lines">
       <xsl:with-param name="text">
         <xsl:choose>
-          <xsl:when test="$is-cut"><xsl:value-of select="substring-after($end, '&#10;')"/></xsl:when>
+          <xsl:when test="$is-cut">
+            <xsl:value-of select="substring-after($end, '&#10;')"/>
+          </xsl:when>
           <xsl:otherwise><xsl:value-of select="$end"/></xsl:otherwise>
         </xsl:choose>
       </xsl:with-param>
@@ -306,7 +323,9 @@
     <li class="row down">
       <details>
         <summary class="head">
-          <xsl:call-template name="sign"><xsl:with-param name="id" select="'down'"/></xsl:call-template>
+          <xsl:call-template name="sign">
+            <xsl:with-param name="id" select="'down'"/>
+          </xsl:call-template>
           <span class="what">
             <span class="title">
               <xsl:call-template name="title"/>
@@ -407,7 +426,9 @@
     <xsl:param name="is-all" select="false()"/>
     <div class="command">
       <code dir="ltr" translate="no">
-        <xsl:call-template name="words-of"><xsl:with-param name="text" select="$start"/></xsl:call-template>
+        <xsl:call-template name="words-of">
+          <xsl:with-param name="text" select="$start"/>
+        </xsl:call-template>
         <xsl:if test="string($word)">
           <xsl:text> </xsl:text>
           <span><xsl:value-of select="$word"/></span>
@@ -510,7 +531,9 @@
                       </xsl:when>
                       <xsl:otherwise>
                         <xsl:element name="{$h3}">
-                          <xsl:for-each select="reason"><xsl:call-template name="language"/></xsl:for-each>
+                          <xsl:for-each select="reason">
+                            <xsl:call-template name="language"/>
+                          </xsl:for-each>
                           <xsl:value-of select="reason"/>
                         </xsl:element>
                       </xsl:otherwise>
@@ -523,7 +546,9 @@
                   </xsl:for-each>
                 </div>
               </details>
-              <xsl:variable name="definition"><xsl:call-template name="wrong-definition"/></xsl:variable>
+              <xsl:variable name="definition">
+                <xsl:call-template name="wrong-definition"/>
+              </xsl:variable>
               <xsl:if test="string($definition)">
                 <div class="advice">
                   <xsl:call-template name="command">
