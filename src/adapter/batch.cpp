@@ -78,7 +78,7 @@ microseconds durationOf(const Service& service, const Findings& findings) {
             begin = std::max(begin, other.collected);
         }
     }
-    // The clock may have been set back, and the begin of the first check may be unknown.
+    // The clock may have been set back, and the time of the first check may be unknown.
     return begin.count() == 0 ? begin : std::max(service.collected - begin, microseconds(0));
 }
 

@@ -26,7 +26,7 @@ public:
 struct Findings {
     std::vector<Service> services; ///< in the file's order
     std::string printed;           ///< what monit printed
-    /// System time at the begin of the first check, if it is known.
+    /// The system time when monit began the first check, if it is known.
     std::optional<std::chrono::microseconds> begin;
 };
 

@@ -14,8 +14,7 @@ struct Request {
     std::optional<std::chrono::milliseconds> limit; ///< set only in the batch mode
 };
 
-/// The text that "--version" or "--help", as the only argument, asks for; nothing for any other
-/// command line.
+/// The answer to "--version" or "--help" as the only argument; nothing for any other command line.
 std::optional<std::string> requestedText(int argc, char** argv);
 
 /// Reads "-c FILE -x check-status [-b SECONDS]", the options in any order. SECONDS is a decimal

@@ -22,7 +22,8 @@ namespace keldo::adapter {
 
 namespace {
 
-// Monit closes every descriptor that it could have, one by one, and needs about ten.
+// The limit of descriptors for monit, which needs about ten. At its start monit closes every
+// possible descriptor, one by one, which takes long with a high limit.
 constexpr rlim_t monitDescriptors = 64;
 
 constexpr int execFailed = 127;
@@ -138,7 +139,8 @@ bool Monit::hasRefusedControlFile() const {
 
 std::optional<std::chrono::microseconds> Monit::beginOfFirstCycle() const {
     struct stat status {};
-    if (stat(pidPath().c_str(), &status) != 0) { // the last file that monit makes before
+    // Monit makes this file last before its first cycle.
+    if (stat(pidPath().c_str(), &status) != 0) {
         return std::nullopt;
     }
     const std::chrono::seconds whole(status.st_mtim.tv_sec);

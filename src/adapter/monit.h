@@ -31,8 +31,8 @@ public:
     bool hasEnded() const;
     /// Whether monit has ended because it does not accept the control file.
     bool hasRefusedControlFile() const;
-    /// The system's time when monit began its first cycle, as precisely as its files tell; nothing
-    /// before that.
+    /// The system time when monit began its first cycle, taken from a file that monit makes just
+    /// before. Nothing if there is no such file yet.
     std::optional<std::chrono::microseconds> beginOfFirstCycle() const;
     /// The output of monit so far, with the path of the control file in place of the path of its
     /// copy. Throws Failure if it cannot be read.

@@ -58,8 +58,8 @@ std::string answerTo(const Request& request) {
 } // namespace
 
 int run(int argc, char** argv) {
-    // makeInheritedStateSane() would hide that nobody gets the document: with it, a closed standard
-    // output accepts all data, and SIGPIPE does not end the program.
+    // We do not call makeInheritedStateSane(), which would hide that nobody gets the document: a
+    // closed standard output would accept all data, and SIGPIPE would not end the program.
     occupyStandardDescriptors();
     closeOtherDescriptorsOnExec();
     // If the caller ignores SIGCHLD, waitpid() finds no child.

@@ -75,7 +75,7 @@ std::optional<ConnectionResult> takeResult(std::string_view& rest, std::string_v
     return ConnectionResult{std::string(*target), std::string(*time)};
 }
 
-/// Reads the results of a service off `rest`, which ends with the service.
+/// Reads the results of a service from `rest`, the remaining text of this service.
 void takeResults(std::string_view rest, Service& service) {
     for (size_t at = 0; (at = rest.find('<')) != std::string_view::npos;) {
         rest.remove_prefix(at);
@@ -122,8 +122,8 @@ std::vector<Service> servicesIn(std::string_view status, const std::string& ownN
 }
 
 std::string_view statusOf(const Service& service) {
-    // Monit uses bit 1 for a changed checksum, which no test of a process or port sets, so it is
-    // unambiguous.
+    // No test of a process or port sets bit 1, which stands for a changed checksum, so the status 1
+    // cannot be monit's.
     return service.isChecked() ? std::string_view(service.status) : "1";
 }
 

@@ -31,7 +31,8 @@ bool setLanguage(const std::string& code) {
     const std::string catalogues = configValue("PRODUCT_ROOT_D") + "/share/locale";
     bindtextdomain(textDomain, catalogues.c_str());
     textdomain(textDomain);
-    // This is the default, but setting it stops OUTPUT_CHARSET in the environment from changing it.
+    // The locale's codeset is the default, but without this call OUTPUT_CHARSET in the environment
+    // could replace it.
     bind_textdomain_codeset(textDomain, nl_langinfo(CODESET));
     currentLanguage = code;
     return true;

@@ -19,7 +19,7 @@ extern "C" {
 extern const char* const kvrConfFile;
 
 /* Loads the configuration file unless it is loaded already. Returns 0, or -1 if it could not be
- * read. Prints only a message by report_error() if there is no memory for the record. */
+ * read. Prints nothing, except a message by report_error() if there is no memory for the record. */
 int kvrConfLoad();
 
 /* Returns the file's value of any variable, known or not, without a default. Null if the file lacks

@@ -53,10 +53,10 @@ extern int log_facility;
 [[gnu::format(printf, 2, 3)]] void log_console(int priority, const char* format, ...);
 [[gnu::format(printf, 2, 0)]] void log_vconsole(int priority, const char* format, va_list args);
 
-/* Chooses where the log hook writes. If `destination` is null, that is the system log, opened by
- * openlog(3) with `identity` (kept by reference), `options` plus LOG_PID, and `facility`. Otherwise
- * it is the console writers, and log_to_console becomes 1 only if `destination` begins with
- * "console" in upper or lower case. A `level` of 0 or less silences the console. May be called
+/* Chooses where the log hook writes. If `destination` is null, it writes to the system log, opened
+ * by openlog(3) with `identity` (kept by reference), `options` plus LOG_PID, and `facility`.
+ * Otherwise it uses the console writers; log_to_console then becomes 1 only if `destination` begins
+ * with "console" in upper or lower case. A `level` of 0 or less silences the console. May be called
  * repeatedly. */
 void log_setup(const char* destination, int level, int facility, int options, const char* identity);
 

@@ -25,7 +25,7 @@ const client_library* client_in_use = nullptr;
 /* The last character set that was chosen; see db_utf8_mode(). Never reset. */
 int db_names_utf8 = -1;
 
-/* Where an error number of the client library goes during db_probe(); null at other times. */
+/* Receives the error number of the client library during db_probe(); null at other times. */
 unsigned int* probe_error = nullptr;
 
 /* The connection of kvrDbUtf8Mode(), kept here so that leak checkers find it. */

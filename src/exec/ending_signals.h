@@ -6,7 +6,7 @@
 
 namespace keldo {
 
-/// Returns the ending signals: all whose default action ends the process, with these exceptions.
+/// Returns the ending signals: all signals whose default action ends the process, except these:
 ///   - SIGKILL, which cannot be handled
 ///   - SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP and SIGSYS, which report an error of the
 ///     program: it is then in no state to clean up

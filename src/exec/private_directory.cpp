@@ -30,7 +30,7 @@ const char* nameOf(const char* path) noexcept {
 
 UniqueFd openDirectory(int base, const char* path) noexcept {
     int directory = -1;
-    do { // a network file system may be interrupted
+    do { // a signal may interrupt the opening on a network file system
         directory = openat(base, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     } while (directory == -1 && errno == EINTR);
     return UniqueFd(directory);
@@ -45,8 +45,8 @@ bool lock(int directory, int operation) noexcept {
     return result == 0;
 }
 
-/// Opens and locks a directory. Returns no descriptor if that fails, or if the path does not name
-/// that directory any more, since a sweep has removed it.
+/// Opens and locks a directory. Returns no descriptor if a call fails, or if a sweep has removed
+/// the directory before it was locked.
 UniqueFd lockDirectory(const char* path, int operation) noexcept {
     UniqueFd directory = openDirectory(AT_FDCWD, path);
     struct stat opened {};
@@ -111,7 +111,7 @@ void removeIfAbandoned(const char* path) noexcept {
     if (isMarked(directory.get(), nameOf(path))) {
         removeDirectory(path);
     } else {
-        rmdir(path); // a process that was killed before it made the mark left it empty
+        rmdir(path); // still empty if its process was killed before makeMark()
     }
 }
 

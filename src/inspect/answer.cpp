@@ -52,7 +52,8 @@ template <typename Number> std::optional<Number> numberIn(std::string_view text)
                                                                     : std::nullopt;
 }
 
-/// A duration of up to a day. Another number is no duration, and may not fit into one.
+/// A time from 0 seconds to a day; nothing for any other text. A longer time may not fit into
+/// Clock::duration.
 std::optional<double> secondsIn(std::string_view text) {
     constexpr double mostSeconds = 86400;
     const std::optional<double> seconds = numberIn<double>(text);

@@ -57,7 +57,7 @@ public:
     /// Reads what is available, without waiting.
     void read();
 
-    /// Reaps the child if it has ended, and returns whether it has. Not to be called after that.
+    /// Reaps the child if it has ended, and returns whether it has. Do not call it after that.
     bool update();
 
     /// Sends SIGTERM to the group; SIGKILL from the second call on.

@@ -22,8 +22,8 @@ struct Reason {
 
 enum class State { up, down, unknown, stopped, unchecked };
 
-/// The panel itself wants the service to run, or the administrator does, who started it through the
-/// panel at some time.
+/// Why the inspection lists a service: it is a core service of the panel, or the administrator
+/// started it through the panel at some time.
 enum class Origin { core, started };
 
 enum class TestState { ok, failed, untested };

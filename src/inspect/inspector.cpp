@@ -42,7 +42,7 @@ struct UpgradeAnswer {
 
 /// A service that ought to run, or was stopped.
 struct Listed {
-    std::string id; ///< in its definition; the id that was looked up if that is empty
+    std::string id; ///< the id in its definition, or the requested id if there is none
     Origin origin;
     FoundDefinition found;
     Judgement judgement;
@@ -134,7 +134,7 @@ private:
     }
 
     /// The action log names a service by the id that its definition has. A service without a
-    /// definition was removed. A definition with another id is not meant.
+    /// definition was removed. A definition with another id does not count.
     void markStopped(const std::string& id) {
         const FoundDefinition found = findDefinition(id);
         const bool isMeant = found.definition.id == id || found.definition.id.empty();

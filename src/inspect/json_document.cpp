@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The text in valid UTF-8, as the XML document has it too.
+/// The text in valid UTF-8, the same as in the XML document.
 std::string valid(const std::string& text) {
     return replaceInvalidXml(text).value_or(text);
 }

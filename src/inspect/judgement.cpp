@@ -22,7 +22,7 @@ constexpr long noProcess = 0x200;
 constexpr long zombie = 0x800;
 
 /// A failed test that took at least this long has timed out. Monit waits five seconds for an
-/// answer, for a datagram less. A wrong answer from this host comes within milliseconds.
+/// answer, or less for a datagram. A wrong answer from this host comes within milliseconds.
 constexpr double secondsForAnswer = 5;
 constexpr double secondsForDatagram = 0.2;
 

@@ -17,8 +17,8 @@ std::vector<Test> testsOf(const ServiceDefinition& definition);
 Judgement untested(const ServiceDefinition& definition, State state, Reason why,
                    std::string detail = "");
 
-/// Judges a service by the monitor's answer; `took` is how long the answer took. Call it only if
-/// the answer names the service as checked, or not at all.
+/// Judges a service by the monitor's answer; `took` is how long the answer took. Do not call
+/// it for a service that the answer names as not checked.
 ///
 /// It is up if the answer names it exactly once, with monitor 1 and status 0, one of its tests
 /// proves that something answers, and none has failed. It is down if a test failed: the status is

@@ -234,9 +234,9 @@ void MonitorInquiry::takeRefusal(const Question& question, const std::string& co
                  reasonOfRefusal(found_[service]->path, controlFile, answer.words), answer.words);
 }
 
-/// Adds a question for each service alone. Then more calls may run at once, since most of them only
-/// wait for a service that hangs. The limit stays if the monitor knows no batches: then the
-/// services need not hang.
+/// Adds a question for each service alone. More calls may then run at once, since most of them
+/// only wait for a service that hangs. If the monitor knows no batches, the limit stays, since all
+/// services are asked alone, whether they hang or not.
 void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
     if (services.empty()) {
         return;

@@ -27,12 +27,13 @@ struct InquiryLimits {
     std::chrono::milliseconds printing{1000};
 };
 
-/// Asks the monitor (monitorPath()) for services, several at once, in two passes. First it asks for
-/// batches, one for each job, each for one second. Then it asks again for the services that were
-/// not checked in that second, or not named exactly once: one service a call, up to 32 calls at
-/// once. If the monitor refuses the control file of a batch, the batch is halved until the refused
-/// service is alone. A monitor that knows no batches is asked for one service a call, as keldoctl
-/// does. If the system lacks processes or descriptors, fewer monitors run at once.
+/// Asks the monitor (monitorPath()) about services, several at once, in two passes. First it asks
+/// about batches of services, one batch for each job, with a limit of one second. Then it asks
+/// again about the services that were not checked in that second, or not named exactly once: one
+/// service a call, up to 32 calls at once. If the monitor refuses the control file of a batch, the
+/// batch is halved until the refused service is alone. A monitor that knows no batches is asked
+/// about one service a call, as keldoctl does. If the system lacks processes or descriptors, fewer
+/// monitors run at once.
 class MonitorInquiry {
 public:
     /// `loop` must outlive the object. Control files are made in `directory`. The monitor is ended
@@ -56,7 +57,7 @@ public:
 private:
     struct Question {
         std::vector<std::size_t> services; ///< positions in found_
-        bool isLast = false;               ///< a service that is not checked then stays unknown
+        bool isLast = false;               ///< services left unchecked are not asked again
     };
 
     void startQuestions();

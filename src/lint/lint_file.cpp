@@ -31,7 +31,7 @@ std::string controlFileOf(const ServiceDefinition& definition) {
     return stream.str();
 }
 
-/// libxml2 would read standard input for "-", and a URL for a name that begins like one.
+/// Prevents libxml2 from taking "-" for standard input, or a name such as "http://x" for a URL.
 std::string filePath(const std::string& path) {
     return path.starts_with("/") ? path : "./" + path;
 }
@@ -40,8 +40,9 @@ void append(Findings& findings, const Findings& more) {
     findings.insert(findings.end(), more.begin(), more.end());
 }
 
-/// A complaint belongs to the line of the definition that the control file's line comes from. Monit
-/// may also complain of a line after the control file's last one, if a quote is left open there.
+/// The complaints of monit, each at the line of the definition from which keldoctl made the line of
+/// the control file. If a quote stays open, monit may complain about a line after the last one; the
+/// finding then has the line of the root element.
 Findings acceptanceFindings(const xmlNode* root, const ServiceDefinition& definition,
                             const std::string& controlFile) {
     Findings findings;

@@ -7,7 +7,7 @@
 
 namespace keldo::lint {
 
-/// What monit says against a control file.
+/// A complaint of monit about a control file.
 struct MonitComplaint {
     long line = 0;    ///< in the control file, from 1; 0 if monit's words do not begin with one
     std::string text; ///< "line LINE: TEXT"

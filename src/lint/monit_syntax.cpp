@@ -10,7 +10,7 @@ namespace keldo::lint {
 
 namespace {
 
-/// The protocols that monit 5.33 accepts without further words, in groups of one kind.
+/// The protocols that monit 5.33 accepts without further words.
 constexpr std::string_view protocols = " default clamav dns dwp fail2ban gps memcache mqtt rdate "
                                        " ftp http https nntp ntp3 rsync sip ssh tns "
                                        " imap imaps lmtp pop pops sieve smtp smtps "
@@ -28,7 +28,7 @@ std::string lowerCaseOf(std::string_view text) {
     return result;
 }
 
-/// Whether `words`, each between two spaces, contain a word; upper and lower case are equal.
+/// Whether `word` is one of `words`, which have a space on both sides of each. Ignores case.
 bool contains(std::string_view words, std::string_view word) {
     return !word.empty() && word.find(' ') == std::string_view::npos &&
            words.find(' ' + lowerCaseOf(word) + ' ') != std::string_view::npos;

@@ -39,7 +39,7 @@ void complainOf(const std::string& path, const std::exception& error) {
     complain(programName + ": " + escapedText(path) + ": " + escapedText(error.what()) + "\n");
 }
 
-/// A control file does not name its service's file, so a comment does.
+/// Precedes the control file by a comment that names the definition.
 void writeControlFile(const std::string& path, const std::optional<std::string>& text) {
     write("# " + escapedText(path) + '\n' +
           escapedText(text.value_or("# no control file\n"), "\n\t"));

@@ -50,7 +50,8 @@ private:
     std::vector<long> lines_;
 };
 
-/// The line of the element at that position, or the root's if checks without effect were dropped.
+/// The line of the element at `position`. The root's line if keldoctl uses only `count` of the
+/// elements, since positions then differ.
 long lineAt(const std::vector<long>& lines, std::size_t position, std::size_t count, long root) {
     return lines.size() == count ? lines[position] : root;
 }

@@ -9,9 +9,9 @@
 
 namespace keldo {
 
-/// The line of a definition that line `controlFileLine` of its control file comes from. Both count
-/// from 1. `root` is the root element of the document from which `definition` was read. Returns 0
-/// if the control file has no such line.
+/// Returns the line of a definition from which keldoctl makes line `controlFileLine` of its control
+/// file. Both count from 1. `root` is the root element of the document from which `definition` was
+/// read. Returns 0 if the control file has no such line.
 long definitionLine(const xmlNode* root, const ServiceDefinition& definition, long controlFileLine);
 
 /// The same for the definition file `path`. Returns 0 also if the file cannot be read.

@@ -20,8 +20,8 @@ namespace {
 
 constexpr int allTestsPassed = 0;
 
-/// A text's size in libxml2's type; 0 for a text that is too long, since libxml2 does not parse 0
-/// bytes.
+/// The size of a text as an int, which libxml2 takes. 0 if the text is too long: libxml2 refuses to
+/// parse 0 bytes.
 int sizeForXml(const std::string& text) {
     return text.size() <= std::numeric_limits<int>::max() ? static_cast<int>(text.size()) : 0;
 }

@@ -71,8 +71,8 @@ private:
     size_t position_;
 };
 
-/// A translation is tagged with the report's language; so is an English text if that is English of
-/// any country.
+/// A translation is tagged with the report's language. An English text is too, if the report's
+/// language is English of any country.
 Message taggedMessage(std::string translation, const std::string& english) {
     if (translation != english) {
         return {std::move(translation), currentLanguage};

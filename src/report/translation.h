@@ -21,7 +21,7 @@ struct Substitution {
 Message translate(const std::string& text);
 
 /// Translates a text that depends on the number `count`, by ngettext(3): `singular` and `plural`
-/// are the English texts, of which a language may have more forms.
+/// are the English forms; another language may have more forms.
 Message translateCounted(const std::string& singular, const std::string& plural,
                          unsigned long count);
 
