@@ -47,7 +47,7 @@ def complaints(scenario, fault, outcome):
 
 
 def may_leave_files(scenario, fault, outcome):
-    """Whether the call that failed was to remove them."""
+    """Whether the failed call should have removed the files."""
     if fault is None or scenario.program == "keldoctl":
         return fault is not None and fault.call == "unlink"
     return (fault.call in REMOVAL and fault.error != "EINTR"

@@ -127,7 +127,7 @@ def german_title(service):
 
 def down_texts(service):
     """The possible messages of a service that is down, as pairs of a text and its language: all in
-    German, then with less and less of the language available."""
+    German, without the catalogue, and without the locale."""
     return [(f"Der Dienst „{german_title(service)}“ ist ausgeschaltet.", "de-DE"),
             (f"The {german_title(service)} service is switched off.", "en-US"),
             (f"The {title_of(service)} service is switched off.", "en-US")]

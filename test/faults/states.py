@@ -2,8 +2,8 @@
 """Checks the answers of keldoctl-inspect and monit-check-status in a run in which a call failed.
 
 Standard output carries one complete document, or nothing if the run ends abnormally. No document
-calls a service up that is down, or the server well if something was not seen. Faults that the
-program has to make up for, such as an interrupted call, change nothing.
+reports a service as up that is down, or the server as well if something is not known. Faults that
+must have no effect, such as an interrupted call, change nothing.
 """
 
 import functools
@@ -26,7 +26,8 @@ class Broken(Exception):
 
 
 def is_made_up_for(fault, outcome):
-    """Whether the program notices nothing of the fault, or repeats the call. libxml2 does not."""
+    """Whether the fault must have no effect: the program does not notice it, or repeats the call.
+    libxml2 does not repeat an interrupted call."""
     if fault is None or fault.kind in ("short", "close"):
         return True
     return (fault.error == "EINTR" and fault.call != "openat"

@@ -23,8 +23,9 @@ using mysql::Value;
 using ColumnsOfRow = std::vector<Column>;
 
 /// Makes the server's answer from a word of letters. "c" begins a column, named by the next text.
-/// "v", "s" and "z" are values of the current row: the next text, with its length, with half of it
-/// and with 0. "n" is a NULL; any other letter ends the row. Missing columns of a row are NULL.
+/// "v", "s" and "z" add the next text to the current row as a value with its length, with half of
+/// its length, and with the length 0. "n" adds a NULL; any other letter ends the row. Missing
+/// columns of a row are NULL.
 Answer answerOf(Texts& texts) {
     Answer answer = resultSet({}, {{}});
     for (const char letter : texts.next()) {

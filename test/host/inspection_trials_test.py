@@ -34,7 +34,7 @@ def sql(statement):
 
 
 def log_action(action, service):
-    """Has the panel's action log say that the administrator started or stopped a service."""
+    """Enters in the panel's action log that the administrator started or stopped a service."""
     sql("INSERT INTO log_actions (action_id)"
         f" SELECT id FROM actions WHERE name = 'service_{action}';"
         " INSERT INTO log_components (action_id, component, old_value)"
@@ -42,8 +42,8 @@ def log_action(action, service):
 
 
 class Trial(unittest.TestCase):
-    """A host with all core services running. What a trial adds to it goes with the host or by
-    addCleanup."""
+    """A host with all core services running. addCleanup(), or the end of the host, removes what a
+    trial adds."""
 
     @classmethod
     def setUpClass(cls):
@@ -54,7 +54,7 @@ class Trial(unittest.TestCase):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def define(self, service, checks):
-        """Defines a service, and has the action log say that it was started."""
+        """Defines a service, and enters in the action log that it was started."""
         path = SERVICES / f"{service}.xml"
         path.write_text(
             '<service xmlns="http://keldo.example/schemas/keldo/service/1"'
@@ -76,7 +76,7 @@ class Trial(unittest.TestCase):
         return process
 
     def serve(self, answer=None, kind=socket.SOCK_STREAM):
-        """The port of a server that gives each connection to `answer`, or keeps it silently."""
+        """The port of a server that passes each connection to `answer`, or only keeps it open."""
         server = socket.socket(socket.AF_INET, kind)
         server.bind(("127.0.0.1", 0))
         kept = []
@@ -97,8 +97,8 @@ class Trial(unittest.TestCase):
         return server.getsockname()[1]
 
     def expect(self, *arguments, program=(INSPECT,), **states):
-        """Inspects, and holds the states of these services against "STATE CODE". All others that
-        ought to run are up. Returns the inspection."""
+        """Inspects this host. Each service of `states` must have its state, "STATE CODE"; all
+        others that ought to run must be up. Returns the inspection."""
         seen = inspect(*arguments, trial=self.id().rpartition(".")[2], program=program)
         got = {service.id: f"{service.state} {service.code}" for service in seen.services}
         expected = {service: "up passed" for service in CORE}
@@ -342,7 +342,7 @@ class DatabaseTrials(Trial):
 
 class MonitorTrials(Trial):
     def replace_monitor(self, script, mode=0o755):
-        """Replaces the monitor by a script, in which MONITOR is the real one, or by nothing."""
+        """Replaces the monitor by a script; MONITOR in it is the real monitor. None: no monitor."""
         kept = MONITOR.with_name("kept")
         MONITOR.rename(kept)
         self.addCleanup(kept.rename, MONITOR)

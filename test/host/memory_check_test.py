@@ -24,8 +24,8 @@ msgstr "Der Dienst <service_title> ist ausgeschaltet."
 @uncounted
 class MemoryTest(DatabaseTestCase):
     def kept(self, *arguments, **options):
-        """Runs keldoctl under valgrind without a fault. Returns its output and valgrind's line on
-        memory that is still reachable at the end."""
+        """Runs keldoctl under valgrind, which must find no fault. Returns keldoctl's output and
+        valgrind's line on memory that is still reachable at the end."""
         log = self.panel.root / "valgrind"
         done = self.panel.run(*arguments, program=(
             "valgrind", "--leak-check=full", "--track-fds=yes", "--child-silent-after-fork=yes",

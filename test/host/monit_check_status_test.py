@@ -626,14 +626,14 @@ class EndTest(AdapterTest):
                     self.assertEqual((result.returncode, result.stdout), (1, b''))
                     self.assertRegex(result.stderr, b'^monit-check-status: .*\n$')
                 self.assertEqual(private_monits(), [])
-                if name not in ('openat', 'getdents64', 'unlinkat', 'rmdir'):  # the removal's own
+                if name not in ('openat', 'getdents64', 'unlinkat', 'rmdir'):  # these remove it
                     self.assertEqual(private_directories(), [])
         self.assertGreater(failures, 10)
         self.check(ControlFileTest.TEXT)
 
     def test_a_child_whose_parent_died_first_does_not_become_monit(self):
-        # Stops both at a call that the C library makes in each new process. The child has not yet
-        # asked to be killed with its parent.
+        # strace stops parent and child at a call that the C library makes in each new process. The
+        # child has not yet asked to be killed with its parent.
         path = self.control_file(ControlFileTest.TEXT)
         with Ended(['strace', '-f', '-qq', '-e', 'inject=set_robust_list:signal=STOP:when=1',
                     *command(path)], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as strace:

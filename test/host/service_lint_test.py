@@ -332,11 +332,11 @@ class OtherMonitTest(LintTestCase):
 
 @uncounted
 class MemoryTest(LintTestCase):
-    """Without memory, there are no wrong findings, and the exit status says so."""
+    """Without memory, there are no wrong findings, and the exit status shows the failure."""
 
     def run_with(self, number):
-        """Runs with all allocations failing from one on. Returns the run, and the log of the
-        library that makes them fail."""
+        """Runs with all allocations failing from that number on. Returns the run, and the log of
+        the library that makes them fail."""
         log = self.folder / "log"
         log.unlink(missing_ok=True)
         done = lint(self.path, env={"PATH": PATH, "LD_PRELOAD": FAILING_CALLS,

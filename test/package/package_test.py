@@ -110,7 +110,7 @@ class InstallTest(PackageTest):
         self.assertEqual((status.st_mode & 0o7777, status.st_uid), (0o700, 0))
 
     def test_a_japanese_report_works_although_the_name_is_an_alias(self):
-        # As in Debian's package `locales`, installed before and after.
+        # Debian's package `locales` has this alias. It may be installed before or after keldoctl.
         self.system.add_package("aliases", {"usr/share/locale/locale.alias": "ja_JP ja_JP.eucJP\n"})
         self.system.write("/service/mysql.xml", DEFINITION)
         for names in (("aliases", "keldoctl"), ("keldoctl", "aliases")):

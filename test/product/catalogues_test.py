@@ -137,7 +137,7 @@ class CatalogueTest(TestCaseWithACopy):
                         self.assertNotIn(text, (entry.english, entry.plural))
 
     def check_placeholders(self, entry, index, text, form):
-        """A form that stands for the number 1 alone need not name it."""
+        """A form that no number above 1 uses may lack <count>."""
         wanted = set(PLACEHOLDER.findall(entry.plural or entry.english))
         if entry.plural and not any(form(number) == index for number in range(2, 200)):
             wanted.discard("<count>")

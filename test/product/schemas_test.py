@@ -165,7 +165,7 @@ class SchemaTestCase(unittest.TestCase):
                 self.assertEqual(errors(document, schema, form), "")
 
     def assert_wrong(self, document, schema, line):
-        """`line` is a number, or one for each form where they differ."""
+        """`line` is a number, or a dictionary of a number for each form."""
         for form in FORMS:
             with self.subTest(form=form, document=document.decode()):
                 lines = re.findall(r"^-:(\d+):", errors(document, schema, form), re.MULTILINE)

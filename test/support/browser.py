@@ -53,7 +53,7 @@ class Browser:
     def close(self):
         """Ends the browser and waits until it has ended."""
         self._session = None
-        # An orderly end: its children write to its directory until then. It may have ended already.
+        # Ends its children too, which write to its directory. The browser may have ended already.
         with contextlib.suppress(OSError, RuntimeError):
             self.call("Browser.close")
         self._process.wait()

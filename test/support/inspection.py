@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs keldoctl-inspect and reads its document, held against the schemas."""
+"""Runs keldoctl-inspect and reads its document, which must be valid by the schemas."""
 
 import dataclasses
 import os

@@ -187,7 +187,7 @@ def change_definition(stack, service, old, new):
 
 
 def log_action(action, *services):
-    """Has the panel's action log say that the administrator started or stopped services."""
+    """Enters in the panel's action log that the administrator started or stopped services."""
     for service in services:
         quoted = service.replace("\\", "\\\\")
         subprocess.run(

@@ -251,7 +251,7 @@ class FileTest(DefinitionTest):
     def test_a_compressed_file_is_read(self):
         self.check_title(gzip.compress(titled("T").encode()))
 
-    def test_a_directory_or_a_link_without_a_text_defines_nothing(self):
+    def test_a_directory_or_a_link_that_leads_to_no_text_defines_nothing(self):
         path = SERVICES / "web.xml"
         for target in ("web.xml", "missing", "/dev/null", "/dev/zero", "/proc/self/mem", "/tmp"):
             with self.subTest(target):

@@ -90,7 +90,7 @@ for byte in {WEB_DOWN.encode()!r}:
 
 
 class EndTest(ProgramTest):
-    """When a program counts as ended, and how."""
+    """When a program counts as ended, and when it counts as successful."""
 
     def setUp(self):
         super().setUp()

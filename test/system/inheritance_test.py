@@ -215,7 +215,7 @@ class EndedRunTest(InheritanceTest):
             pass
 
     def reap(self):
-        """Waits for the child that waits for the command of an ended run."""
+        """Reaps the child that an ended run leaves, which waits for the command of the run."""
         with contextlib.suppress(ChildProcessError):
             os.waitpid(-1, 0)
 
@@ -277,12 +277,12 @@ class LimitTest(InheritanceTest):
         self.check(limit(resource.RLIMIT_FSIZE, 0))
 
     @uncounted
-    def test_commands_may_be_ended_by_files_that_may_not_grow(self):
+    def test_a_command_that_exceeds_the_file_size_limit_is_killed(self):
         self.repair("head -c 1 /dev/zero > /usr/local/kvr/file; kill -l $?")
         self.check(limit(resource.RLIMIT_FSIZE, 0), log="File size limit exceeded\nXFSZ\n")
 
     def test_no_further_processes(self):
-        # The limit does not hold for root. A user's has the panel's folders opened for it.
+        # Root is exempt from the limit, so another user runs keldoctl and may write to the folders.
         user = 54321
         for directory, _, _ in os.walk(self.panel.root):
             os.chmod(directory, 0o777)
@@ -298,8 +298,8 @@ class LimitTest(InheritanceTest):
             restart("web", status="error", log="keldoctl: failed to create a child process")])))
 
     def ends_with_memory(self, step):
-        """The exit statuses of runs with increasing memory: from too little to load the program
-        until three runs in a row are complete."""
+        """The exit statuses of runs with increasing memory. The first run has too little to load
+        the program; the last three are complete."""
         unloaded, enough = 1 << 20, 1 << 28
         while enough - unloaded > 1 << 17:
             middle = (unloaded + enough) // 2

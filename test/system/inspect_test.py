@@ -51,8 +51,8 @@ def states(seen):
 
 
 def reap_all():
-    """Waits for the end of all orphans, which come to this process. They would never end by
-    themselves."""
+    """Reaps all orphans, which have become children of this process. Hangs if the program has not
+    ended one of them."""
     with contextlib.suppress(ChildProcessError):
         while True:
             os.wait()

@@ -183,7 +183,8 @@ class OwnIdTest(unittest.TestCase):
         self.panel.write_service("web", own_id="mysql")
         self.panel.write_service("mysql")
         done = self.panel.run("--status")
-        # Both have the same id. The text of the later problem stays, and the solution of the first.
+        # Both have the same id. The report has the text of the later problem and the solution of
+        # the first.
         self.assertEqual(done.stdout,
                          report([service_down("mysql", title="web title")], [restart("mysql")]))
         self.assertEqual(self.panel.calls(), [])

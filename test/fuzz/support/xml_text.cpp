@@ -48,7 +48,8 @@ std::string encoded(char32_t c) {
 /// All beginnings of encoded characters, without the last byte and without the empty beginning.
 std::set<std::string, std::less<>> allBeginnings() {
     std::set<std::string, std::less<>> beginnings;
-    for (char32_t c = 0x80; c <= lastCharacter; c += 0x40) { // only the last byte differs between
+    // The 64 characters from `c` on differ only in their last byte.
+    for (char32_t c = 0x80; c <= lastCharacter; c += 0x40) {
         const std::string bytes = isSurrogate(c) ? "" : encoded(c);
         for (std::size_t length = 1; length < bytes.size(); ++length) {
             beginnings.insert(bytes.substr(0, length));

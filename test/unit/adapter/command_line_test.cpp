@@ -54,7 +54,7 @@ TEST(CommandLine, HasAFileAndPerhapsALimitWhicheverOptionComesFirst) {
     }
 }
 
-TEST(CommandLine, AsksForATextIfItIsOneOptionAlone) {
+TEST(CommandLine, AsksForATextIfVersionOrHelpIsTheOnlyArgument) {
     EXPECT_EQ(call(requestedText, {"--version"}),
               std::string("monit-check-status ") + programVersion + "\n");
     EXPECT_EQ(call(requestedText, {"--help"}),

@@ -62,8 +62,8 @@ protected:
         EXPECT_TRUE(test::directoriesLeft().empty());
         EXPECT_FALSE(test::hasChild());
     }
-    /// Runs it, with a limit if `hasLimit`. Only `allocations` of its allocations succeed; all if
-    /// that is -1.
+    /// Calls run(), with a limit if `hasLimit`. Unless `allocations` is -1, only this number of
+    /// allocations succeeds.
     int call(int allocations = -1) const {
         std::vector<std::string> words = {"monit", "-c", control, "-x", "check-status"};
         if (hasLimit) {

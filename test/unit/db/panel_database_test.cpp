@@ -257,7 +257,7 @@ TEST_F(DbConnect, ClosesAConnectionWhoseHandleReportsAnErrorAfterConnecting) {
     }
 }
 
-TEST_F(DbConnect, IsTriedByAProbeThatReturnsTheErrorNumber) {
+TEST_F(DbConnect, ProbeClosesTheConnectionAndReturnsTheErrorNumber) {
     unsigned int number = 7;
     EXPECT_EQ(db_probe(error.data(), error.size(), &number), 0);
     EXPECT_EQ(number, 0U);
@@ -460,7 +460,8 @@ TEST_F(KvrDbConnectOrReport, PrintsAnEmptyLineForAFailureWithoutAMessage) {
     expectPrinted("\n", [] { EXPECT_EQ(kvrDbConnectOrReport(), nullptr); });
 }
 
-/// The mode is unknown once in a process, so each of these tests runs in a new one.
+/// The mode is unknown only until the first connection of a process, so each of these tests runs in
+/// a new process.
 class KvrDbUtf8Mode : public PanelDatabase {
 protected:
     KvrDbUtf8Mode() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }

@@ -145,7 +145,7 @@ TEST_F(CheckServices, ChecksAStoppedServiceWhenTheDatabaseIsDown) {
     EXPECT_THAT(problemIds(), ElementsAre("service-down:dns"));
 }
 
-TEST_F(CheckServices, ChecksIdsSimilarToTheDatabasesByTheMonitor) {
+TEST_F(CheckServices, AsksTheMonitorAboutIdsThatResembleMysql) {
     define("MySQL");
     define("mysql5");
     setDown("MySQL\nmysql5\n");

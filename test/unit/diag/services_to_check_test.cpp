@@ -85,7 +85,7 @@ TEST_F(ServicesToCheck, FollowTheActionLog) {
          {"dns", "dns", "redis", "dns"},
          {"dns"},
          {"mysql", "keldo", "smtp", "web", "mail", "redis"}},
-        {"a stopped service is compared as a whole, by case",
+        {"a stopped id is compared whole and with its case",
          {},
          {"DNS", "dn", " dns"},
          coreServices},

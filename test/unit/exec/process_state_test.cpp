@@ -77,7 +77,7 @@ TEST_F(InheritedState, UnblocksAllSignals) {
     EXPECT_EQ(1, sigisemptyset(&blocked));
 }
 
-TEST_F(InheritedState, ResetsSigchldIgnoresFailedWritesAndKeepsOtherIgnoredSignals) {
+TEST_F(InheritedState, ResetsSigchldIgnoresSigpipeAndSigxfszAndKeepsOtherActions) {
     const struct {
         int signal;
         void (*before)(int);

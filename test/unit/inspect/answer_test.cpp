@@ -75,7 +75,7 @@ TEST(Answer, CountsAServiceAsCheckedOnlyIfItSaysSo) {
     }
 }
 
-TEST(Answer, HasNoTimeThatIsNoDurationOfUpToADay) {
+TEST(Answer, IgnoresATimeThatIsNotBetweenZeroAndADay) {
     for (const char* number : {"-1", "-0.5", "nan", "inf", "86401", "1e308", "1s", " 1", ""}) {
         SCOPED_TRACE(number);
         const std::string text = number;

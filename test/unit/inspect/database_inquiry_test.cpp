@@ -39,7 +39,7 @@ protected:
 
 } // namespace
 
-TEST_F(DatabaseInquiry, TellsTheActionLog) {
+TEST_F(DatabaseInquiry, ReadsTheActionLog) {
     test::setActionLog(database_, {"redis", "", "tomcat"}, {"mail"});
     const DatabaseAnswer answer = ask();
     EXPECT_TRUE(answer.isConnected);

@@ -16,7 +16,7 @@ std::string withChecks(const std::string& checks) {
            checks + "\n</checks>\n</service>\n";
 }
 
-TEST(DefinitionLine, IsThatOfTheElementThatMadeTheLine) {
+TEST(DefinitionLine, IsTheLineOfTheElementForEachControlFileLine) {
     const std::string process = withChecks("<pid-file>/run/a</pid-file>\n<port number='1'/>\n"
                                            "<unix-socket>/run/b</unix-socket>\n<port number='2'/>");
     const std::string host = withChecks("<port number='1'/>\n<port number='2'/>");
@@ -29,7 +29,7 @@ TEST(DefinitionLine, IsThatOfTheElementThatMadeTheLine) {
         {process, {1, 3, 5, 4, 6, 0}}, // sockets come before ports
         {host, {1, 1, 3, 4, 0}},
         {twoLines, {1, 3, 3, 5, 0}},
-        {dropped, {1, 1, 1, 0}}, // which port was dropped is not looked at
+        {dropped, {1, 1, 1, 0}}, // one port is ignored, so the line of a port is not known
     };
     const test::TemporaryDirectory directory;
     for (const auto& [text, lines] : rows) {

@@ -70,7 +70,8 @@ protected:
         currentLanguage = language;
     }
 
-    /// Translates into German with `entries` as the environment. Then stores the environment there.
+    /// Translates into German with `entries` as the environment. Then stores the environment in
+    /// `entries`.
     static Message translateIn(std::vector<std::string>& entries) {
         selectLanguage("de_DE", "de-DE");
         std::vector<char*> pointers;
