@@ -36,9 +36,6 @@ int laterError(int connection) {
 }
 
 template <typename Address> int connectError(const UniqueFd& connection, const Address& address) {
-    if (!connection) {
-        return errno;
-    }
     if (connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
         0) {
         return 0;

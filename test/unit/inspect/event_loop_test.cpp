@@ -91,7 +91,10 @@ TEST(ExecutedChild, ExecutesNothingWithoutItsParentOrItsStreams) {
 TEST(ExecutedChild, IsReadOnAfterAnInterruption) {
     Child child = shell("echo text");
     waitForOutput(child);
-    const FailingCall interrupted("read", EINTR, 1);
+    {
+        const FailingCall interrupted("read", EINTR, 1);
+        child.read();
+    }
     EXPECT_EQ(resultOf(std::move(child)).output, "text\n");
 }
 

@@ -15,9 +15,14 @@ namespace {
 std::string_view failing;
 int errorNumber = 0;
 int timesLeft = 0;
+int goodLeft = 0;
 
 bool fails(std::string_view function) {
     if (function != failing || timesLeft == 0) {
+        return false;
+    }
+    if (goodLeft > 0) {
+        --goodLeft;
         return false;
     }
     --timesLeft; // never reaches 0 if it was negative
@@ -46,6 +51,15 @@ int __wrap_fcntl(int descriptor, int command, ...) {
     const long argument = va_arg(arguments, long);
     va_end(arguments);
     return fails("fcntl") ? -1 : __real_fcntl(descriptor, command, argument);
+}
+
+int __real_open(const char* path, int flags, ...);
+int __wrap_open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    return fails("open") ? -1 : __real_open(path, flags, mode);
 }
 
 int __real_dup2(int descriptor, int target);
@@ -88,10 +102,11 @@ void __wrap_xmlDocDumpFormatMemoryEnc(xmlDocPtr document, xmlChar** text, int* s
 
 namespace keldo::inspect {
 
-FailingCall::FailingCall(const char* function, int error, int times) {
+FailingCall::FailingCall(const char* function, int error, int times, int good) {
     failing = function;
     errorNumber = error;
     timesLeft = times;
+    goodLeft = good;
 }
 
 FailingCall::~FailingCall() {

@@ -153,6 +153,13 @@ TEST_F(MonitorInquiryTest, LeavesAServiceUnknownThatIsNotCheckedAloneEither) {
     EXPECT_EQ(calls(), (std::vector<std::string>{"a 10.000", "a b 1.000"}));
 }
 
+TEST_F(MonitorInquiryTest, AsksLaterIfNoDescriptorIsLeftForAControlFile) {
+    panel_.installMonitor(batchMonitor);
+    add({"a", "b"});
+    const FailingCall failing("open", EMFILE, 1, 2); // one for each monitor: its file and /dev/null
+    EXPECT_EQ(ask(2), "a up passed, b up passed");
+}
+
 TEST_F(MonitorInquiryTest, LeavesServicesUnknownIfNoProcessCanBeMade) {
     add({"a", "b"});
     const FailingCall failing("fork", EAGAIN);

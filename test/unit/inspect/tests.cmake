@@ -15,6 +15,6 @@ keldo_unit_test(inspect
         reasons_test.cpp
     LIBRARIES keldo_catalogue keldo_fake_database keldo_fake_panel keldo_exec
     WRAP
-        dup2 fcntl fork getppid kvrDbConnectOrReport read socket write
+        dup2 fcntl fork getppid kvrDbConnectOrReport open read socket write
         xmlDocDumpFormatMemoryEnc xmlReadMemory)
 target_include_directories(inspect_test PRIVATE unit/inspect)
