@@ -2,7 +2,10 @@
 # Makes the changes of state out of the lines of all runs (report-changes.xsl), the oldest first. Prints
 # three fields separated by tabs: two times in seconds, or "-" for none, and a text.
 #
-# Variable: most_changes, the number of changes in a day above which a service is flapping.
+# A line "since" means: print only the changes after it, or nothing if there is none.
+#
+# Variables: most_changes, the number of changes in a day above which a service is flapping; json, the
+# name of a file for the printed changes as JSON, if there are any; host, the name of this host.
 BEGIN {
     FS = OFS = "\t"
     upgrade = "\t" # stands for the upgrade among the services; no id contains a tab
@@ -20,23 +23,33 @@ $1 == "run" {
     enter(upgrade, kind == "upgrade" ? "yes" : "no", "")
 }
 
+$1 == "since" {
+    end_run()
+    count = 0
+    has_since = 1
+}
+
 $1 == "service" {
     listed[$2] = runs
     if ($5 != "") title[$2] = $5
-    enter($2, $3, $4 == "passed" ? "" : $6)
+    enter($2, $3, $4 == "passed" ? "" : $6, $4)
 }
 
 END {
     end_run()
     title[upgrade] = word["upgrade"]
-    print first, time, word["inspections"] ": " runs
-    print_text("")
+    if (has_since && count == 0) exit
+    if (!has_since) {
+        print first, time, word["inspections"] ": " runs
+        print_text("")
+    }
     for (i = 1; i <= count; i++) {
         print at[i], "-", name(changed[i]) ": " text[i]
         if (reason[i] != "") print_text("    " reason[i])
     }
     if (count == 0) print_text(word["none"])
     print_flapping()
+    if (json != "" && count > 0) print_json()
 }
 
 # A report of version 1.0.0 names only what is down. A service that it no longer names is up, unknown
@@ -47,8 +60,8 @@ function end_run(  i) {
         if (state[ids[i]] == "down" && listed[ids[i]] != runs) enter(ids[i], "unreported", "")
 }
 
-# The service has the state `new` in this run.
-function enter(id, new, why,  old, is_change) {
+# The service has the state `new` in this run, for the reason `why` with the code `new_code`.
+function enter(id, new, why, new_code,  old, is_change) {
     if (!(id in state)) {
         ids[++id_count] = id
         state[id] = has_report ? "unreported" : "unlisted"
@@ -63,6 +76,9 @@ function enter(id, new, why,  old, is_change) {
         changed[++count] = id
         at[count] = time
         reason[count] = why
+        code[count] = new_code
+        from[count] = old
+        to[count] = new
         text[count] = described(old) lasted(id) " -> " described(new)
         change_time[id, ++changes[id]] = time
     }
@@ -110,6 +126,30 @@ function most_in_a_day(id,  begin, end, most) {
         if (end - begin + 1 > most) most = end - begin + 1
     }
     return most + 0
+}
+
+function print_json(  i) {
+    printf "{\"host\": %s, \"changes\": [\n", quoted(host) >json
+    for (i = 1; i <= count; i++) {
+        printf " {\"time\": %s, ", at[i] >json
+        if (changed[i] == upgrade)
+            printf "\"upgrade\": %s", to[i] == "yes" ? "true" : "false" >json
+        else
+            printf "\"service\": %s, \"title\": %s, \"from\": %s, \"to\": %s, \"code\": %s, \"reason\": %s",
+                quoted(changed[i]), quoted(name(changed[i])), quoted(from[i]), quoted(to[i]),
+                quoted(code[i]), quoted(reason[i]) >json
+        print (i < count ? "}," : "}") >json
+    }
+    print "]}" >json
+}
+
+# A text as JSON. It contains no control character (report-changes.xsl).
+function quoted(value,  i, character, text) {
+    for (i = 1; i <= length(value); i++) {
+        character = substr(value, i, 1)
+        text = text (character == "\\" || character == "\"" ? "\\" : "") character
+    }
+    return "\"" text "\""
 }
 
 function print_text(line) { print "-", "-", line }

@@ -12,8 +12,8 @@ from manual import BUILD, PAGES, displays, formatted, page, section, source
 from panel import CORE_SERVICES, PROJECT
 
 # Other projects' pages that ours refer to.
-FOREIGN_PAGES = {"flock.2", "gzip.1", "locale.1", "monit.1", "sudo.8", "systemd.timer.5",
-                 "xsltproc.1"}
+FOREIGN_PAGES = {"curl.1", "flock.2", "gzip.1", "locale.1", "monit.1", "run-parts.8", "sendmail.8",
+                 "sudo.8", "systemctl.1", "systemd.timer.5", "xsltproc.1"}
 
 
 def run(*command, env=None):
@@ -232,6 +232,9 @@ class DiagnosticsTest(unittest.TestCase):
         self.check_scripts("keldoctl-report.8", ("keldoctl-report", "keldoctl-report: "),
                            ("show-changes", "keldoctl-report: "), ("keep-report", "keep-report: "),
                            ("write-metrics", "write-metrics: "))
+
+    def test_keldoctl_notify(self):
+        self.check_scripts("keldoctl-notify.8", ("keldoctl-notify", "keldoctl-notify: "))
 
     def test_check_keldoctl(self):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))

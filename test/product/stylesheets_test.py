@@ -95,7 +95,8 @@ class WordsTest(unittest.TestCase):
                          {word for names in named for word in names if word}
                          | severities | outcomes | tests
                          | {f"change-{word}" for word in changes | STATES
-                            if word not in ("report", "run", "service", "word", "passed")})
+                            if word not in ("report", "run", "service", "since", "word", "passed",
+                                            "true", "false")})
 
     def headline(self, spoken, **parameters):
         """The first word of an inspection in a language: that nothing is known."""

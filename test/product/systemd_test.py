@@ -12,7 +12,8 @@ from views import install_views
 SYSTEM_UNITS = "usr/lib/systemd/system"
 # The services that inspect, with their programs.
 INSPECTING = {"keldoctl-metrics.service": "write-metrics", "keldoctl-report.service": "keep-report"}
-UNITS = sorted([*INSPECTING, "keldoctl-metrics.timer", "keldoctl-report.timer"])
+UNITS = sorted([*INSPECTING, "keldoctl-metrics.timer", "keldoctl-notify.service",
+                "keldoctl-report.timer"])
 
 
 class SystemdTest(unittest.TestCase):

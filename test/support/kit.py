@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The views and the kit for monitoring systems, installed on a private host with its daemons."""
 
+import http.server
+import json
 import os
 import pathlib
 import queue
@@ -63,6 +65,26 @@ class KitTestCase(unittest.TestCase):
             daemon = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         self.addCleanup(daemon.wait)
         self.addCleanup(daemon.terminate)
+
+    def receive_json(self):
+        """Starts a web server. Returns its port and the queue of the documents that it receives."""
+        documents = queue.Queue()
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_POST(self):
+                body = self.rfile.read(int(self.headers["Content-Length"]))
+                self.send_response(200)
+                self.end_headers()
+                documents.put(json.loads(body))
+
+            def log_message(self, *_):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        return server.server_port, documents
 
     def lines_of_fifo(self):
         """A new FIFO that every user may write to, and the queue of the lines that it receives."""

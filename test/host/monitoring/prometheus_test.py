@@ -2,12 +2,9 @@
 """The metrics, the alerts and the dashboard, with Prometheus and its node exporter."""
 
 import datetime
-import http.server
 import json
-import queue
 import re
 import subprocess
-import threading
 import unittest
 import urllib.parse
 import urllib.request
@@ -27,27 +24,6 @@ alerting:
 """
 
 
-class Receiver(http.server.ThreadingHTTPServer):
-    """Receives alerts in place of Prometheus' alert manager, by its interface."""
-
-    def __init__(self):
-        self.alerts = queue.Queue()
-        super().__init__(("127.0.0.1", 0), Handler)
-        threading.Thread(target=self.serve_forever, daemon=True).start()
-
-
-class Handler(http.server.BaseHTTPRequestHandler):
-    def do_POST(self):
-        body = self.rfile.read(int(self.headers["Content-Length"]))
-        self.send_response(200)
-        self.end_headers()
-        for alert in json.loads(body):
-            self.server.alerts.put(alert)
-
-    def log_message(self, *_):
-        pass
-
-
 def is_resolved(alert):
     """Prometheus sends a firing alert with an end in the future."""
     end = datetime.datetime.fromisoformat(re.sub(r"\.\d+Z|Z", "+00:00", alert["endsAt"]))
@@ -62,11 +38,9 @@ class PrometheusTest(KitTestCase):
         rules = re.sub(r"\bfor: \w+", "for: 0s",
                        (KIT / "prometheus/keldoctl.rules.yml").read_text(encoding="utf-8"))
         (self.directory / "rules.yml").write_text(rules, encoding="utf-8")
-        self.receiver = Receiver()
-        self.addCleanup(self.receiver.server_close)
-        self.addCleanup(self.receiver.shutdown)
+        port, self.posted = self.receive_json()  # in place of Prometheus' alert manager
         (self.directory / "prometheus.yml").write_text(CONFIGURATION.format(
-            rules=self.directory / "rules.yml", receiver=self.receiver.server_port),
+            rules=self.directory / "rules.yml", receiver=port),
             encoding="utf-8")
 
     def write_metrics(self):
@@ -74,10 +48,10 @@ class PrometheusTest(KitTestCase):
 
     def wait_for_alert(self, name, *, resolved, **labels):
         while True:
-            alert = self.receiver.alerts.get(timeout=LIMIT_SECONDS)
-            if (alert["labels"].items() >= {"alertname": name, **labels}.items()
-                    and is_resolved(alert) == resolved):
-                return alert
+            for alert in self.posted.get(timeout=LIMIT_SECONDS):
+                if (alert["labels"].items() >= {"alertname": name, **labels}.items()
+                        and is_resolved(alert) == resolved):
+                    return alert
 
     def query(self, expression):
         address = "http://127.0.0.1:9090/api/v1/query?" + urllib.parse.urlencode(

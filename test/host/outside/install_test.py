@@ -18,14 +18,15 @@ LINK = "/admin/sbin/keldoctl"
 # All files but the panel's, by GNUInstallDirs' folders. "lib" is fixed on every architecture.
 FILES = {
     "BINDIR": ("keldo-service-lint",),
-    "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-report"),
+    "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-notify", "keldoctl-report"),
     "LIBEXECDIR": (
         "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
         "keldoctl/panel-links", "keldoctl/panel-root", "keldoctl/repair-commands",
         "keldoctl/show-changes", "keldoctl/write-metrics"),
     "MANDIR": (
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
-        "man8/keldoctl-inspect.8", "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
+        "man8/keldoctl-inspect.8", "man8/keldoctl-notify.8",
+        "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
     "DATADIR": (
         *(f"bash-completion/completions/{name}" for name in (
             "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-inspect",
@@ -34,7 +35,8 @@ FILES = {
         "keldoctl/examples/minimal.xml", "keldoctl/examples/panel.py",
         "keldoctl/examples/web.xml", "keldoctl/monitoring/README.md",
         "keldoctl/monitoring/grafana/keldoctl.json", "keldoctl/monitoring/icinga2/keldoctl.conf",
-        "keldoctl/monitoring/nagios/keldoctl.cfg",
+        "keldoctl/monitoring/nagios/keldoctl.cfg", "keldoctl/monitoring/notify.d/mail",
+        "keldoctl/monitoring/notify.d/webhook",
         "keldoctl/monitoring/prometheus/keldoctl.rules.yml",
         "keldoctl/monitoring/sudoers.d/keldoctl", "keldoctl/schemas/keldo-service.rnc",
         "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
@@ -54,7 +56,8 @@ FILES = {
         "zsh/site-functions/_keldoctl"),
     "lib": (
         "nagios/plugins/check_keldoctl", "systemd/system/keldoctl-metrics.service",
-        "systemd/system/keldoctl-metrics.timer", "systemd/system/keldoctl-report.service",
+        "systemd/system/keldoctl-metrics.timer", "systemd/system/keldoctl-notify.service",
+        "systemd/system/keldoctl-report.service",
         "systemd/system/keldoctl-report.timer"),
 }
 DEFAULT_FOLDERS = {"BINDIR": "bin", "SBINDIR": "sbin", "LIBEXECDIR": "libexec", "MANDIR": "share/man",
