@@ -6,7 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -19,6 +21,10 @@ namespace keldo::inspect {
 namespace {
 
 constexpr int notExecuted = 127;
+
+/// Reads of a pipe in one call. They empty a full pipe of 1 MiB, and a child that writes all the
+/// time cannot keep us from what else is to be done.
+constexpr int mostReads = 64;
 
 struct Pipe {
     UniqueFd readEnd;
@@ -82,15 +88,17 @@ int becomeProgram(char* const* arguments, int input, int output, int errors) {
     if (duplicate(input, STDIN_FILENO) && duplicate(output, STDOUT_FILENO) &&
         duplicate(errors, STDERR_FILENO)) { // otherwise its output could get into the document
         execvp(arguments[0], arguments);
+        dprintf(STDERR_FILENO, "%s: %s\n", arguments[0], std::strerror(errno));
     }
     return notExecuted;
 }
 
 /// Appends to `text` what the pipe holds, until it has `limit` bytes, and drops the rest. Sets
-/// `isCut` if it dropped something. Returns false at the end of the pipe.
+/// `isCut` if it dropped something. Returns false at the end of the pipe. Reads at most mostReads
+/// times.
 bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut) {
     std::array<char, 16384> buffer{};
-    for (;;) {
+    for (int reads = 0; reads < mostReads; ++reads) {
         const ssize_t count = read(descriptor, buffer.data(), buffer.size());
         if (count == -1 && errno == EINTR) {
             continue;
@@ -103,6 +111,7 @@ bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut)
         text.append(buffer.data(), std::min(length, room));
         isCut = isCut || length > room;
     }
+    return true;
 }
 
 } // namespace
@@ -148,7 +157,7 @@ Child::Child(pid_t pid, UniqueFd output, UniqueFd errors, std::size_t outputLimi
 Child::Child(Child&& other) noexcept
     : pid_(std::exchange(other.pid_, -1)), output_(std::move(other.output_)),
       errors_(std::move(other.errors_)), outputLimit_(other.outputLimit_), start_(other.start_),
-      endingSince_(other.endingSince_), isEnding_(other.isEnding_),
+      endingSince_(other.endingSince_), isEnding_(other.isEnding_), isKilled_(other.isKilled_),
       result_(std::move(other.result_)) {}
 
 Child::~Child() {
@@ -213,12 +222,17 @@ bool Child::update() {
 }
 
 void Child::end() noexcept {
-    if (pid_ != -1) {
-        kill(-pid_, isEnding_ ? SIGKILL : SIGTERM);
-        if (!isEnding_) {
-            isEnding_ = true;
-            endingSince_ = Clock::now();
-        }
+    if (pid_ == -1) {
+        return;
+    }
+    const int number = isEnding_ ? SIGKILL : SIGTERM;
+    if (kill(-pid_, number) == -1 || number == SIGKILL) {
+        kill(pid_, number); // it may have left its group
+    }
+    isKilled_ = isEnding_;
+    if (!isEnding_) {
+        isEnding_ = true;
+        endingSince_ = Clock::now();
     }
 }
 

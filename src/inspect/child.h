@@ -39,7 +39,8 @@ public:
     static constexpr std::size_t errorsLimit = 16384;
 
     /// Executes a program; the first word is its path. Throws std::system_error if no process can
-    /// be made. A program that cannot be executed shows as exit status 127.
+    /// be made. A program that cannot be executed shows as exit status 127, with the reason as its
+    /// errors.
     static Child execute(const std::vector<std::string>& words, std::size_t outputLimit);
 
     /// Calls `work` in the child, with the descriptor of its standard output. The child ends with
@@ -69,6 +70,8 @@ public:
     /// When the child got SIGTERM; only if isEnding().
     Clock::time_point endingSince() const { return endingSince_; }
     bool isEnding() const { return isEnding_; }
+    /// Whether the child got SIGKILL too.
+    bool isKilled() const { return isKilled_; }
 
     ChildResult takeResult() { return std::move(result_); }
 
@@ -83,6 +86,7 @@ private:
     Clock::time_point start_ = Clock::now();
     Clock::time_point endingSince_;
     bool isEnding_ = false;
+    bool isKilled_ = false;
     ChildResult result_;
 };
 

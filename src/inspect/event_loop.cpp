@@ -27,7 +27,8 @@ bool isIgnored(int number) {
 
 } // namespace
 
-EventLoop::EventLoop(std::function<void()> tick) : tick_(std::move(tick)) {
+EventLoop::EventLoop(std::function<void()> tick)
+    : tick_(std::move(tick)), nextTick_(Clock::now() + tickLength) {
     sigset_t signals = endingSignals();
     for (int number = 1; number <= SIGRTMAX; ++number) {
         if (sigismember(&signals, number) == 1 && isIgnored(number)) {
@@ -57,6 +58,7 @@ void EventLoop::add(Child child, Clock::time_point limit, Ended ended) {
 void EventLoop::run() {
     while (!watched_.empty()) {
         waitForEvent();
+        tickIfDue();
         readSignals();
         for (Watched& watched : watched_) {
             watched.child.read();
@@ -66,13 +68,16 @@ void EventLoop::run() {
     }
 }
 
-/// Waits for output, a signal, the next time limit of a child, or one second.
+/// Waits for output, a signal, the next time limit of a child, or the next tick.
 void EventLoop::waitForEvent() {
-    Clock::time_point wake = Clock::now() + tickLength;
+    Clock::time_point wake = nextTick_;
     std::vector<pollfd> polled = {{signals_.get(), POLLIN, 0}};
     for (const Watched& watched : watched_) {
-        wake = std::min(wake, watched.child.isEnding() ? watched.child.endingSince() + Child::grace
-                                                       : watched.limit);
+        if (!watched.child.isKilled()) { // then only SIGCHLD is to come
+            wake =
+                std::min(wake, watched.child.isEnding() ? watched.child.endingSince() + Child::grace
+                                                        : watched.limit);
+        }
         for (const int descriptor :
              {watched.child.outputDescriptor(), watched.child.errorsDescriptor()}) {
             if (descriptor != -1) {
@@ -81,9 +86,16 @@ void EventLoop::waitForEvent() {
         }
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(wake - Clock::now()).count();
-    if (poll(polled.data(), polled.size(), static_cast<int>(std::max<long>(left, 0))) == 0 &&
-        tick_) {
-        tick_();
+    poll(polled.data(), polled.size(), static_cast<int>(std::max<long>(left, 0)));
+}
+
+void EventLoop::tickIfDue() {
+    const Clock::time_point now = Clock::now();
+    if (now >= nextTick_) {
+        nextTick_ = now + tickLength;
+        if (tick_) {
+            tick_();
+        }
     }
 }
 
@@ -115,7 +127,8 @@ void EventLoop::endLateChildren() {
     for (Watched& watched : watched_) {
         if (!watched.child.isEnding() && now >= watched.limit) {
             watched.child.endAtLimit();
-        } else if (watched.child.isEnding() && now >= watched.child.endingSince() + Child::grace) {
+        } else if (watched.child.isEnding() && !watched.child.isKilled() &&
+                   now >= watched.child.endingSince() + Child::grace) {
             watched.child.end();
         }
     }

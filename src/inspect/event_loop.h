@@ -23,7 +23,7 @@ public:
     /// Takes a child's result; may add further children.
     using Ended = std::function<void(ChildResult)>;
 
-    /// Calls `tick` about once a second while it waits; `tick` may be empty.
+    /// Calls `tick` about once a second while children run; `tick` may be empty.
     explicit EventLoop(std::function<void()> tick);
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
@@ -45,11 +45,13 @@ private:
     };
 
     void waitForEvent();
+    void tickIfDue();
     void readSignals();
     void endLateChildren();
     void takeEndedChildren();
 
     std::function<void()> tick_;
+    Clock::time_point nextTick_;
     sigset_t maskBefore_;
     UniqueFd signals_;
     std::list<Watched> watched_;

@@ -74,8 +74,10 @@ TEST(ExecutedChild, GivesItsOutputErrorsAndStatus) {
     EXPECT_GT(result.duration, 0s);
 }
 
-TEST(ExecutedChild, HasStatus127IfThereIsNoSuchProgram) {
-    EXPECT_EQ(WEXITSTATUS(resultOf(Child::execute({"/nowhere"}, outputLimit)).waitStatus), 127);
+TEST(ExecutedChild, HasStatus127AndTheReasonIfThereIsNoSuchProgram) {
+    const ChildResult result = resultOf(Child::execute({"/nowhere"}, outputLimit));
+    EXPECT_EQ(WEXITSTATUS(result.waitStatus), 127);
+    EXPECT_EQ(result.errors, "/nowhere: No such file or directory\n");
 }
 
 TEST(ExecutedChild, ExecutesNothingWithoutItsParentOrItsStreams) {
@@ -151,6 +153,20 @@ TEST(CalledChild, ReturnsItsOutputAndWhetherItThrew) {
     EXPECT_EQ(WEXITSTATUS(result.waitStatus), EXIT_SUCCESS);
     const auto fail = [](int) { throw std::runtime_error("fails"); };
     EXPECT_EQ(WEXITSTATUS(resultOf(Child::call(fail, outputLimit)).waitStatus), EXIT_FAILURE);
+}
+
+TEST(EndedChild, EndsEvenIfItHasLeftItsGroup) {
+    Child child = Child::call(
+        [](int output) {
+            const bool hasLeft = setpgid(0, getpgid(getppid())) == 0;
+            EXPECT_EQ(write(output, hasLeft ? "y" : "n", 1), 1);
+            pause();
+        },
+        outputLimit);
+    waitForOutput(child);
+    const ChildResult result = resultOf(std::move(child), 0s);
+    EXPECT_EQ(result.output, "y");
+    EXPECT_EQ(WTERMSIG(result.waitStatus), SIGTERM);
 }
 
 TEST(EndedChild, LeavesNoProcessOfItsGroup) {
@@ -260,14 +276,14 @@ TEST(EventLoop, RunsChildrenThatAreAddedMeanwhile) {
     EXPECT_EQ(order, "a\nb\n");
 }
 
-TEST(EventLoop, TicksWhileItWaits) {
+TEST(EventLoop, TicksEvenIfOutputArrivesAllTheTime) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     EventLoop loop([&ends] { EXPECT_EQ(write(ends[1], "x", 1), 1); });
-    const auto waitForTick = [&ends](int) {
-        char byte = 0;
-        if (read(ends[0], &byte, 1) != 1) {
-            throw std::runtime_error("no tick");
+    const auto waitForTick = [&ends](int output) {
+        pollfd polled{ends[0], POLLIN, 0};
+        while (poll(&polled, 1, 10) == 0) {
+            EXPECT_EQ(write(output, "x", 1), 1);
         }
     };
     int status = -1;
