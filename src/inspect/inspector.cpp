@@ -83,8 +83,8 @@ public:
 
 private:
     void tellHowFar() {
-        tell_(isAskingMonitor_ ? std::to_string(loop_.childCount()) + " monitors are at work"
-                               : "the database and the upgrade tool are asked");
+        tell_(inquiry_ != nullptr ? inquiry_->progress()
+                                  : "the database and the upgrade tool are asked");
     }
 
     void askUpgradeToolAndDatabase() {
@@ -207,14 +207,15 @@ private:
             judgeAll(asked, monitor_.reason, monitor_.detail);
             return;
         }
-        isAskingMonitor_ = true;
         try {
             const ControlFileDirectory directory;
             MonitorInquiry inquiry(loop_, directory.path(), jobs_, deadline_);
             for (const Listed* const service : asked) {
                 inquiry.add(service->found);
             }
+            inquiry_ = &inquiry;
             std::vector<Judgement> judgements = inquiry.ask();
+            inquiry_ = nullptr;
             for (std::size_t i = 0; i < asked.size(); ++i) {
                 asked[i]->judgement = std::move(judgements[i]);
             }
@@ -375,8 +376,8 @@ private:
     Clock::time_point deadline_;
     const std::function<void(const std::string&)>& tell_;
     EventLoop loop_;
-    bool isAskingMonitor_ = false;
-    std::string noProcess_; ///< why no child could be made; else empty
+    const MonitorInquiry* inquiry_ = nullptr; ///< set while it asks
+    std::string noProcess_;                   ///< why no child could be made; else empty
     UpgradeAnswer upgrade_;
     DatabaseAnswer database_;
     std::vector<Listed> services_;

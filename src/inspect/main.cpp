@@ -8,17 +8,13 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <libgen.h>
 
 using namespace keldo;
 
 int main(int argc, char* argv[]) {
     makeInheritedStateSane();
-    const std::vector<std::string> words(argv, argv + argc);
-    programName = argc > 0 ? basename(argv[0]) : "";
     try {
-        return inspect::run(
-            inspect::parseCommandLine({words.begin() + (argc > 0 ? 1 : 0), words.end()}));
+        return inspect::run(inspect::parseCommandLine(takeArguments(argc, argv)));
     } catch (const inspect::CommandLineError& error) {
         std::fputs(error.what(), stderr);
         return inspect::statusUsage;

@@ -96,6 +96,11 @@ std::vector<MonitorInquiry::Question> MonitorInquiry::firstPass() const {
     return questions;
 }
 
+std::string MonitorInquiry::progress() const {
+    return std::to_string(settled_) + " of " + std::to_string(found_.size()) +
+           " services are checked";
+}
+
 void MonitorInquiry::startQuestions() {
     while (!questions_.empty() && loop_.childCount() < atOnce_) {
         const Question question = std::move(questions_.front());
@@ -213,7 +218,7 @@ void MonitorInquiry::takeAnswer(const Question& question, const Answer& answer,
             judgements_[service] =
                 untested(definition, State::unknown, reason(isAtDeadline ? "limit" : "not_tested"));
         } else {
-            judgements_[service] = judge(definition, answer, result.duration);
+            settle(service, judge(definition, answer, result.duration));
         }
     }
     askAlone(askedAgain);
@@ -229,9 +234,9 @@ void MonitorInquiry::takeRefusal(const Question& question, const std::string& co
         return;
     }
     const std::size_t service = question.services.front();
-    judgements_[service] =
-        untested(definitionOf(service), State::unknown,
-                 reasonOfRefusal(found_[service]->path, controlFile, answer.words), answer.words);
+    settle(service, untested(definitionOf(service), State::unknown,
+                             reasonOfRefusal(found_[service]->path, controlFile, answer.words),
+                             answer.words));
 }
 
 /// Adds a question for each service alone. More calls may then run at once, since most of them
@@ -252,8 +257,13 @@ void MonitorInquiry::askAlone(const std::vector<std::size_t>& services) {
 void MonitorInquiry::judgeUnknown(const Question& question, const Reason& why,
                                   const std::string& detail) {
     for (const std::size_t service : question.services) {
-        judgements_[service] = untested(definitionOf(service), State::unknown, why, detail);
+        settle(service, untested(definitionOf(service), State::unknown, why, detail));
     }
+}
+
+void MonitorInquiry::settle(std::size_t service, Judgement judgement) {
+    judgements_[service] = std::move(judgement);
+    ++settled_;
 }
 
 Reason MonitorInquiry::reasonOfFailure(const ChildResult& result) const {

@@ -47,6 +47,9 @@ public:
     /// Asks for all added services. Returns their judgements in the order of add().
     std::vector<Judgement> ask();
 
+    /// A line such as "5 of 60 services are checked".
+    std::string progress() const;
+
     /// The error number of the first control file that could not be written whole, or 0.
     int controlFileError() const { return controlFileError_; }
 
@@ -71,6 +74,7 @@ private:
     void takeRefusal(const Question& question, const std::string& controlFile,
                      const Answer& answer);
     void askAlone(const std::vector<std::size_t>& services);
+    void settle(std::size_t service, Judgement judgement);
     void judgeUnknown(const Question& question, const Reason& why, const std::string& detail);
     Reason reasonOfFailure(const ChildResult& result) const;
     std::vector<Question> firstPass() const;
@@ -90,6 +94,7 @@ private:
     std::size_t atOnce_ = 0;
     int filesMade_ = 0;
     int controlFileError_ = 0;
+    std::size_t settled_ = 0; ///< services with their final judgement
     bool hasAsked_ = false;
     bool hasAnswered_ = false;
     enum class Batches { unknown, supported, unsupported } batches_ = Batches::unknown;

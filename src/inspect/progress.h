@@ -13,6 +13,9 @@ namespace keldo::inspect {
 class Progress {
 public:
     Progress();
+    ~Progress() { clearLine(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
 
     /// Prints a line that stays.
     void printLine(const std::string& line);

@@ -7,6 +7,8 @@
 #include "inspect/names.h"
 #include "report/problem_model.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <initializer_list>
@@ -18,22 +20,29 @@ namespace keldo::inspect {
 
 namespace {
 
-/// Replaces control characters: a line feed would begin a new line in the log.
-std::string inOneLine(std::string text) {
+/// In quotes, with quotes and control characters replaced, so that no text can add a line or
+/// further words to the log. Cut to the length of a path, since the log drops long lines.
+std::string quoted(std::string text) {
+    constexpr std::size_t most = 4096;
+    text.resize(std::min(text.size(), most));
     for (char& c : text) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == '"') {
             c = '?';
         }
     }
-    return text;
+    return '"' + text + '"';
 }
+
+/// The number of a user who has not logged in, such as a daemon.
+constexpr const char* noLoginUid = "4294967295";
 
 std::string whoAsks() {
     std::string loginUid = "unknown";
     std::getline(std::ifstream("/proc/self/loginuid"), loginUid);
     const char* const sudoUser = std::getenv("SUDO_USER");
-    return "uid " + std::to_string(getuid()) + ", login uid " + loginUid +
-           (sudoUser != nullptr ? ", SUDO_USER " + inOneLine(sudoUser) : "");
+    return "uid " + std::to_string(getuid()) + ", login uid " +
+           (loginUid == noLoginUid ? "unset" : loginUid) +
+           (sudoUser != nullptr ? ", SUDO_USER " + quoted(sudoUser) : "");
 }
 
 void writeToLog(const std::string& line) {
@@ -64,7 +73,7 @@ std::string joined(std::initializer_list<std::string_view> pieces) {
 /// Returns whether the repair was carried out and succeeded.
 bool carryOut(const std::string& id, const std::string& asker,
               const std::function<void(const std::string&)>& tell) {
-    const std::string shownId = inOneLine(id);
+    const std::string shownId = quoted(id);
     tell(shownId + " ...");
     // First, since the repair may end this process.
     writeToLog(joined({"repair ", shownId, " begins; ", asker}));

@@ -14,8 +14,10 @@
 #include "xml/memory.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <sched.h>
 #include <sys/utsname.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace keldo::inspect {
@@ -50,21 +52,32 @@ ExitStatus statusOf(Verdict verdict) {
     return statusUnknown;
 }
 
-int printText(const std::string& text) {
-    return writeToStdout(text) ? statusWell : statusNoDocument;
+/// Throws std::system_error if the text cannot be written whole.
+void print(const std::string& text) {
+    if (!writeToStdout(text)) {
+        throw std::system_error(errno, std::generic_category(), "cannot write");
+    }
 }
+
+/// So that the reason can be seen if there is no document.
+struct StderrRestorer {
+    ~StderrRestorer() { restoreStderr(); }
+};
 
 } // namespace
 
 int run(const CommandLine& commandLine) {
     if (commandLine.mode == CommandLine::Mode::printUsage) {
-        return printText(usage());
+        print(usage());
+        return statusWell;
     }
     if (commandLine.mode == CommandLine::Mode::printVersion) {
-        return printText(programName + " " + programVersion + "\n");
+        print(programName + " " + programVersion + "\n");
+        return statusWell;
     }
     abortOnXmlOutOfMemory();
     Progress progress;
+    const StderrRestorer restorer;
     redirectStdout(); // before anything that could print a message
     redirectStderr();
     setLanguageOrEnglish(commandLine.language);
@@ -74,7 +87,7 @@ int run(const CommandLine& commandLine) {
     const Clock::time_point start = Clock::now();
     const std::size_t jobs = commandLine.jobs != 0 ? commandLine.jobs : processorCount();
     Inspection inspection =
-        inspectServices(jobs, Clock::now() + commandLine.timeout,
+        inspectServices(jobs, start + commandLine.timeout,
                         [&progress](const std::string& line) { progress.replaceLine(line); });
     inspection.host = hostName();
     inspection.started = started;
@@ -82,11 +95,7 @@ int run(const CommandLine& commandLine) {
     progress.clearLine();
     restoreStderr();
     restoreStdout();
-    const std::string document =
-        commandLine.isJson ? jsonDocument(inspection) : xmlDocument(inspection);
-    if (!writeToStdout(document)) {
-        return statusNoDocument;
-    }
+    print(commandLine.isJson ? jsonDocument(inspection) : xmlDocument(inspection));
     return haveRepairsSucceeded ? statusOf(inspection.verdict) : statusProblems;
 }
 

@@ -283,6 +283,12 @@ class MonitorTest(InspectTest):
                 self.assertEqual((found.state, found.code, found.detail),
                                  ("failed", f"monitor_{code}", detail))
 
+    def test_a_monitor_whose_interpreter_is_missing(self):
+        path = self.panel.write_program("monit", "#!/none\n")
+        found = self.all_asked("unknown monitor_failed").dependencies["monitor"]
+        self.assertEqual((found.state, found.detail),
+                         ("failed", f"{path}: No such file or directory\n"))
+
     def test_an_answer_of_almost_1_mib_is_read(self):
         self.panel.fake_monitor(script=monitor("", service="<x/>").replace(
             "echo '</monit>'", "yes '<x/>' | head -c 1040000; echo '</monit>'"))
@@ -430,7 +436,15 @@ class CommandLineTest(InspectTest):
     def test_a_document_that_cannot_be_written(self):
         for arguments in ((), ("--json",), ("--version",), ("--help",)):
             with self.subTest(arguments), open("/dev/full", "wb") as full:
-                self.assertEqual(self.run_program(*arguments, stdout=full).returncode, 3)
+                done = self.run_program(*arguments, stdout=full)
+                self.assertEqual((done.returncode, done.stderr), (
+                    3, b"keldoctl-inspect: cannot write: No space left on device\n"))
+
+    def test_the_reason_why_there_is_no_document(self):
+        done = self.run_program(program=(
+            "strace", "-o/dev/null", "-einject=signalfd4:error=EMFILE", INSPECT))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (
+            3, b"", b"keldoctl-inspect: cannot watch for signals: Too many open files\n"))
 
     def test_a_closed_standard_output_is_the_null_device(self):
         done = self.run_program(program=("sh", "-c", 'exec "$0" >&-', INSPECT))
@@ -474,15 +488,24 @@ class RepairTest(InspectTest):
             log.bind("/dev/log")
             self.addCleanup(os.unlink, "/dev/log")
             self.panel.write_service("web", start="exit 3")
-            self.inspect("--repair", "restart-service:web", "a\nb", env={"SUDO_USER": "al\nice"})
-            lines = [log.recv(4096).decode().partition(": repair ")[2] for _ in range(4)]
-        asker = r"uid 0, login uid \S+, SUDO_USER al\?ice\Z"
+            self.inspect("--repair", "restart-service:web", 'a\n"; b' + 9999 * "c",
+                         env={"SUDO_USER": 'al\nice", uid 7' + 99999 * " "})
+            lines = [log.recv(1 << 17).decode().partition(": repair ")[2] for _ in range(4)]
+        asker = r'uid 0, login uid (\d{1,9}|unset|unknown), SUDO_USER "al\?ice\?, uid 7 +"\Z'
         for line, expected in zip(lines, (
-                r"restart-service:web begins; ",
-                r"restart-service:web: failed, status \d+; \d+\.\d{3} s; ",
-                r"a\?b begins; ",
-                r"a\?b: not carried out, since there is no such repair; \d+\.\d{3} s; ")):
+                r'"restart-service:web" begins; ',
+                r'"restart-service:web": failed, status \d+; \d+\.\d{3} s; ',
+                r'"a\?\?; bc+" begins; ',
+                r'"a\?\?; bc+": not carried out, since there is no such repair; \d+\.\d{3} s; ')):
             self.assertRegex(line, expected + asker)
+            self.assertLess(len(line), 8500)
+
+    def test_the_time_of_the_inspection_begins_after_the_repairs(self):
+        second = "date -u +%FT%TZ"
+        self.panel.write_service("web", start=f"s=$({second}); while [ $s = $({second}) ]; do :; "
+                                 f"done; {second}")
+        root = ElementTree.fromstring(self.inspect("--repair", "restart-service:web").document)
+        self.assertGreaterEqual(root.get("started"), root.findtext(".//log").strip())
 
 
 class TerminalTest(InspectTest):
@@ -496,7 +519,7 @@ class TerminalTest(InspectTest):
         os.close(theirs)
         self.wait_for(started)
         shown = b""
-        while b"1 monitors are at work" not in shown:
+        while b"0 of 5 services are checked" not in shown:
             self.assertTrue(select.select([ours], [], [], PATIENCE)[0], shown)
             shown += os.read(ours, 4096)
         os.write(go, b"go\n")
@@ -504,9 +527,9 @@ class TerminalTest(InspectTest):
         with contextlib.suppress(OSError):  # the end, if nobody has the other side open
             while more := os.read(ours, 4096):
                 shown += more
-        self.assertRegex(shown, rb"\Arestart-service:web \.\.\.\r\n"
-                         rb"restart-service:web: ok, \d\.\d{3} s\r\n(\r\x1b\[K1 monitors are at work)+"
-                         rb"\r\x1b\[K\Z")
+        self.assertRegex(shown, rb'\A"restart-service:web" \.\.\.\r\n'
+                         rb'"restart-service:web": ok, \d\.\d{3} s\r\n'
+                         rb"(\r\x1b\[K0 of 5 services are checked)+\r\x1b\[K\Z")
 
 
 del InspectTest
