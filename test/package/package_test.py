@@ -13,8 +13,9 @@ ADAPTER = "/usr/libexec/keldoctl/monit-check-status"
 CONTROL_FILES = ROOT + "/tmp"
 RECORDS = "/var/lib/keldoctl"
 BOTH = ("keldoctl", "keldoctl-monit")
-# systemd's helper keeps the state of the timer until a purge.
-TIMER_STATE = ("/var/lib/systemd/deb-systemd-helper-enabled/keldoctl-report.timer.dsh-also",)
+# systemd's helper keeps the states of the timers until a purge.
+TIMER_STATE = tuple(f"/var/lib/systemd/deb-systemd-helper-enabled/keldoctl-{name}.timer.dsh-also"
+                    for name in ("metrics", "report"))
 REPORT = RECORDS + "/reports/2026-11-21T120000.000000000Z.xml"
 # keldoctl needs no monitor to find that the database is down.
 DEFINITION = """<service xmlns="http://keldo.example/schemas/keldo/service/1" id="mysql">
@@ -137,9 +138,10 @@ class InstallTest(PackageTest):
         self.system.purge(*BOTH)
         self.assertFalse(self.system.path("/srv/panel").exists())
 
-    def test_the_timer_that_keeps_reports_is_off(self):
+    def test_the_timers_are_off(self):
         self.system.install(*BOTH)
-        self.assertTrue(self.system.path("/lib/systemd/system/keldoctl-report.timer").exists())
+        for name in ("metrics", "report"):
+            self.assertTrue(self.system.path(f"/lib/systemd/system/keldoctl-{name}.timer").exists())
         self.assertEqual([name for name in self.system.state()
                           if name.startswith("/etc/systemd") and "keldoctl" in name], [])
 

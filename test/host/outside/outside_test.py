@@ -97,7 +97,23 @@ class Command(unittest.TestCase):
     def test_without_a_command_it_prints_its_usage(self):
         result = host_run()
         self.assertEqual(result.returncode, NO_HOST)
-        self.assertEqual(result.stderr, "host/run: usage: host/run [--bare] COMMAND [ARG...]\n")
+        self.assertEqual(result.stderr, "host/run: usage: host/run [--bare] [--with NAME]"
+                         " COMMAND [ARG...]\n")
+
+    def test_with_an_unknown_list_of_packages_it_prints_one_line(self):
+        for words in (["--with", "nothing", "true"], ["--with"]):
+            result = host_run(*words)
+            self.assertEqual((result.returncode, result.stderr), (
+                NO_HOST, "host/run: there is no list of packages -- packages-"
+                f"{(words + [''])[1]}\n"))
+
+    def test_the_first_layer_has_none_of_the_packages_of_another_list(self):
+        layer = PROJECT / "build/host/layer/usr/bin"
+        if what_serves() != "namespaces":
+            self.skipTest("a container keeps all packages")
+        self.assertTrue((layer.parent / "sbin/nginx").exists())
+        for name in ("prometheus", "sudo"):
+            self.assertFalse((layer / name).exists())
 
     def test_without_root_it_prints_one_line(self):
         # Another user, who may read the project's folder.
