@@ -309,6 +309,11 @@ class OtherProgramsTest(ShellsTest):
             ("--language=d", "--language=de-DE "), ("--t", "--timeout="), ("-t x", "-t x"),
             ("-w none --verb", "-w none --verbose ")])
 
+    def test_keldoctl_notify(self):
+        self.check_words("keldoctl-notify", [
+            ("--p", "--programs="), ("--most=9 --p", "--most=9 --programs="),
+            ("--most=9 --m", "--most=9 --m"), ("--v", "--version "), ("--most=9 --v", "--most=9 --v")])
+
     def test_monit_check_status(self):
         self.check_words("monit-check-status", [
             ("--v", "--version "), ("--h", "--help "), ("-x c", "-x check-status "),

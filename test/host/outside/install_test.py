@@ -30,7 +30,7 @@ FILES = {
     "DATADIR": (
         *(f"bash-completion/completions/{name}" for name in (
             "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-inspect",
-            "keldoctl-report", "monit-check-status")),
+            "keldoctl-notify", "keldoctl-report", "monit-check-status")),
         "keldoctl/examples/cache.xml", "keldoctl/examples/keldoctl-report.cron",
         "keldoctl/examples/minimal.xml", "keldoctl/examples/panel.py",
         "keldoctl/examples/web.xml", "keldoctl/monitoring/README.md",
