@@ -17,7 +17,8 @@ INSPECT, MONIT_NAME, LOOP_NAME = "keldoctl-inspect", "monit validate", "loop of 
 MOST_HANGING = 10
 ONE_HANGING = "1 hangs"
 # For keldoctl-inspect: ratios by the number of services and what is beside it.
-TARGETS = {(60, MONIT_NAME): 3, (600, MONIT_NAME): 3, (60, LOOP_NAME): 0.1, (60, ONE_HANGING): 2}
+TARGETS = {(60, MONIT_NAME): 3, (600, MONIT_NAME): 3, (60, LOOP_NAME): 0.1,
+           (6, ONE_HANGING): 2, (60, ONE_HANGING): 2, (600, ONE_HANGING): 2}
 MEMORY_TARGET = 16 * 1024  # KiB
 
 
