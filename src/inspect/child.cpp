@@ -162,7 +162,9 @@ Child::Child(Child&& other) noexcept
 
 Child::~Child() {
     if (!hasEnded()) {
-        end();
+        if (!isEnding_) { // a second call would kill it at once
+            end();
+        }
         waitUntilReaped();
     }
 }

@@ -237,6 +237,27 @@ TEST(Child, ThrowsIfThereIsNoProcessOrDescriptorLeft) {
     EXPECT_THROW(EventLoop({}), std::system_error);
 }
 
+TEST(EventLoop, GivesItsChildrenTimeToEndIfItIsDestroyed) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    {
+        EventLoop loop({});
+        Child child =
+            Child::execute({"/bin/sh", "-c",
+                            "trap 'cat /proc/self/status >/dev/null; echo ended >&$0; exit' TERM; "
+                            "echo ready; while :; do read -r line </proc/uptime; done",
+                            std::to_string(ends[1])},
+                           outputLimit);
+        waitForOutput(child);
+        loop.add(std::move(child), Clock::now() + 1min, [](const ChildResult&) {});
+    }
+    pollfd polled{ends[0], POLLIN, 0};
+    EXPECT_EQ(poll(&polled, 1, 0), 1);
+    EXPECT_EQ(waitpid(-1, nullptr, 0), -1); // it was reaped
+    close(ends[0]);
+    close(ends[1]);
+}
+
 TEST(EventLoop, IsInterruptedByASignalThatIsNotIgnored) {
     std::signal(SIGHUP, SIG_IGN);
     sigset_t before;
