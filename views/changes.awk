@@ -5,7 +5,9 @@
 # A line "since" means: print only the changes after it, or nothing if there is none.
 #
 # Variables: most_changes, the number of changes in a day above which a service is flapping; json, the
-# name of a file for the printed changes as JSON, if there are any; host, the name of this host.
+# name of a file for the printed changes as JSON, if there are any; host, the name of this host; now,
+# the present time, to print when the last state of each service began, as "STATE ID", or "<STATE ID" if
+# it may have begun before. Nothing is known if the last run is more than an hour ago.
 BEGIN {
     FS = OFS = "\t"
     upgrade = "\t" # stands for the upgrade among the services; no id contains a tab
@@ -37,6 +39,12 @@ $1 == "service" {
 
 END {
     end_run()
+    if (now) {
+        for (i = 1; now - time < 3600 && i <= id_count; i++)
+            if (ids[i] != upgrade)
+                print since[ids[i]], "-", (is_older[ids[i]] ? "<" : "") state[ids[i]] " " ids[i]
+        exit
+    }
     title[upgrade] = word["upgrade"]
     if (has_since && count == 0) exit
     if (!has_since) {

@@ -57,7 +57,7 @@ body {
   <xsl:template name="security-policy">
     <meta http-equiv="Content-Security-Policy" content="{concat(
         &quot;default-src 'none'; base-uri 'none'; form-action 'none'; &quot;,
-        &quot;style-src 'sha256-95s8L7aP+GavxKM/gAgKh1FDXI6g5Ipz3qoYCIfWYHg='; &quot;,
+        &quot;style-src 'sha256-Zyd3ZAa+TAG5noOexL+pPgS9/DqGdJ2Py/6lYt7R8aU='; &quot;,
         &quot;script-src 'sha256-BShb8Mj7NLQoU7DWbY8n2zqE9NE7sL8v628YPXTl1Jo='&quot;)}"/>
   </xsl:template>
 

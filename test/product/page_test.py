@@ -255,6 +255,10 @@ class ContentTest(PageTestCase):
         self.load(changed("all_well", ('verdict="well"', 'verdict="new"')))
         self.assertEqual(self.each(".top", "each.className"), ["top unknown"])
 
+    def test_a_page_with_a_failed_repair_does_not_look_well(self):
+        self.load(changed("repaired", ("<status>ok", "<status>error")))
+        self.assertEqual(self.each(".top", "each.className"), ["top down"])
+
     def test_what_could_not_be_used_is_told_once(self):
         missing = ('<dependency id="configuration" state="missing"><reason code="x"'
                    ' xml:lang="en-US">The defaults apply.</reason></dependency>')
@@ -270,6 +274,16 @@ class ContentTest(PageTestCase):
         self.assertEqual(self.texts(".row.unknown h3"),
                          ["There is no space left in /usr/local/kvr/tmp."])
         self.assertEqual(len(self.texts(".row.unknown .names li")), 6)
+
+    def test_a_problem_tells_since_when(self):
+        time = "2026-11-21 07:05 +00:00"
+        for state, since in (
+                (f"{time}  down web", [f"Since {time}"]), (f"{time}  <down web", [f"Since ≤ {time}"]),
+                # It has changed since the last kept inspection.
+                (f"{time}  unknown web", []), (f"{time}  down dns", []), ("", [])):
+            with self.subTest(state):
+                self.load(inspected("one_down") + f"<?state {state}?>".encode())
+                self.assertEqual(self.texts(".row .since"), since)
 
     def test_a_wrong_definition_comes_with_the_command_that_explains_it(self):
         self.load("mixed")

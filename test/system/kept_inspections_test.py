@@ -3,6 +3,8 @@
 
 import datetime
 import os
+import re
+import shutil
 import stat
 import subprocess
 import unittest
@@ -60,6 +62,24 @@ class ChangesTest(InstalledViewsTestCase):
                       self.changes("--language=de-DE"))
         # The time zone is that of the caller.
         self.assertIn("\n2026-11-22 01:00 +01:00  web: ", self.changes(TZ="Somewhere-1"))
+
+    def test_a_page_tells_since_when_a_service_is_down(self):
+        self.fake_inspection("one_down", 1)
+        now = datetime.datetime.now(datetime.timezone.utc)
+        older, newer, last = (now - datetime.timedelta(minutes=each) for each in (70, 65, 50))
+        for runs, since in (([(older, "down")], None), ([(last, "up")], None),
+                            ([(last, "down")], "≤ {:%Y-%m-%d %H:%M} +00:00"),
+                            ([(newer, "up"), (last, "down")], "{:%Y-%m-%d %H:%M} +00:00"),
+                            ([(last, "?><b>")], None)):
+            with self.subTest(runs):
+                shutil.rmtree(KEPT_REPORTS, ignore_errors=True)
+                self.keep({f"{time:%Y-%m-%dT%H%M%S}.0Z": web(state, f"{time:%Y-%m-%dT%H:%M:%SZ}")
+                           for time, state in runs})
+                for view in ("--html", "--fragment"):
+                    status, page, errors = self.run_program(view)
+                    self.assertEqual((status, errors), (1, ""))
+                    self.assertEqual(re.findall('<bdi class="since">Since (.*?)</bdi>', page),
+                                     [since.format(last)] if since else [])
 
     def test_the_example_of_the_manual(self):
         begin = datetime.datetime(2026, 11, 21, 0, 20)

@@ -13,6 +13,11 @@
   <xsl:variable name="h2" select="concat('h', $heading-level + 1)"/>
   <xsl:variable name="h3" select="concat('h', $heading-level + 2)"/>
 
+  <!-- When the state of a service began, behind the inspection: "2026-11-21 07:05 +00:00  STATE ID", or
+       "<STATE ID" if it may have begun before. -->
+  <xsl:key name="since" match="processing-instruction('state')"
+      use="substring(., 26 + starts-with(substring(., 26), '&lt;'))"/>
+
   <!-- With more rows than these, a row shows its repair only if it is opened. -->
   <xsl:variable name="is-dense" select="count($down) &gt; 8 and not($has-forms)"/>
   <xsl:variable name="failed-repairs" select="$repairs[status != 'ok']"/>
@@ -368,6 +373,14 @@
     <span class="reason">
       <xsl:for-each select="reason"><xsl:call-template name="language"/></xsl:for-each>
       <xsl:value-of select="reason"/>
+      <xsl:for-each select="key('since', concat(@state, ' ', @id))[1]">
+        <xsl:text> </xsl:text>
+        <bdi class="since">
+          <xsl:value-of select="concat($words[@id = 'since'], ' ')"/>
+          <xsl:if test="substring(., 26, 1) = '&lt;'">≤ </xsl:if>
+          <xsl:value-of select="substring(., 1, 23)"/>
+        </bdi>
+      </xsl:for-each>
     </span>
   </xsl:template>
 

@@ -75,6 +75,7 @@
   .what { flex: 1; min-inline-size: 0; }
   .what :is(h3, h4, h5, h6) { display: inline; font-weight: 600; }
   .what .reason { display: block; text-align: -webkit-match-parent; text-align: match-parent; }
+  .since { font-size: 0.875em; white-space: nowrap; }
   .state { color: var(--tone); font-size: 0.875em; font-weight: 600; }
   summary { cursor: pointer; list-style: none; }
   summary::-webkit-details-marker { display: none; }
