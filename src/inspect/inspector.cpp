@@ -16,6 +16,7 @@
 #include "inspect/reasons.h"
 #include "monitor/monitor_run.h"
 #include "report/problem_model.h"
+#include "report/translation.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -83,8 +84,10 @@ public:
 
 private:
     void tellHowFar() {
-        tell_(inquiry_ != nullptr ? inquiry_->progress()
-                                  : "the database and the upgrade tool are asked");
+        tell_(
+            inquiry_ != nullptr
+                ? inquiry_->progress()
+                : translate("Waiting for the answers of the database and the upgrade check.").text);
     }
 
     void askUpgradeToolAndDatabase() {

@@ -8,6 +8,7 @@
 #include "inspect/reasons.h"
 #include "monitor/definition_lines.h"
 #include "monitor/monitor_run.h"
+#include "report/translation.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -97,8 +98,10 @@ std::vector<MonitorInquiry::Question> MonitorInquiry::firstPass() const {
 }
 
 std::string MonitorInquiry::progress() const {
-    return std::to_string(settled_) + " of " + std::to_string(found_.size()) +
-           " services are checked";
+    return translateWith("Services checked: <count> of <total>",
+                         Substitution{"<count>", std::to_string(settled_)},
+                         Substitution{"<total>", std::to_string(found_.size())})
+        .text;
 }
 
 void MonitorInquiry::startQuestions() {

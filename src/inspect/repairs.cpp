@@ -6,12 +6,14 @@
 #include "exec/process_state.h"
 #include "inspect/names.h"
 #include "report/problem_model.h"
+#include "report/translation.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <initializer_list>
+#include <optional>
 #include <string_view>
 #include <syslog.h>
 #include <unistd.h>
@@ -20,17 +22,30 @@ namespace keldo::inspect {
 
 namespace {
 
-/// In quotes, with quotes and control characters replaced, so that no text can add a line or
-/// further words to the log. Cut to the length of a path, since the log drops long lines.
-std::string quoted(std::string text) {
+/// Replaces control characters, so that a text can neither add a line nor control a terminal. Cuts
+/// it to the length of a path, since the log drops long lines.
+std::string inOneLine(std::string text) {
     constexpr std::size_t most = 4096;
     text.resize(std::min(text.size(), most));
     for (char& c : text) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == '"') {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
             c = '?';
         }
     }
-    return '"' + text + '"';
+    return text;
+}
+
+/// In quotes, with quotes replaced, so that no text can add further words to the log.
+std::string quoted(const std::string& text) {
+    std::string line = inOneLine(text);
+    std::replace(line.begin(), line.end(), '"', '?');
+    return '"' + line + '"';
+}
+
+/// The title of a repair for the reader, or its id if there is no such repair.
+std::string titleOf(const std::string& id) {
+    const Solution solution = solutionForAction(id);
+    return inOneLine(solution.id.empty() ? id : solution.message.text);
 }
 
 /// The number of a user who has not logged in, such as a daemon.
@@ -51,15 +66,33 @@ void writeToLog(const std::string& line) {
     closelog(); // so that no child inherits the connection
 }
 
-/// The outcome of the repair in words, and whether it succeeded.
-std::pair<std::string, bool> outcomeOf(const std::string& id) {
+/// The exit status of the repair; none if there is no such repair.
+std::optional<int> statusOf(const std::string& id) {
     const auto result = problemModel.actionResults().find(id);
     if (result == problemModel.actionResults().end()) {
-        return {"not carried out, since there is no such repair", false};
+        return std::nullopt;
     }
-    const int status = result->second.status;
-    return status == 0 ? std::pair<std::string, bool>("ok", true)
-                       : std::pair("failed, status " + std::to_string(status), false);
+    return result->second.status;
+}
+
+std::string outcomeInLog(std::optional<int> status) {
+    if (!status) {
+        return "not carried out, since there is no such repair";
+    }
+    return *status == 0 ? "ok" : "failed, status " + std::to_string(*status);
+}
+
+std::string outcomeForReader(std::optional<int> status, const std::string& seconds) {
+    if (!status) {
+        return translate("There is no such repair.").text;
+    }
+    if (*status == 0) {
+        return translateWith("Done in <seconds> s.", Substitution{"<seconds>", seconds}).text;
+    }
+    return translateWith("Failed with status <status> after <seconds> s.",
+                         Substitution{"<status>", std::to_string(*status)},
+                         Substitution{"<seconds>", seconds})
+        .text;
 }
 
 std::string joined(std::initializer_list<std::string_view> pieces) {
@@ -74,16 +107,18 @@ std::string joined(std::initializer_list<std::string_view> pieces) {
 bool carryOut(const std::string& id, const std::string& asker,
               const std::function<void(const std::string&)>& tell) {
     const std::string shownId = quoted(id);
-    tell(shownId + " ...");
+    const std::string title = titleOf(id);
+    tell(title);
     // First, since the repair may end this process.
     writeToLog(joined({"repair ", shownId, " begins; ", asker}));
     const Clock::time_point start = Clock::now();
     repairActions({id});
-    const std::string seconds = secondsText(inMilliseconds(Clock::now() - start)) + " s";
-    const auto [outcome, hasSucceeded] = outcomeOf(id);
-    writeToLog(joined({"repair ", shownId, ": ", outcome, "; ", seconds, "; ", asker}));
-    tell(joined({shownId, ": ", outcome, ", ", seconds}));
-    return hasSucceeded;
+    const std::string seconds = secondsText(inMilliseconds(Clock::now() - start));
+    const std::optional<int> status = statusOf(id);
+    writeToLog(
+        joined({"repair ", shownId, ": ", outcomeInLog(status), "; ", seconds, " s; ", asker}));
+    tell(title + " " + outcomeForReader(status, seconds));
+    return status == 0;
 }
 
 } // namespace

@@ -60,8 +60,9 @@ class ViewsTest(unittest.TestCase):
 
     def test_a_terminal_shows_the_begin_and_the_end_of_a_repair(self):
         text = self.shell("script -qec 'keldoctl-report --repair restart-service:dns' /dev/null", 0)
-        self.assertRegex(text, r"\Arestart-service:dns \.\.\.\n"
-                               r"restart-service:dns: ok, \d+\.\d+ s\n\npanel\.example ")
+        self.assertRegex(text, r"\ARestart the Name Server service\.\n"
+                               r"Restart the Name Server service\. Done in \d+\.\d+ s\.\n\n"
+                               r"panel\.example ")
 
 
 if __name__ == "__main__":
