@@ -68,12 +68,31 @@ copy_sources() {
         tar --extract --directory="$1"
 }
 
-# Whether a directory holds packages that are newer than all sources. A build makes the source
-# package (.dsc) first, so its time counts.
+# Unpacks the sources of the last release into build/last-release, unless they are there. The last
+# release is the version before this one in debian/changelog, at its last commit.
+unpack_last_release() {
+    local directory=build/last-release version commit
+    version=$(sed -n 's/^keldoctl (\(.*\)) .*/\1/p' debian/changelog | sed -n 2p)
+    # The commit that replaced the version; the one before is the release.
+    commit=$(git log -1 --format=%H -S"project(keldoctl VERSION $version " -- CMakeLists.txt)
+    [[ $commit ]] ||
+        die "git's history lacks version $version; in a shallow clone, run git fetch --unshallow"
+    commit=$(git rev-parse --verify "$commit^") || exit
+    [[ ! -e $directory/build/$commit ]] || return 0
+    rm -rf "$directory"
+    mkdir -p "$directory/build"
+    { git archive "$commit" | tar --extract --directory="$directory"; } ||
+        die "the sources of version $version could not be unpacked"
+    : >"$directory/build/$commit"
+}
+
+# Whether a directory holds packages that are newer than all sources. A change during the build
+# makes them old: the Debian source package (.dsc) is made first, and an RPM has the sources' time.
 packages_are_fresh() {
-    local source=("$1"/*.dsc)
-    [[ -e ${source[0]} && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \
-        -o -newer "${source[0]}" -print -quit) ]]
+    local source
+    source=$(find "$1" -maxdepth 1 \( -name '*.dsc' -o -name '*.rpm' \) -print -quit 2>/dev/null)
+    [[ $source && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \
+        -o -newer "$source" -print -quit) ]]
 }
 
 # Builds a preset, or only the targets given after its name.

@@ -1,17 +1,21 @@
 # SPDX-License-Identifier: MIT
-"""A small Debian system with nothing of keldoctl's, for tests of its packages."""
+"""Small systems with nothing of keldoctl's, for tests of its packages."""
 
 import os
 import pathlib
 import stat
 import subprocess
 import tempfile
+import unittest
 
 BASE = pathlib.Path(os.environ["KELDO_BASE_SYSTEM"])
 PACKAGES = pathlib.Path(os.environ["KELDO_PACKAGES"])
+RPMS = pathlib.Path(os.environ["KELDO_RPMS"])
+# The directories of the last release's packages are in this directory.
+LAST_RELEASE = pathlib.Path(os.environ["KELDO_LAST_RELEASE"])
 # Lists, logs and caches of the package management.
 OF_PACKAGE_MANAGEMENT = ("proc", "etc/ld.so.cache", "var/cache", "var/lib/apt", "var/lib/dpkg",
-                         "var/log", "tmp")
+                         "var/lib/rpm", "var/log", "tmp")
 NAMES = ("keldoctl", "keldoctl-monit")
 
 
@@ -21,9 +25,8 @@ def package_file(name, folder=PACKAGES):
     return path
 
 
-class DebianSystem:
-    """A copy of the base system until close(). It has no network and runs no daemon. The packages are
-    in /packages."""
+class System:
+    """A copy of the base system until close(). It has no network and runs no daemon."""
 
     def __init__(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="keldo-debian."))
@@ -35,9 +38,11 @@ class DebianSystem:
         self.mount("-t", "overlay", "-o", f"lowerdir={BASE},upperdir={self.folder}/upper,"
                    f"workdir={self.folder}/work", "system", self.root)
         self.mount("-t", "proc", "proc", self.root / "proc")
-        for name in NAMES:
-            self.write(f"packages/{name}.deb", package_file(name).read_bytes())
+        self.add_packages()
         self.clean = self.state()
+
+    def add_packages(self):
+        """Puts packages onto the system."""
 
     def close(self):
         subprocess.run(["umount", "--recursive", "--lazy", self.folder], check=True)
@@ -56,16 +61,6 @@ class DebianSystem:
         if done.returncode != status:
             raise AssertionError(f"{command} exits {done.returncode}:\n{done.stdout}")
         return done.stdout
-
-    def install(self, *names, folder="/packages"):
-        return self.run("apt-get", "--yes", "--no-install-recommends", "install",
-                        *(f"{folder}/{name}.deb" for name in names))
-
-    def remove(self, *names):
-        return self.run("apt-get", "--yes", "remove", *names)
-
-    def purge(self, *names):
-        return self.run("apt-get", "--yes", "purge", *names)
 
     def path(self, name):
         return self.root / name.lstrip("/")
@@ -93,6 +88,39 @@ class DebianSystem:
                 found["/" + str(path.relative_to(self.root))] = (
                     oct(status.st_mode), status.st_uid, status.st_gid, content_of(self.root, path, status))
         return found
+
+    def systemctl(self, *arguments):
+        """The output of this machine's systemctl, which changes and reads the system's files."""
+        return subprocess.run(["systemctl", f"--root={self.root}", *arguments], check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
+
+
+class DebianSystem(System):
+    """The packages are in /packages, and those of the last release in /released."""
+
+    def add_packages(self):
+        for folder, source in (("packages", PACKAGES), ("released", LAST_RELEASE / "packages")):
+            for name in NAMES:
+                self.write(f"{folder}/{name}.deb", package_file(name, source).read_bytes())
+
+    def install(self, *names, folder="/packages"):
+        return self.run("apt-get", "--yes", "--no-install-recommends", "install",
+                        *(f"{folder}/{name}.deb" for name in names))
+
+    def install_last_release(self):
+        self.install(*NAMES, folder="/released")
+
+    def upgrade(self):
+        return self.install(*NAMES)
+
+    def remove(self, *names):
+        return self.run("apt-get", "--yes", "remove", *names)
+
+    def purge(self, *names):
+        return self.run("apt-get", "--yes", "purge", *names)
+
+    def remove_all(self):
+        self.purge(*NAMES)
 
     def add_old_version(self, version="0.9.0", change=lambda name, tree: None):
         """Puts the packages with another version into /old, after `change` has edited each tree."""
@@ -128,6 +156,28 @@ class DebianSystem:
             self.build_package(tree, f"packages/{name}.deb")
 
 
+class RpmSystem(System):
+    """Debian's libraries and this machine's rpm. The RPMs' dependencies are not looked at."""
+
+    def rpm(self, *arguments):
+        done = subprocess.run(["rpm", "--root", self.root, "--dbpath", "/var/lib/rpm",
+                               "--force-debian", "--nodeps", *arguments], check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        if done.returncode != 0:
+            raise AssertionError(f"rpm {arguments} exits {done.returncode}:\n{done.stdout}")
+        return done.stdout
+
+    def install_last_release(self):
+        self.rpm("--install", *(LAST_RELEASE / "rpm-packages").glob("*.rpm"))
+
+    def upgrade(self):
+        """Also installs."""
+        return self.rpm("--upgrade", *RPMS.glob("*.rpm"))
+
+    def remove_all(self):
+        self.rpm("--erase", *NAMES)
+
+
 def skipped(folder, name):
     return os.path.normpath(os.path.join(folder, name)) in OF_PACKAGE_MANAGEMENT
 
@@ -141,3 +191,27 @@ def content_of(root, path, status):
         return None
     is_kept = path.is_relative_to(root / "var")
     return path.read_bytes() if is_kept else (status.st_size, status.st_mtime_ns)
+
+
+class SystemTest(unittest.TestCase):
+    """Each test has a system of its own."""
+
+    kind = System
+
+    def setUp(self):
+        self.system = self.kind()
+        self.addCleanup(self.system.close)
+
+    def assert_clean(self, but=()):
+        self.assert_state(self.system.clean, but)
+
+    def assert_state(self, expected, but=()):
+        state = self.system.state()
+        for name in but:
+            state.pop(name, None)
+        names = sorted(expected.keys() | state.keys())
+        differences = [f"{name}: {expected.get(name)} became {state.get(name)}"
+                       for name in names if expected.get(name) != state.get(name)]
+        # assertEqual would take minutes to compare two long lists.
+        if differences:
+            self.fail("\n".join(differences[:40]))

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
 """The packages on a small Debian system: installed, upgraded, removed and purged."""
 
+import re
 import unittest
 
-from debian_system import DebianSystem
+from debian_system import DebianSystem, SystemTest
 
 ROOT = "/usr/local/kvr"
 PROGRAM = ROOT + "/admin/sbin/keldoctl"
@@ -13,9 +14,9 @@ ADAPTER = "/usr/libexec/keldoctl/monit-check-status"
 CONTROL_FILES = ROOT + "/tmp"
 RECORDS = "/var/lib/keldoctl"
 BOTH = ("keldoctl", "keldoctl-monit")
-# systemd's helper keeps the states of the timers until a purge.
-TIMER_STATE = tuple(f"/var/lib/systemd/deb-systemd-helper-enabled/keldoctl-{name}.timer.dsh-also"
-                    for name in ("metrics", "report"))
+TIMERS = {"keldoctl-metrics.timer", "keldoctl-report.timer"}
+# systemd's helper keeps the state of the timers until a purge.
+TIMER_STATE = [f"/var/lib/systemd/deb-systemd-helper-enabled/{timer}.dsh-also" for timer in TIMERS]
 REPORT = RECORDS + "/reports/2026-11-21T120000.000000000Z.xml"
 # keldoctl needs no monitor to find that the database is down.
 DEFINITION = """<service xmlns="http://keldo.example/schemas/keldo/service/1" id="mysql">
@@ -37,10 +38,8 @@ ADMINISTRATORS = {
 }
 
 
-class PackageTest(unittest.TestCase):
-    def setUp(self):
-        self.system = DebianSystem()
-        self.addCleanup(self.system.close)
+class PackageTest(SystemTest):
+    kind = DebianSystem
 
     def have(self, files):
         """Creates an administrator's files, which belong to the clean state."""
@@ -49,20 +48,6 @@ class PackageTest(unittest.TestCase):
         self.system.path("/srv/empty").mkdir(parents=True)
         self.system.path(CONTROL_FILES).mkdir(parents=True)
         self.system.clean = self.system.state()
-
-    def assert_clean(self, but=()):
-        self.assert_state(self.system.clean, but)
-
-    def assert_state(self, expected, but=()):
-        state = self.system.state()
-        for name in but:
-            state.pop(name, None)
-        names = sorted(expected.keys() | state.keys())
-        differences = [f"{name}: {expected.get(name)} became {state.get(name)}"
-                       for name in names if expected.get(name) != state.get(name)]
-        # assertEqual would take minutes to compare two long lists.
-        if differences:
-            self.fail("\n".join(differences[:40]))
 
     def changed_by(self, action):
         """The paths from before that the action changes."""
@@ -234,23 +219,8 @@ class RemoveTest(PackageTest):
             self.system.path(name).unlink()
 
 
-class UpgradeTest(PackageTest):
-    def upgrade(self):
-        self.system.install(*BOTH, folder="/old")
-        output = self.system.install(*BOTH)
-        for name in BOTH:
-            self.assertIn(f"Unpacking {name} (1", output)
-            self.assertIn("over (0.9.0)", output)
-
-    def test_an_upgrade_is_like_a_fresh_installation(self):
-        self.system.add_old_version()
-        self.system.install(*BOTH)
-        fresh = self.system.state()
-        self.system.purge(*BOTH)
-        self.upgrade()
-        self.assert_state(fresh)
-        self.system.purge(*BOTH)
-        self.assert_clean()
+class OtherVersionTest(PackageTest):
+    """Upgrades from, and a downgrade to, packages that were made from the present ones."""
 
     def test_links_of_files_that_the_new_version_lacks_go(self):
         def change(name, tree):
@@ -265,21 +235,6 @@ class UpgradeTest(PackageTest):
         self.system.install(*BOTH)
         self.assertIsNone(self.system.link(link))
         self.assertFalse(self.system.path(link).parent.parent.exists())
-
-    def test_new_files_are_linked(self):
-        def change(name, tree):
-            if name == "keldoctl":
-                (tree / "usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo").unlink()
-        self.system.add_old_version(change=change)
-        self.upgrade()
-        self.assertIsNotNone(self.system.link(CATALOGUE))
-
-    def test_the_administrators_files_stay(self):
-        self.system.add_old_version()
-        self.have(ADMINISTRATORS)
-        self.upgrade()
-        self.system.purge(*BOTH)
-        self.assert_clean()
 
     def test_files_that_replaced_our_links_stay(self):
         self.system.add_old_version()
@@ -296,6 +251,29 @@ class UpgradeTest(PackageTest):
         self.assertEqual(self.system.link(MONITOR), ADAPTER)
         self.system.purge(*BOTH)
         self.assert_clean()
+
+
+class RunningTimerTest(PackageTest):
+    """The scripts ask systemd, which they believe to run. The base system's policy refuses to act, and
+    the refusal is printed."""
+
+    def setUp(self):
+        super().setUp()
+        self.system.path("/run/systemd/system").mkdir(parents=True)
+
+    def refused(self, output):
+        """The words of the commands that were not run."""
+        return set(" ".join(re.findall(r"not running '(.*?)'", output)).split())
+
+    def test_only_an_upgrade_restarts_the_timers_that_run(self):
+        self.assertEqual(self.refused(self.system.install(*BOTH)), set())
+        self.system.purge(*BOTH)
+        self.system.install_last_release()
+        self.assertEqual(self.refused(self.system.upgrade()), {"try-restart", *TIMERS})
+
+    def test_a_removal_stops_the_timers(self):
+        self.system.install(*BOTH)
+        self.assertEqual(self.refused(self.system.remove(*BOTH)), {"stop", *TIMERS})
 
 
 if __name__ == "__main__":

@@ -60,5 +60,51 @@ class FreshPackagesTest(unittest.TestCase):
                 self.assertFalse(self.are_fresh())
 
 
+class LastReleaseTest(unittest.TestCase):
+    """A repository with three commits of version 1.0.0 and two of 1.1.0."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.project = self.folder / "whole"
+        for folder in ("script", "debian"):
+            (self.project / folder).mkdir(parents=True)
+        shutil.copy(PROJECT / "script/lib.sh", self.project / "script/lib.sh")
+        self.git("init", "--quiet")
+        entries = ""
+        for version, contents in (("1.0.0", "abc"), ("1.1.0", "de")):
+            entries = f"keldoctl ({version}) unstable; urgency=medium\n\n{entries}"
+            (self.project / "debian/changelog").write_text(entries, encoding="utf-8")
+            (self.project / "CMakeLists.txt").write_text(
+                f"project(keldoctl VERSION {version} LANGUAGES CXX)\n", encoding="utf-8")
+            for content in contents:
+                (self.project / "content").write_text(content, encoding="utf-8")
+                self.git("add", ".")
+                self.git("commit", "--quiet", "--message", content)
+
+    def git(self, *arguments):
+        subprocess.run(["git", "-c", "user.name=A", "-c", "user.email=a@b.example", *arguments],
+                       cwd=self.project, check=True)
+
+    def unpack(self):
+        """Unpacks the last release. Returns what was said, and the content of the release's file."""
+        done = subprocess.run(
+            ["bash", "-c", "set -uo pipefail; program=test; source script/lib.sh; "
+             "unpack_last_release"], cwd=self.project, check=False, capture_output=True, text=True)
+        path = self.project / "build/last-release/content"
+        return done.stderr, path.read_text(encoding="utf-8") if path.exists() else None
+
+    def test_it_is_the_last_commit_of_the_version_before(self):
+        self.assertEqual(self.unpack(), ("", "c"))
+        (self.project / "build/last-release/content").write_text("kept", encoding="utf-8")
+        self.assertEqual(self.unpack(), ("", "kept"))
+
+    def test_a_shallow_clone_gets_a_message(self):
+        self.git("clone", "--quiet", "--depth=1", self.project.as_uri(), self.folder / "shallow")
+        self.project = self.folder / "shallow"
+        self.assertEqual(self.unpack(), (
+            "test: git's history lacks version 1.0.0; in a shallow clone, run git fetch "
+            "--unshallow\n", None))
+
+
 if __name__ == "__main__":
     unittest.main()
