@@ -23,6 +23,7 @@ ADMINISTRATORS = {
     "/etc/sudoers.d/keldoctl": "nagios ALL=(root) NOPASSWD: /usr/lib/nagios/plugins/check_keldoctl\n",
     f"/etc/systemd/system/{TIMER}.d/often.conf": "[Timer]\nOnCalendar=*:0/5\n",
     "/etc/systemd/system/keldoctl-report.service.d/count.conf": "[Service]\nReadWritePaths=/srv\n",
+    "/etc/keldoctl/notify.d/mail": "#!/bin/sh\n",
     "/service/web.xml": "<service/>\n",
     f"{CONTROL_FILES}/another-program": "a file of its own\n",
 }
