@@ -47,6 +47,14 @@ class SystemdTest(unittest.TestCase):
                 self.assertEqual(done.returncode, 0, done.stdout.decode())
                 self.assertNotIn("✗ SystemCallArchitectures=", done.stdout.decode())
 
+    def test_notification_follows_a_kept_inspection_outside_its_sandbox(self):
+        units = self.prefix / "lib/systemd/system"
+        self.assertIn("\nOnSuccess=keldoctl-notify.service\n",
+                      (units / "keldoctl-report.service").read_text(encoding="utf-8"))
+        done = self.analyze("security", "--offline=yes", "--threshold=90", "--no-pager",
+                            "keldoctl-notify.service")
+        self.assertIn("✗ NoNewPrivileges=", done.stdout.decode())  # Postfix needs a setgid program
+
     def test_the_installation_enables_no_unit(self):
         self.assertEqual(sorted(path.name for path in (self.prefix / "lib/systemd").rglob("*")),
                          [*UNITS, "system"])
