@@ -43,6 +43,10 @@ bool hasTests(const ServiceDefinition& definition) {
 
 } // namespace
 
+bool isReadableFile(const std::string& path) {
+    return faultOfFile(path) == nullptr;
+}
+
 FoundDefinition findDefinition(const std::string& id) {
     const std::string path = definitionPath(id);
     const auto fault = [&path](const char* code) {

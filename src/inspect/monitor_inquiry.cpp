@@ -40,7 +40,9 @@ long complainedLine(const std::string& words, const std::string& controlFile) {
 
 Reason reasonOfRefusal(const std::string& path, const std::string& controlFile,
                        const std::string& words) {
-    const long line = definitionLine(path, complainedLine(words, controlFile));
+    // The file may have been replaced since it was read.
+    const long line =
+        isReadableFile(path) ? definitionLine(path, complainedLine(words, controlFile)) : 0;
     return line > 0
                ? reason("definition_refused_line", Subject::general, Substitution{"<path>", path},
                         Substitution{"<line>", std::to_string(line)})

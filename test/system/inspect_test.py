@@ -223,6 +223,13 @@ class DefinitionTest(InspectTest):
                 if not os.path.lexists(path):
                     path.touch()
 
+    def test_a_definition_that_is_replaced_while_the_monitor_refuses_it(self):
+        self.panel.fake_monitor(script="#!/bin/sh\nrm /service/*\nmkfifo /service/web.xml\n"
+                                "echo \"<monit batch='1' refused='1'><words>$2:1: no</words></monit>\"\n")
+        self.panel.remove_definitions()
+        self.panel.write_service("web")
+        self.assertEqual(self.service("web").code, "definition_refused")
+
     def test_the_words_of_the_xml_parser_are_the_detail(self):
         self.panel.write_definition("web", "<service>\n</web>\n")
         self.assertEqual(self.service("web").detail,
