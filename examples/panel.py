@@ -1,8 +1,7 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 """A small panel whose page shows the services of this host and repairs them.
 
-    panel.py [--port=PORT] [--program=KELDOCTL_REPORT]
+    python3 panel.py [--port=PORT] [--program=KELDOCTL_REPORT]
 
 Run it as root. It prints the address to open, with a key that stands for the panel's login. Only
 this machine reaches it.

@@ -539,6 +539,14 @@ class UseTest(PageTestCase):
             ("Kopieren", "keldoctl-report --repair restart-service:smtp"),
             ("Kopieren", "keldoctl-report --repair restart-service:web")])
 
+    def test_each_part_has_a_name_for_screen_readers(self):
+        self.load("mixed")
+        self.browser.call("Accessibility.enable")
+        nodes = self.browser.call("Accessibility.getFullAXTree")["nodes"]
+        self.assertEqual([node["name"]["value"] for node in nodes
+                          if node["role"]["value"] == "region"],
+                         ["Down", "Not known", "Stopped by the administrator", "Up"])
+
     def test_the_command_is_selected_if_copying_is_not_allowed(self):
         self.load("one_down")
         self.run_script("navigator.clipboard.writeText = () => Promise.reject(new Error()); 0")
