@@ -8,8 +8,9 @@ import subprocess
 import xml.etree.ElementTree as ElementTree
 
 import schemas
+from panel import BUILD
 
-INSPECT = pathlib.Path(os.environ.get("KELDOCTL_INSPECT", "/usr/local/kvr/admin/sbin/keldoctl-inspect"))
+INSPECT = pathlib.Path(os.environ.get("KELDOCTL_INSPECT", BUILD / "keldoctl-inspect"))
 LANG = "{http://www.w3.org/XML/1998/namespace}lang"
 
 

@@ -8,6 +8,7 @@ import subprocess
 import termios
 import unittest
 
+from inspection import INSPECT
 from installed_views import InstalledViewsTestCase
 from manual import displays
 from panel import PATH
@@ -219,7 +220,7 @@ start \ufffd31m
     def real_repair(self, **options):
         """Repairs the service web with the real keldoctl-inspect."""
         self.inspect.unlink()
-        self.inspect.symlink_to(os.environ["KELDOCTL_INSPECT"])
+        self.inspect.symlink_to(INSPECT)
         self.panel.fake_monitor(script=MONITOR.format(down=[]))
         status, output, errors = self.run_program("--repair", WEB, **options)
         self.assertEqual((status, errors), (2, ""))  # the database has no definition
@@ -352,7 +353,7 @@ start \ufffd31m
 
     def test_options_that_keldoctl_inspect_refuses(self):
         self.inspect.unlink()
-        self.inspect.symlink_to(os.environ["KELDOCTL_INSPECT"])
+        self.inspect.symlink_to(INSPECT)
         for option in ("--language=german", "--timeout=0"):
             for command in (["--status"], ["--repair", "all"]):
                 status, output, errors = self.run_program(option, *command)
