@@ -26,8 +26,8 @@ class Times(NamedTuple):
 
 
 def alternate(commands, rounds):
-    """Runs all commands one after another in each round. Drops a first round that is run in
-    addition. Returns the Times of each command, as lists."""
+    """Runs all commands one after another in each round. One more round comes first and is
+    dropped. Returns the Times of each command, as lists."""
     samples = [[] for _ in commands]
     for number in range(rounds + 1):
         for command, taken in zip(commands, samples):

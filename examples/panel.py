@@ -86,7 +86,7 @@ class Request(http.server.BaseHTTPRequestHandler):
             self.send_error(403)
             return
         self.server.outcome = self.server.fragment(token, "--repair", *form.get("id", []))
-        # So that the browser repairs nothing again if the page is loaded again.
+        # After a redirection, loading the page again does not send the form again.
         self.redirect()
 
     def token(self):

@@ -1,13 +1,16 @@
 # SPDX-License-Identifier: MIT
-# Makes the changes of state out of the lines of all runs (report-changes.xsl), the oldest first. Prints
-# three fields separated by tabs: two times in seconds, or "-" for none, and a text.
+# Finds the changes of state in the lines of all runs (report-changes.xsl), the oldest run first.
+# Prints three fields separated by tabs: two times in seconds, or "-" for none, and a text.
 #
-# A line "since" means: print only the changes after it, or nothing if there is none.
+# After a line "since", prints only the later changes, or nothing if there are none.
 #
-# Variables: most_changes, the number of changes in a day above which a service is flapping; json, the
-# name of a file for the printed changes as JSON, if there are any; host, the name of this host; now,
-# the present time, to print when the last state of each service began, as "STATE ID", or "<STATE ID" if
-# it may have begun before. Nothing is known if the last run is more than an hour ago.
+# Variables:
+#   most_changes  a service with more changes within 24 hours is flapping
+#   json          the name of a file to which to write the printed changes as JSON, if there are any
+#   host          the name of this host
+#   now           if this is the present time instead of 0, prints only when the last state of each
+#                 service began, as "STATE ID", or "<STATE ID" if it may have begun before. Prints
+#                 nothing if the last run is more than an hour old
 BEGIN {
     FS = OFS = "\t"
     upgrade = "\t" # stands for the upgrade among the services; no id contains a tab
@@ -74,7 +77,7 @@ function enter(id, new, why, new_code,  old, is_change) {
         ids[++id_count] = id
         state[id] = has_report ? "unreported" : "unlisted"
         since[id] = first
-        is_older[id] = 1 # the state may have begun before that
+        is_older[id] = 1 # the state may have begun before the first run
     }
     old = state[id]
     if (old == new) return

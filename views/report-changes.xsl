@@ -6,10 +6,10 @@
        run      SECONDS  KIND                    of the kind inspection, upgrade or report
        service  ID  STATE  CODE  TITLE  REASON   unless the service was not checked
 
-     SECONDS are those from 1970. The kept file is an inspection, or a report of version 1.0.0, which
+     SECONDS count from 1970. The kept file is an inspection, or a report of version 1.0.0, which
      names only the services that are down.
 
-     Parameters: time, when a report was made, in UTC, such as 2026-11-22T00:20:11Z; language
+     Parameters: time, the time of a report in UTC, such as 2026-11-22T00:20:11Z; language
      (parts/words.xsl). -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 

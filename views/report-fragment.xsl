@@ -16,8 +16,8 @@
   <!-- The address that carries a repair out. Without one, a repair is a command to copy. -->
   <xsl:param name="repair-url"/>
   <!-- The name and the value of a further field of each form, by which the panel knows that its own
-       page sent the form. A processing instruction behind the inspection keeps the value off the
-       command line, which every user can read. -->
+       page sent the form. A processing instruction after the inspection can contain the value,
+       since every user can read a command line. -->
   <xsl:param name="token-name"/>
   <xsl:param name="token" select="/processing-instruction('token')"/>
 

@@ -78,7 +78,7 @@ body {
   </xsl:template>
 
   <!-- Adds the buttons if the browser lets a page copy. The script reads its words from attributes,
-       as text, so nothing of the report becomes code. -->
+       as text, so no text of the inspection becomes code. -->
   <xsl:template name="script">
     <p class="spoken" role="status" id="status">
       <xsl:attribute name="data-copy">

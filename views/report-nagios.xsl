@@ -98,7 +98,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Most often all services are unknown for one reason, which is then given once. -->
+  <!-- Most often all services are unknown for the same reason. The line then gives it once. -->
   <xsl:template name="unknown-reasons">
     <xsl:choose>
       <xsl:when test="count($not-known) &gt; 1
@@ -147,7 +147,7 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- The threshold is 0 if a service that is down gives the state. -->
+  <!-- A threshold is 0 if a service of severity major that is down gives its state. -->
   <xsl:template name="performance">
     <xsl:value-of select="concat(' | services=', count($services), ' down=', count($down), ';')"/>
     <xsl:if test="$warning-rank &lt;= $major-rank">0</xsl:if>
@@ -191,7 +191,7 @@
     <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <!-- The words of the monitor or the database, each line indented. -->
+  <!-- The message of the monitor or of the database, each line indented. -->
   <xsl:template name="detail">
     <xsl:if test="$verbosity &gt; 2 and string(detail)">
       <xsl:variable name="lines">

@@ -43,7 +43,7 @@
   <xsl:variable name="titles">
     <xsl:apply-templates select="$rows" mode="text"/>
   </xsl:variable>
-  <!-- The reasons stand beside the titles if these are short and their width is certain. -->
+  <!-- The reasons stand beside the titles if all titles are short and of certain width. -->
   <xsl:variable name="are-beside"
       select="$longest-title &lt;= 30 and not(translate($titles, $narrow, ''))"/>
   <!-- The indentation of the reasons. -->
@@ -100,7 +100,7 @@
         <xsl:with-param name="text" select="@host"/>
       </xsl:call-template>
     </xsl:variable>
-    <!-- A line is broken before a part of the head rather than within it. -->
+    <!-- No-break spaces keep each part of the head on one line if it fits. -->
     <xsl:variable name="lines">
       <xsl:call-template name="wrap">
         <xsl:with-param name="text">

@@ -23,7 +23,7 @@ namespace {
 constexpr int notExecuted = 127;
 
 /// Reads of a pipe in one call. They empty a full pipe of 1 MiB, and a child that writes all the
-/// time cannot keep us from what else is to be done.
+/// time cannot keep us from other work.
 constexpr int mostReads = 64;
 
 struct Pipe {

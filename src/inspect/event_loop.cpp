@@ -73,7 +73,7 @@ void EventLoop::waitForEvent() {
     Clock::time_point wake = nextTick_;
     std::vector<pollfd> polled = {{signals_.get(), POLLIN, 0}};
     for (const Watched& watched : watched_) {
-        if (!watched.child.isKilled()) { // then only SIGCHLD is to come
+        if (!watched.child.isKilled()) { // after SIGKILL we only wait for SIGCHLD
             wake =
                 std::min(wake, watched.child.isEnding() ? watched.child.endingSince() + Child::grace
                                                         : watched.limit);

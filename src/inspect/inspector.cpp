@@ -380,7 +380,7 @@ private:
     const std::function<void(const std::string&)>& tell_;
     EventLoop loop_;
     const MonitorInquiry* inquiry_ = nullptr; ///< set while it asks
-    std::string noProcess_;                   ///< why no child could be made; else empty
+    std::string noProcess_;                   ///< the reason if no child could be made
     UpgradeAnswer upgrade_;
     DatabaseAnswer database_;
     std::vector<Listed> services_;

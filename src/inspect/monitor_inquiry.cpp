@@ -157,8 +157,8 @@ void MonitorInquiry::start(const Question& question) {
     }
 }
 
-/// Asks the question later, when a monitor that is at work has ended and left its descriptors and
-/// its process to the next one. Returns false if there is none.
+/// Asks the question later, when a running monitor has ended and its process and descriptors are
+/// free. Returns false if no monitor runs.
 bool MonitorInquiry::postpone(const Question& question) {
     if (loop_.childCount() == 0) {
         return false;

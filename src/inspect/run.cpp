@@ -59,7 +59,7 @@ void print(const std::string& text) {
     }
 }
 
-/// So that the reason can be seen if there is no document.
+/// Restores standard error even after an exception, so that main() can print the reason.
 struct StderrRestorer {
     ~StderrRestorer() { restoreStderr(); }
 };

@@ -62,7 +62,7 @@ class PanelPageTest(unittest.TestCase):
         self.press("Repair all")
         self.assertEqual(self.texts(".row.up .state"), ["Succeeded"] * 2)
 
-    def test_only_the_own_form_of_the_session_repairs(self):
+    def test_a_form_without_its_token_or_session_repairs_nothing(self):
         service_control("kill", "web")
         for prepare in ("document.querySelector('form [name=token]').value = 'x'",
                         "document.querySelector('form [name=token]').remove()",

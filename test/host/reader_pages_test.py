@@ -13,7 +13,7 @@ from services import service_control
 from views import install_views
 
 PAGES = sorted((PROJECT / "doc").glob("*.md")) + [PROJECT / "README.md"]
-# Well, problems, not known: whatever these commands find, they show it.
+# The exit statuses for well, problems and not known.
 SHOWN = (0, 1, 2)
 COMMAND = re.compile(r'^    (?:# )?((?:echo "\$token" \| )?(?:keldo|check_keldoctl)[^\n]*)', re.M)
 

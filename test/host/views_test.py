@@ -58,7 +58,7 @@ class ViewsTest(unittest.TestCase):
                 self.assertEqual(len(re.findall(r"^\[\+\] Succeeded: ", text, re.M)), len(services))
                 self.assertIn("\n[+] All 7 services that ought to run are up: ", text)
 
-    def test_a_terminal_shows_the_begin_and_the_end_of_a_repair(self):
+    def test_a_terminal_shows_the_beginning_and_the_end_of_a_repair(self):
         text = self.shell("script -qec 'keldoctl-report --repair restart-service:dns' /dev/null", 0)
         self.assertRegex(text, r"\ARestart the Name Server service\.\n"
                                r"Restart the Name Server service\. Done in \d+\.\d+ s\.\n\n"

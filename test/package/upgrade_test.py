@@ -16,7 +16,7 @@ LINKS = {
 }
 REPORTS = "/var/lib/keldoctl/reports"
 TIMER = "keldoctl-report.timer"
-# Files of the administrator, some with settings of ours.
+# Files of the administrator; some configure keldoctl.
 ADMINISTRATORS = {
     "/etc/kvr/kvr.conf": "PRODUCT_ROOT_D /usr/local/kvr\n",
     "/etc/kvr/.kvr.shadow": "secret\n",

@@ -108,7 +108,7 @@ class NagiosTest(ViewTestCase):
             self.assertLess(len(text.encode()), 4096)
 
     def test_thresholds(self):
-        # The states for a service of each severity that is down, and for one without a severity.
+        # The states if a service of this severity is down: minor, major, critical, none at all.
         for warning, critical, states in (
                 ("minor", "major", "WARNING CRITICAL CRITICAL WARNING"),
                 ("major", "critical", "OK WARNING CRITICAL OK"),

@@ -168,8 +168,8 @@ class AccessibilityTest(PageTestCase):
     """Pages and fragments, opened, in both schemes, by the rules of axe-core for WCAG 2.2 and for
     good practice. The test "axe" fetches it."""
 
-    # What axe-core finds, and what it cannot decide. It cannot see the part of a long output that
-    # is scrolled away; a short output has the same colours.
+    # Returns what axe-core finds and what it cannot decide. Leaves out the contrast of a long
+    # output: axe-core cannot see all of it, and a short output has the same colours.
     RUN = """axe.run(%s).then(found =>
         [found.violations, found.incomplete].flat().flatMap(rule => rule.nodes.map(
             node => `${rule.id}: ${node.html.slice(0, 90)}`)).filter(
@@ -262,7 +262,7 @@ class ContentTest(PageTestCase):
         self.load(changed("repaired", ("<status>ok", "<status>error")))
         self.assertEqual(self.each(".top", "each.className"), ["top down"])
 
-    def test_what_could_not_be_used_is_told_once(self):
+    def test_an_unusable_dependency_is_shown_once(self):
         missing = ('<dependency id="configuration" state="missing"><reason code="x"'
                    ' xml:lang="en-US">The defaults apply.</reason></dependency>')
         self.load(changed("all_well",

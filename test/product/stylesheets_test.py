@@ -99,7 +99,7 @@ class WordsTest(unittest.TestCase):
                                             "true", "false")})
 
     def headline(self, spoken, **parameters):
-        """The first word of an inspection in a language: that nothing is known."""
+        """The word for "nothing is known" in the text view of an inspection in this language."""
         document = (f'<inspection version="1" xml:lang="{spoken}"><services><service id="a"'
                     ' state="unknown"><reason/></service></services></inspection>')
         return show("text", document.encode(), ascii="yes", **parameters).split("[?] ")[1].split(":")[0]

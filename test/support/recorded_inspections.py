@@ -45,7 +45,7 @@ print("</monit>")
 """
 
 
-# --- Situations of a host whose daemons run: each gets an ExitStack, which ends it.
+# --- Situations of a host whose daemons run: each gets an ExitStack that restores the host.
 
 
 def all_well(_):

@@ -175,8 +175,9 @@ class FailureTest(PluginTestCase):
 
 class TimeoutTest(PluginTestCase):
     def hang(self, run):
-        """Calls run() with a descriptor for a keldoctl-inspect that does not end. Waits until all that
-        have the descriptor are gone. Returns the result of run()."""
+        """Installs a keldoctl-inspect that does not end, and calls run(life, end): `life` gets a
+        byte when keldoctl-inspect starts. Waits until every process that holds `end` is gone.
+        Returns the result of run()."""
         life, end = os.pipe()
         self.fake_inspect(f"printf . >&{end}; sleep infinity")
         done = run(life, end)

@@ -104,7 +104,7 @@ class NotifyTest(InstalledViewsTestCase):
         for path in OWN.iterdir():
             self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
 
-    def test_a_state_that_an_upgrade_hid_is_compared_with_the_one_before_it(self):
+    def test_after_an_upgrade_a_state_is_compared_with_the_state_before_it(self):
         self.add_recorder()
         self.keep(web="up", mail="up")
         self.notify()

@@ -101,7 +101,7 @@ class ReportTest(InstalledViewsTestCase):
         self.assertEqual(self.run_program("--json", "--timeout=5"), (2, "{\n}\n", ""))
         self.assertEqual(self.take_calls(), [["--timeout=5", "--json"]])
 
-    def test_the_status_is_the_one_of_keldoctl_inspect(self):
+    def test_the_exit_status_is_that_of_keldoctl_inspect(self):
         for name, status in (("all_well", 0), ("one_down", 1), ("disk_full", 2), ("upgrade", 4)):
             with self.subTest(name):
                 self.fake_inspection(name, status)

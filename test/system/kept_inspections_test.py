@@ -94,8 +94,8 @@ class ChangesTest(InstalledViewsTestCase):
         [(command, output)] = shown_commands("keldoctl-report.8", "DESCRIPTION")
         self.assertEqual((command, self.changes()), ("keldoctl-report --changes\n", output))
 
-    def test_a_name_is_no_address(self):
-        # As an address, the second name would be the first.
+    def test_the_name_of_a_file_is_not_taken_for_a_uri(self):
+        # As a URI, the second name would mean the first file.
         self.keep({"2026-11-22T000000.0Z Z": web("up", "2026-11-22T00:00:00Z"),
                    "2026-11-22T000000.0Z%20Z": web("down", "2026-11-22T00:15:00Z")})
         self.assertIn("\n2026-11-22 00:15 +00:00  web: Up (> 15 min) -> Down\n", self.changes())
@@ -114,7 +114,7 @@ class ChangesTest(InstalledViewsTestCase):
         self.assertEqual(os.listdir(temporary), [])
         self.assertIn("\n\nNo change of state\n", self.changes(older, older))
 
-    def test_the_time_of_a_report_is_in_its_name_or_else_that_of_the_file(self):
+    def test_the_time_of_a_report_comes_from_its_name_or_from_the_file(self):
         older, newer = self.write_xml("2026-11-22T001500.123Z", report()), self.write_xml(
             "newer", down_report("web"))
         os.utime(newer, (0, 3601))

@@ -25,10 +25,10 @@
   <xsl:variable name="stopped" select="$services[@state = 'stopped']"/>
   <xsl:variable name="unchecked" select="$services[@state = 'unchecked']"/>
   <xsl:variable name="up" select="$services[@state = 'up']"/>
-  <!-- What the inspection depends on and could not use. -->
+  <!-- The dependencies that the inspection could not use. -->
   <xsl:variable name="unusable"
       select="/inspection/dependencies/dependency[@state = 'missing' or @state = 'failed']"/>
-  <!-- Those that no service names as its reason. -->
+  <!-- The unusable dependencies whose reason is not the reason of any service. -->
   <xsl:variable name="untold" select="$unusable[reason and not(reason = $services/reason)]"/>
   <xsl:variable name="problems" select="/inspection/keldoctl/problem"/>
   <!-- The problems' default actions, each once. -->

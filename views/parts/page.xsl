@@ -1,8 +1,9 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The content of the page and of the fragment: everything but the frame around it. A frame adds
-     the template repair-control, which offers a repair, the variable has-forms, which says whether
-     it does so by a form, and heading-level, the level of the first heading. -->
+<!-- The content of the page and of the fragment. The stylesheet that includes this file makes the
+     frame around it, and defines three names: the template repair-control offers a repair; the
+     variable has-forms says whether repair-control makes a form; heading-level is the level of the
+     first heading. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
 
   <!-- Texts for the footer; by default those of the inspection, with the time in UTC. -->
@@ -13,12 +14,12 @@
   <xsl:variable name="h2" select="concat('h', $heading-level + 1)"/>
   <xsl:variable name="h3" select="concat('h', $heading-level + 2)"/>
 
-  <!-- When the state of a service began, behind the inspection: "2026-11-21 07:05 +00:00  STATE ID", or
-       "<STATE ID" if it may have begun before. -->
+  <!-- The times when the states of services began. They follow the inspection:
+       "2026-11-21 07:05 +00:00  STATE ID", or "<STATE ID" if the state may have begun before. -->
   <xsl:key name="since" match="processing-instruction('state')"
       use="substring(., 26 + starts-with(substring(., 26), '&lt;'))"/>
 
-  <!-- With more rows than these, a row shows its repair only if it is opened. -->
+  <!-- Whether there are so many rows that each shows its repair only if it is opened. -->
   <xsl:variable name="is-dense" select="count($down) &gt; 8 and not($has-forms)"/>
   <xsl:variable name="failed-repairs" select="$repairs[status != 'ok']"/>
   <xsl:variable name="untried" select="$defaults[not(@id = $failed-repairs/@id)]"/>
@@ -32,7 +33,7 @@
       | $lost[not($upgrade | $counted)]
       | $summary/sentence[not($upgrade | $counted | $lost)][1]"/>
 
-  <!-- What the page looks like as a whole: down, unknown, upgrade or up. -->
+  <!-- The look of the whole page: down, unknown, upgrade or up. -->
   <xsl:variable name="tone">
     <xsl:choose>
       <xsl:when test="$failed-repairs or /inspection/@verdict = 'problems'">down</xsl:when>
@@ -166,7 +167,7 @@
     </xsl:element>
   </xsl:template>
 
-  <!-- The repairs that were carried out; those that failed come first. -->
+  <!-- The repairs that were carried out. Failed repairs come first. -->
   <xsl:template name="repairs">
     <xsl:if test="$repairs">
       <section aria-labelledby="keldoctl-repairs">
@@ -471,7 +472,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- What was seen of a service: its tests, and what the monitor said. -->
+  <!-- The details of a service: its tests and the message of the monitor. -->
   <xsl:template name="evidence">
     <xsl:if test="tests/*">
       <ul class="tests" role="list">
@@ -582,7 +583,7 @@
     </xsl:if>
   </xsl:template>
 
-  <!-- Services of which there is nothing to say but their state. -->
+  <!-- Services that show nothing but their state. -->
   <xsl:template name="names">
     <xsl:param name="state"/>
     <xsl:param name="word"/>

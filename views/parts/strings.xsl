@@ -33,8 +33,8 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- Writes what follows the line feed number $count of $text, counted from the end: the last
-       $count lines, or all of them. Halves the text, because the depth of recursion is limited. -->
+  <!-- Writes the last $count lines of $text, or all lines if there are fewer. Halves the text,
+       because the depth of recursion is limited. -->
   <xsl:template name="last-lines">
     <xsl:param name="text"/>
     <xsl:param name="count"/>

@@ -5,10 +5,10 @@
 
   <!-- The width of a line in columns. The default leaves room for the indentation of a mail. -->
   <xsl:param name="width" select="75"/>
-  <!-- If this is "yes", ASCII stands in for the signs, which need UTF-8. -->
+  <!-- If this is "yes", the signs are in ASCII instead of UTF-8. -->
   <xsl:param name="ascii"/>
   <!-- The character that stands for the escape character, which XML cannot contain. If it is given,
-       the text has colours. It is replaced in texts of the report. -->
+       the text has colours. In texts of the inspection it becomes U+FFFD. -->
   <xsl:param name="escape"/>
 
   <!-- Writes $text on one line without control characters and surplus space. -->
@@ -85,7 +85,7 @@
     <xsl:variable name="room" select="$width - $indent"/>
     <xsl:variable name="wide"
         select="string-length(translate(substring($text, 1, $room), $narrow, ''))"/>
-    <!-- So many characters surely fit. -->
+    <!-- A number of characters that fits in any case. -->
     <xsl:variable name="fit"
         select="($room - $wide) * ($wide * 2 &lt; $room) + floor($room div 2) * ($wide * 2 &gt;= $room)"/>
     <xsl:variable name="line">
