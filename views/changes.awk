@@ -6,7 +6,7 @@
 #
 # Variables:
 #   most_changes  a service with more changes within 24 hours is flapping
-#   json          the name of a file to which to write the printed changes as JSON, if there are any
+#   json          a file that gets the printed changes as JSON, if there are any
 #   host          the name of this host
 #   now           if this is the present time instead of 0, prints only when the last state of each
 #                 service began, as "STATE ID", or "<STATE ID" if it may have begun before. Prints

@@ -91,7 +91,7 @@ class WatchingTest(unittest.TestCase):
         unit = (self.prefix / "lib/systemd/system/keldoctl-report.service").read_text(encoding="utf-8")
         kept = " ".join(re.findall("^CapabilityBoundingSet=(.*)", unit, re.M)).lower().split()
         capabilities = ",".join(["-all", *(f"+{name.removeprefix('cap_')}" for name in kept)])
-        # As with ProtectSystem and ReadWritePaths, of /usr only /usr/local can be written.
+        # Only /usr/local can be written below /usr, as with ProtectSystem and ReadWritePaths.
         done = subprocess.run(
             ["unshare", "--mount", "sh", "-e", "-c",
              "mount --bind /usr /usr\nmount --bind /usr/local /usr/local\n"

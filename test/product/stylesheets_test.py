@@ -36,7 +36,7 @@ class StylesheetsTest(unittest.TestCase):
                 for element in root.iter():
                     if "}" in element.tag:
                         self.assertTrue(element.tag.startswith(XSL), element.tag)
-                    # Without escaping, a text of the report could become markup or a script.
+                    # Without escaping, a text of the inspection could become markup or a script.
                     self.assertNotIn("disable-output-escaping", element.attrib)
 
     def test_every_view_refuses_other_documents(self):

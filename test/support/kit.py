@@ -21,7 +21,7 @@ PREFIX = pathlib.Path(re.search(r"(?m)^CMAKE_INSTALL_PREFIX:PATH=(.*)$",
 KIT = PREFIX / "share/keldoctl/monitoring"
 PLUGINS = PREFIX / "lib/nagios/plugins"
 SUDO_RULES = pathlib.Path("/etc/sudoers.d/keldoctl")
-# After this time a test fails. No test depends on it otherwise.
+# A test that waits longer fails. No other result depends on this time.
 LIMIT_SECONDS = 120
 
 
@@ -94,7 +94,7 @@ class KitTestCase(unittest.TestCase):
         lines = queue.Queue()
 
         def read():
-            # Open for writing as well, so that the end of a writer is no end of the file.
+            # Also opened for writing, so that the file does not end when a writer closes it.
             with open(os.open(fifo, os.O_RDWR), encoding="utf-8") as reader:
                 for line in reader:
                     lines.put(line)

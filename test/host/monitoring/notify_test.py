@@ -31,7 +31,7 @@ class NotifyTest(KitTestCase):
             shutil.copy(SMTP / name, "/etc/postfix")
         pathlib.Path("/root/.forward").write_text(f'"|cat >{fifo}"\n', encoding="utf-8")
         port, documents = self.receive_json()
-        # As the manual says, but without systemd.
+        # The installation of the manual, but without systemd.
         [enable, _] = displays("keldoctl-notify.8", "DESCRIPTION")
         [webhook] = displays("keldoctl-notify.8", "EXAMPLES")
         subprocess.run(["sh", "-e"], check=True, input=re.sub("(?m)^systemctl .*", "", enable)
