@@ -4,10 +4,12 @@ on a private host whose web server is down."""
 
 import os
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
 
+from installed_views import KEPT_REPORTS
 from panel import BUILD, PROJECT
 from services import service_control
 from views import install_views
@@ -29,6 +31,7 @@ class ReaderPagesTest(unittest.TestCase):
         plugins = next(prefix.rglob("check_keldoctl")).parent
         cls.environment = {"token": "secret",
                            "PATH": f"{prefix}/sbin:{plugins}:{os.environ['PATH']}"}
+        cls.addClassCleanup(shutil.rmtree, KEPT_REPORTS, ignore_errors=True)
         for _ in range(2):
             subprocess.run([prefix / "libexec/keldoctl/keep-report", "9"], check=True)
 

@@ -15,7 +15,8 @@ from views import install_views
 
 
 def without_times(text):
-    """The text of a report without the time and the duration of the inspection."""
+    """The text of a report without the host's name, the time and the duration of the inspection."""
+    text = text.replace(os.uname().nodename + " ", "panel.example ")
     return re.sub(r" [0-9-]{10} [0-9:]{5} \S+  (.* in) [0-9.]+ s", r" \1 s", text)
 
 

@@ -4,6 +4,7 @@ database and a real monitor."""
 
 import pathlib
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -34,12 +35,14 @@ class WatchingTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         service_control("start-all")
+        cls.addClassCleanup(shutil.rmtree, KEPT, ignore_errors=True)
         directory = cls.enterClassContext(tempfile.TemporaryDirectory())
         cls.prefix = install_views(directory)
         (cls.prefix / "sbin/keldoctl-inspect").symlink_to(INSPECT)
         program, cls.job = cron_job()
         program.parent.mkdir(parents=True, exist_ok=True)
         program.symlink_to(cls.prefix / "libexec/keldoctl/keep-report")
+        cls.addClassCleanup(program.unlink)
 
     def run_program(self, name, *arguments):
         """The status and the output of an installed program. It must print no message."""
@@ -93,7 +96,7 @@ class WatchingTest(unittest.TestCase):
         capabilities = ",".join(["-all", *(f"+{name.removeprefix('cap_')}" for name in kept)])
         # Only /usr/local can be written below /usr, as with ProtectSystem and ReadWritePaths.
         done = subprocess.run(
-            ["unshare", "--mount", "sh", "-e", "-c",
+            ["unshare", "--mount", "--propagation=unchanged", "sh", "-e", "-c",
              "mount --bind /usr /usr\nmount --bind /usr/local /usr/local\n"
              "mount -o remount,bind,ro /usr\n"
              f'exec setpriv --no-new-privs --bounding-set={capabilities} "$0"', INSPECT],

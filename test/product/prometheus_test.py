@@ -55,7 +55,7 @@ class PrometheusTest(ViewTestCase):
                 ("mixed", metrics({"mysql": 1, "keldo": 1, "smtp": 1, "web": 0, "redis": 1},
                                   ones | {"dns": 0}, zeros | {"mail": 1}, usable)),
                 ("disk_full", metrics({"mysql": 1}, zeros | {"mysql": 1}, zeros,
-                                      usable | {"control_files": 0})),
+                                      dict.fromkeys(DEPENDENCIES[:5], 1) | {"control_files": 0})),
                 ("upgrade", metrics({}, zeros, zeros, dict.fromkeys(DEPENDENCIES[:5], 1),
                                     upgrade=1)),
                 ("repair_failed", metrics(ones | {"web": 0}, ones, zeros, usable) + metric(

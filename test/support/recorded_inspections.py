@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Records the inspections in test/product/inspections, on which the views are tested:
-keldoctl-inspect prints them in the situations below. Times are replaced by fixed ones.
+keldoctl-inspect prints them in the situations below. Times, the host's name and the names of
+temporary files are replaced by fixed ones.
 
     host/run python3 test/support/recorded_inspections.py
 
@@ -199,11 +200,11 @@ def log_action(action, *services):
 
 
 def inspect(*arguments, environment=None):
-    """The document of keldoctl-inspect, with fixed times and names of temporary files."""
+    """The document of keldoctl-inspect, with fixed times and names."""
     done = subprocess.run([BUILD / "keldoctl-inspect", *arguments], check=False, stdout=subprocess.PIPE,
                           env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"} | (environment or {}))
     text = done.stdout.decode()
-    text = re.sub(' started="[^"]*" seconds="[^"]*"',
+    text = re.sub(' host="[^"]*" started="[^"]*" seconds="[^"]*"', ' host="panel.example"'
                   ' started="2026-11-22T00:20:11Z" seconds="0.412"', text)
     text = re.sub(' seconds="[0-9.]*">\n', ' seconds="0.011">\n', text)
     text = re.sub(r"/keldoctl-inspect\.\w{6}/", "/keldoctl-inspect.XXXXXX/", text)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """keldoctl-notify with its examples, Postfix, and curl."""
 
+import os
 import pathlib
 import re
 import shutil
@@ -41,13 +42,13 @@ class NotifyTest(KitTestCase):
         service_control("start", "web")
         self.inspect_and_notify()
         document = documents.get(timeout=LIMIT_SECONDS)
-        self.assertEqual(document["host"], "panel.example")
+        self.assertEqual(document["host"], os.uname().nodename)
         [change] = document["changes"]
         self.assertEqual((change["service"], change["from"], change["to"]), ("web", "down", "up"))
         lines = []
         while not lines or not lines[-1].endswith("-> Up\n"):
             lines.append(mail.get(timeout=LIMIT_SECONDS))
-        self.assertIn("Subject: Services changed on panel.example\n", lines)
+        self.assertIn(f"Subject: Services changed on {os.uname().nodename}\n", lines)
         self.assertRegex(lines[-1], r"  Web Server: Down \(> \d+ s\) -> Up\n\Z")
 
 
