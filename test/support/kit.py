@@ -8,6 +8,7 @@ import pathlib
 import queue
 import re
 import shutil
+import socket
 import subprocess
 import tempfile
 import threading
@@ -36,6 +37,12 @@ def install():
         link.symlink_to(shutil.which(name))
     shutil.copyfile(KIT / "sudoers.d/keldoctl", SUDO_RULES)
     SUDO_RULES.chmod(0o440)
+    # sudo complains if the host's name has no address, as in a container that is the host.
+    try:
+        socket.gethostbyname(os.uname().nodename)
+    except OSError:
+        with open("/etc/hosts", "a", encoding="utf-8") as hosts:
+            hosts.write(f"127.0.0.1 {os.uname().nodename}\n")
 
 
 def replace(path, old, new):
