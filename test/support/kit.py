@@ -46,10 +46,13 @@ def install():
 
 
 def replace(path, old, new):
-    """Replaces each match of a pattern, which must be found, in a file of the daemons' packages."""
-    text, count = re.subn(old, new, path.read_text(encoding="utf-8"), flags=re.M)
+    """Replaces each match of a pattern, which must be found, in a file of the daemons' packages. The
+    file is restored after the tests, since a container that is the host keeps it."""
+    original = path.read_text(encoding="utf-8")
+    text, count = re.subn(old, new, original, flags=re.M)
     if not count:
         raise AssertionError(f"no {old} in {path}")
+    unittest.addModuleCleanup(path.write_text, original, encoding="utf-8")
     path.write_text(text, encoding="utf-8")
 
 
