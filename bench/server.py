@@ -45,7 +45,7 @@ class Server:
         further = range(len(CORE_SERVICES) + 1, most_services + 1)
         self.services = [*CORE_SERVICES, *(f"service{number}" for number in further)]
         self._listeners = self._listen()
-        # Nobody accepts its connections, so whoever waits for an answer waits in vain.
+        # The server never accepts a connection to this port, so a client gets no answer.
         self._silent = socket.create_server(("127.0.0.1", SILENT_PORT), backlog=1024)
         self._ports = {service: Port(FIRST_PORT + number)
                        for number, service in enumerate(self.services)}

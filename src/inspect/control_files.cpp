@@ -5,6 +5,7 @@
 #include "conf/config_value.h"
 #include "exec/unique_fd.h"
 #include "monitor/control_file.h"
+#include "xml/characters.h"
 
 #include <algorithm>
 #include <atomic>
@@ -37,19 +38,11 @@ PrivateDirectory makeDirectory() {
     return {bases, "keldoctl-inspect."};
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool isUpper(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
 /// Letters and digits of ASCII, and . _ / -
 bool isPlain(std::string_view text) {
     return std::ranges::all_of(text, [](char c) {
-        return isDigit(c) || isUpper(c) || (c >= 'a' && c <= 'z') ||
-               std::string_view("._/-").find(c) != std::string_view::npos;
+        return std::string_view("abcdefghijklmnopqrstuvwxyz0123456789._/-").find(lowerCase(c)) !=
+               std::string_view::npos;
     });
 }
 
@@ -69,8 +62,7 @@ bool isPlain(const ServiceDefinition& definition) {
 }
 
 std::string inLowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(),
-                           [](char c) { return isUpper(c) ? static_cast<char>(c | 0x20) : c; });
+    std::ranges::transform(text, text.begin(), lowerCase);
     return text;
 }
 

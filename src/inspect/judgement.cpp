@@ -4,6 +4,7 @@
 
 #include "inspect/look.h"
 #include "inspect/reasons.h"
+#include "xml/characters.h"
 
 #include <algorithm>
 #include <charconv>
@@ -53,9 +54,8 @@ bool hasProtocol(std::string_view protocol) {
     constexpr std::string_view blanks = " \t\r\n\f\v,;";
     protocol.remove_prefix(std::min(protocol.size(), protocol.find_first_not_of(blanks)));
     protocol = protocol.substr(0, protocol.find_first_of(blanks));
-    const auto isSameLetter = [](char given, char lower) { return (given | 0x20) == lower; };
     return !protocol.empty() &&
-           !std::ranges::equal(protocol, std::string_view("default"), isSameLetter);
+           !std::ranges::equal(protocol, std::string_view("default"), {}, lowerCase);
 }
 
 /// Whether a passed test proves nothing. This concerns ports without a protocol: a UDP client may

@@ -134,7 +134,7 @@ class ChangesTest(unittest.TestCase):
         for most_changes, times, flapping in (
                 (2, ("1 00:00", "1 00:15", "1 00:30"), None),
                 (2, ("1 00:00", "1 00:15", "1 00:30", "1 00:45"), 3),
-                # Within 24 hours, whatever the date.
+                # The limit is for 24 hours, which may include midnight.
                 (2, ("1 00:00", "1 23:00", "1 23:30", "2 22:59"), 3),
                 (2, ("1 00:00", "1 23:00", "1 23:30", "2 23:00"), None),
                 (2, ("1 00:00", "1 01:00", "3 01:00", "3 02:00", "3 03:00", "3 04:00"), 4),
