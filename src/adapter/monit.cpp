@@ -45,7 +45,7 @@ void makeSurroundings(int input, int output) {
     if (!duplicate(input, STDIN_FILENO) || !duplicate(output, STDOUT_FILENO) ||
         !duplicate(output, STDERR_FILENO)) {
         // Otherwise monit's output would get into the document.
-        _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
+        _exit(execFailed); // GCOVR_EXCL_LINE no counts are written by _exit()
     }
     const rlimit limit{monitDescriptors, monitDescriptors};
     setrlimit(RLIMIT_NOFILE, &limit);
@@ -116,7 +116,7 @@ pid_t Monit::start() const {
     dieWith(parent);
     makeSurroundings(input.get(), output.get());
     execve(stockMonit, arguments.data(), environment.data());
-    _exit(execFailed); // GCOVR_EXCL_LINE _exit() writes no counts
+    _exit(execFailed); // GCOVR_EXCL_LINE no counts are written by _exit()
 }
 
 /// How monit has ended; si_pid is 0 if monit still runs.
