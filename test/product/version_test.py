@@ -45,8 +45,8 @@ class ProgramsTest(unittest.TestCase):
     PROGRAMS = ("keldoctl-inspect", "keldo-service-lint", "views/keldoctl-report",
                 "views/check_keldoctl", "views/keep-report", "views/keldoctl-notify",
                 "views/show-changes", "views/write-metrics",
-                "libexec/monit-check-status", "libexec/panel-links", "libexec/panel-root",
-                "libexec/repair-commands", "locale/link-locales")
+                "libexec/link-into-panel", "libexec/monit-check-status", "libexec/panel-links",
+                "libexec/panel-root", "libexec/repair-commands", "locale/link-locales")
     # A status of 0 would tell a monitor that all is well.
     STATUS = {"views/check_keldoctl": 3}
 

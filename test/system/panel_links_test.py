@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The links that a package makes below the panel's root directory: panel-links, panel-root."""
+"""The links that a package makes below the panel's root directory: link-into-panel, panel-links,
+panel-root."""
 
 import os
 import pathlib
@@ -33,12 +34,14 @@ def tree(*folders):
     return found
 
 
-class PanelLinksTest(unittest.TestCase):
+class PanelLinksTestCase(unittest.TestCase):
     def setUp(self):
         require_private_host()
         for folder in (CONFIGURATION, PRODUCT_ROOT, RECORDS, pathlib.Path("/srv/panel")):
             shutil.rmtree(folder, ignore_errors=True)
 
+
+class PanelLinksTest(PanelLinksTestCase):
     def configure(self, text):
         CONFIGURATION.mkdir(exist_ok=True)
         (CONFIGURATION / "kvr.conf").write_text(text, encoding="utf-8")
@@ -314,6 +317,51 @@ exec /bin/rm "$@"
                                      text=True)
                 self.assertEqual((run.returncode, run.stdout), (1, ""))
                 self.assertRegex(run.stderr, r"\Apanel-links: (usage|unknown command)[^\n]*\n\Z")
+
+
+class LinkIntoPanelTest(PanelLinksTestCase):
+    """link-into-panel, installed in /srv/keldoctl."""
+
+    PREFIX = pathlib.Path("/srv/keldoctl")
+    PLACES = ("tmp", "admin/sbin/keldoctl", "admin/sbin/keldoctl-inspect",
+              "share/locale/de/LC_MESSAGES/keldoctl.mo")
+
+    def setUp(self):
+        super().setUp()
+        self.addCleanup(shutil.rmtree, self.PREFIX)
+        shutil.copytree(LIBEXEC, self.PREFIX / "libexec/keldoctl")
+        (self.PREFIX / "share/keldoctl/locale/de/LC_MESSAGES").mkdir(parents=True)
+        for name in ("sbin/keldoctl", "sbin/keldoctl-inspect",
+                     "share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo"):
+            (self.PREFIX / name).parent.mkdir(exist_ok=True)
+            (self.PREFIX / name).touch()
+
+    def link_into_panel(self, *options, status=0):
+        run = subprocess.run([self.PREFIX / "libexec/keldoctl/link-into-panel", *options],
+                             capture_output=True, text=True)
+        self.assertEqual(run.returncode, status, run.stderr)
+        return run.stdout.splitlines()
+
+    def test_it_makes_the_links_of_programs_and_catalogues_and_the_directory(self):
+        self.assertEqual(self.link_into_panel(), [])
+        self.assertEqual({place: (PRODUCT_ROOT / place).resolve() for place in self.PLACES}, {
+            "tmp": PRODUCT_ROOT / "tmp",
+            "admin/sbin/keldoctl": self.PREFIX / "sbin/keldoctl",
+            "admin/sbin/keldoctl-inspect": self.PREFIX / "sbin/keldoctl-inspect",
+            "share/locale/de/LC_MESSAGES/keldoctl.mo":
+                self.PREFIX / "share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo"})
+
+    def test_missing_tells_the_places_where_nothing_is_and_changes_nothing(self):
+        self.assertEqual(self.link_into_panel("--missing"), list(self.PLACES))
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+        self.link_into_panel()
+        self.assertEqual(self.link_into_panel("--missing"), [])
+        (PRODUCT_ROOT / "admin/sbin/keldoctl").unlink()
+        self.assertEqual(self.link_into_panel("--missing"), ["admin/sbin/keldoctl"])
+
+    def test_usage(self):
+        self.assertEqual(self.link_into_panel("keldoctl", status=64), [])
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
 
 if __name__ == "__main__":

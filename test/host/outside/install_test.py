@@ -20,7 +20,8 @@ FILES = {
     "BINDIR": ("keldo-service-lint",),
     "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-notify", "keldoctl-report"),
     "LIBEXECDIR": (
-        "keldoctl/keep-report", "keldoctl/link-locales", "keldoctl/monit-check-status",
+        "keldoctl/keep-report", "keldoctl/link-into-panel", "keldoctl/link-locales",
+        "keldoctl/monit-check-status",
         "keldoctl/panel-links", "keldoctl/panel-root", "keldoctl/repair-commands",
         "keldoctl/show-changes", "keldoctl/write-metrics"),
     "MANDIR": (
