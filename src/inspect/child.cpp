@@ -22,9 +22,9 @@ namespace {
 
 constexpr int notExecuted = 127;
 
-/// Reads of a pipe in one call. They empty a full pipe of 1 MiB, and a child that writes all the
+/// What is read of a pipe in one call. It empties the largest pipe, and a child that writes all the
 /// time cannot keep us from other work.
-constexpr int mostReads = 64;
+constexpr std::size_t mostAtOnce = 1U << 20U;
 
 struct Pipe {
     UniqueFd readEnd;
@@ -94,11 +94,11 @@ int becomeProgram(char* const* arguments, int input, int output, int errors) {
 }
 
 /// Appends to `text` what the pipe holds, until it has `limit` bytes, and drops the rest. Sets
-/// `isCut` if it dropped something. Returns false at the end of the pipe. Reads at most mostReads
-/// times.
+/// `isCut` if it dropped something. Returns false at the end of the pipe. Reads at most mostAtOnce
+/// bytes.
 bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut) {
     std::array<char, 16384> buffer{};
-    for (int reads = 0; reads < mostReads; ++reads) {
+    for (std::size_t total = 0; total < mostAtOnce;) {
         const ssize_t count = read(descriptor, buffer.data(), buffer.size());
         if (count == -1 && errno == EINTR) {
             continue;
@@ -107,6 +107,7 @@ bool readInto(std::string& text, int descriptor, std::size_t limit, bool& isCut)
             return count == -1 && errno == EAGAIN;
         }
         const auto length = static_cast<std::size_t>(count);
+        total += length;
         const std::size_t room = limit - text.size();
         text.append(buffer.data(), std::min(length, room));
         isCut = isCut || length > room;

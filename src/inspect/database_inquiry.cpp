@@ -6,7 +6,9 @@
 #include "diag/database_probe.h"
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
+#include <iterator>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
@@ -61,25 +63,43 @@ void askInChild(int output) {
     }
 }
 
-/// Whether the error arose on this host before the server was asked: there is no password, no
-/// client library, no socket or no memory.
-bool isOwnError(const std::string& number) {
-    return number == "0" || number == "2001" || number == "2004" || number == "2008";
+/// The client library's errors that show what the server did.
+constexpr int errorsOfServer[] = {
+    2002, 2003,             // nobody accepts the connection
+    2006, 2013, 2055,       // the server closed it
+    2007, 2012, 2026, 2027, // its answer breaks the protocol
+    2049, 2059, 2061,       // it asks for an authentication that the library refuses
+};
+
+/// Whether the error comes from the server or shows what it did. The library's other errors arise
+/// on this host: there is no password, no client library or no memory.
+bool isAboutServer(int number) {
+    const bool isSentByServer =
+        (number >= 1000 && number < 2000) || (number >= 3000 && number < 5000);
+    return isSentByServer || std::ranges::find(errorsOfServer, number) != std::end(errorsOfServer);
 }
 
-/// The code of the reason for an error number of the client library.
-std::string codeOfError(const std::string& number) {
-    for (const char* const noServer : {"2002", "2003"}) {
-        if (number == noServer) {
-            return "database_refused";
-        }
+/// The code of the reason for an error of the client library.
+std::string codeOfError(int number) {
+    switch (number) {
+    case 2002:
+    case 2003:
+        return "database_refused";
+    case 1044:
+    case 1045:
+    case 1698:
+        return "database_denied";
+    default:
+        return "database_failed";
     }
-    for (const char* const denied : {"1044", "1045", "1698"}) {
-        if (number == denied) {
-            return "database_denied";
-        }
-    }
-    return "database_failed";
+}
+
+/// A number that is no number is 0.
+void readError(const std::string& text, DatabaseAnswer& answer) {
+    int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    answer.code = codeOfError(number);
+    answer.isKnown = isAboutServer(number);
 }
 
 void readMessage(std::string_view message, DatabaseAnswer& answer) {
@@ -89,8 +109,7 @@ void readMessage(std::string_view message, DatabaseAnswer& answer) {
         answer.isConnected = true;
         break;
     case notConnected:
-        answer.code = codeOfError(text);
-        answer.isKnown = !isOwnError(text);
+        readError(text, answer);
         break;
     case errorText:
         answer.detail = text;

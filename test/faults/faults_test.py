@@ -100,6 +100,12 @@ class InspectionTest(FaultTest):
             if series.faults[0].call in ("poll", "wait4", "waitid"):
                 self.check_series(series)
 
+    def test_transfers_of_an_inspection_move_one_byte(self):
+        calls = {call.name for call in self.lay_out("inspect-well")}
+        for series in places.transfer_series():
+            if series.faults[0].call in calls:
+                self.check_series(series, 5)
+
     def test_every_101st_allocation_of_an_inspection_fails(self):
         self.lay_out("inspect-json")
         self.check_series(places.memory_series(), 101)

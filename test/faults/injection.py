@@ -32,6 +32,7 @@ FOLDERS = (CONTROL_FILES, pathlib.Path("/run"), pathlib.Path("/tmp"))  # of temp
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
 GRACE = 10  # seconds
 STANDARD_STREAMS = {0, 1, 2}
+PF_SIGNALED = 0x400  # the kernel's flag of a process that a signal ends
 
 
 class Fault(NamedTuple):
@@ -146,13 +147,23 @@ def children():
     return set(file.read_text(encoding="utf-8").split())
 
 
+def is_being_killed(process):
+    """Whether the process has got SIGKILL. It may need a moment to end."""
+    status = pathlib.Path("/proc", process, "status").read_text(encoding="utf-8")
+    pending = [int(mask, 16) for mask in re.findall(r"^S(?:ig|hd)Pnd:\s*(\w+)", status, re.M)]
+    flags = pathlib.Path("/proc", process, "stat").read_text(encoding="utf-8").rpartition(")")[2]
+    return (any(mask & 1 << signal.SIGKILL - 1 for mask in pending)
+            or bool(int(flags.split()[6]) & PF_SIGNALED))
+
+
 def end(process, grace):
-    """Kills a process that the run left behind. Returns its name, or "" if it ends by itself within
-    `grace` seconds."""
+    """Kills a process that the run left behind. Returns its name, or "" if the run has killed it or
+    it ends by itself within `grace` seconds."""
+    is_killed = is_being_killed(process)
     descriptor = os.pidfd_open(int(process))
-    ended, _, _ = select.select([descriptor], [], [], grace)
+    ended, _, _ = select.select([descriptor], [], [], None if is_killed else grace)
     os.close(descriptor)
-    if ended and grace:
+    if is_killed or ended and grace:
         os.waitpid(int(process), 0)
         return ""
     name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()

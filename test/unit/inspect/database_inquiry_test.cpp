@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <tuple>
 
 namespace keldo::inspect {
 
@@ -65,18 +66,24 @@ TEST_F(DatabaseInquiry, KeepsTheStartedServicesIfTheStoppedOnesCannotBeRead) {
 }
 
 TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
-    const std::pair<unsigned, const char*> rows[] = {
-        {2002, "database_refused"}, {2003, "database_refused"}, {1044, "database_denied"},
-        {1045, "database_denied"},  {1698, "database_denied"},  {1040, "database_failed"},
+    // The last three errors arise without an answer of the server.
+    const std::tuple<unsigned, const char*, bool> rows[] = {
+        {2002, "database_refused", true}, {2003, "database_refused", true},
+        {1044, "database_denied", true},  {1045, "database_denied", true},
+        {1698, "database_denied", true},  {1040, "database_failed", true},
+        {4151, "database_failed", true},  {2013, "database_failed", true},
+        {2001, "database_failed", false}, {2008, "database_failed", false},
+        {5005, "database_failed", false},
     };
     database_.reachable = false;
-    for (const auto& [number, code] : rows) {
+    for (const auto& [number, code, isKnown] : rows) {
         SCOPED_TRACE(number);
         database_.connectError = {number, "its words"};
         const DatabaseAnswer answer = ask();
         EXPECT_FALSE(answer.isConnected);
         EXPECT_FALSE(answer.isLogRead);
         EXPECT_EQ(answer.code, code);
+        EXPECT_EQ(answer.isKnown, isKnown);
         EXPECT_EQ(answer.detail, "Unable to connect to Keldo Database: its words");
     }
 }
