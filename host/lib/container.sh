@@ -74,6 +74,16 @@ end_keeper() {
 
 # The keeper inherits the lock and keeps it until it has cleaned up, even if this process is killed.
 run_in_host() {
+    run_with_keeper "$panel" "$@"
+}
+
+# Takes the number of hosts, the command and its arguments.
+run_in_fleet() {
+    ! is_port_in_use 2222 || die "this container cannot be the host: port 2222 is in use"
+    run_with_keeper panel "$host/lib/fleet-container" "$@"
+}
+
+run_with_keeper() {
     run_interruptibly end_keeper "$host/lib/keeper" "$host/lib/container-clean" \
-        "$host/lib/container-root" "$panel" "$PWD" "$@"
+        "$host/lib/container-root" "$1" "$PWD" "${@:2}"
 }

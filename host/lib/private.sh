@@ -35,6 +35,11 @@ run_in_host() {
     run_in_namespaces --net "$host/lib/private-root" "$panel" "${lists[*]}" "$PWD" "$@" {layer_lock}>&-
 }
 
+# Takes the number of hosts beside the controller, the command and its arguments.
+run_in_fleet() {
+    run_in_namespaces --net "$host/lib/fleet-root" "$1" "${lists[*]}" "$PWD" "${@:2}" {layer_lock}>&-
+}
+
 # Takes further options for `unshare`, then the first process's program and its arguments. The
 # program finds standard error as descriptor 3. Standard error of `unshare` itself is dropped: it
 # prints a wrong message if the first process is killed.

@@ -88,3 +88,11 @@ mount_scratch() {
     mkdir -m 1777 "$root/run/lock"
     mount -t tmpfs -o mode=1777,nosuid,nodev tmp "$root/tmp"
 }
+
+# Gives the host its name, and its loopback interface.
+name_host() {
+    echo "$1" >/proc/sys/kernel/hostname
+    echo "$1" >"$root/etc/hostname"
+    printf '127.0.0.1 localhost\n127.0.1.1 %s %s\n' "$1" "${1%%.*}" >"$root/etc/hosts"
+    chroot "$root" ip link set lo up # the layer has the program, the machine may lack it
+}

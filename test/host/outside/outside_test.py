@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""host/run leaves the machine unchanged. Run as root on the machine, not by host/run."""
+"""host/run and host/fleet leave the machine unchanged. Run as root on the machine, not by host/run."""
 
 import os
 import pathlib
@@ -11,6 +11,7 @@ import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 HOST_RUN = PROJECT / "host/run"
+HOST_FLEET = PROJECT / "host/fleet"
 HOST_PATHS = [pathlib.Path(path) for path in (
     "/etc/kvr", "/service", "/usr/local/kvr", "/var/lib/kvr", "/var/log/kvr", "/run/kvr",
     "/run/mysqld", "/var/lib/keldo-host-in-use", "/usr/lib/locale/de_DE")]
@@ -55,6 +56,7 @@ def machine():
     """The state that must be the same before and after."""
     return {
         "mounts": pathlib.Path("/proc/self/mountinfo").read_text(),
+        "network": sorted(os.listdir("/sys/class/net")),
         "paths": [path for path in HOST_PATHS if path.exists()],
         "build folder": sorted(os.listdir(PROJECT / "build/host")),
         "root directory": sorted(os.listdir("/")),
@@ -100,6 +102,13 @@ class Command(unittest.TestCase):
         self.assertEqual(result.stderr, "host/run: usage: host/run [--bare] [--with NAME]"
                          " COMMAND [ARG...]\n")
 
+    def test_a_fleet_with_a_wrong_number_of_hosts_prints_its_usage(self):
+        for words in ([], ["--hosts"], ["--hosts", "0", "true"], ["--hosts", "51", "true"]):
+            with self.subTest(words):
+                result = subprocess.run([HOST_FLEET, *words], capture_output=True, text=True)
+                self.assertEqual((result.returncode, result.stderr), (
+                    NO_HOST, "host/fleet: usage: host/fleet [--hosts N] COMMAND [ARG...]\n"))
+
     def test_with_an_unknown_list_of_packages_it_prints_one_line(self):
         for words in (["--with", "nothing", "true"], ["--with"]):
             result = host_run(*words)
@@ -132,9 +141,9 @@ class Machine(unittest.TestCase):
     def setUp(self):
         self.before = machine()
 
-    def start_busy(self):
+    def start_busy(self, program=HOST_RUN, script=BUSY):
         """Starts a busy host in a new process group, like a job of a terminal."""
-        run = subprocess.Popen([HOST_RUN, "sh", "-c", BUSY], stdin=subprocess.PIPE,
+        run = subprocess.Popen([program, "sh", "-c", script], stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, start_new_session=True)
         self.addCleanup(run.stdin.close)
         self.addCleanup(run.stdout.close)
@@ -177,10 +186,12 @@ class Machine(unittest.TestCase):
         self.assert_nothing_is_left()
 
     def test_nothing_is_left_by_a_kill(self):
-        run = self.start_busy()
-        run.kill()
-        run.wait()
-        self.assert_nothing_is_left()
+        for program, script in ((HOST_RUN, BUSY), (HOST_FLEET, "echo busy && read -r _")):
+            with self.subTest(program.name):
+                run = self.start_busy(program, script)
+                run.kill()
+                run.wait()
+                self.assert_nothing_is_left()
 
     def test_hosts_do_not_see_each_other(self):
         if what_serves() == "container":
