@@ -60,10 +60,11 @@ def licence_in_debian_copyright(name):
 
 
 def extends_ansible(name):
-    """Whether a class of this module has a base that is imported from Ansible."""
+    """Whether a class of this module has a base that is imported from Ansible, or from an action
+    plugin of ours, which extends one of Ansible."""
     nodes = list(ast.walk(ast.parse(read(name))))
-    imported = {alias.asname or alias.name for node in nodes
-                if isinstance(node, ast.ImportFrom) and (node.module or "").split(".")[0] == "ansible"
+    imported = {alias.asname or alias.name for node in nodes if isinstance(node, ast.ImportFrom)
+                if re.match(r"ansible\.|ansible_collections\..*\.action\.", node.module or "")
                 for alias in node.names}
     bases = {ast.unparse(base).split(".")[0] for node in nodes if isinstance(node, ast.ClassDef)
              for base in node.bases}

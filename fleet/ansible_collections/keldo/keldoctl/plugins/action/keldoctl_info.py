@@ -1,0 +1,69 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# GNU General Public License v3.0+ (see https://www.gnu.org/licenses/gpl-3.0.txt)
+"""Asks a host for an inspection. The documentation is in plugins/modules/keldoctl_info.py."""
+
+from __future__ import annotations
+
+import re
+
+from ansible.errors import AnsibleActionFail
+from ansible.plugins.action import ActionBase
+from ansible_collections.keldo.keldoctl.plugins.plugin_utils.gate import Unreachable, ask
+from ansible_collections.keldo.keldoctl.plugins.plugin_utils.inspection import (
+    Refusal, problems_of, read_answer)
+
+LANGUAGE = re.compile("[a-z]{2}-[A-Z]{2}")
+
+
+class ActionModule(ActionBase):
+    """Runs on the controller. The host needs neither Python nor a temporary directory."""
+
+    TRANSFERS_FILES = False
+
+    ARGUMENTS = {
+        "gate": {"type": "list", "elements": "str", "default": ["keldoctl-gate"]},
+        "language": {"type": "str"},
+        "timeout": {"type": "int", "default": 120},
+    }
+
+    def run(self, tmp=None, task_vars=None):
+        result = super().run(tmp, task_vars)
+        # A reader of the screen has no use for the whole document.
+        result.update(changed=False, _ansible_verbose_override=True)
+        arguments = self._validated_arguments()
+        try:
+            self._carry_out(arguments, result)
+        except Refusal as refusal:
+            result.update(failed=True, reason=refusal.code, msg=str(refusal))
+        except Unreachable as error:
+            # An exception would lose what else the result says.
+            result.update(unreachable=True, reason="unreachable", msg=str(error))
+        return result
+
+    def _validated_arguments(self):
+        _, arguments = self.validate_argument_spec(self.ARGUMENTS)
+        if not arguments["gate"]:
+            raise AnsibleActionFail("the argument 'gate' is empty")
+        if arguments["language"] and not LANGUAGE.fullmatch(arguments["language"]):
+            raise AnsibleActionFail("the argument 'language' is not a code such as de-DE")
+        if arguments["timeout"] <= 0:
+            raise AnsibleActionFail("the argument 'timeout' is not positive")
+        return arguments
+
+    def _carry_out(self, arguments, result):
+        """Does the task, and adds to the result what it found, even if it raises an exception."""
+        result.update(self._inspection(arguments))
+
+    def _inspection(self, arguments, request="inspect", ids=()):
+        """The part of a result that describes the inspection after the request."""
+        words = [*arguments["gate"], request]
+        if arguments["language"]:
+            words.append("--language=" + arguments["language"])
+        self._display.vvv("asks: " + " ".join([*words, *ids]), host=self._task_host())
+        status, stdout, stderr = ask(self._connection, [*words, *ids], arguments["timeout"])
+        data = read_answer(status, stdout, stderr, ids)
+        return {"state": data["verdict"], "inspection": data, "problems": problems_of(data),
+                "document": stdout.decode()}
+
+    def _task_host(self):
+        return self._play_context.remote_addr

@@ -1,0 +1,138 @@
+#!/usr/bin/python
+# SPDX-License-Identifier: GPL-3.0-or-later
+# GNU General Public License v3.0+ (see https://www.gnu.org/licenses/gpl-3.0.txt)
+"""The documentation of an action plugin, which does the work on the controller."""
+
+from __future__ import annotations
+
+DOCUMENTATION = r"""
+module: keldoctl_info
+short_description: ask a panel's server which services are up, down or not known
+version_added: "1.1.0"
+author: The keldoctl developers
+description:
+  - Asks C(keldoctl-gate) on the host for an inspection, and checks the answer. The host needs neither
+    Python nor a temporary directory.
+  - With an ssh connection, the module runs C(ssh) with the arguments of the inventory, such as ports,
+    keys and jump hosts. It needs a key; passwords are not supported. It uses an open master connection,
+    but leaves none running.
+  - The task fails unless the host answers with an inspection that agrees with itself and with the exit
+    status. It does not fail if services are down; use the result's C(state).
+  - A host to which there is no connection is unreachable, as with other modules.
+  - C(become) has no effect. If the user that logs in is not root and has no key for the gate, put sudo
+    into O(gate).
+options:
+  gate:
+    description: The words that call the gate on the host.
+    type: list
+    elements: str
+    default: [keldoctl-gate]
+  language:
+    description:
+      - The language of titles and sentences, such as V(de-DE).
+      - The default is that of keldoctl-inspect, V(en-US).
+    type: str
+  timeout:
+    description: The number of seconds within which the host must answer. SSH is ended after them.
+    type: int
+    default: 120
+attributes:
+  check_mode:
+    description: Whether the task does the same in check mode.
+    support: full
+notes:
+  - Titles, sentences and logs come from the host. Ansible treats them as unsafe, so templates in them
+    are not evaluated.
+seealso:
+  - module: keldo.keldoctl.keldoctl_repair
+"""
+
+EXAMPLES = r"""
+- name: Ask for the state of the services
+  keldo.keldoctl.keldoctl_info:
+  register: found
+
+- name: Ask in German, as a user who may call the gate through sudo
+  keldo.keldoctl.keldoctl_info:
+    gate: [sudo, -n, keldoctl-gate]
+    language: de-DE
+
+- name: Show which services are down
+  ansible.builtin.debug:
+    msg: "{{ found.problems | map(attribute='service') | join(', ') }}"
+  when: found.state == 'problems'
+"""
+
+RETURN = r"""
+state:
+  description:
+    - The verdict of the inspection, V(well), V(problems), V(unknown) or V(upgrade).
+    - It is V(well) only if every service that ought to run was seen to be up.
+  returned: if the host answered with an inspection
+  type: str
+  sample: problems
+problems:
+  description: The problems that were found.
+  returned: if the host answered with an inspection
+  type: list
+  elements: dict
+  contains:
+    id:
+      description: The id of the problem.
+      type: str
+      sample: service-down:web
+    service:
+      description: The id of the service. Empty if the problem is not about a service.
+      type: str
+      sample: web
+    title:
+      description: The title of the service, or the message of the problem.
+      type: str
+      sample: Web Server
+    severity:
+      description: V(minor), V(major) or V(critical).
+      type: str
+      sample: major
+    reason:
+      description: Why, as a C(code), a C(text) and the text's language C(lang).
+      type: dict
+      sample: {code: refused, text: "Nobody listens on port 80 (http): connection refused.", lang: en-US}
+    repairs:
+      description: The ids of the repairs that solve the problem.
+      type: list
+      elements: str
+      sample: ["restart-service:web"]
+    default:
+      description: The id of the repair to take unless you choose another. Empty if there is none.
+      type: str
+      sample: restart-service:web
+inspection:
+  description: The inspection as data, with the names of C(keldoctl-inspect --json).
+  returned: if the host answered with an inspection
+  type: dict
+  sample: {version: 1, verdict: problems, summary: {services: 7, up: 6, down: 1}}
+document:
+  description: The inspection as XML, as the host printed it.
+  returned: if the host answered with an inspection
+  type: str
+  sample: <inspection version="1" verdict="problems">...</inspection>
+reason:
+  description:
+    - A code for why there is no inspection.
+    - V(unreachable), there is no connection. V(no_answer), the host printed nothing. V(too_large),
+      the answer is longer than 1 MiB, or has too many elements. V(doctype), the answer has a document
+      type declaration. V(not_an_inspection), the answer cannot be read. V(contradiction), the answer
+      disagrees with itself or with the exit status. V(timed_out), there was no answer in time.
+      V(busy), the gate is serving another caller. V(refused), the gate does not accept the request.
+      V(no_gate), there is no gate on the host. V(no_document), keldoctl-inspect could not make a
+      document. V(limit_on_target), the time limit on the host was reached. V(exit_status), the exit
+      status is another. V(password), a password is set for the connection.
+  returned: if the task failed, or the host is unreachable
+  type: str
+  sample: timed_out
+msg:
+  description: The same for people, in one line.
+  returned: if the task failed, or the host is unreachable
+  type: str
+  sample: no complete answer within 120 s
+"""

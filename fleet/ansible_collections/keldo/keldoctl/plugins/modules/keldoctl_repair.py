@@ -1,0 +1,128 @@
+#!/usr/bin/python
+# SPDX-License-Identifier: GPL-3.0-or-later
+# GNU General Public License v3.0+ (see https://www.gnu.org/licenses/gpl-3.0.txt)
+"""The documentation of an action plugin, which does the work on the controller."""
+
+from __future__ import annotations
+
+DOCUMENTATION = r"""
+module: keldoctl_repair
+short_description: repair the services of a panel's server that are down
+version_added: "1.1.0"
+author: The keldoctl developers
+description:
+  - Asks C(keldoctl-gate) on the host for an inspection, has the gate carry out repairs that the
+    inspection proposes, and returns the inspection after them.
+  - If the inspection proposes none of the repairs, nothing is carried out, and the task succeeds
+    without a change.
+  - The task fails if a repair fails, or if the host answers with something else than an inspection. It
+    does not fail if services are still down afterwards; use the result's C(state).
+  - The connection is used as by M(keldo.keldoctl.keldoctl_info).
+options:
+  ids:
+    description:
+      - The ids of the repairs to carry out, such as V(restart-service:web). An id that the inspection
+        does not propose is left out.
+      - The default is the default repair of each problem.
+    type: list
+    elements: str
+  gate:
+    description: The words that call the gate on the host.
+    type: list
+    elements: str
+    default: [keldoctl-gate]
+  language:
+    description:
+      - The language of titles and sentences, such as V(de-DE).
+      - The default is that of keldoctl-inspect, V(en-US).
+    type: str
+  timeout:
+    description:
+      - The number of seconds within which the host must answer, once for the inspection and once for
+        all repairs together. SSH is ended after them.
+    type: int
+    default: 960
+attributes:
+  check_mode:
+    description: In check mode, the inspection is made, and the result is that of a run before the repairs.
+    support: full
+  diff_mode:
+    description: Shows the request that is sent to the gate.
+    support: full
+seealso:
+  - module: keldo.keldoctl.keldoctl_info
+"""
+
+EXAMPLES = r"""
+- name: Repair what is down
+  keldo.keldoctl.keldoctl_repair:
+  register: repaired
+
+- name: Restart the web server if it is down
+  keldo.keldoctl.keldoctl_repair:
+    ids: ["restart-service:web"]
+
+- name: Stop unless all is well now
+  ansible.builtin.assert:
+    that: repaired.state == 'well'
+"""
+
+RETURN = r"""
+changed:
+  description: Whether a repair was carried out. In check mode, whether one would be.
+  returned: always
+  type: bool
+repairs:
+  description:
+    - The repairs that were asked for, each with its outcome.
+    - If the connection breaks after the request, the outcome is not known and counts as V(failed).
+  returned: if the first inspection succeeded
+  type: list
+  elements: dict
+  contains:
+    id:
+      description: The id of the repair.
+      type: str
+      sample: restart-service:web
+    state:
+      description: V(ok), V(failed) or V(not_carried_out).
+      type: str
+      sample: ok
+    log:
+      description: What the commands of the repair printed, or why it was not carried out.
+      type: str
+      sample: ""
+state:
+  description: The verdict of the inspection after the repairs, V(well), V(problems), V(unknown) or V(upgrade).
+  returned: if the host answered with an inspection
+  type: str
+  sample: well
+problems:
+  description: The problems that are left, as M(keldo.keldoctl.keldoctl_info) returns them.
+  returned: if the host answered with an inspection
+  type: list
+  elements: dict
+  sample: []
+inspection:
+  description: The inspection after the repairs, with the names of C(keldoctl-inspect --json).
+  returned: if the host answered with an inspection
+  type: dict
+  sample: {version: 1, verdict: well, summary: {services: 7, up: 7, down: 0}}
+document:
+  description: The same inspection as XML, as the host printed it.
+  returned: if the host answered with an inspection
+  type: str
+  sample: <inspection version="1" verdict="well">...</inspection>
+reason:
+  description:
+    - A code for why the task failed. V(repair_failed) if a repair did not succeed, otherwise one of the
+      codes of M(keldo.keldoctl.keldoctl_info).
+  returned: if the task failed, or the host is unreachable
+  type: str
+  sample: repair_failed
+msg:
+  description: The same for people, in one line.
+  returned: if the task failed, or the host is unreachable
+  type: str
+  sample: "without success: restart-service:web"
+"""
