@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from schemas import DEFINITION, FORMS, PROJECT, REPORT, SCHEMAS, errors
+from schemas import DEFINITION, FLEET, FORMS, PROJECT, REPORT, SCHEMAS, errors
 
 SERVICES = PROJECT / "host/root/service"
 EXAMPLES = SCHEMAS.parent / "examples"
@@ -150,6 +150,41 @@ WRONG_DEFINITIONS = (
     ('protocol="http"/>', 'protocol="http">x</port>', 10),
 )
 
+RIGHT_FLEET = """<fleet version="1" program="1.1.0" run="0a" play="ask" started="2026-11-22T04:48:37Z" seconds="1.000" xml:lang="en-US" verdict="problems">
+  <summary hosts="3" well="0" problems="1" unknown="0" upgrade="0" failed="1" unreachable="0" unasked="1"/>
+  <host name="a b" state="problems" file="a%20b" services="2" up="0" down="1" unknown="1" stopped="0" unchecked="0" seconds="0.412" xml:lang="de-DE">
+    <service id="web" state="down"><title>Web Server</title><reason code="refused">Refused.</reason><repair>restart-service:web</repair></service>
+    <service id="x y" state="unknown"><title/><reason code="limit"/></service>
+    <outcome id="restart-service:web" state="failed"/>
+  </host>
+  <host name="b" state="failed">
+    <reason code="no_answer">Nothing.</reason>
+    <outcome id="restart-service:web" state="not_carried_out"/>
+  </host>
+  <host name="c" state="unasked"><reason code="unasked"/></host>
+</fleet>
+"""
+
+# As above. RELAX NG tells a host that answered from one that did not by its attributes.
+WRONG_FLEETS = (
+    ('<fleet version="1"', '<fleet version="2"', 1),
+    (' run="0a"', "", 1),
+    (' xml:lang="en-US"', "", 1),
+    ('verdict="problems"', 'verdict="failed"', 1),
+    ("04:48:37Z", "04:48:37", 1),
+    (' unasked="1"', "", 2),
+    ('name="a b"', 'name=""', 3),
+    ('file="a%20b"', 'file="../b"', 3),
+    ('file="a%20b"', 'file=".b"', 3),
+    ('state="down"', 'state="up"', {"rng": 3, "xsd": 4}),
+    ("<repair>restart-service:web</repair>", "<repair/>", {"rng": 3, "xsd": 4}),
+    ("<title>Web Server</title>", "", {"rng": 3, "xsd": 4}),
+    ('<title>Web Server', '<title>Web <b>Server</b>', {"rng": 3, "xsd": 4}),
+    ('state="failed"/>', 'state="error"/>', {"rng": 3, "xsd": 6}),
+    ('state="failed">', 'state="broken">', {"rng": 3, "xsd": 8}),
+    ('code="no_answer"', 'code="No answer"', {"rng": 3, "xsd": 9}),
+)
+
 
 def replaced(text, *pairs):
     for old, new in zip(pairs[::2], pairs[1::2]):
@@ -205,6 +240,15 @@ class DefinitionSchemaTest(SchemaTestCase):
                 self.assert_right(file.read_bytes(), DEFINITION, file)
 
 
+class FleetSchemaTest(SchemaTestCase):
+    def test_accepts_every_element_of_a_fleet(self):
+        self.assert_right(RIGHT_FLEET.encode(), FLEET)
+
+    def test_rejects_an_invalid_document_and_names_the_line(self):
+        for old, new, line in WRONG_FLEETS:
+            self.assert_wrong(replaced(RIGHT_FLEET, old, new), FLEET, line)
+
+
 class GeneratedFormTest(unittest.TestCase):
     """The compact form is what people write. The XML form kept beside it is made from it."""
 
@@ -221,6 +265,9 @@ class GeneratedFormTest(unittest.TestCase):
 
     def test_the_reports_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldoctl-report.rng"), self.made("keldoctl-report.rnc"))
+
+    def test_the_fleets_xml_form_matches_its_compact_form(self):
+        self.assertEqual(self.kept("keldoctl-fleet.rng"), self.made("keldoctl-fleet.rnc"))
 
     def test_the_inspections_xml_form_matches_its_compact_form(self):
         self.assertEqual(self.kept("keldoctl-inspection.rng"),

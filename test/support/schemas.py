@@ -11,6 +11,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 SCHEMAS = pathlib.Path(os.environ.get("SCHEMAS", PROJECT / "build/release/schemas"))
 REPORT = "keldoctl-report"
 INSPECTION = "keldoctl-inspection"
+FLEET = "keldoctl-fleet"
 DEFINITION = "keldo-service"
 FORMS = {"rng": "--relaxng", "xsd": "--schema"}
 

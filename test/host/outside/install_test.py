@@ -41,6 +41,8 @@ FILES = {
         "keldoctl/monitoring/prometheus/keldoctl.rules.yml",
         "keldoctl/monitoring/sudoers.d/keldoctl", "keldoctl/schemas/keldo-service.rnc",
         "keldoctl/schemas/keldo-service.rng", "keldoctl/schemas/keldo-service.xsd",
+        "keldoctl/schemas/keldoctl-fleet.rnc", "keldoctl/schemas/keldoctl-fleet.rng",
+        "keldoctl/schemas/keldoctl-fleet.xsd",
         "keldoctl/schemas/keldoctl-inspection.rnc", "keldoctl/schemas/keldoctl-inspection.rng",
         "keldoctl/schemas/keldoctl-inspection.schema.json",
         "keldoctl/schemas/keldoctl-inspection.xsd", "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
