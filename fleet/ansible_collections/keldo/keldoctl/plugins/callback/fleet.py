@@ -17,6 +17,7 @@ description:
     without these modules, nothing is written.
   - The files are readable by their owner only. The file C(fleet.xml) is written when the run begins,
     when the last play begins, and at the end, so that it never holds an earlier run's states.
+  - At the end, the report that the role C(keldo.keldoctl.report) made is shown on the screen.
   - The environment variable E(KELDOCTL_FLEET_RUN) has the value of the document's attribute C(run) in
     plays and lookups of this run.
 author: The keldoctl developers
@@ -88,6 +89,9 @@ class CallbackModule(CallbackBase):
 
     def v2_playbook_on_stats(self, stats):
         self._write()
+        text = self._fleet.text()
+        if text:
+            self._display.display("\n" + text.rstrip("\n"))
 
     def v2_runner_on_ok(self, result):
         if _is_ours(result._task) and "inspection" in result._result:

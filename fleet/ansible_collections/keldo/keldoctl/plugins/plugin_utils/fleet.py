@@ -7,6 +7,7 @@ This module imports nothing of Ansible.
 from __future__ import annotations
 
 import collections
+import contextlib
 import hashlib
 import os
 import re
@@ -18,10 +19,13 @@ from ansible_collections.keldo.keldoctl.plugins.plugin_utils.inspection import (
 
 HOST_STATES = ("well", "problems", "unknown", "upgrade", "failed", "unreachable", "unasked")
 
+# The role `report` makes these beside the document.
+VIEWS = ("fleet.html", "fleet.json", "fleet.txt")
+
 # A hostile host may name any number of services with titles of any length. More do not help a reader.
 MOST_SERVICES = 100
 
-_OUR_FILE = re.compile(r"[A-Za-z0-9._%-]+\.xml")
+_OUR_FILE = re.compile(r"[A-Za-z0-9._=-]+\.xml")
 _UNSAFE_IN_FILE_NAME = re.compile(rb"^\.|[^A-Za-z0-9._-]")
 _LONGEST_FILE_NAME = 200
 
@@ -41,8 +45,8 @@ class Fleet:
         self._has_news = False
 
     def begin(self):
-        """Makes the directories, and removes the inspections of an earlier run. Does so once. Raises
-        OSError."""
+        """Makes the directories, and removes the inspections and the views of an earlier run. Does so
+        once. Raises OSError."""
         if self._has_begun:
             return
         for directory in (self.directory, self._path_of_hosts()):
@@ -50,6 +54,9 @@ class Fleet:
             if os.stat(directory).st_uid != os.geteuid():
                 raise PermissionError(f"{directory} belongs to another user")
         self._remove_old_inspections()
+        for view in VIEWS:
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(os.path.join(self.directory, view))
         self._has_begun = True
         self._has_news = True
 
@@ -86,6 +93,15 @@ class Fleet:
         if self._has_begun and self._has_news:
             self._write_file(os.path.join(self.directory, "fleet.xml"), self.document(names))
             self._has_news = False
+
+    def text(self):
+        """The report for a terminal that the role `report` has made in this run, or nothing."""
+        if not self._has_begun:
+            return ""
+        with contextlib.suppress(FileNotFoundError):
+            with open(os.path.join(self.directory, "fleet.txt"), encoding="utf-8") as file:
+                return file.read()
+        return ""
 
     def document(self, names):
         """The text of the document."""
@@ -137,12 +153,13 @@ class Fleet:
 
 
 def file_name(name):
-    """A name for the files of a host, different for each host and safe as a path."""
+    """A name for the files of a host, different for each host and safe as a path. It has no percent
+    sign: xsltproc would take %2F in a path for a slash."""
     encoded = _UNSAFE_IN_FILE_NAME.sub(
-        lambda match: b"%%%02X" % match.group()[0], name.encode(errors="surrogateescape")).decode()
+        lambda match: b"=%02X" % match.group()[0], name.encode(errors="surrogateescape")).decode()
     if len(encoded) <= _LONGEST_FILE_NAME:
         return encoded
-    return "%-" + hashlib.sha256(encoded.encode()).hexdigest()
+    return "=-" + hashlib.sha256(encoded.encode()).hexdigest()
 
 
 def _is_our_inspection(entry):
