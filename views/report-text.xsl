@@ -16,12 +16,6 @@
   <xsl:param name="time"
       select="concat(translate(substring(/inspection/@started, 1, 16), 'T', ' '), ' UTC')"/>
 
-  <!-- Styles of parts/text.xsl's "paint". -->
-  <xsl:variable name="bold" select="'1'"/>
-  <xsl:variable name="red" select="'1;31'"/>
-  <xsl:variable name="green" select="'1;32'"/>
-  <xsl:variable name="yellow" select="'1;33'"/>
-
   <!-- A longer log shows its last lines. -->
   <xsl:variable name="shown-lines" select="10"/>
 

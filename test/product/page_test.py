@@ -1,35 +1,15 @@
 # SPDX-License-Identifier: MIT
 """The page of an inspection (report-html.xsl) in a real browser."""
 
-import functools
-import pathlib
 import re
-import tempfile
 import unittest
 import xml.etree.ElementTree
 
-from browser import Browser
-from panel import PROJECT
+from pages import OPEN_ALL, PHONE, TOO_WIDE, PageTestCase, page_of
 from views import INSPECTIONS, inspected, show
 
-PHONE = 360  # CSS pixels
 RECORDED = {path.stem: path.read_bytes() for path in sorted(INSPECTIONS.iterdir())}
 REPAIR_LOG = re.compile(rb"<log>web.*?</log>", re.DOTALL)
-
-OPEN_ALL = "document.querySelectorAll('details').forEach(each => each.open = true)"
-
-# The elements that are wider than the window or cut off their own content.
-TOO_WIDE = """[...document.querySelectorAll("body *:not(.spoken)")].filter(each => {
-  const box = each.getBoundingClientRect();
-  const isCut = each.clientWidth > 0 && each.scrollWidth > each.clientWidth + 1;
-  return box.left < -0.5 || box.right > innerWidth + 0.5
-      || isCut && getComputedStyle(each).display !== "inline";
-}).map(each => each.outerHTML.slice(0, 80))"""
-
-
-@functools.cache
-def page_of(document, **parameters):
-    return show("html", document, **parameters)
 
 
 def panel_page(document, **parameters):
@@ -55,41 +35,15 @@ def with_log(log):
     return REPAIR_LOG.sub(f"<log>{log}</log>".encode(), inspected("repair_failed"))
 
 
-class PageTestCase(unittest.TestCase):
-    maxDiff = None
-
-    @classmethod
-    def setUpClass(cls):
-        cls.browser = cls.enterClassContext(Browser())
-        cls.directory = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
-
-    def setUp(self):
-        self.browser.view()
+class InspectionPageTestCase(PageTestCase):
+    VIEW = "html"
 
     def load(self, document, **parameters):
         """Shows the page of an inspection, or of a recorded one, given by its name."""
-        if isinstance(document, str):
-            document = inspected(document)
-        self.load_html(page_of(document, **parameters))
-
-    def load_html(self, html):
-        page = self.directory / "page.html"
-        page.write_text(html, encoding="utf-8")
-        self.browser.load(page)
-
-    def run_script(self, script):
-        return self.browser.run(script)
-
-    def each(self, selector, expression):
-        """The values of an expression in `each`, for each element that the selector finds."""
-        return self.run_script(
-            f"[...document.querySelectorAll({selector!r})].map(each => {expression})")
-
-    def texts(self, selector):
-        return self.each(selector, "each.textContent")
+        super().load(inspected(document) if isinstance(document, str) else document, **parameters)
 
 
-class EveryPageTest(PageTestCase):
+class EveryPageTest(InspectionPageTestCase):
     """Rules for the page of any inspection."""
 
     def check_each(self, check, **parameters):
@@ -101,15 +55,7 @@ class EveryPageTest(PageTestCase):
                 check(xml.etree.ElementTree.fromstring(document))
 
     def test_the_browser_logs_nothing_and_loads_nothing_else(self):
-        def check(_):
-            self.assertEqual(self.browser.events(
-                "Log.entryAdded", "Runtime.consoleAPICalled", "Runtime.exceptionThrown"), [])
-            self.assertEqual([request["request"]["url"] for request
-                              in self.browser.events("Network.requestWillBeSent")],
-                             [f"file://{self.directory}/page.html"])
-            self.assertEqual(self.run_script("document.compatMode"), "CSS1Compat")
-
-        self.check_each(check)
+        self.check_each(lambda _: self.check_that_nothing_else_is_loaded())
 
     def test_a_phone_scrolls_downwards_only(self):
         def check(_):
@@ -161,37 +107,17 @@ class EveryPageTest(PageTestCase):
     def test_a_page_of_ten_services_is_small(self):
         for name, document in RECORDED.items():
             if name != "forty_down":
-                self.assertLess(len(page_of(document).encode()), 30_000, name)
+                self.assertLess(len(page_of("html", document).encode()), 30_000, name)
 
 
-class AccessibilityTest(PageTestCase):
-    """Pages and fragments, opened, in both schemes, by the rules of axe-core for WCAG 2.2 and for
-    good practice. The test "axe" fetches it."""
-
-    # Returns what axe-core finds and what it cannot decide. Leaves out the contrast of a long
-    # output: axe-core cannot see all of it, and a short output has the same colours.
-    RUN = """axe.run(%s).then(found =>
-        [found.violations, found.incomplete].flat().flatMap(rule => rule.nodes.map(
-            node => `${rule.id}: ${node.html.slice(0, 90)}`)).filter(
-            text => !/^color-contrast: <pre.*"Whole output/.test(text)))"""
-
+class AccessibilityTest(InspectionPageTestCase):
     def test_axe_core_finds_nothing(self):
-        pages = {name: page_of(RECORDED[name]) for name in (
+        pages = {name: page_of("html", RECORDED[name]) for name in (
             "all_well", "stopped", "mixed", "two_down_in_german", "disk_full", "repair_failed",
             "upgrade", "repair_in_hebrew")}
         for name in ("mixed", "repair_failed"):
             pages[f"{name} in a panel"] = panel_page(RECORDED[name], **{"repair-url": "/repair"})
-        axe = (PROJECT / "build/axe/package/axe.min.js").read_text(encoding="utf-8")
-        # Only the contrast differs in dark.
-        for scheme, options in (("light", "{rules: {'target-size': {enabled: true}}}"),
-                                ("dark", "{runOnly: ['color-contrast']}")):
-            self.browser.view(scheme=scheme)
-            for name, page in pages.items():
-                with self.subTest(name, scheme=scheme):
-                    self.load_html(page)
-                    self.run_script(OPEN_ALL)
-                    self.run_script(axe + "; 0")
-                    self.assertEqual(self.run_script(self.RUN % options), [])
+        self.check_accessibility(pages)
 
     def test_the_page_follows_the_scheme(self):
         for scheme in ("light", "dark"):
@@ -201,9 +127,9 @@ class AccessibilityTest(PageTestCase):
             self.assertEqual(int(re.search(r"\d+", page)[0]) > 127, scheme == "light")
 
 
-class SecurityPolicyTest(PageTestCase):
+class SecurityPolicyTest(InspectionPageTestCase):
     def test_the_browser_runs_and_loads_nothing_of_a_text_that_became_markup(self):
-        self.load_html(page_of(inspected("one_down")).replace("<main>", """<main>
+        self.load_html(page_of("html", inspected("one_down")).replace("<main>", """<main>
             <script>document.title = "script"</script>
             <img id="image" src="data:," onerror="document.title = 'handler'">
             <style>main { display: none }</style><p id="text" style="display: none">x</p>
@@ -217,7 +143,7 @@ class SecurityPolicyTest(PageTestCase):
         self.assertEqual(self.texts("button"), ["Copy"])
 
 
-class ContentTest(PageTestCase):
+class ContentTest(InspectionPageTestCase):
     """The content of a page."""
 
     def shown(self):
@@ -380,7 +306,7 @@ class ContentTest(PageTestCase):
         self.assertLess(max(heights), 36)
 
 
-class FragmentTest(PageTestCase):
+class FragmentTest(InspectionPageTestCase):
     """The part for a panel's page."""
 
     FIELDS = "[...new FormData(each)].map(field => field.join('='))"
@@ -447,7 +373,7 @@ class FragmentTest(PageTestCase):
             self.assertEqual(self.run_script(TOO_WIDE), [])
 
 
-class LanguageTest(PageTestCase):
+class LanguageTest(InspectionPageTestCase):
     def test_languages_and_directions(self):
         for name, page, titles, directions in (
                 ("two_down_in_german", ["de", "ltr"], ["en-US", "de-DE"], ["ltr"] * 2),
@@ -473,7 +399,7 @@ class LanguageTest(PageTestCase):
             > each.getBoundingClientRect().left + 20"""), [True] * 3)
 
 
-class UseTest(PageTestCase):
+class UseTest(InspectionPageTestCase):
     """Reading and copying by keyboard, by touch and without a script."""
 
     # The focused element: its tag, and the beginning of a text that identifies it.

@@ -11,6 +11,7 @@ import unittest
 import xml.etree.ElementTree
 
 from languages import listed_languages
+from made_fleets import ten
 from panel import report
 from views import INSPECTIONS, VIEWS, inspected, run_view, show
 
@@ -18,6 +19,10 @@ XSL = "{http://www.w3.org/1999/XSL/Transform}"
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
 STYLESHEETS = [*VIEWS.glob("*.xsl"), *VIEWS.glob("parts/*.xsl")]
 STATES = {"up", "down", "unknown", "stopped"}
+# Why a host of a fleet gave no inspection.
+REASONS = ("no_answer", "too_large", "not_an_inspection", "doctype", "contradiction", "timed_out",
+           "busy", "refused", "no_gate", "no_document", "limit_on_target", "exit_status",
+           "unreachable", "unasked", "task_failed")
 LANGUAGES = ["en", *(language.catalogue.replace("_", "-") for language in listed_languages())]
 
 
@@ -40,7 +45,8 @@ class StylesheetsTest(unittest.TestCase):
                     self.assertNotIn("disable-output-escaping", element.attrib)
 
     def test_every_view_refuses_other_documents(self):
-        for view in ("html", "text", "prometheus", "nagios", "changes", "repairs"):
+        for view in ("html", "text", "prometheus", "nagios", "changes", "repairs", "fleet-html",
+                     "fleet-text", "fleet-json"):
             for document in (b"", b"<keldoctl>", b"<html/>", b"<keldoctl xmlns='x'/>",
                              b"<a><keldoctl/></a>"):
                 with self.subTest(view=view, document=document):
@@ -67,12 +73,13 @@ class StylesheetsTest(unittest.TestCase):
                             run_view(view, path.read_bytes(), views=views).stdout.decode(),
                             show(view, path.read_bytes()))
 
-    def test_the_security_policy_has_the_hashes_of_the_style_and_the_script(self):
-        page = show("html", inspected("all_well"))
-        for name in ("style", "script"):
-            content = re.search(rf"<{name}>(.*?)</{name}>", page, re.S)[1]
-            digest = base64.b64encode(hashlib.sha256(content.encode()).digest()).decode()
-            self.assertIn(f"{name}-src 'sha256-{digest}'", page)
+    def test_the_security_policy_has_the_hashes_of_the_styles_and_the_scripts(self):
+        for view, document in (("html", inspected("all_well")), ("fleet-html", ten())):
+            page = show(view, document)
+            for name in ("style", "script"):
+                hashes = [base64.b64encode(hashlib.sha256(content.encode()).digest()).decode()
+                          for content in re.findall(rf"<{name}>(.*?)</{name}>", page, re.S)]
+                self.assertIn(f"{name}-src " + " ".join(f"'sha256-{each}'" for each in hashes), page)
 
 
 class WordsTest(unittest.TestCase):
@@ -87,13 +94,14 @@ class WordsTest(unittest.TestCase):
         sources = "".join(path.read_text(encoding="utf-8") for path in STYLESHEETS)
         named = re.findall(r"""\$words\[@id = '([a-z-]+)'\]|name="word" select="'([a-z-]+)'""",
                            sources)
+        reasons = {f"reason-{code}" for code in REASONS}
         severities, outcomes = {"minor", "major", "critical", "unrated"}, {"ok", "error"}
         tests = {"pid_file", "unix_socket", "port", "connection"}
         # show-changes gets the words of states too, by the states' names.
         changes = set(re.findall('"([a-z]+)"', (VIEWS / "changes.awk").read_text(encoding="utf-8")))
         self.assertEqual(set(words()["en"]),
                          {word for names in named for word in names if word}
-                         | severities | outcomes | tests
+                         | severities | outcomes | tests | reasons
                          | {f"change-{word}" for word in changes | STATES
                             if word not in ("report", "run", "service", "since", "word", "passed",
                                             "true", "false")})

@@ -1,139 +1,131 @@
 # SPDX-License-Identifier: MIT
-"""Makes fleet documents, for tests of what reads them: from the recorded inspections, by the code that
-the callback of Ansible runs.
+"""Makes fleet documents, for tests of what reads them."""
 
-    python3 test/support/made_fleets.py
+from xml.sax.saxutils import quoteattr
 
-writes those in test/product/fleets. Run this if test/product/fleet_documents_test.py fails.
-"""
+from made_inspections import text
 
-import pathlib
-import re
-import sys
-import tempfile
-
-PROJECT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(PROJECT / "fleet"))
-
-from ansible_collections.keldo.keldoctl.plugins.plugin_utils import fleet, inspection  # noqa: E402
-
-FLEETS = PROJECT / "test/product/fleets"
-INSPECTIONS = PROJECT / "test/product/inspections"
+STARTED = "2026-11-22T04:48:37Z"
+STATES = ("well", "problems", "unknown", "upgrade", "failed", "unreachable", "unasked")
+UP = 7  # services of a made host
+NO_PROCESS = "The pid file /run/kvr/web.pid names no running process."
+DISK_FULL = "There is no space left in /usr/local/kvr/tmp."
 
 
-def answer(document, repairs=()):
-    """A result of keldoctl_info, or of keldoctl_repair with the outcomes of repairs."""
-    data = inspection.parse(document)
-    return {"state": data["verdict"], "inspection": data, "problems": inspection.problems_of(data),
-            "document": document.decode(),
-            "repairs": [{"id": each, "state": state} for each, state in repairs]}
+def service(name, state="down", code="no_process", reason=NO_PROCESS, *, title=None, repair=None):
+    """A service that is down or not known. The default title is the id; the default repair of a
+    service that is down restarts it, and an empty one is none."""
+    if repair is None:
+        repair = f"restart-service:{name}" if state == "down" else ""
+    return (f"<service id={quoteattr(name)} state={quoteattr(state)}>"
+            f"<title>{text(name if title is None else title)}</title>"
+            f"<reason code={quoteattr(code)}>{text(reason)}</reason>"
+            + (f"<repair>{text(repair)}</repair>" if repair else "") + "</service>")
 
 
-def recorded(name, repairs=()):
-    return answer((INSPECTIONS / f"{name}.xml").read_bytes(), repairs)
+def outcome(repair, state="ok"):
+    return f"<outcome id={quoteattr(repair)} state={quoteattr(state)}/>"
 
 
-def silent(state, code="unasked", text="", repairs=()):
-    """A host that did not answer."""
-    return {"state": state, "code": code, "text": text,
-            "repairs": [{"id": each, "state": outcome} for each, outcome in repairs]}
+def host(name, state="well", *parts, reason=None, file=None, lang="en-US"):
+    """A host with its services and outcomes. A pair of a code and a text is the reason of a host
+    that gave no inspection; any other host has a file, by default of its name."""
+    if reason:
+        code, words = reason
+        return (f"<host name={quoteattr(name)} state={quoteattr(state)}>"
+                f"<reason code={quoteattr(code)}>{text(words)}</reason></host>")
+    down, unknown = ("".join(parts).count(f' state="{each}"><title>') for each in ("down", "unknown"))
+    unchecked = UP if state == "upgrade" else 0
+    return (f"<host name={quoteattr(name)} state={quoteattr(state)} file={quoteattr(file or name)}"
+            f' services="{UP}" up="{max(UP - down - unknown - unchecked, 0)}" down="{down}"'
+            f' unknown="{unknown}" stopped="0" unchecked="{unchecked}" seconds="0.412"'
+            f' xml:lang="{lang}">{"".join(parts)}</host>')
 
 
-def document(hosts, play="ask", program="1.1.0"):
-    """The bytes of a fleet document, with fixed times. `hosts` maps names to answers."""
-    with tempfile.TemporaryDirectory() as directory:
-        made = fleet.Fleet(directory, program, play)
-        for name, found in hosts.items():
-            if "inspection" in found:
-                made.add_answer(name, found)
-            elif found["state"] != "unasked":
-                made.add_outcomes(name, found)
-                made.add_failure(name, found["state"], found["code"], found["text"])
-        text = made.document(hosts)
-    head, rest = text.split(">\n  <summary", 1)
-    head = re.sub(' run="[0-9a-f]+"', ' run="00112233445566778899aabbccddeeff"', head)
-    head = re.sub(' started="[^"]+" seconds="[^"]+"',
-                  ' started="2026-11-22T04:48:37Z" seconds="12.345"', head)
-    return f"{head}>\n  <summary{rest}".encode()
+def verdict_of(counts):
+    if counts["problems"]:
+        return "problems"
+    if counts["unknown"] + counts["failed"] + counts["unreachable"] + counts["unasked"]:
+        return "unknown"
+    return "upgrade" if counts["upgrade"] else "well"
 
 
-def all_states():
-    """Every state of a host, and the failures that there are."""
-    return document({
-        "web1.example": recorded("one_down"),
-        "web2.example": recorded("mixed"),
-        "web3.example": recorded("all_well"),
-        "web4.example": recorded("stopped"),
-        "web5.example": recorded("disk_full"),
-        "web6.example": recorded("upgrade"),
-        "web7.example": silent("unreachable", "unreachable",
-                               "ssh: connect to host web7.example port 22: Connection refused"),
-        "web8.example": silent("failed", "timed_out", "no complete answer within 120 s"),
-        "web9.example": silent("failed", "no_answer", "the host printed nothing"),
-        "web10.example": silent("failed", "contradiction",
-                                "the verdict is 'well', but the exit status is 1"),
-        "web11.example": silent("failed", "no_gate", "there is no gate on the host"),
-        "web12.example": silent("unasked"),
-    })
+def fleet(*hosts, verdict=None, play="ask", started=STARTED, lang="en-US"):
+    """The bytes of a fleet document. By default the verdict follows from the hosts."""
+    counts = {state: sum(f" state={quoteattr(state)}" in each.split(">")[0] for each in hosts)
+              for state in STATES}
+    numbers = "".join(f' {state}="{count}"' for state, count in counts.items())
+    return (f'<?xml version="1.0" encoding="UTF-8"?>\n'
+            f'<fleet version="1" program="1.2.0" run="6f1d2c3b4a596877" play="{play}"'
+            f' started="{started}" seconds="12.345" xml:lang="{lang}"'
+            f' verdict="{verdict or verdict_of(counts)}">\n'
+            f'<summary hosts="{len(hosts)}"{numbers}/>\n'
+            + "\n".join(hosts) + "\n</fleet>\n").encode()
 
 
-def all_well():
-    return document({f"web{number}.example": recorded("all_well") for number in range(1, 4)})
+def web_down(**details):
+    return service("web", title="Web Server", **details)
 
 
-def all_but_upgrades_well():
-    return document({"web1.example": recorded("all_well"), "web2.example": recorded("upgrade")})
+def smtp_refused():
+    return service("smtp", code="refused", title="Mail Transfer (SMTP)",
+                   reason="Nobody listens on port 25 (smtp): connection refused.")
 
 
-def not_known():
-    return document({"web1.example": recorded("all_well"), "web2.example": silent("unasked")})
+def full_disk():
+    """The services of a host whose disk is full."""
+    return [service(name, "unknown", "no_space", DISK_FULL, title=title) for name, title in (
+        ("keldo", "Control Panel"), ("smtp", "Mail Transfer (SMTP)"), ("web", "Web Server"))]
 
 
-def empty():
-    """An inventory without hosts."""
-    return document({})
+def unreachable(name):
+    return host(name, "unreachable", reason=("unreachable", (
+        f"Failed to connect to the host via ssh: ssh: connect to host {name} port 22:"
+        " Connection refused")))
 
 
-def repaired():
-    """Outcomes of repairs, in each state."""
-    web = "restart-service:web"
-    return document({
-        "web1.example": recorded("repaired", [(web, "ok")]),
-        "web2.example": recorded("repair_failed", [(web, "failed"),
-                                                   ("restart-service:dns", "not_carried_out")]),
-        "web3.example": silent("failed", "limit_on_target", "the time limit on the host was reached",
-                               [(web, "failed")]),
-        "web4.example": recorded("all_well"),
-    }, play="repair")
+def timed_out(name):
+    return host(name, "failed", reason=("timed_out", "no answer within 120 s"))
 
 
-def in_german():
-    return document({"web1.example": recorded("two_down_in_german"),
-                     "web2.example": recorded("two_down_in_german"),
-                     "web3.example": recorded("all_well")})
+def unasked(name):
+    return host(name, "unasked", reason=("unasked", ""))
 
 
-def odd():
-    """Names, ids and titles with markup, templates, control characters and other directions."""
-    return document({
-        "odd ids": recorded("odd_ids"),
-        "../<b>\"A\" & 'B'</b>": recorded("odd_texts"),
-        ".hidden": recorded("repair_in_hebrew"),
-        "{{ lookup('pipe', 'id') }}": recorded("all_well"),
-        "two\nlines": silent("failed", "not_an_inspection", "<script>\x1b[31m\n{{ 1 }}\u202e%s" % ("x" * 2000)),
-        "x" * 300: recorded("forty_down"),
-        "münchen.example": recorded("one_down_without_translation"),
-    })
+def ten():
+    """A fleet of ten hosts with most of the states."""
+    return fleet(
+        host("web1.example"), host("web2.example"), host("web3.example", "problems", web_down()),
+        host("web4.example"), host("db1.example", "unknown", *full_disk()), host("web5.example"),
+        host("mail1.example", "upgrade"), timed_out("mail2.example"), unreachable("web6.example"),
+        host("web7.example"))
 
 
-ALL = (all_states, all_well, all_but_upgrades_well, not_known, empty, repaired, in_german, odd)
+def thousand():
+    """A fleet of a thousand hosts: 5 % unreachable, 2 % timed out, 5 % with problems, a few not
+    known or being upgraded."""
+    return fleet(*(each_of_thousand(number, f"web{number:04}.fleet.example")
+                   for number in range(1000)))
 
 
-def main():
-    FLEETS.mkdir(exist_ok=True)
-    for made in ALL:
-        (FLEETS / f"{made.__name__}.xml").write_bytes(made())
-
-
-if __name__ == "__main__":
-    main()
+def each_of_thousand(number, name):
+    kind = number * 37 % 1000  # spreads the states over the fleet
+    if kind < 50:
+        return unreachable(name)
+    if kind < 70:
+        return timed_out(name)
+    if kind < 100:
+        return host(name, "problems", web_down())
+    if kind < 115:
+        return host(name, "problems", web_down(), smtp_refused())
+    if kind < 120:
+        return host(name, "problems", service(
+            "dns", code="timed_out", title="Name Server", repair="",
+            reason="Port 53 (dns) did not answer within 5 s."))
+    if kind < 126:
+        return host(name, "unknown", *full_disk())
+    if kind < 128:
+        return host(name, "failed", reason=("doctype", "the answer has a DOCTYPE"))
+    if kind < 131:
+        return host(name, "upgrade")
+    return host(name)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs the views of an inspection, for tests."""
+"""Runs the views of an inspection or of a fleet document, for tests."""
 
 import os
 import pathlib
@@ -20,19 +20,20 @@ def inspected(name):
     return (INSPECTIONS / f"{name}.xml").read_bytes()
 
 
-def run_view(view, inspection, *, views=VIEWS, **parameters):
-    """Applies the stylesheet report-VIEW.xsl of a directory to an inspection. Returns the completed
-    process."""
+def run_view(view, document, *, views=VIEWS, **parameters):
+    """Applies the stylesheet of a directory to a document: report-VIEW.xsl to an inspection, or
+    VIEW.xsl, such as fleet-html.xsl, to a fleet document. Returns the completed process."""
+    name = view if view.startswith("fleet-") else f"report-{view}"
     options = [word for name, value in parameters.items()
                for word in ("--stringparam", name, str(value))]
-    return subprocess.run(["xsltproc", "--nonet", *options, views / f"report-{view}.xsl", "-"],
-                          input=inspection, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+    return subprocess.run(["xsltproc", "--nonet", *options, views / f"{name}.xsl", "-"],
+                          input=document, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           check=False)
 
 
-def show(view, inspection, **parameters):
-    """The text that a view makes of an inspection. Fails if xsltproc prints a message."""
-    done = run_view(view, inspection, **parameters)
+def show(view, document, **parameters):
+    """The text that a view makes of a document. Fails if xsltproc prints a message."""
+    done = run_view(view, document, **parameters)
     if (done.returncode, done.stderr) != (0, b""):
         raise RuntimeError(f"xsltproc ended with status {done.returncode}: {done.stderr.decode()}")
     return done.stdout.decode()

@@ -43,11 +43,6 @@
     <xsl:apply-templates select="inspection"/>
   </xsl:template>
 
-  <!-- The title of a service, or its id if it has no title. -->
-  <xsl:template match="service" mode="text">
-    <xsl:value-of select="(@id | title[string()])[last()]"/>
-  </xsl:template>
-
   <!-- The text of an action, or its id if it has no text. -->
   <xsl:template match="action" mode="text">
     <xsl:value-of select="(@id | message[string()])[last()]"/>

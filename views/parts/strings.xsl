@@ -102,4 +102,9 @@
     </xsl:choose>
   </xsl:template>
 
+  <!-- The title of a service, or its id if it has no title. -->
+  <xsl:template match="service" mode="text">
+    <xsl:value-of select="(@id | title[string()])[last()]"/>
+  </xsl:template>
+
 </xsl:stylesheet>

@@ -18,6 +18,12 @@
         translate($text, concat($controls, $escape), concat($replacements, '&#xfffd;')))"/>
   </xsl:template>
 
+  <!-- Styles for the template "paint". -->
+  <xsl:variable name="bold" select="'1'"/>
+  <xsl:variable name="red" select="'1;31'"/>
+  <xsl:variable name="green" select="'1;32'"/>
+  <xsl:variable name="yellow" select="'1;33'"/>
+
   <!-- Writes $text in a style, a parameter of the terminal's command SGR. -->
   <xsl:template name="paint">
     <xsl:param name="style"/>

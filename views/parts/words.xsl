@@ -1,6 +1,6 @@
 <?xml version="1.0" encoding="UTF-8"?>
 <!-- SPDX-License-Identifier: MIT -->
-<!-- The fixed words of a view, in the language of the inspection.
+<!-- The fixed words of a view, in the language of the inspection or of the fleet document.
 
      A report that version 1.0.0 kept does not name its language, but each of its texts has one. Texts
      without a translation are in English, so the first other language is the report's. -->
@@ -13,8 +13,8 @@
   <xsl:variable name="wanted-language">
     <xsl:choose>
       <xsl:when test="$language"><xsl:value-of select="$language"/></xsl:when>
-      <xsl:when test="/inspection">
-        <xsl:value-of select="/inspection/@xml:lang"/>
+      <xsl:when test="/inspection | /fleet">
+        <xsl:value-of select="/*/@xml:lang"/>
       </xsl:when>
       <xsl:when test="$other-languages"><xsl:value-of select="$other-languages[1]"/></xsl:when>
       <xsl:otherwise>en</xsl:otherwise>
