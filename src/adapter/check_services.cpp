@@ -42,13 +42,14 @@ PrivateDirectory makeDirectory() {
 
 /// Waits until monit has checked every service once, or until the deadline.
 std::vector<Service> watchServices(const Monit& monit, const Watch& watch,
-                                   const std::string& ownName, std::vector<Service> services,
-                                   Clock::time_point deadline) {
+                                   const std::string& ownName,
+                                   const std::vector<std::string>& names,
+                                   std::vector<Service> services, Clock::time_point deadline) {
     const Clock::time_point begin = Clock::now();
     for (;;) {
         if (const std::optional<std::string> status =
                 requestStatus(monit.socketPath(), watch, deadline)) {
-            services = servicesIn(*status, ownName);
+            services = servicesIn(*status, ownName, names);
             if (std::ranges::all_of(services, &Service::isChecked)) {
                 return services;
             }
@@ -84,8 +85,8 @@ Findings checkServices(const ControlFile& control, std::optional<milliseconds> l
     const PrivateDirectory directory = makeDirectory();
     directory.sweepAbandoned();
     const Monit monit(directory, control);
-    findings.services =
-        watchServices(monit, watch, directory.name(), std::move(findings.services), deadline);
+    findings.services = watchServices(monit, watch, directory.name(), control.serviceNames,
+                                      std::move(findings.services), deadline);
     if (limit) {
         findings.printed = monit.printed();
         findings.begin = monit.beginOfFirstCycle();

@@ -5,6 +5,7 @@
 #include "adapter/file.h"
 #include "xml/characters.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -35,15 +36,39 @@ std::string_view takeUntil(std::string_view& rest, std::string_view end) {
     return *taken;
 }
 
-/// Reads a service's name off the front of `rest`, which begins behind <name>. In version 5 a name
-/// may contain markup, so the element that follows decides where it ends. Version 6 writes CDATA.
-std::string_view takeName(std::string_view& rest) {
-    constexpr std::string_view cdata = "<![CDATA[";
-    if (rest.starts_with(cdata)) {
-        rest.remove_prefix(cdata.size());
-        return takeUntil(rest, "]]></name>");
+constexpr std::string_view cdataBegin = "<![CDATA[";
+constexpr std::string_view cdataEnd = "]]>";
+
+std::string_view withoutCdata(std::string_view text) {
+    const bool isCdata = text.starts_with(cdataBegin) && text.ends_with(cdataEnd);
+    const size_t markup = cdataBegin.size() + cdataEnd.size();
+    return isCdata ? text.substr(cdataBegin.size(), text.size() - markup) : text;
+}
+
+/// `name` in CDATA, where "]]>" can stand only in two sections.
+std::string inCdata(std::string name) {
+    for (size_t at = 0; (at = name.find(cdataEnd, at)) != std::string::npos;) {
+        constexpr std::string_view divided = "]]]]><![CDATA[>";
+        name.replace(at, cdataEnd.size(), divided);
+        at += divided.size();
     }
-    return takeUntil(rest, "</name><collected_sec>");
+    return std::string(cdataBegin) + name + std::string(cdataEnd);
+}
+
+/// The name that monit wrote as `text`. Monit 5 writes a name as it is, monit 6.0 in CDATA; neither
+/// escapes it. A text such as "a&amp;b" may thus be a name or the escaped form of another one. The
+/// names `known` decide.
+std::string nameIn(std::string_view text, const std::vector<std::string>& known) {
+    const std::string name(withoutCdata(text));
+    for (const std::string& candidate : {std::string(text), name}) {
+        if (std::ranges::find(known, candidate) != known.end()) {
+            return candidate;
+        }
+    }
+    const auto escaped = std::ranges::find_if(known, [text](const std::string& other) {
+        return text == inCdata(other) || text == escapeXml(other);
+    });
+    return escaped != known.end() ? *escaped : name;
 }
 
 /// Reads the number before the first `end` in `text`. Returns 0 if there is none, or if it is so
@@ -98,15 +123,17 @@ void takeResults(std::string_view rest, Service& service) {
 
 } // namespace
 
-// A scan, since libxml2 cannot read the document: monit 5 writes names and paths unescaped and in
-// any encoding, so that a service named "w&b" makes the document ill-formed.
-std::vector<Service> servicesIn(std::string_view status, const std::string& ownName) {
+// A scan, since libxml2 cannot read the document: monit writes paths, and monit 5 also names,
+// unescaped and in any encoding, so that a service named "w&b" makes the document ill-formed.
+std::vector<Service> servicesIn(std::string_view status, const std::string& ownName,
+                                const std::vector<std::string>& names) {
     std::vector<Service> services;
     for (size_t at = 0; (at = status.find("<service ")) != std::string_view::npos;) {
         status.remove_prefix(at);
         takeUntil(status, "<name>");
         Service service;
-        service.name = takeName(status);
+        // A name may contain markup, so the element that follows decides where it ends.
+        service.name = nameIn(takeUntil(status, "</name><collected_sec>"), names);
         const std::string_view times = takeUntil(status, "<status>");
         service.collected = std::chrono::seconds(numberBefore(times, "</collected_sec>")) +
                             std::chrono::microseconds(numberBefore(times, "</collected_usec>"));

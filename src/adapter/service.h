@@ -31,9 +31,11 @@ struct Service {
 };
 
 /// Reads the services from monit's status, a complete document of monit 5 or 6, in its order.
-/// Leaves out the service `ownName`. Throws Failure if a service lacks its name, status or
+/// Leaves out the service `ownName`. `names` are the names in the control file; they decide how to
+/// read a name that monit may have escaped. Throws Failure if a service lacks its name, status or
 /// monitoring state. Times and results that are missing or not understood are left out.
-std::vector<Service> servicesIn(std::string_view status, const std::string& ownName);
+std::vector<Service> servicesIn(std::string_view status, const std::string& ownName,
+                                const std::vector<std::string>& names = {});
 
 /// The status to print: 1 for a service whose check was not finished at the deadline.
 std::string_view statusOf(const Service& service);

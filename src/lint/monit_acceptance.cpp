@@ -68,11 +68,20 @@ MonitComplaint complaintOf(const std::string& words) {
     return complaint;
 }
 
+/// Whether a line of monit's output tells no reason for a refusal. Monit 6 prints such lines.
+bool isRemark(const std::string& line) {
+    return line.starts_with("Monit exiting due to parsing errors") ||
+           line.find("' is deprecated, use '") != std::string::npos;
+}
+
 /// A complaint begins with the path of the file and ends before the next complaint.
 std::vector<MonitComplaint> complaintsIn(const std::string& output, const std::string& path) {
     std::vector<MonitComplaint> complaints;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
+        if (isRemark(line)) {
+            continue;
+        }
         if (line.starts_with(path + ":")) {
             complaints.push_back(complaintOf(line.substr(path.size() + 1)));
         } else if (!complaints.empty()) {

@@ -191,8 +191,7 @@ void checkPath(const std::string& path) {
 /// Whether a reader can find the end of this name in monit's output.
 bool hasEnd(const std::string& name) {
     return name != "own" && !name.starts_with("<![CDATA[") &&
-           name.find("</name><collected_sec>") == std::string::npos &&
-           name.find("]]></name>") == std::string::npos;
+           name.find("</name><collected_sec>") == std::string::npos;
 }
 
 } // namespace

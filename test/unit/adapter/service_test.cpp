@@ -2,7 +2,9 @@
 
 #include "adapter/service.h"
 
+#include "adapter/status_request.h"
 #include "failure_of.h"
+#include "support/temporary_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -58,10 +60,63 @@ TEST(ServicesIn, ReadsBothVersionsInTheirOrderWithoutTheOwnService) {
 }
 
 TEST(ServicesIn, KeepsNamesThatLookLikeMarkup) {
-    for (const char* name : {"w&b", "a<b>c", "a]]>b", "a</name><status>0", "<name>", "\xFF", ""}) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(servicesIn(version5(name, failed), "own"),
-                  (Services{{name, "512", "1", second}}));
+    for (const std::string name :
+         {"w&b", "a<b>c", "a]]>b", "a</name><status>0", "]]></name>", "<name>", "\xFF", ""}) {
+        for (const std::string& text : {name, "<![CDATA[" + name + "]]>"}) {
+            SCOPED_TRACE(text);
+            EXPECT_EQ(servicesIn(version5(text, failed), "own"),
+                      (Services{{name, "512", "1", second}}));
+        }
+    }
+}
+
+TEST(ServicesIn, FindsTheNameInTheControlFileThatMonitHasEscaped) {
+    const struct {
+        const char* text;
+        std::vector<std::string> names;
+        const char* found;
+    } rows[] = {
+        {"w&amp;b&lt;c&gt;", {"a", "w&b<c>"}, "w&b<c>"},
+        {"w&amp;b", {"w&amp;b", "w&b"}, "w&amp;b"},
+        {"w&amp;b", {"a"}, "w&amp;b"},
+        {"<![CDATA[a]]]]><![CDATA[>b]]]]><![CDATA[>]]>", {"a]]>b]]>"}, "a]]>b]]>"},
+        {"<![CDATA[a]]>b]]>", {"a]]>b"}, "a]]>b"},
+        {"<![CDATA[w&amp;b]]>", {"w&b"}, "w&amp;b"},
+        {"<![CDATA[a]]>", {"<![CDATA[a]]>"}, "<![CDATA[a]]>"},
+    };
+    for (const auto& [text, names, found] : rows) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(servicesIn(version5(text, failed), "own", names),
+                  (Services{{found, "512", "1", second}}));
+    }
+}
+
+/// The answers that monit has given for one control file, which has each kind of test and of name.
+TEST(ServicesIn, ReadsTheRecordedAnswerOfEachVersion) {
+    const std::string web = "web 32 1 8081:- 8081:- 8080:+ /run/<gone>&</path>:- /run/a&b.sock:+\n";
+    for (const std::string version : {"5.33.0", "5.34.3", "6.0.0"}) {
+        SCOPED_TRACE(version);
+        const auto document =
+            documentInAnswer(test::contentOf(KELDO_RECORDED "/monit-" + version + ".http"));
+        ASSERT_TRUE(document);
+        std::string found;
+        for (const Service& service : servicesIn(*document, "monit-check-status.AbC123")) {
+            EXPECT_GT(service.collected, std::chrono::hours(24 * 365));
+            found += service.name + " " + service.status + " " + service.monitor;
+            for (const auto& results : {service.ports, service.unixPaths}) {
+                for (const ConnectionResult& result : results) {
+                    found += " " + result.target + (result.responseTime[0] == '-' ? ":-" : ":+");
+                }
+            }
+            found += "\n";
+        }
+        EXPECT_EQ(found, web + "w&b 512 1\n"
+                               "a<b>c 0 1\n"
+                               "a]]>b 512 1\n"
+                               "Mail & News 0 1\n"
+                               "a</name><status>0 512 1\n"
+                               "\xFF 0 1\n"
+                               "d\xC3\xBCns 32 1 8081:-\n");
     }
 }
 
@@ -110,7 +165,7 @@ TEST(ServicesIn, RefusesAServiceThatLacksAnElement) {
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"<service >", "<name>"},
         {"<service ><name>web", "</name><collected_sec>"},
-        {"<service ><name><![CDATA[web</name><collected_sec>", "]]></name>"},
+        {"<service ><name><![CDATA[web]]></name>", "</name><collected_sec>"},
         {version5("web", ""), "<status>"},
         {version5("web", "<status>0"), "</status>"},
         {version5("web", "<status>0</status>"), "<monitor>"},

@@ -18,3 +18,5 @@ keldo_unit_test(adapter
         access dup2 execve fork mkdtemp poll read signalfd write
         _ZNSt6chrono3_V212steady_clock3nowEv)
 target_include_directories(adapter_test PRIVATE unit/adapter)
+target_compile_definitions(adapter_test PRIVATE
+    KELDO_RECORDED="${CMAKE_CURRENT_SOURCE_DIR}/unit/adapter/recorded")

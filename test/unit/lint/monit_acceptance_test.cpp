@@ -150,6 +150,17 @@ TEST_F(MonitComplaints, BeginWithTheirLine) {
                             MonitComplaint{12, "line 12: syntax error 'z'"}));
 }
 
+TEST_F(MonitComplaints, DoNotContainTheRemarksOfMonit6) {
+    monitOutput =
+        "FILE:1: 'type tcpssl' is deprecated, use 'type tcp' and 'with ssl { ... }' or the "
+        "secure protocol version like 'protocol https' instead\n"
+        "FILE:2: syntax error 'x'\n"
+        "Monit exiting due to parsing errors in the configuration file.\n";
+    monitStatus = W_EXITCODE(1, 0);
+    EXPECT_THAT(monitComplaints("check process a\n"),
+                ElementsAre(MonitComplaint{2, "line 2: syntax error 'x'"}));
+}
+
 TEST_F(MonitComplaints, ThrowIfTheDirectoryCannotBeMade) {
     directoriesCanBeMade = false;
     EXPECT_EQ(failure(), "cannot make a private directory -- /tmp: No space left on device");

@@ -76,6 +76,7 @@ TEST(MonitorStatus, FindsTheFirstStatusOfTheNamedService) {
         {"web", serviceXml("web", "0") + serviceXml("web", "1"), 0},
         {"web", "<service><status>1</status><name>web</name><status>2</status></service>", 1},
         {"web", serviceXml("<![CDATA[web]]>", "1"), 1},
+        {"a<&>]]>b", serviceXml("<![CDATA[a<&>]]]]><![CDATA[>b]]>", "1"), 1},
         {"a<&>b", serviceXml("a&lt;&amp;&gt;b", "1"), 1},
         {"it's", serviceXml("it's", "1"), defaultStatus}, // breaks the expression
         {"x' or ../name='web", serviceXml("web", "1"), 1},
