@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/types.h>
 #include <sys/un.h>
@@ -28,6 +29,18 @@ UniqueFd connectTo(const std::string& socketPath) {
     return connection;
 }
 
+/// Returns false if the monitor does not take the whole text at once.
+bool sendWhole(int connection, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+        if (count <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
 } // namespace
 
 std::optional<std::string> requestStatus(const std::string& socketPath, const Watch& watch,
@@ -35,8 +48,7 @@ std::optional<std::string> requestStatus(const std::string& socketPath, const Wa
     constexpr std::string_view request = "GET /_status?format=xml HTTP/1.0\r\n"
                                          "Authorization: Basic bW9uaXQ6bW9uaXQ=\r\n\r\n";
     const UniqueFd connection = connectTo(socketPath);
-    if (!connection || send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL) !=
-                           static_cast<ssize_t>(request.size())) {
+    if (!connection || !sendWhole(connection.get(), request)) {
         return std::nullopt;
     }
     std::string answer;

@@ -123,6 +123,11 @@ class AdapterTest(FaultTest):
         for number, place in enumerate(places.system_places(calls, self.scenario)):
             self.check(place[number % len(place)])
 
+    def test_transfers_of_a_batch_move_one_byte(self):
+        self.lay_out("adapter-batch")
+        for series in places.transfer_series():
+            self.check_series(series, 5)
+
     def test_every_7th_allocation_of_a_batch_fails(self):
         self.lay_out("adapter-batch")
         self.check_series(places.memory_series(), 7)
