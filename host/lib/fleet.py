@@ -8,6 +8,7 @@ import dataclasses
 import os
 import pathlib
 import select
+import signal
 import socket
 import subprocess
 
@@ -24,7 +25,7 @@ SSHD_CONFIGURATION = """\
 Port {port}
 HostKey {directory}/host_key
 AuthorizedKeysFile {directory}/authorized_keys
-PidFile none
+PidFile {directory}/pid
 StrictModes no
 UsePAM no
 UseDNS no
@@ -54,6 +55,8 @@ class Host:
     # The host's first process; 0 if the controller itself is the host. None if the host is only an
     # sshd with a recorded inspection.
     pid: int = None
+    # Further variables of the inventory, such as "keldoctl_timeout=3".
+    variables: str = ""
 
     def enter(self, *command):
         """The command that runs a command on this host."""
@@ -69,13 +72,28 @@ class Host:
         return subprocess.run(self.enter(*command), check=True, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, text=True, **options).stdout
 
+    def take_away(self):
+        """Nobody can reach this host any more."""
+        if self.pid:
+            subprocess.run(["ip", "link", "set", bridge_port(self.address), "down"], check=True)
+            return
+        process = os.pidfd_open(int((DIRECTORY / self.name / "pid").read_text(encoding="ascii")))
+        signal.pidfd_send_signal(process, signal.SIGTERM)
+        select.select([process], [], [])
+        os.close(process)
+
     def line(self):
         """The line of the inventory."""
-        return f"{self.name} ansible_host={self.address} ansible_port={self.port}"
+        return f"{self.name} ansible_host={self.address} ansible_port={self.port} {self.variables}"
 
     def known_host(self, host_key):
         """The line of known_hosts."""
         return (self.address if self.port == 22 else f"[{self.address}]:{self.port}") + " " + host_key
+
+
+def bridge_port(address):
+    """The controller's end of the line to the host with this address."""
+    return "fleet" + address.rpartition(".")[2]
 
 
 def make_key(path):
@@ -139,12 +157,17 @@ def start_sshd(directory, addresses, port, within=()):
     return process
 
 
-def describe(hosts, host_keys):
-    """Writes the inventory, the host keys and the list of hosts."""
-    inventory = INVENTORY.format(hosts="\n".join(host.line() for host in hosts), directory=DIRECTORY)
-    (DIRECTORY / "inventory").write_text(inventory, encoding="ascii")
-    (DIRECTORY / "known_hosts").write_text(
+def write_inventory(directory, hosts, host_keys):
+    """Writes the inventory and the host keys. The key is in the same directory."""
+    text = INVENTORY.format(hosts="\n".join(host.line() for host in hosts), directory=directory)
+    (directory / "inventory").write_text(text, encoding="utf-8")
+    (directory / "known_hosts").write_text(
         "".join(host.known_host(key) for host, key in zip(hosts, host_keys)), encoding="ascii")
+
+
+def describe(hosts, host_keys):
+    """Writes what the controller knows about its hosts."""
+    write_inventory(DIRECTORY, hosts, host_keys)
     (DIRECTORY / "hosts").write_text(
         "".join(f"{host.name} {host.address} {host.port} {'-' if host.pid is None else host.pid}\n"
                 for host in hosts), encoding="ascii")

@@ -48,6 +48,14 @@ def require_inspection(document):
                                  + document.decode(errors="replace"))
 
 
+def require_fleet(document):
+    """Fails the test unless the document, bytes, is a fleet document by the schema."""
+    wrong = errors(document, FLEET)
+    if wrong:
+        raise AssertionError(f"not a fleet document:\n{wrong}\n"
+                             + document.decode(errors="replace"))
+
+
 def require_json_inspection(text):
     """Fails the test unless the text is an inspection by the JSON Schema. Returns its data."""
     import jsonschema  # takes long to load, and few tests need it
