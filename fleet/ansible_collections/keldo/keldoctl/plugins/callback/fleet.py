@@ -18,9 +18,9 @@ description:
   - The files are readable by their owner only. The file C(fleet.xml) is written when the run begins,
     when the last play begins, and at the end, so that it never holds an earlier run's states.
   - At the end, the report that the role C(keldo.keldoctl.report) made is shown on the screen.
-  - The environment variable E(KELDOCTL_FLEET_RUN) has the value of the document's attribute C(run) in
+  - The environment variable C(KELDOCTL_FLEET_RUN) has the value of the document's attribute C(run) in
     plays and lookups of this run.
-author: The keldoctl developers
+author: The keldoctl developers (!UNKNOWN)
 version_added: "1.1.0"
 requirements:
   - enabled in the configuration by C(callbacks_enabled = keldo.keldoctl.fleet)

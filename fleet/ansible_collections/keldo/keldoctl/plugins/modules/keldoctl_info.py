@@ -1,15 +1,17 @@
 #!/usr/bin/python
 # SPDX-License-Identifier: GPL-3.0-or-later
 # GNU General Public License v3.0+ (see https://www.gnu.org/licenses/gpl-3.0.txt)
-"""The documentation of an action plugin, which does the work on the controller."""
+# The documentation of an action plugin, which does the work on the controller.
 
-from __future__ import annotations
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
 
 DOCUMENTATION = r"""
 module: keldoctl_info
 short_description: ask a panel's server which services are up, down or not known
 version_added: "1.1.0"
-author: The keldoctl developers
+author: The keldoctl developers (!UNKNOWN)
 description:
   - Asks C(keldoctl-gate) on the host for an inspection, and checks the answer. The host needs neither
     Python nor a temporary directory.
@@ -20,7 +22,7 @@ description:
     status. It does not fail if services are down; use the result's C(state).
   - A host to which there is no connection is unreachable, as with other modules.
   - C(become) has no effect. If the user that logs in is not root and has no key for the gate, put sudo
-    into O(gate).
+    into I(gate).
 options:
   gate:
     description: The words that call the gate on the host.
@@ -29,8 +31,8 @@ options:
     default: [keldoctl-gate]
   language:
     description:
-      - The language of titles and sentences, such as V(de-DE).
-      - The default is that of keldoctl-inspect, V(en-US).
+      - The language of titles and sentences, such as C(de-DE).
+      - The default is that of keldoctl-inspect, C(en-US).
     type: str
   timeout:
     description: The number of seconds within which the host must answer. SSH is ended after them.
@@ -66,8 +68,8 @@ EXAMPLES = r"""
 RETURN = r"""
 state:
   description:
-    - The verdict of the inspection, V(well), V(problems), V(unknown) or V(upgrade).
-    - It is V(well) only if every service that ought to run was seen to be up.
+    - The verdict of the inspection, C(well), C(problems), C(unknown) or C(upgrade).
+    - It is C(well) only if every service that ought to run was seen to be up.
   returned: if the host answered with an inspection
   type: str
   sample: problems
@@ -90,7 +92,7 @@ problems:
       type: str
       sample: Web Server
     severity:
-      description: V(minor), V(major) or V(critical).
+      description: C(minor), C(major) or C(critical).
       type: str
       sample: major
     reason:
@@ -119,14 +121,14 @@ document:
 reason:
   description:
     - A code for why there is no inspection.
-    - V(unreachable), there is no connection. V(no_answer), the host printed nothing. V(too_large),
-      the answer is longer than 1 MiB, or has too many elements. V(doctype), the answer has a document
-      type declaration. V(not_an_inspection), the answer cannot be read. V(contradiction), the answer
-      disagrees with itself or with the exit status. V(timed_out), there was no answer in time.
-      V(busy), the gate is serving another caller. V(refused), the gate does not accept the request.
-      V(no_gate), there is no gate on the host. V(no_document), keldoctl-inspect could not make a
-      document. V(limit_on_target), the time limit on the host was reached. V(exit_status), the exit
-      status is another. V(password), a password is set for the connection.
+    - C(unreachable), there is no connection. C(no_answer), the host printed nothing. C(too_large),
+      the answer is longer than 1 MiB, or has too many elements. C(doctype), the answer has a document
+      type declaration. C(not_an_inspection), the answer cannot be read. C(contradiction), the answer
+      disagrees with itself or with the exit status. C(timed_out), there was no answer in time.
+      C(busy), the gate is serving another caller. C(refused), the gate does not accept the request.
+      C(no_gate), there is no gate on the host. C(no_document), keldoctl-inspect could not make a
+      document. C(limit_on_target), the time limit on the host was reached. C(exit_status), the exit
+      status is another. C(password), a password is set for the connection.
   returned: if the task failed, or the host is unreachable
   type: str
   sample: timed_out

@@ -1,15 +1,17 @@
 #!/usr/bin/python
 # SPDX-License-Identifier: GPL-3.0-or-later
 # GNU General Public License v3.0+ (see https://www.gnu.org/licenses/gpl-3.0.txt)
-"""The documentation of an action plugin, which does the work on the controller."""
+# The documentation of an action plugin, which does the work on the controller.
 
-from __future__ import annotations
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
 
 DOCUMENTATION = r"""
 module: keldoctl_repair
 short_description: repair the services of a panel's server that are down
 version_added: "1.1.0"
-author: The keldoctl developers
+author: The keldoctl developers (!UNKNOWN)
 description:
   - Asks C(keldoctl-gate) on the host for an inspection, has the gate carry out repairs that the
     inspection proposes, and returns the inspection after them.
@@ -21,7 +23,7 @@ description:
 options:
   ids:
     description:
-      - The ids of the repairs to carry out, such as V(restart-service:web). An id that the inspection
+      - The ids of the repairs to carry out, such as C(restart-service:web). An id that the inspection
         does not propose is left out.
       - The default is the default repair of each problem.
     type: list
@@ -33,8 +35,8 @@ options:
     default: [keldoctl-gate]
   language:
     description:
-      - The language of titles and sentences, such as V(de-DE).
-      - The default is that of keldoctl-inspect, V(en-US).
+      - The language of titles and sentences, such as C(de-DE).
+      - The default is that of keldoctl-inspect, C(en-US).
     type: str
   timeout:
     description:
@@ -75,7 +77,7 @@ changed:
 repairs:
   description:
     - The repairs that were asked for, each with its outcome.
-    - If the connection breaks after the request, the outcome is not known and counts as V(failed).
+    - If the connection breaks after the request, the outcome is not known and counts as C(failed).
   returned: if the first inspection succeeded
   type: list
   elements: dict
@@ -85,7 +87,7 @@ repairs:
       type: str
       sample: restart-service:web
     state:
-      description: V(ok), V(failed) or V(not_carried_out).
+      description: C(ok), C(failed) or C(not_carried_out).
       type: str
       sample: ok
     log:
@@ -93,7 +95,7 @@ repairs:
       type: str
       sample: ""
 state:
-  description: The verdict of the inspection after the repairs, V(well), V(problems), V(unknown) or V(upgrade).
+  description: The verdict of the inspection after the repairs, C(well), C(problems), C(unknown) or C(upgrade).
   returned: if the host answered with an inspection
   type: str
   sample: well
@@ -115,7 +117,7 @@ document:
   sample: <inspection version="1" verdict="well">...</inspection>
 reason:
   description:
-    - A code for why the task failed. V(repair_failed) if a repair did not succeed, otherwise one of the
+    - A code for why the task failed. C(repair_failed) if a repair did not succeed, otherwise one of the
       codes of M(keldo.keldoctl.keldoctl_info).
   returned: if the task failed, or the host is unreachable
   type: str
