@@ -15,6 +15,12 @@
   <!-- A group of at most this number of hosts is unfolded. -->
   <xsl:variable name="few" select="5"/>
 
+  <!-- The states in the order in which the page shows them; any other state counts as not known. -->
+  <xsl:variable name="order" select="'problems unknown failed unreachable unasked upgrade well'"/>
+  <!-- One host in each state. -->
+  <xsl:variable name="states" select="$with-problems[1] | $unknown[1] | $failed[1] | $unreachable[1]
+      | $unasked[1] | $upgrading[1] | $well[1]"/>
+
   <xsl:template match="fleet">
     <xsl:variable name="headline"><xsl:call-template name="headline"/></xsl:variable>
     <xsl:call-template name="frame">
@@ -22,10 +28,10 @@
           select="concat(normalize-space($headline), ' – ', $words[@id = 'fleet-title'])"/>
       <xsl:with-param name="style"><xsl:call-template name="fleet-rules"/></xsl:with-param>
       <xsl:with-param name="style-hash"
-          select="&quot; 'sha256-yjktIS7SF5Xdl5jD2LJshe5q4E0FXQt7lKNMhg4YfzE='&quot;"/>
+          select="&quot; 'sha256-ZKJ8CrMJf6AbYJsplQEkaHo/RFKI5zb5EFO4GkCk6tE='&quot;"/>
       <xsl:with-param name="script"><xsl:call-template name="fleet-script"/></xsl:with-param>
       <xsl:with-param name="script-hash"
-          select="&quot; 'sha256-1fgtL1Q6F9Cn+NMP+GR9hH8wp4aYmpDD0vyOAGpvESQ='&quot;"/>
+          select="&quot; 'sha256-8DQI/Cib6t33JRW4NU5SOlODh/PpcCh1fcWZus8+uXI='&quot;"/>
     </xsl:call-template>
   </xsl:template>
 
@@ -38,16 +44,7 @@
     <xsl:call-template name="repair"/>
     <xsl:call-template name="unclear"/>
     <xsl:call-template name="table"/>
-    <xsl:call-template name="folded">
-      <xsl:with-param name="look" select="'upgrade'"/>
-      <xsl:with-param name="word" select="'change-upgrade'"/>
-      <xsl:with-param name="members" select="$upgrading"/>
-    </xsl:call-template>
-    <xsl:call-template name="folded">
-      <xsl:with-param name="look" select="'up'"/>
-      <xsl:with-param name="word" select="'fleet-well'"/>
-      <xsl:with-param name="members" select="$well"/>
-    </xsl:call-template>
+    <xsl:call-template name="well"/>
   </xsl:template>
 
   <!-- The answer: the headline and the number of hosts in each state. -->
@@ -56,16 +53,22 @@
       <xsl:call-template name="sign"><xsl:with-param name="id" select="$tone"/></xsl:call-template>
       <div>
         <h1><xsl:call-template name="headline"/></h1>
-        <xsl:call-template name="strip"/>
-        <ul class="counts" role="list">
-          <xsl:apply-templates select="$with-problems[1]" mode="count"/>
-          <xsl:apply-templates select="$unknown[1]" mode="count"/>
-          <xsl:apply-templates select="$failed[1]" mode="count"/>
-          <xsl:apply-templates select="$unreachable[1]" mode="count"/>
-          <xsl:apply-templates select="$unasked[1]" mode="count"/>
-          <xsl:apply-templates select="$upgrading[1]" mode="count"/>
-          <xsl:apply-templates select="$well[1]" mode="count"/>
-        </ul>
+        <p class="quiet">
+          <bdi>
+            <xsl:value-of select="concat($words[@id = 'fleet-hosts'], ': ', count($hosts), '. ',
+                $words[@id = 'fleet-services'], ': ', sum($hosts/@services), '.')"/>
+          </bdi>
+        </p>
+        <xsl:if test="$hosts"><xsl:call-template name="strip"/></xsl:if>
+        <!-- If all are well, the headline says it. -->
+        <xsl:if test="$hosts and $tone != 'up'">
+          <ul class="counts" role="list">
+            <xsl:apply-templates select="$states" mode="count">
+              <xsl:sort data-type="number" select="string-length(
+                substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+            </xsl:apply-templates>
+          </ul>
+        </xsl:if>
       </div>
     </div>
   </xsl:template>
@@ -132,7 +135,7 @@
       <section aria-labelledby="keldoctl-repairs">
         <xsl:call-template name="heading">
           <xsl:with-param name="id" select="'repairs'"/>
-          <xsl:with-param name="word" select="'repairs'"/>
+          <xsl:with-param name="word" select="'fleet-repairs'"/>
         </xsl:call-template>
         <ul class="rows" role="list">
           <xsl:apply-templates select="$outcomes" mode="group">
@@ -189,7 +192,10 @@
           <xsl:with-param name="word" select="'unknown'"/>
         </xsl:call-template>
         <ul class="rows" role="list">
-          <xsl:apply-templates select="$unknown-groups" mode="group"/>
+          <xsl:apply-templates select="$unknown-groups" mode="group">
+            <xsl:sort data-type="number" order="descending"
+                select="count(key('unknown', reason/@code)/..)"/>
+          </xsl:apply-templates>
           <xsl:call-template name="unexplained">
             <xsl:with-param name="members" select="$unexplained[@state != 'problems']"/>
           </xsl:call-template>
@@ -210,30 +216,55 @@
     <xsl:param name="reason"/>
     <xsl:param name="members"/>
     <li class="row {$look}">
-      <details>
-        <xsl:if test="count($members) &lt;= $few"><xsl:attribute name="open"/></xsl:if>
-        <summary class="head">
-          <xsl:call-template name="sign"><xsl:with-param name="id" select="$look"/></xsl:call-template>
-          <span class="what">
-            <span class="title"><h3><bdi><xsl:copy-of select="$title"/></bdi></h3></span>
-            <xsl:text> </xsl:text>
-            <span class="reason">
-              <xsl:call-template name="language"/>
-              <xsl:copy-of select="$reason"/>
-            </span>
-          </span>
-          <xsl:text> </xsl:text>
-          <xsl:call-template name="host-count">
-            <xsl:with-param name="members" select="$members"/>
-          </xsl:call-template>
-        </summary>
-        <div class="more">
-          <xsl:call-template name="host-list">
-            <xsl:with-param name="members" select="$members"/>
-          </xsl:call-template>
-        </div>
-      </details>
+      <xsl:choose>
+        <xsl:when test="count($members) = 1">
+          <div class="head">
+            <xsl:call-template name="group-head">
+              <xsl:with-param name="look" select="$look"/>
+              <xsl:with-param name="title" select="$title"/>
+              <xsl:with-param name="reason" select="$reason"/>
+            </xsl:call-template>
+            <span class="number"><xsl:apply-templates select="$members" mode="name"/></span>
+          </div>
+        </xsl:when>
+        <xsl:otherwise>
+          <details>
+            <xsl:if test="count($members) &lt;= $few"><xsl:attribute name="open"/></xsl:if>
+            <summary class="head">
+              <xsl:call-template name="group-head">
+                <xsl:with-param name="look" select="$look"/>
+                <xsl:with-param name="title" select="$title"/>
+                <xsl:with-param name="reason" select="$reason"/>
+              </xsl:call-template>
+              <xsl:call-template name="host-count">
+                <xsl:with-param name="members" select="$members"/>
+              </xsl:call-template>
+            </summary>
+            <div class="more">
+              <xsl:call-template name="host-list">
+                <xsl:with-param name="members" select="$members"/>
+              </xsl:call-template>
+            </div>
+          </details>
+        </xsl:otherwise>
+      </xsl:choose>
     </li>
+  </xsl:template>
+
+  <xsl:template name="group-head">
+    <xsl:param name="look"/>
+    <xsl:param name="title"/>
+    <xsl:param name="reason"/>
+    <xsl:call-template name="sign"><xsl:with-param name="id" select="$look"/></xsl:call-template>
+    <span class="what">
+      <span class="title"><h3 dir="auto"><xsl:copy-of select="$title"/></h3></span>
+      <xsl:text> </xsl:text>
+      <span class="reason">
+        <xsl:if test="self::service"><xsl:call-template name="language"/></xsl:if>
+        <xsl:copy-of select="$reason"/>
+      </span>
+    </span>
+    <xsl:text> </xsl:text>
   </xsl:template>
 
   <xsl:template name="host-count">
@@ -250,24 +281,12 @@
     </div>
   </xsl:template>
 
-  <!-- The name of a host, which opens its page if there is one. The name of the file is a part of the
-       address, so its percent signs are encoded. -->
+  <!-- The name of a host, which opens its page if there is one. -->
   <xsl:template match="host" mode="name">
     <xsl:choose>
       <xsl:when test="string(@file) and not(starts-with(@file, '.'))
-          and not(translate(@file, concat($plain-characters, '%'), ''))">
-        <a>
-          <xsl:attribute name="href">
-            <xsl:text>hosts/</xsl:text>
-            <xsl:call-template name="replace">
-              <xsl:with-param name="text" select="@file"/>
-              <xsl:with-param name="character" select="'%'"/>
-              <xsl:with-param name="by" select="'%25'"/>
-            </xsl:call-template>
-            <xsl:text>.html</xsl:text>
-          </xsl:attribute>
-          <xsl:value-of select="@name"/>
-        </a>
+          and not(translate(@file, concat($plain-characters, '='), ''))">
+        <a href="hosts/{@file}.html"><xsl:value-of select="@name"/></a>
       </xsl:when>
       <xsl:otherwise><bdi><xsl:value-of select="@name"/></bdi></xsl:otherwise>
     </xsl:choose>
@@ -293,7 +312,7 @@
               </xsl:for-each>
             </xsl:with-param>
             <xsl:with-param name="label"
-                select="$words[@id = 'repair-all'][count($nameable) &gt; 20]"/>
+                select="substring($command, 1, string-length($command) * (count($nameable) &gt; 20))"/>
           </xsl:call-template>
         </xsl:if>
         <xsl:if test="$unnameable">
@@ -315,28 +334,28 @@
           <xsl:with-param name="id" select="'hosts'"/>
           <xsl:with-param name="word" select="'fleet-not-well'"/>
         </xsl:call-template>
-        <div class="controls" id="controls" hidden="">
-          <label>
-            <xsl:value-of select="$words[@id = 'fleet-filter']"/>
-            <input type="search" autocomplete="off" spellcheck="false"/>
-          </label>
-          <label>
-            <xsl:value-of select="$words[@id = 'fleet-state']"/>
-            <select>
-              <option value=""><xsl:value-of select="$words[@id = 'fleet-all-states']"/></option>
-              <xsl:apply-templates select="$with-problems[1]" mode="option"/>
-              <xsl:apply-templates select="$unknown[1]" mode="option"/>
-              <xsl:apply-templates select="$failed[1]" mode="option"/>
-              <xsl:apply-templates select="$unreachable[1]" mode="option"/>
-              <xsl:apply-templates select="$unasked[1]" mode="option"/>
-              <xsl:apply-templates select="$upgrading[1]" mode="option"/>
-            </select>
-          </label>
-          <p role="status">
-            <xsl:value-of select="concat($words[@id = 'fleet-hosts'], ': ')"/>
-            <span><xsl:value-of select="count($rows)"/></span>
-          </p>
-        </div>
+        <xsl:if test="count($rows) &gt; 1">
+          <div class="controls" hidden="">
+            <label>
+              <xsl:value-of select="$words[@id = 'fleet-filter']"/>
+              <input type="search" autocomplete="off" spellcheck="false"/>
+            </label>
+            <label>
+              <xsl:value-of select="$words[@id = 'fleet-state']"/>
+              <select>
+                <option value=""><xsl:value-of select="$words[@id = 'fleet-all-states']"/></option>
+                <xsl:apply-templates select="$states[@state != 'well']" mode="option">
+                  <xsl:sort data-type="number" select="string-length(
+                  substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+                </xsl:apply-templates>
+              </select>
+            </label>
+            <p role="status">
+              <xsl:value-of select="concat($words[@id = 'fleet-hosts'], ': ')"/>
+              <span><xsl:value-of select="count($rows)"/></span>
+            </p>
+          </div>
+        </xsl:if>
         <table aria-labelledby="keldoctl-hosts">
           <thead>
             <tr>
@@ -346,12 +365,10 @@
             </tr>
           </thead>
           <tbody>
-            <xsl:apply-templates select="$with-problems" mode="row"/>
-            <xsl:apply-templates select="$unknown" mode="row"/>
-            <xsl:apply-templates select="$failed" mode="row"/>
-            <xsl:apply-templates select="$unreachable" mode="row"/>
-            <xsl:apply-templates select="$unasked" mode="row"/>
-            <xsl:apply-templates select="$upgrading" mode="row"/>
+            <xsl:apply-templates select="$rows" mode="row">
+              <xsl:sort data-type="number" select="string-length(
+                substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+            </xsl:apply-templates>
           </tbody>
         </table>
       </section>
@@ -381,13 +398,16 @@
             mode="row"/>
         <xsl:if test="reason">
           <p>
-            <!-- The other states say it already. -->
-            <xsl:if test="@state = 'failed' or not(string(reason))">
+            <!-- The host's own text is in English; the other states say it already. -->
+            <xsl:if test="not(string(reason)) or @state = 'failed' and $words-language != 'en'">
               <b><xsl:apply-templates select="." mode="reason"/></b>
               <xsl:text> </xsl:text>
             </xsl:if>
             <bdi><xsl:value-of select="reason"/></bdi>
           </p>
+        </xsl:if>
+        <xsl:if test="@unchecked &gt; 0">
+          <p><xsl:value-of select="concat($words[@id = 'not-checked'], ': ', @unchecked)"/></p>
         </xsl:if>
         <xsl:if test="count(. | $unexplained) = count($unexplained)">
           <p><xsl:value-of select="$words[@id = 'fleet-see-report']"/></p>
@@ -417,30 +437,30 @@
     </p>
   </xsl:template>
 
-  <!-- The hosts in a state that explains itself. -->
-  <xsl:template name="folded">
-    <xsl:param name="look"/>
-    <xsl:param name="word"/>
-    <xsl:param name="members"/>
-    <xsl:if test="$members">
-      <section class="folded {$look}" aria-labelledby="keldoctl-{$look}">
+  <!-- The well hosts: folded, unless they are all there is to say. -->
+  <xsl:template name="well">
+    <xsl:if test="$well">
+      <section class="up" aria-labelledby="keldoctl-well">
         <details>
+          <xsl:if test="$tone = 'up' and count($well) &lt;= 10 * $few">
+            <xsl:attribute name="open"/>
+          </xsl:if>
           <summary class="head">
-            <xsl:call-template name="sign"><xsl:with-param name="id" select="$look"/></xsl:call-template>
+            <xsl:call-template name="sign"><xsl:with-param name="id" select="'up'"/></xsl:call-template>
             <span class="what">
               <xsl:call-template name="heading">
-                <xsl:with-param name="id" select="$look"/>
-                <xsl:with-param name="word" select="$word"/>
+                <xsl:with-param name="id" select="'well'"/>
+                <xsl:with-param name="word" select="'fleet-well'"/>
               </xsl:call-template>
             </span>
             <xsl:text> </xsl:text>
             <xsl:call-template name="host-count">
-              <xsl:with-param name="members" select="$members"/>
+              <xsl:with-param name="members" select="$well"/>
             </xsl:call-template>
           </summary>
           <div class="more">
             <xsl:call-template name="host-list">
-              <xsl:with-param name="members" select="$members"/>
+              <xsl:with-param name="members" select="$well"/>
             </xsl:call-template>
           </div>
         </details>
@@ -449,7 +469,6 @@
   </xsl:template>
 
   <xsl:template name="bottom">
-    <bdi><xsl:value-of select="concat($words[@id = 'fleet-hosts'], ': ', count($hosts))"/></bdi>
     <bdi><xsl:value-of select="$time"/></bdi>
     <bdi><xsl:value-of select="concat(@seconds, ' s')"/></bdi>
     <bdi><xsl:value-of select="concat('keldoctl ', @program)"/></bdi>
@@ -472,7 +491,7 @@
 
   <xsl:template name="fleet-rules"><![CDATA[
 .keldoctl {
-  --failed: light-dark(#8f3c00, #ffb27d); --failed-tint: light-dark(#fdeee3, #331d0e);
+  --failed: light-dark(#b84a00, #ffa46b); --failed-tint: light-dark(#fdeee3, #331d0e);
   --unreachable: light-dark(#6a3896, #d2b0f5); --unreachable-tint: light-dark(#f4ecfb, #271a36);
   .failed { --tone: var(--failed); --tint: var(--failed-tint); }
   .unreachable { --tone: var(--unreachable); --tint: var(--unreachable-tint); }
@@ -487,7 +506,9 @@
   .counts li { display: flex; gap: 0.5em; align-items: center; }
   .number { margin-block: 0.125em; color: var(--quiet); font-size: 0.875em; white-space: nowrap; }
   .row.failed, .row.unreachable, .row.unchecked { border-inline-start-style: dashed; }
+  .number:has(> a, > bdi) { font-size: 1em; color: inherit; margin: 0; white-space: normal; text-align: end; max-inline-size: 40%; }
   .more .names { padding: 0; }
+  .names > bdi { text-align: -webkit-match-parent; text-align: match-parent; }
   #keldoctl-repair + .command code { max-block-size: 9.5em; overflow-y: auto; }
 
   .controls {
@@ -503,13 +524,14 @@
     inline-size: 100%; border: 1px solid var(--line); border-radius: 0.75em; border-spacing: 0;
     background: var(--surface); color: var(--text);
   }
-  th, td { padding: 0.375em 1em; text-align: start; vertical-align: baseline; }
+  th, td { padding: 0.375em 0.875em; text-align: start; vertical-align: baseline; }
   tbody :is(th, td) { border-block-start: 1px solid var(--line); }
-  th { inline-size: 28%; font-weight: 600; }
+  th { inline-size: 25%; font-weight: 600; }
   tbody th { font-weight: 400; }
   th + th { inline-size: auto; }
   td .sign { margin-inline-end: 0.5em; vertical-align: -0.2em; }
   th + td { white-space: nowrap; }
+  td p { font-size: 0.875em; }
   td b { font-weight: 600; }
   td p > bdi { color: var(--quiet); }
   thead button {
@@ -520,12 +542,11 @@
   [aria-sort=ascending] button::after { content: "↑" / ""; }
   [aria-sort=descending] button::after { content: "↓" / ""; }
 
-  .folded + .folded { margin-block-start: 0.5em; }
-  .folded > details {
+  section.up > details {
     padding: 0.5em 1em; border: 1px solid var(--line); border-radius: 0.75em;
     background: var(--surface); color: var(--text);
   }
-  .folded h2 { display: inline; font-weight: 600; }
+  section.up h2 { display: inline; font-weight: 600; }
 
   @container (max-width: 44em) {
     table, thead, tbody, tr { display: block; }
@@ -539,8 +560,14 @@
     .controls label { flex: 1 1 14em; }
     input, select { flex: 1; }
   }
+  @container (max-width: 30em) {
+    .row .head { display: grid; grid-template-columns: auto minmax(0, 1fr) auto; gap: 0 0.75em; }
+    .row .number { grid-area: 2 / 2; max-inline-size: none; text-align: start; }
+  }
   @media print {
     .controls { display: none; }
+    thead button { display: inline; }
+    thead button::after { content: none; }
     tr { break-inside: avoid; }
     #keldoctl-repair + .command code { max-block-size: none; }
   }
@@ -552,23 +579,22 @@
   <xsl:template name="fleet-script"><![CDATA[
 "use strict";
 {
-  const controls = document.getElementById("controls");
+  const controls = document.querySelector(".controls");
+  const [text, state, number] = controls?.querySelectorAll("input, select, [role] span") ?? [];
+  const states = [...state?.options ?? []].map(option => option.value);
   const body = document.querySelector("tbody");
   const rows = [...body?.rows ?? []].map(row => ({
-    row, state: row.className, text: row.textContent.toLowerCase(),
-    keys: [...row.cells].map(cell => cell.textContent.trim()),
+    row, text: row.textContent.toLowerCase(),
+    keys: [row.cells[0].textContent, String(states.indexOf(row.className)), row.cells[2].textContent],
   }));
 
   function filter() {
-    const words = controls.querySelector("input").value.toLowerCase().split(/\s+/);
-    const state = controls.querySelector("select").value;
-    let shown = 0;
+    const words = text.value.toLowerCase().split(/\s+/);
     for (const each of rows) {
-      const fits = (!state || each.state === state) && words.every(word => each.text.includes(word));
-      each.row.hidden = !fits;
-      shown += fits;
+      each.row.hidden = state.value && each.row.className !== state.value
+          || !words.every(word => each.text.includes(word));
     }
-    controls.querySelector("[role] span").textContent = shown;
+    number.textContent = rows.filter(each => !each.row.hidden).length;
   }
 
   function sortBy(header) {
@@ -581,16 +607,18 @@
     body.append(...rows.map(each => each.row));
   }
 
+  function addSortButton(header) {
+    const button = document.createElement("button");
+    button.type = "button";
+    button.append(...header.childNodes);
+    button.addEventListener("click", () => sortBy(header));
+    header.append(button);
+  }
+
   if (controls) {
     controls.hidden = false;
     controls.addEventListener("input", filter);
-    for (const header of document.querySelectorAll("thead th")) {
-      const button = document.createElement("button");
-      button.type = "button";
-      button.append(...header.childNodes);
-      button.addEventListener("click", () => sortBy(header));
-      header.append(button);
-    }
+    document.querySelectorAll("thead th").forEach(addSortButton);
   }
 }
 ]]></xsl:template>

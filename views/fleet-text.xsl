@@ -13,7 +13,7 @@
 
   <xsl:output method="text" encoding="UTF-8"/>
 
-  <!-- At most this number of well hosts are named. -->
+  <!-- More hosts that are well, or being upgraded, are not named. -->
   <xsl:variable name="few" select="20"/>
 
   <xsl:template match="fleet">
@@ -33,16 +33,26 @@
     <xsl:if test="$unknown-groups or $unclear or not($hosts)">
       <xsl:call-template name="unclear"/>
     </xsl:if>
-    <xsl:text>&#10;</xsl:text>
+    <xsl:if test="$upgrading | $well"><xsl:text>&#10;</xsl:text></xsl:if>
     <xsl:call-template name="quiet">
       <xsl:with-param name="sign" select="'–'"/>
-      <xsl:with-param name="word" select="$words[@id = 'change-upgrade']"/>
+      <xsl:with-param name="start"
+          select="concat($words[@id = 'change-upgrade'], ': ', count($upgrading))"/>
       <xsl:with-param name="members" select="$upgrading"/>
     </xsl:call-template>
     <xsl:call-template name="quiet">
       <xsl:with-param name="sign" select="'✔'"/>
       <xsl:with-param name="style" select="$green"/>
-      <xsl:with-param name="word" select="$words[@id = 'fleet-well']"/>
+      <xsl:with-param name="start">
+        <xsl:choose>
+          <xsl:when test="$tone = 'up'">
+            <xsl:value-of select="$words[@id = 'fleet-all-well']"/>
+          </xsl:when>
+          <xsl:otherwise>
+            <xsl:value-of select="concat($words[@id = 'fleet-well'], ': ', count($well))"/>
+          </xsl:otherwise>
+        </xsl:choose>
+      </xsl:with-param>
       <xsl:with-param name="members" select="$well"/>
     </xsl:call-template>
   </xsl:template>
@@ -116,7 +126,10 @@
         </xsl:choose>
       </xsl:with-param>
     </xsl:call-template>
-    <xsl:apply-templates select="$unknown-groups" mode="group"/>
+    <xsl:apply-templates select="$unknown-groups" mode="group">
+      <xsl:sort data-type="number" order="descending"
+          select="count(key('unknown', reason/@code)/..)"/>
+    </xsl:apply-templates>
     <xsl:call-template name="unexplained">
       <xsl:with-param name="members" select="$unexplained[@state != 'problems']"/>
     </xsl:call-template>
@@ -138,9 +151,11 @@
     <xsl:variable name="reason-phrase">
       <xsl:call-template name="phrase">
         <xsl:with-param name="text">
-          <xsl:value-of select="concat($reason, ' ')"/>
-          <!-- Words of the host's own connection. -->
-          <xsl:if test="self::host[reason != $reason]">
+          <!-- A host's own text is in English. -->
+          <xsl:if test="self::service or not(string(reason)) or $words-language != 'en'">
+            <xsl:value-of select="concat($reason, ' ')"/>
+          </xsl:if>
+          <xsl:if test="self::host[string(reason)]">
             <xsl:call-template name="group-reason">
               <xsl:with-param name="members" select="$members"/>
             </xsl:call-template>
@@ -148,15 +163,26 @@
         </xsl:with-param>
       </xsl:call-template>
     </xsl:variable>
+    <xsl:variable name="lines">
+      <xsl:call-template name="wrap">
+        <xsl:with-param name="text">
+          <xsl:value-of select="concat($title-phrase, ' ')"/>
+          <xsl:call-template name="host-count">
+            <xsl:with-param name="members" select="$members"/>
+          </xsl:call-template>
+        </xsl:with-param>
+        <xsl:with-param name="indent" select="2"/>
+      </xsl:call-template>
+    </xsl:variable>
+    <!-- A title that is broken into lines has no style. -->
+    <xsl:variable name="painted" select="substring($title-phrase, 1,
+        string-length($title-phrase) * starts-with($lines, $title-phrase))"/>
     <xsl:text>  </xsl:text>
     <xsl:call-template name="paint">
       <xsl:with-param name="style" select="$bold"/>
-      <xsl:with-param name="text" select="$title-phrase"/>
+      <xsl:with-param name="text" select="$painted"/>
     </xsl:call-template>
-    <xsl:text> </xsl:text>
-    <xsl:call-template name="host-count">
-      <xsl:with-param name="members" select="$members"/>
-    </xsl:call-template>
+    <xsl:value-of select="substring($lines, string-length($painted) + 1)"/>
     <xsl:text>&#10;    </xsl:text>
     <xsl:call-template name="wrap">
       <xsl:with-param name="text" select="string($reason-phrase)"/>
@@ -210,14 +236,13 @@
   <xsl:template name="quiet">
     <xsl:param name="sign"/>
     <xsl:param name="style"/>
-    <xsl:param name="word"/>
+    <xsl:param name="start"/>
     <xsl:param name="members"/>
     <xsl:if test="$members">
       <xsl:call-template name="heading">
         <xsl:with-param name="sign" select="$sign"/>
         <xsl:with-param name="style" select="$style"/>
-        <xsl:with-param name="start" select="concat($word, ':')"/>
-        <xsl:with-param name="text" select="count($members)"/>
+        <xsl:with-param name="start" select="$start"/>
       </xsl:call-template>
       <xsl:if test="count($members) &lt;= $few">
         <xsl:call-template name="host-list">

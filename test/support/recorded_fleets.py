@@ -126,6 +126,24 @@ def odd():
     })
 
 
+def thousand():
+    """A thousand hosts: 5 % are unreachable, 2 % do not answer in time, 5 % have problems, and a few
+    are not known or being upgraded. Too large to be kept."""
+    down, mixed, full, upgrade, well = map(
+        recorded, ("one_down", "mixed", "disk_full", "upgrade", "all_well"))
+    late = silent("failed", "timed_out", "no complete answer within 120 s")
+    hosts = {}
+    for number in range(1000):
+        name = f"web{number:04}.fleet.example"
+        place = number * 37 % 1000  # spreads each state over the fleet
+        hosts[name] = (silent("unreachable", "unreachable",
+                              f"ssh: connect to host {name} port 22: Connection refused")
+                       if place < 50 else late if place < 70 else down if place < 105
+                       else mixed if place < 120 else full if place < 126
+                       else upgrade if place < 129 else well)
+    return document(hosts)
+
+
 ALL = (all_states, all_well, all_but_upgrades_well, not_known, empty, repaired, in_german, odd)
 
 

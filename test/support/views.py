@@ -10,6 +10,7 @@ from panel import BUILD, PROJECT
 
 VIEWS = PROJECT / "views"
 INSPECTIONS = PROJECT / "test/product/inspections"
+FLEETS = PROJECT / "test/product/fleets"
 # A text with each character that changes its direction, and what a terminal gets of it.
 DIRECTIONS = "a\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069b"
 DIRECTIONS_REPLACED = "a" + "\ufffd" * 12 + "b"
@@ -18,6 +19,11 @@ DIRECTIONS_REPLACED = "a" + "\ufffd" * 12 + "b"
 def inspected(name):
     """The bytes of an inspection that keldoctl-inspect has printed (recorded_inspections.py)."""
     return (INSPECTIONS / f"{name}.xml").read_bytes()
+
+
+def fleet(name):
+    """The bytes of a fleet document that the callback has written (recorded_fleets.py)."""
+    return (FLEETS / f"{name}.xml").read_bytes()
 
 
 def run_view(view, document, *, views=VIEWS, **parameters):

@@ -80,7 +80,7 @@
     <xsl:choose>
       <xsl:when test="not($hosts)"><xsl:value-of select="$words[@id = 'nothing-known']"/></xsl:when>
       <xsl:when test="$tone = 'up'">
-        <xsl:value-of select="$words[@id = 'fleet-all-well']"/>
+        <span dir="auto"><xsl:value-of select="$words[@id = 'fleet-all-well']"/></span>
       </xsl:when>
       <xsl:otherwise>
         <xsl:call-template name="number-of">
@@ -110,7 +110,7 @@
     <xsl:param name="word"/>
     <xsl:param name="members"/>
     <xsl:if test="$members">
-      <span><xsl:value-of select="concat($word, ': ', count($members), '.')"/></span>
+      <span dir="auto"><xsl:value-of select="concat($word, ': ', count($members), '.')"/></span>
       <xsl:text> </xsl:text>
     </xsl:if>
   </xsl:template>
