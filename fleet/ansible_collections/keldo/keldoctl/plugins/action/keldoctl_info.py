@@ -35,6 +35,7 @@ class ActionModule(ActionBase):
             self._carry_out(arguments, result)
         except Refusal as refusal:
             result.update(failed=True, reason=refusal.code, msg=str(refusal))
+            _keep_off_the_screen(result)
         except Unreachable as error:
             # An exception would lose what else the result says.
             result.update(unreachable=True, reason="unreachable", msg=str(error))
@@ -59,11 +60,15 @@ class ActionModule(ActionBase):
         words = [*arguments["gate"], request]
         if arguments["language"]:
             words.append("--language=" + arguments["language"])
-        self._display.vvv("asks: " + " ".join([*words, *ids]), host=self._task_host())
-        status, stdout, stderr = ask(self._connection, [*words, *ids], arguments["timeout"])
+        words += ids
+        self._display.vvv("asks: " + " ".join(words), host=self._play_context.remote_addr)
+        status, stdout, stderr = ask(self._connection, words, arguments["timeout"])
         data = read_answer(status, stdout, stderr, ids)
         return {"state": data["verdict"], "inspection": data, "problems": problems_of(data),
                 "document": stdout.decode()}
 
-    def _task_host(self):
-        return self._play_context.remote_addr
+
+def _keep_off_the_screen(result):
+    """Moves the long parts of a failed result to the key that callbacks show only with -vvv."""
+    if "inspection" in result:
+        result["invocation"] = {name: result.pop(name) for name in ("inspection", "document")}

@@ -9,6 +9,8 @@ from ansible_collections.keldo.keldoctl.plugins.action.keldoctl_info import (
 from ansible_collections.keldo.keldoctl.plugins.plugin_utils.gate import Unreachable
 from ansible_collections.keldo.keldoctl.plugins.plugin_utils.inspection import REPAIR_ID, Refusal
 
+LONGEST_LOG = 4096  # the end of the log; the inspection has all of it
+
 
 class ActionModule(InfoActionModule):
     """Inspects the host, has the gate carry out repairs that this inspection proposes, and reports the
@@ -69,7 +71,7 @@ def _outcome_in(data, repair_id):
     """The outcome of a repair by the inspection after it."""
     action = next((each for each in data["actions"] if each["id"] == repair_id), {})
     state = {"ok": "ok", "error": "failed"}.get(action.get("status"), "not_carried_out")
-    return _outcome(repair_id, state, action.get("log", ""))
+    return _outcome(repair_id, state, action.get("log", "")[-LONGEST_LOG:])
 
 
 # The gate carries out nothing if it answers so.

@@ -123,8 +123,9 @@ class CallbackModule(CallbackBase):
         name, found = result._host.get_name(), result._result
         if "results" in found:
             return
-        if "inspection" in found:
-            self._fleet.add_answer(name, found)
+        answer = {**found, **found.get("invocation", {})}
+        if "inspection" in answer:  # a repair failed
+            self._fleet.add_answer(name, answer)
         else:
             self._fleet.add_outcomes(name, found)
             self._fleet.add_failure(name, "failed", found.get("reason", "task_failed"),

@@ -91,7 +91,7 @@ repairs:
       type: str
       sample: ok
     log:
-      description: What the commands of the repair printed, or why it was not carried out.
+      description: The end of what the commands of the repair printed, or why it was not carried out.
       type: str
       sample: ""
 state:
@@ -106,12 +106,14 @@ problems:
   elements: dict
   sample: []
 inspection:
-  description: The inspection after the repairs, with the names of C(keldoctl-inspect --json).
+  description:
+    - The inspection after the repairs, with the names of C(keldoctl-inspect --json).
+    - If a repair failed, it is in C(invocation), so that it is not shown on the screen.
   returned: if the host answered with an inspection
   type: dict
   sample: {version: 1, verdict: well, summary: {services: 7, up: 7, down: 0}}
 document:
-  description: The same inspection as XML, as the host printed it.
+  description: The same inspection as XML, as the host printed it, in the same place.
   returned: if the host answered with an inspection
   type: str
   sample: <inspection version="1" verdict="well">...</inspection>

@@ -64,23 +64,21 @@ def run(command, seconds):
     """Runs a command in a session of its own, so that it has no terminal. Returns its exit status,
     standard output and standard error. Raises Refusal if it prints too much or takes longer. All its
     processes have ended then, except those that began another session."""
-    process = None
+    with _EndingSignals() as signals:
+        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, bufsize=0, start_new_session=True)
 
-    def kill():
-        if process is not None:
+        def kill():
             with contextlib.suppress(ProcessLookupError):
                 os.killpg(process.pid, signal.SIGKILL)
 
-    with _before_ending_signals(kill):
         try:
-            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                       stderr=subprocess.PIPE, bufsize=0, start_new_session=True)
+            signals.call(kill)
             with process.stdout, process.stderr:
                 stdout, stderr = _collect(process, seconds)
         finally:
             kill()  # before wait(), since another group may get the number after it
-            if process is not None:
-                process.wait()
+            process.wait()
     return process.returncode, stdout, stderr
 
 
@@ -104,8 +102,6 @@ def _collect(process, seconds):
                     poll.unregister(descriptor)
             has_ended = end in ready
     # Do not wait for the end of the outputs: a child of ssh may keep them open.
-    for output in outputs.values():
-        output.read_the_rest()
     return tuple(bytes(output.text) for output in outputs.values())
 
 
@@ -118,19 +114,12 @@ class _Output:
         self.text = bytearray()
 
     def read(self):
-        """Reads a piece. Returns whether there may be more."""
-        piece = os.read(self._descriptor, 65536)
+        """Reads all that is there. Returns false at the end of the output."""
+        piece = os.read(self._descriptor, self._most_bytes - len(self.text) + 1)
         self.text += piece
         if len(self.text) > self._most_bytes:
             raise _too_large()
         return bool(piece)
-
-    def read_the_rest(self):
-        """Reads what is there without waiting for more."""
-        os.set_blocking(self._descriptor, False)
-        with contextlib.suppress(BlockingIOError):
-            while self.read():
-                pass
 
 
 def _too_large():
@@ -152,23 +141,37 @@ def _end_of(process):
         os.close(descriptor)
 
 
-@contextlib.contextmanager
-def _before_ending_signals(act):
-    """Calls `act` before a signal ends this process in the block. Ansible ends its workers by signals,
-    which do not reach a process in another session."""
+class _EndingSignals:
+    """Calls a function before a signal ends this process in the block. Ansible ends its workers by
+    signals, which do not reach a process in another session."""
 
-    def end(number, _frame):
-        act()
-        signal.signal(number, previous[number])
-        os.kill(os.getpid(), number)
+    def __enter__(self):
+        self._act = None
+        self._pending = []
+        self._previous = {number: signal.signal(number, self._receive)
+                          for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM)}
+        return self
 
-    previous = {number: signal.signal(number, end)
-                for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM)}
-    try:
-        yield
-    finally:
-        for number, handler in previous.items():
+    def call(self, act):
+        """Calls `act` from now on, and for a signal that came before. Until then, signals wait."""
+        self._act = act
+        self._pass_on()
+
+    def _receive(self, number, _frame):
+        self._pending.append(number)
+        if self._act:
+            self._pass_on()
+
+    def _pass_on(self):
+        if self._pending:
+            self._act()
+            self.__exit__()
+
+    def __exit__(self, *_exception):
+        for number, handler in self._previous.items():
             signal.signal(number, handler)
+        while self._pending:
+            os.kill(os.getpid(), self._pending.pop())
 
 
 @contextlib.contextmanager

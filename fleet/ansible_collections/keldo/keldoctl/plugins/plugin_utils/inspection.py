@@ -350,27 +350,26 @@ def _compare_with_counts(data):
 
 
 def _compare_with_verdict(data):
-    count = data["summary"]
-    is_upgrade = data["verdict"] == "upgrade"
-    if is_upgrade and count["up"] + count["down"] + count["unknown"] > 0:
-        raise _contradiction("services were checked during an upgrade")
-    if not is_upgrade and data["verdict"] not in _possible_verdicts(data):
+    if data["verdict"] not in _possible_verdicts(data):
         raise _contradiction(f"the verdict is '{data['verdict']}', but the states of the services"
                              " say otherwise")
 
 
 def _possible_verdicts(data):
-    """The verdicts that the services and the dependencies allow if no upgrade is running."""
+    """The verdicts that the states of the services and of the dependencies allow."""
     count = data["summary"]
+    if count["services"] == 0:
+        return ("unknown",)
+    upgrade = () if count["up"] + count["down"] + count["unknown"] > 0 else ("upgrade",)
     if count["unchecked"] > 0:
-        return ()
+        return upgrade
     if count["down"] > 0:
         return ("problems",)
-    if count["unknown"] > 0 or count["services"] == 0:
-        return ("unknown",)
     # If the action log cannot be read, services that were started may be missing from the list.
     log = [each["state"] for each in data["dependencies"] if each["id"] == "action_log"]
-    return ("well",) if log == ["ok"] else ("unknown",)
+    if count["unknown"] > 0 or log != ["ok"]:
+        return ("unknown", *upgrade)
+    return ("well", *upgrade)
 
 
 def _compare_with_report(data):
