@@ -47,8 +47,9 @@ def show(view, document, **parameters):
 
 def install_views(directory):
     """Installs the views and their programs below a directory. Returns the prefix there."""
-    subprocess.run(["cmake", "--install", BUILD, "--component", "views"], check=True,
-                   stdout=subprocess.DEVNULL, env=os.environ | {"DESTDIR": str(directory)})
+    for component in ("views", "gate"):
+        subprocess.run(["cmake", "--install", BUILD, "--component", component], check=True,
+                       stdout=subprocess.DEVNULL, env=os.environ | {"DESTDIR": str(directory)})
     return next(pathlib.Path(directory).rglob("sbin/keldoctl-report")).parents[1]
 
 
