@@ -66,6 +66,7 @@ END {
 # A report of version 1.0.0 names only what is down. A service that it no longer names is up, unknown
 # or stopped.
 function end_run(  i) {
+    if (kind == "inspection") has_inspection = 1
     if (kind != "report") return
     for (i = 1; i <= id_count; i++)
         if (state[ids[i]] == "down" && listed[ids[i]] != runs) enter(ids[i], "unreported", "")
@@ -75,13 +76,15 @@ function end_run(  i) {
 function enter(id, new, why, new_code,  old, is_change) {
     if (!(id in state)) {
         ids[++id_count] = id
-        state[id] = has_report ? "unreported" : "unlisted"
+        # If the earlier runs tell of an upgrade only, the service may have been listed before them.
+        state[id] = has_report || !has_inspection ? "unreported" : "unlisted"
         since[id] = first
         is_older[id] = 1 # the state may have begun before the first run
     }
     old = state[id]
     if (old == new) return
-    # In the first run nothing changes. After a report, only "down" is certainly a change.
+    # In the first run nothing changes. If the state was unreported, only "down" is certainly a
+    # change.
     is_change = runs > 1 && (old != "unreported" || new == "down")
     if (is_change) {
         changed[++count] = id

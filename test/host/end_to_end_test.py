@@ -7,7 +7,7 @@ import unittest
 
 import schemas
 from panel import Action, Problem, report, restart, service_down
-from services import service_control
+from services import log_action, service_control
 
 KELDOCTL = "/usr/local/kvr/admin/sbin/keldoctl"
 TITLES = {
@@ -27,17 +27,6 @@ def keldoctl(*arguments):
                           stderr=subprocess.PIPE)
     schemas.require_report(done.stdout)
     return done.stdout
-
-
-def log_action(action, service):
-    """Enters in the panel's action log that the administrator started or stopped a service."""
-    subprocess.run(
-        ["mariadb", "kvr", "--execute",
-         "INSERT INTO log_actions (action_id)"
-         f" SELECT id FROM actions WHERE name = 'service_{action}';"
-         " INSERT INTO log_components (action_id, component, old_value)"
-         f" VALUES (LAST_INSERT_ID(), 'service', '{service}')"],
-        check=True)
 
 
 def problem(service):

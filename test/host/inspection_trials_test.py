@@ -17,6 +17,7 @@ from concurrent import futures
 
 from inspection import INSPECT, inspect
 from panel import report
+from services import log_action
 from terminal import PATIENCE
 
 ROOT = pathlib.Path("/usr/local/kvr")
@@ -31,14 +32,6 @@ def control(verb, *services):
 
 def sql(statement):
     subprocess.run(["mariadb", "kvr", "--execute", statement], check=True)
-
-
-def log_action(action, service):
-    """Enters in the panel's action log that the administrator started or stopped a service."""
-    sql("INSERT INTO log_actions (action_id)"
-        f" SELECT id FROM actions WHERE name = 'service_{action}';"
-        " INSERT INTO log_components (action_id, component, old_value)"
-        f" VALUES (LAST_INSERT_ID(), 'service', '{service}')")
 
 
 class Trial(unittest.TestCase):

@@ -101,6 +101,15 @@ class ChangesTest(unittest.TestCase):
                 "22 00:51  Upgrade in progress: Yes (30 min) -> No",
                 "22 00:51  dns: Up (> 46 min) -> Down", "    All tests passed."])
 
+    def test_an_upgrade_before_all_other_inspections(self):
+        self.assertEqual(self.changes(
+            ("22 00:20", inspected("upgrade")), ("23 00:21", {"web": "up", "dns": "down"}),
+            ("23 00:36", {"web": "down", "redis": "up", "dns": "down"})), [
+                "23 00:21  Upgrade in progress: Yes (> 1 d) -> No",
+                "23 00:21  dns: Not reported as down (> 1 d) -> Down", "    All tests passed.",
+                "23 00:36  web: Up (> 15 min) -> Down", "    All tests passed.",
+                "23 00:36  redis: Not listed -> Up"])
+
     def test_reports_of_version_1_0_0(self):
         web_down = "    The web title service is switched off."
         self.assertEqual(self.changes(
