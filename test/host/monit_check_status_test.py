@@ -22,6 +22,7 @@ import threading
 import unittest
 import xml.etree.ElementTree as ElementTree
 
+from counting import uncounted
 from subreaper import become_subreaper
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -606,6 +607,7 @@ class EndTest(AdapterTest):
         self.assertGreater(killed, 50)
         self.check(ControlFileTest.TEXT)
 
+    @uncounted
     def test_a_failed_system_call_gives_the_whole_document_or_none(self):
         become_subreaper()
         self.addCleanup(become_subreaper, False)
