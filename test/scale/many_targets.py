@@ -11,7 +11,6 @@ import dataclasses
 import os
 import pathlib
 import random
-import select
 import socket
 import sys
 import tempfile
@@ -19,11 +18,9 @@ import time
 
 import fleet
 import playbooks
-from sshds import PORT, Targets
+from processes import names_of, running, wait_until_gone
+from sshds import OWN_RUN, PORT, Targets
 
-# A gate serves one caller at a time and its lock is in /run, so each sshd gets a /run of its own.
-OWN_RUN = ["unshare", "--mount", "sh", "-c",
-           'mount -t tmpfs run /run && mkdir -m 0755 /run/sshd && exec "$@"', "sh"]
 HANGS = "#!/bin/sh\nexec sleep infinity\n"
 STOPS = f"#!/bin/sh\nhead -c 2000 '{fleet.INSPECTIONS}/all_well.xml'\nexec sleep infinity\n"
 # The gate ends keldoctl-inspect after 90 s, and gives it 5 s to tidy up.
@@ -74,40 +71,6 @@ def add(targets, kind, names):
             targets.add(names[first:first + fleet.MOST_ADDRESSES], command, kind.variables, OWN_RUN)
             if not kind.inspect:
                 (targets.directory / f"sshd{len(targets.sshds) - 1}/authorized_keys").write_text("")
-
-
-def running():
-    """The running processes: the pid, the start and the name of each."""
-    found = set()
-    for entry in filter(str.isdecimal, os.listdir("/proc")):
-        try:
-            stat = pathlib.Path("/proc", entry, "stat").read_text(encoding="utf-8", errors="replace")
-        except (FileNotFoundError, ProcessLookupError):
-            continue
-        name, _, fields = stat.partition("(")[2].rpartition(")")
-        if fields.split()[0] != "Z":
-            found.add((int(entry), fields.split()[19], name))
-    return found
-
-
-def wait_until_gone(processes, seconds):
-    """Returns those that have not ended after these seconds."""
-    deadline = time.monotonic() + seconds
-    left = set()
-    for process in processes:
-        try:
-            descriptor = os.pidfd_open(process[0])
-        except ProcessLookupError:
-            continue
-        if not select.select([descriptor], [], [], max(0, deadline - time.monotonic()))[0]:
-            left.add(process)
-        os.close(descriptor)
-    return left
-
-
-def names_of(processes):
-    counts = collections.Counter(name for _, _, name in processes)
-    return ", ".join(f"{count} {name}" for name, count in sorted(counts.items())) or "none"
 
 
 def main():

@@ -10,6 +10,9 @@ import signal
 import fleet
 
 PORT = 2222
+# A gate serves one caller at a time and its lock is in /run, so each sshd gets a /run of its own.
+OWN_RUN = ["unshare", "--mount", "sh", "-c",
+           'mount -t tmpfs run /run && mkdir -m 0755 /run/sshd && exec "$@"', "sh"]
 
 
 class Targets:
