@@ -15,7 +15,7 @@
   <!-- A group of at most this number of hosts is unfolded. -->
   <xsl:variable name="few" select="5"/>
 
-  <!-- The states in the order in which the page shows them; any other state counts as not known. -->
+  <!-- The states in the order in which the page shows them. -->
   <xsl:variable name="order" select="'problems unknown failed unreachable unasked upgrade well'"/>
   <!-- One host in each state. -->
   <xsl:variable name="states" select="$with-problems[1] | $unknown[1] | $failed[1] | $unreachable[1]
@@ -28,7 +28,7 @@
           select="concat(normalize-space($headline), ' – ', $words[@id = 'fleet-title'])"/>
       <xsl:with-param name="style"><xsl:call-template name="fleet-rules"/></xsl:with-param>
       <xsl:with-param name="style-hash"
-          select="&quot; 'sha256-ZKJ8CrMJf6AbYJsplQEkaHo/RFKI5zb5EFO4GkCk6tE='&quot;"/>
+          select="&quot; 'sha256-v6sxCKKNx1rA4O1c+PsrSKJPI9M+wFMetMUJM/ZvZ/o='&quot;"/>
       <xsl:with-param name="script"><xsl:call-template name="fleet-script"/></xsl:with-param>
       <xsl:with-param name="script-hash"
           select="&quot; 'sha256-8DQI/Cib6t33JRW4NU5SOlODh/PpcCh1fcWZus8+uXI='&quot;"/>
@@ -64,8 +64,7 @@
         <xsl:if test="$hosts and $tone != 'up'">
           <ul class="counts" role="list">
             <xsl:apply-templates select="$states" mode="count">
-              <xsl:sort data-type="number" select="string-length(
-                substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+              <xsl:sort data-type="number" select="string-length(substring-before($order, @state))"/>
             </xsl:apply-templates>
           </ul>
         </xsl:if>
@@ -89,7 +88,8 @@
 
   <xsl:template match="host" mode="number">
     <xsl:variable name="is-known" select="count(. | $unknown) != count($unknown)"/>
-    <xsl:value-of select="count($unknown[not($is-known)] | $hosts[$is-known][@state = current()/@state])"/>
+    <xsl:value-of select="count($unknown[not($is-known)]
+        | $hosts[$is-known][@state = current()/@state])"/>
   </xsl:template>
 
   <!-- One bar with a part for each state. Each part has an edge of fixed width, so that one host of a
@@ -259,7 +259,7 @@
     <span class="what">
       <span class="title"><h3 dir="auto"><xsl:copy-of select="$title"/></h3></span>
       <xsl:text> </xsl:text>
-      <span class="reason">
+      <span class="reason" dir="auto">
         <xsl:if test="self::service"><xsl:call-template name="language"/></xsl:if>
         <xsl:copy-of select="$reason"/>
       </span>
@@ -345,8 +345,7 @@
               <select>
                 <option value=""><xsl:value-of select="$words[@id = 'fleet-all-states']"/></option>
                 <xsl:apply-templates select="$states[@state != 'well']" mode="option">
-                  <xsl:sort data-type="number" select="string-length(
-                  substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+                  <xsl:sort data-type="number" select="string-length(substring-before($order, @state))"/>
                 </xsl:apply-templates>
               </select>
             </label>
@@ -366,8 +365,7 @@
           </thead>
           <tbody>
             <xsl:apply-templates select="$rows" mode="row">
-              <xsl:sort data-type="number" select="string-length(
-                substring-before($order, @state)) + 9 * not(contains($order, @state))"/>
+              <xsl:sort data-type="number" select="string-length(substring-before($order, @state))"/>
             </xsl:apply-templates>
           </tbody>
         </table>
@@ -506,7 +504,10 @@
   .counts li { display: flex; gap: 0.5em; align-items: center; }
   .number { margin-block: 0.125em; color: var(--quiet); font-size: 0.875em; white-space: nowrap; }
   .row.failed, .row.unreachable, .row.unchecked { border-inline-start-style: dashed; }
-  .number:has(> a, > bdi) { font-size: 1em; color: inherit; margin: 0; white-space: normal; text-align: end; max-inline-size: 40%; }
+  .number:has(> a, > bdi) {
+    max-inline-size: 40%; margin: 0; color: inherit; font-size: 1em; text-align: end;
+    white-space: normal;
+  }
   .more .names { padding: 0; }
   .names > bdi { text-align: -webkit-match-parent; text-align: match-parent; }
   #keldoctl-repair + .command code { max-block-size: 9.5em; overflow-y: auto; }
@@ -555,6 +556,7 @@
       display: block; inline-size: auto; padding: 0 1em; border: 0; white-space: normal;
     }
     thead th { padding-inline-end: 0; }
+    thead:not(:has(button)) { block-size: 0; overflow: hidden; }
     tbody tr { padding-block: 0.375em; border-block-start: 1px solid var(--line); }
     tbody th { font-weight: 600; }
     .controls label { flex: 1 1 14em; }

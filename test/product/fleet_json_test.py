@@ -58,7 +58,7 @@ class FleetJsonTest(unittest.TestCase):
         self.check(thousand())
 
     def test_every_text_is_escaped(self):
-        for text in ('"', "\\", '\\"', "a\tb\nc\rd", "\\n", "\x7f\x85\u2028\u202e", "<&>'", "ä😀",
+        for text in ('"', "\\", '\\"', "a\tb\nc\rd", "a\rb", "\\n", "\x7f\x85\u2028\u202e", "<&>'", "ä😀",
                      '","x":"', "\\" * 1000):
             with self.subTest(text):
                 # A literal line feed in an attribute would be a space.

@@ -156,8 +156,9 @@ class ContentTest(FleetPageTestCase):
         self.load(fleet(host("bad", "problems"), *(host(f"web{n}") for n in range(999))))
         self.assertEqual(self.each(".bar-chart rect", """[each.className.baseVal,
             each.getAttribute('x'), each.getAttribute('width'),
-            getComputedStyle(each).strokeWidth]"""),
-                         [["up", "1", "999", "2px"], ["down", "0", "1", "2px"]])
+            getComputedStyle(each).strokeWidth, getComputedStyle(each).vectorEffect]"""),
+                         [["up", "1", "999", "2px", "non-scaling-stroke"],
+                          ["down", "0", "1", "2px", "non-scaling-stroke"]])
 
     def test_hosts_with_the_same_problem_share_a_row(self):
         self.load(fleet(
@@ -259,14 +260,17 @@ class ContentTest(FleetPageTestCase):
                 self.assertEqual(self.texts("a"), [])
 
     def test_a_print_shows_the_hosts_and_no_control(self):
-        self.load(fleet(*(host(f"web{n}", "problems", web()) for n in range(30)), host("well")))
+        self.load(fleet(*(host(f"web{n}.fleet.example", "problems", web()) for n in range(50)),
+                        host("well")))
+        height = "each.scrollHeight - each.clientHeight"
+        self.assertGreater(self.each(".command code", height)[0], 0)
         self.browser.call("Emulation.setEmulatedMedia", media="print")
         self.addCleanup(self.browser.call, "Emulation.setEmulatedMedia", media="")
         self.assertEqual(self.each("input, select, .command button", "each.checkVisibility()"),
                          [False] * 3)
         self.assertEqual(self.each(".rows .names a, thead button", "each.checkVisibility()"),
-                         [True] * 33)
-        self.assertEqual(self.each(".command code", "each.scrollHeight - each.clientHeight"), [0])
+                         [True] * 53)
+        self.assertEqual(self.each(".command code", height), [0])
 
     def test_a_thousand_hosts_make_a_small_page(self):
         self.assertLess(len(show(VIEW, thousand()).encode()), 150_000)
