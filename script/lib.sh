@@ -87,10 +87,12 @@ unpack_last_release() {
 }
 
 # Whether a directory holds packages that are newer than all sources. A change during the build
-# makes them old: the Debian source package (.dsc) is made first, and an RPM has the sources' time.
+# makes them old: the Debian source package (.dsc) is made first, an RPM has the sources' time, and a
+# collection the time at which its build began.
 packages_are_fresh() {
     local source
-    source=$(find "$1" -maxdepth 1 \( -name '*.dsc' -o -name '*.rpm' \) -print -quit 2>/dev/null)
+    source=$(find "$1" -maxdepth 1 \( -name '*.dsc' -o -name '*.rpm' -o \
+        -name 'keldo-keldoctl-*.tar.gz' \) -print -quit 2>/dev/null)
     [[ $source && -z $(find . \( -path ./build -o -path ./.git -o -name __pycache__ \) -prune \
         -o -newer "$source" -print -quit) ]]
 }

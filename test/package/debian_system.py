@@ -9,8 +9,10 @@ import tempfile
 import unittest
 
 BASE = pathlib.Path(os.environ["KELDO_BASE_SYSTEM"])
+WITH_ANSIBLE = pathlib.Path(os.environ["KELDO_ANSIBLE_SYSTEM"])
 PACKAGES = pathlib.Path(os.environ["KELDO_PACKAGES"])
 RPMS = pathlib.Path(os.environ["KELDO_RPMS"])
+COLLECTION = pathlib.Path(os.environ["KELDO_COLLECTION"])
 # The directories of the last release's packages are in this directory.
 LAST_RELEASE = pathlib.Path(os.environ["KELDO_LAST_RELEASE"])
 # Lists, logs and caches of the package management.
@@ -28,6 +30,8 @@ def package_file(name, folder=PACKAGES):
 class System:
     """A copy of the base system until close(). It has no network and runs no daemon."""
 
+    base = BASE
+
     def __init__(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="keldo-debian."))
         self.root = self.folder / "root"
@@ -35,7 +39,7 @@ class System:
         self.mount("-t", "tmpfs", "-o", "mode=0755", "system", self.folder)
         for name in ("upper", "work", "root"):
             (self.folder / name).mkdir()
-        self.mount("-t", "overlay", "-o", f"lowerdir={BASE},upperdir={self.folder}/upper,"
+        self.mount("-t", "overlay", "-o", f"lowerdir={self.base},upperdir={self.folder}/upper,"
                    f"workdir={self.folder}/work", "system", self.root)
         self.mount("-t", "proc", "proc", self.root / "proc")
         self.add_packages()
@@ -156,6 +160,18 @@ class DebianSystem(System):
             self.build_package(tree, f"packages/{name}.deb")
 
 
+class AnsibleSystem(DebianSystem):
+    """Has Ansible. The packages of the collection are in /packages."""
+
+    base = WITH_ANSIBLE
+
+    def add_packages(self):
+        name = "ansible-collection-keldo-keldoctl"
+        [archive] = COLLECTION.iterdir()
+        for file, source in ((f"{name}.deb", package_file(name)), ("collection.tar.gz", archive)):
+            self.write(f"packages/{file}", source.read_bytes())
+
+
 class RpmSystem(System):
     """Debian's libraries and this machine's rpm. The RPMs' dependencies are not looked at."""
 
@@ -176,7 +192,7 @@ class RpmSystem(System):
 
     def upgrade(self):
         """Also installs."""
-        return self.rpm("--upgrade", *RPMS.glob("*.rpm"))
+        return self.rpm("--upgrade", *RPMS.glob("keldoctl*.rpm"))
 
     def remove_all(self):
         self.rpm("--erase", *NAMES)
