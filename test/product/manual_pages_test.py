@@ -13,7 +13,7 @@ from panel import CORE_SERVICES, PROJECT
 
 # Other projects' pages that ours refer to.
 FOREIGN_PAGES = {"curl.1", "flock.2", "gzip.1", "locale.1", "monit.1", "run-parts.8", "sendmail.8",
-                 "sudo.8", "systemctl.1", "systemd.timer.5", "xsltproc.1"}
+                 "sshd.8", "sshd_config.5", "sudo.8", "systemctl.1", "systemd.timer.5", "xsltproc.1"}
 
 
 def run(*command, env=None):
@@ -217,7 +217,9 @@ class DiagnosticsTest(unittest.TestCase):
         """`scripts` are pairs of a program's name and the text that begins its messages."""
         patterns = []
         for program, prefix in scripts:
-            code = (PROJECT / f"views/programs/{program}.in").read_text(encoding="utf-8")
+            [source_file] = [path for folder in ("views/programs", "fleet")
+                             for path in (PROJECT / folder).glob(f"{program}.in")]
+            code = source_file.read_text(encoding="utf-8")
             for message in re.findall(r'\b(?:die|say|unknown|message) "(?!\$1")(.*?)"',
                                       code.replace("\\\n", "")):
                 parts = re.split(r"\$(?:\w+|\{.*?\})", prefix + message)
@@ -237,6 +239,9 @@ class DiagnosticsTest(unittest.TestCase):
 
     def test_keldoctl_notify(self):
         self.check_scripts("keldoctl-notify.8", ("keldoctl-notify", "keldoctl-notify: "))
+
+    def test_keldoctl_gate(self):
+        self.check_scripts("keldoctl-gate.8", ("keldoctl-gate", "keldoctl-gate: "))
 
     def test_check_keldoctl(self):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))

@@ -44,6 +44,7 @@ class ProgramsTest(unittest.TestCase):
 
     PROGRAMS = ("keldoctl-inspect", "keldo-service-lint", "views/keldoctl-report",
                 "views/check_keldoctl", "views/keep-report", "views/keldoctl-notify",
+                "fleet/keldoctl-gate",
                 "views/show-changes", "views/write-metrics",
                 "libexec/link-into-panel", "libexec/monit-check-status", "libexec/panel-links",
                 "libexec/panel-root", "libexec/repair-commands", "locale/link-locales")

@@ -37,7 +37,11 @@ def install():
         link.symlink_to(shutil.which(name))
     shutil.copyfile(KIT / "sudoers.d/keldoctl", SUDO_RULES)
     SUDO_RULES.chmod(0o440)
-    # sudo complains if the host's name has no address, as in a container that is the host.
+    give_this_host_an_address()
+
+
+def give_this_host_an_address():
+    """sudo complains if the host's name has no address, as in a container that is the host."""
     try:
         socket.gethostbyname(os.uname().nodename)
     except OSError:

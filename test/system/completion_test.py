@@ -309,6 +309,15 @@ class OtherProgramsTest(ShellsTest):
             ("--language=d", "--language=de-DE "), ("--t", "--timeout="), ("-t x", "-t x"),
             ("-w none --verb", "-w none --verbose ")])
 
+    def test_keldoctl_gate(self):
+        self.check_words("keldoctl-gate", [
+            ("i", "inspect "), ("inspect --l", "inspect --language="),
+            ("inspect --language=d", "inspect --language=de-DE "), ("inspect r", "inspect r"),
+            ("repair restart-service:w", "repair restart-service:web "),
+            ("repair --language=de-DE restart-service:w",
+             "repair --language=de-DE restart-service:web "),
+            ("--v", "--version ")])
+
     def test_keldoctl_notify(self):
         self.check_words("keldoctl-notify", [
             ("--p", "--programs="), ("--most=9 --p", "--most=9 --programs="),

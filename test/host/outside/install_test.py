@@ -18,7 +18,7 @@ LINK = "/admin/sbin/keldoctl"
 # All files but the panel's, by GNUInstallDirs' folders. "lib" is fixed on every architecture.
 FILES = {
     "BINDIR": ("keldo-service-lint",),
-    "SBINDIR": ("keldoctl", "keldoctl-inspect", "keldoctl-notify", "keldoctl-report"),
+    "SBINDIR": ("keldoctl", "keldoctl-gate", "keldoctl-inspect", "keldoctl-notify", "keldoctl-report"),
     "LIBEXECDIR": (
         "keldoctl/keep-report", "keldoctl/link-into-panel", "keldoctl/link-locales",
         "keldoctl/monit-check-status",
@@ -26,15 +26,16 @@ FILES = {
         "keldoctl/show-changes", "keldoctl/write-metrics"),
     "MANDIR": (
         "man1/keldo-service-lint.1", "man5/keldo-service.5", "man5/kvr.conf.5", "man8/check_keldoctl.8",
-        "man8/keldoctl-inspect.8", "man8/keldoctl-notify.8",
+        "man8/keldoctl-gate.8", "man8/keldoctl-inspect.8", "man8/keldoctl-notify.8",
         "man8/keldoctl-report.8", "man8/keldoctl.8", "man8/monit-check-status.8"),
     "DATADIR": (
         *(f"bash-completion/completions/{name}" for name in (
-            "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-inspect",
-            "keldoctl-notify", "keldoctl-report", "monit-check-status")),
+            "check_keldoctl", "keldo-service-lint", "keldoctl", "keldoctl-gate",
+            "keldoctl-inspect", "keldoctl-notify", "keldoctl-report", "monit-check-status")),
         "keldoctl/examples/cache.xml", "keldoctl/examples/keldoctl-report.cron",
         "keldoctl/examples/minimal.xml", "keldoctl/examples/panel.py",
-        "keldoctl/examples/web.xml", "keldoctl/monitoring/README.md",
+        "keldoctl/examples/web.xml", "keldoctl/fleet/sudoers.d/keldoctl-gate",
+        "keldoctl/monitoring/README.md",
         "keldoctl/monitoring/grafana/keldoctl.json", "keldoctl/monitoring/icinga2/keldoctl.conf",
         "keldoctl/monitoring/nagios/keldoctl.cfg", "keldoctl/monitoring/notify.d/mail",
         "keldoctl/monitoring/notify.d/webhook",
