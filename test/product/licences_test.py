@@ -28,7 +28,7 @@ def tracked_files():
 
 def line_in(name):
     """The licence that the first lines of a file name, or None."""
-    # The brackets keep tools from taking this line for one of its kind.
+    # The brackets keep tools from taking this line for one of its kind, here and below.
     match = re.search(r"SPDX-License-Identifier[:] ([A-Za-z0-9.+-]+)",
                       "\n".join(read(name).split("\n", 5)[:5]))
     return match and match[1]
@@ -93,6 +93,12 @@ class LicencesTest(unittest.TestCase):
                 with self.subTest(name):
                     is_gpl = extends_ansible(name) or name.startswith(COLLECTION + "plugins/modules/")
                     self.assertEqual(licence, "GPL-3.0-or-later" if is_gpl else "MIT")
+
+    def test_tools_can_read_each_licence_line(self):
+        for name in self.licences:
+            for rest in re.findall(r"SPDX-License-Identifier[:](.*)", read(name)):
+                with self.subTest(name):
+                    self.assertIn(rest.removesuffix("-->").strip(), DEBIAN_NAMES.values())
 
     def test_each_entry_of_reuse_toml_is_needed(self):
         without_line = [name for name in self.licences if not line_in(name)]
