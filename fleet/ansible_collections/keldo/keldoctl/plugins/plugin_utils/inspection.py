@@ -43,6 +43,9 @@ _SECONDS = re.compile(r"[0-9]{1,9}(\.[0-9]{1,9})?")
 _TIME = re.compile("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z")
 _TEST_KINDS = ("pid_file", "unix_socket", "port", "connection")
 
+# Messages of ssh that may come after the reason.
+_NO_REASON = re.compile("debug[0-9]: |Warning: Permanently added ")
+
 # Control characters and characters that change the direction of text. XML allows some of them. A
 # terminal obeys them.
 _CONTROLS = "\x7f-\x9f\u200e\u200f\u2028-\u202e\u2066-\u2069\ud800-\udfff\ufffe\uffff"
@@ -94,7 +97,7 @@ def _with_words(meaning, stderr):
 def last_line(stderr):
     """The last line of error messages (bytes) that may be a reason, or an empty text."""
     lines = [line for line in stderr.decode(errors="replace").splitlines()
-             if line.strip() and not line.startswith("Warning: Permanently added ")]
+             if line.strip() and not _NO_REASON.match(line)]
     return one_line(lines[-1]) if lines else ""
 
 

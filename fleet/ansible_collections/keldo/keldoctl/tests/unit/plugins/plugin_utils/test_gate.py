@@ -81,29 +81,28 @@ class RunTest(unittest.TestCase):
             with self.subTest(number):
                 read, write = os.pipe()
                 self.addCleanup(os.close, read)
-                with subprocess.Popen([sys.executable, "-c", CALLER, str(write)], pass_fds=[write],
-                                      stderr=subprocess.DEVNULL,
-                                      env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)}
-                                      ) as caller:
-                    os.close(write)
-                    self.assertEqual(os.read(read, 2), b"x\n")
-                    caller.send_signal(number)
-                    self.assertNotEqual(caller.wait(), 0)
+                caller = os.fork()
+                if caller == 0:
+                    run_until_a_signal(write)
+                os.close(write)
+                self.assertEqual(os.read(read, 2), b"x\n")
+                os.kill(caller, number)
+                os.waitpid(caller, 0)
                 self.assertTrue(comes_to_its_end(read), "a process is left")
+
+
+def run_until_a_signal(descriptor):
+    """Runs a program that inherits a descriptor and writes to it. Ends this process."""
+    try:
+        with mock.patch("subprocess.Popen", partial(inheriting, {descriptor})):
+            gate.run(["sh", "-c", f"echo x >/proc/self/fd/{descriptor}; exec sleep 1000"], 1000)
+    finally:
+        os._exit(1)
 
 
 def inheriting(descriptors, *arguments, popen=subprocess.Popen, **options):
     """Starts a program that inherits descriptors."""
     return popen(*arguments, pass_fds=descriptors, **options)
-
-
-# Runs a program that inherits a descriptor, and writes to it.
-CALLER = """
-import functools, subprocess, sys
-from ansible_collections.keldo.keldoctl.plugins.plugin_utils import gate
-gate.subprocess.Popen = functools.partial(subprocess.Popen, pass_fds=[int(sys.argv[1])])
-gate.run(["sh", "-c", f"echo x >&{sys.argv[1]}; exec sleep 1000"], 1000)
-"""
 
 
 class FakeConnection:

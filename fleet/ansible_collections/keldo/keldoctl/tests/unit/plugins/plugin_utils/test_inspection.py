@@ -252,7 +252,7 @@ class InspectionTest(unittest.TestCase):
                 inspection.read_answer(status, stdout, b"", ids)
 
     def test_a_refusal_ends_with_the_last_line_of_the_error_messages(self):
-        messages = b"banner\nreason \x1b[31m\xff\nWarning: Permanently added 'h'.\n\n"
+        messages = b"banner\nreason \x1b[31m\xff\nWarning: Permanently added 'h'.\ndebug1: x\n\n"
         with self.assertRaisesRegex(inspection.Refusal, "nothing: reason \ufffd\\[31m\ufffd$"):
             inspection.read_answer(0, b"", messages)
 
