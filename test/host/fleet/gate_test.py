@@ -159,7 +159,8 @@ class ForcedCommandTest(GateTestCase):
     def test_nothing_else_can_be_done_with_the_key(self):
         proof = self.directory / "proof"
         for command in (f"touch {proof}", f"keldoctl-gate inspect; touch {proof}",
-                        f"keldoctl-gate inspect\ntouch {proof}", f"keldoctl-gate repair `touch {proof}`",
+                        f"keldoctl-gate inspect\ntouch {proof}",
+                        f"keldoctl-gate repair `touch {proof}`",
                         f"keldoctl-gate repair $(touch {proof})", f"sh -c 'touch {proof}'",
                         "keldoctl-gate --version", "keldoctl-inspect", "x" * 100000):
             with self.subTest(command[:60]):
