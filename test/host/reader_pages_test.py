@@ -17,7 +17,8 @@ from views import install_views
 PAGES = sorted((PROJECT / "doc").glob("*.md")) + [PROJECT / "README.md"]
 # The exit statuses for well, problems and not known.
 SHOWN = (0, 1, 2)
-COMMAND = re.compile(r'^    (?:# )?((?:echo "\$token" \| )?(?:keldo|check_keldoctl)[^\n]*)', re.M)
+COMMAND = re.compile(
+    r'^    (?:# )?((?:echo "\$token" \| )?(?:keldo[a-z-]+|check_keldoctl)(?: .*)?)$', re.M)
 
 
 class ReaderPagesTest(unittest.TestCase):
