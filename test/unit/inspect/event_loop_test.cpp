@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdexcept>
@@ -40,6 +41,12 @@ ChildResult resultOf(Child child, Clock::duration time = 1min) {
 void waitForOutput(const Child& child) {
     pollfd polled{child.outputDescriptor(), POLLIN, 0};
     poll(&polled, 1, -1);
+}
+
+/// Waits until the only child of this process has ended, and does not reap it.
+void waitForEnd() {
+    siginfo_t info{};
+    waitid(P_ALL, 0, &info, WEXITED | WNOWAIT);
 }
 
 /// While it lives, this process can open `count` more descriptors.
@@ -113,6 +120,25 @@ TEST(ExecutedChild, IsEndedOnceItWritesMoreThanTheLimit) {
     const ChildResult cut = resultOf(shell("exec cat /dev/zero"));
     EXPECT_EQ(cut.output.size(), outputLimit);
     EXPECT_TRUE(cut.isCut);
+}
+
+TEST(ExecutedChild, IsCutEvenIfItEndsFirst) {
+    Child child = shell("head -c 2000 /dev/zero");
+    waitForEnd();
+    EXPECT_TRUE(child.update());
+    const ChildResult result = child.takeResult();
+    EXPECT_EQ(result.output.size(), outputLimit);
+    EXPECT_TRUE(result.isCut);
+}
+
+TEST(ExecutedChild, IsReadOnAfterTheContentsOfAFullPipe) {
+    constexpr int pipeSize = 1 << 20;
+    Child child = Child::execute({"/bin/sh", "-c", "head -c 1048576 /dev/zero"}, 2 * pipeSize);
+    ASSERT_EQ(fcntl(child.outputDescriptor(), F_SETPIPE_SZ, pipeSize), pipeSize);
+    waitForEnd();
+    child.read();
+    EXPECT_NE(child.outputDescriptor(), -1); // its end is not read yet
+    EXPECT_EQ(resultOf(std::move(child)).output.size(), pipeSize);
 }
 
 TEST(ExecutedChild, KeepsTheBeginningOfItsErrors) {
