@@ -152,7 +152,7 @@ WRONG_DEFINITIONS = (
 
 RIGHT_FLEET = """<fleet version="1" program="1.1.0" run="0a" play="ask" started="2026-11-22T04:48:37Z" seconds="1.000" xml:lang="en-US" verdict="problems">
   <summary hosts="3" well="0" problems="1" unknown="0" upgrade="0" failed="1" unreachable="0" unasked="1"/>
-  <host name="a b" state="problems" file="a%20b" services="2" up="0" down="1" unknown="1" stopped="0" unchecked="0" seconds="0.412" xml:lang="de-DE">
+  <host name="a b" state="problems" file="a=20b" services="2" up="0" down="1" unknown="1" stopped="0" unchecked="0" seconds="0.412" xml:lang="de-DE">
     <service id="web" state="down"><title>Web Server</title><reason code="refused">Refused.</reason><repair>restart-service:web</repair></service>
     <service id="x y" state="unknown"><title/><reason code="limit"/></service>
     <outcome id="restart-service:web" state="failed"/>
@@ -174,8 +174,9 @@ WRONG_FLEETS = (
     ("04:48:37Z", "04:48:37", 1),
     (' unasked="1"', "", 2),
     ('name="a b"', 'name=""', 3),
-    ('file="a%20b"', 'file="../b"', 3),
-    ('file="a%20b"', 'file=".b"', 3),
+    ('file="a=20b"', 'file="../b"', 3),
+    ('file="a=20b"', 'file=".b"', 3),
+    ('file="a=20b"', 'file="a%20b"', 3),
     ('state="down"', 'state="up"', {"rng": 3, "xsd": 4}),
     ("<repair>restart-service:web</repair>", "<repair/>", {"rng": 3, "xsd": 4}),
     ("<title>Web Server</title>", "", {"rng": 3, "xsd": 4}),
