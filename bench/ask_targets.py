@@ -189,4 +189,5 @@ def main():
     print(table.markdown(list(rows(runs, numbers))))
 
 
-main()
+if __name__ == "__main__":
+    main()
