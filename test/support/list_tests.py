@@ -7,6 +7,7 @@ The files are parsed, not imported: the modules that they need may be missing wh
 import ast
 import pathlib
 import sys
+import warnings
 
 
 def has_tests(test_class):
@@ -14,6 +15,8 @@ def has_tests(test_class):
                for node in test_class.body)
 
 
+# A later Python refuses what this one only warns about, such as an invalid escape.
+warnings.simplefilter("error")
 for path in map(pathlib.Path, sys.argv[1:]):
     for node in ast.parse(path.read_text(encoding="utf-8")).body:
         if isinstance(node, ast.ClassDef) and has_tests(node):

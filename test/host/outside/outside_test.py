@@ -289,7 +289,7 @@ class ContainerAsHost(unittest.TestCase):
 import socket, subprocess, sys
 with socket.create_server(("127.0.0.1", 25)):
     subprocess.run(sys.argv[1:])
-' bash -c "$(declare -f container_run); container_run true; echo \$?"
+' bash -c "$(declare -f container_run); container_run true; echo \\$?"
             """)
         self.assertEqual((result.stdout, result.stderr), (
             f"{NO_HOST}\n", "host/run: this container cannot be the host: port 25 is in use\n"))
