@@ -9,14 +9,13 @@
 
 namespace keldo::lint {
 
-/// Parses the XML file `path`, which may be compressed by gzip, with the options that keldoctl
-/// uses. Adds libxml2's complaints to `findings`: as errors if the file is not well-formed, else as
-/// warnings. Prints nothing. `path` begins with "/" or "./", so that libxml2 takes it for a file.
+/// Parses the XML file `path` with the options that keldoctl uses. Adds libxml2's complaints to
+/// `findings`: as errors if the file is not well-formed, else as warnings. Prints nothing.
 ///
 /// Returns null if the file is not well-formed. Also returns null, with an error in `findings`, if
-/// the file exceeds one of these limits, since libxml2's time grows with the square of the
-/// attributes and its memory with the expanded text:
-///   - 256 KiB, uncompressed
+/// the file is compressed by gzip or exceeds one of these limits, since libxml2's time grows with
+/// the square of the attributes and its memory with the expanded text:
+///   - 256 KiB
 ///   - 100 attributes and namespace declarations of an element
 ///   - 1 MiB of text with all entities and default attributes expanded
 ///

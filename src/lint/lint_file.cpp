@@ -31,11 +31,6 @@ std::string controlFileOf(const ServiceDefinition& definition) {
     return stream.str();
 }
 
-/// Prevents libxml2 from taking "-" for standard input, or a name such as "http://x" for a URL.
-std::string filePath(const std::string& path) {
-    return path.starts_with("/") ? path : "./" + path;
-}
-
 void append(Findings& findings, const Findings& more) {
     findings.insert(findings.end(), more.begin(), more.end());
 }
@@ -81,10 +76,9 @@ void lintDocument(const std::string& path, xmlDoc* document, Result& result) {
 
 Result lintFile(const std::string& path) {
     Result result;
-    const std::string file = filePath(path);
-    const XmlDocument document = readDocument(file, result.findings);
+    const XmlDocument document = readDocument(path, result.findings);
     if (document) {
-        lintDocument(file, document.get(), result);
+        lintDocument(path, document.get(), result);
         std::ranges::stable_sort(result.findings, {}, &Finding::line);
     }
     return result;

@@ -12,7 +12,7 @@ from manual import BUILD, PAGES, displays, formatted, page, section, source
 from panel import CORE_SERVICES, PROJECT
 
 # Other projects' pages that ours refer to.
-FOREIGN_PAGES = {"curl.1", "flock.2", "gzip.1", "locale.1", "monit.1", "run-parts.8", "sendmail.8",
+FOREIGN_PAGES = {"curl.1", "flock.2", "locale.1", "monit.1", "run-parts.8", "sendmail.8",
                  "sshd.8", "sshd_config.5", "sudo.8", "systemctl.1", "systemd.timer.5", "xsltproc.1"}
 
 

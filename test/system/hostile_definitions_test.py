@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Definition files that are enormous, cut, in any encoding, or that ask for other files."""
 
-import gzip
 import os
 import pathlib
 import unittest
@@ -247,9 +246,6 @@ class FileTest(DefinitionTest):
 
     def test_text_after_the_root_element_is_not_well_formed(self):
         self.check_unknown(titled("T") + "more", titled("T") + titled("T"))
-
-    def test_a_compressed_file_is_read(self):
-        self.check_title(gzip.compress(titled("T").encode()))
 
     def test_a_directory_or_a_link_that_leads_to_no_text_defines_nothing(self):
         path = SERVICES / "web.xml"
