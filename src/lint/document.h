@@ -17,7 +17,7 @@ namespace keldo::lint {
 /// the square of the attributes and its memory with the expanded text:
 ///   - 256 KiB
 ///   - 100 attributes and namespace declarations of an element
-///   - 1 MiB of text with all entities and default attributes expanded
+///   - 512 KiB of text with all entities and default attributes expanded
 ///
 /// Throws std::runtime_error if the file cannot be read.
 XmlDocument readDocument(const std::string& path, Findings& findings);

@@ -59,16 +59,16 @@ std::string ofSize(std::size_t size) {
 }
 
 const std::string tooLarge = "1: error: the file is larger than 256 KiB, so it was not checked";
-const std::string tooMuchText =
-    "error: entities and default attributes expand to more than 1 MiB, so the file was not checked";
+const std::string tooMuchText = "error: entities and default attributes expand to more than 512 "
+                                "KiB, so the file was not checked";
 const std::string tooManyAttributes =
     "error: an element has more than 100 attributes, so the file was not checked";
 
 TEST_F(ReadDocument, ReportsWhatIsNotXml) {
-    EXPECT_THAT(findingsIn("<service>\n<title>\n</service>\n"),
-                ElementsAre("3: error: this is not XML -- Opening and ending tag mismatch: title "
-                            "line 2 and service",
-                            StartsWith("4: error: this is not XML -- ")));
+    // Some versions of libxml2 have a second complaint about the same mistake.
+    EXPECT_EQ(findingsIn("<service>\n<title>\n</service>\n").at(0),
+              "3: error: this is not XML -- Opening and ending tag mismatch: title line 2 and "
+              "service");
     EXPECT_THAT(findingsIn(""), ElementsAre("1: error: this is not XML -- Document is empty"));
     EXPECT_THAT(findingsIn(withEntities("<!ENTITY a '&b;'><!ENTITY b '&a;'>", "&a;")),
                 testing::Contains(testing::HasSubstr("Detected an entity reference loop")));
@@ -89,7 +89,7 @@ TEST_F(ReadDocument, AcceptsFilesUpToTheirLimits) {
     for (const std::string& text : {
              ofSize(256 * 1024),
              "<a" + numberedAttributes(100) + "/>",
-             withEntities("<!ENTITY e '" + long1 + "'>", repeated("&e;", 10)),
+             withEntities("<!ENTITY e '" + long1 + "'>", repeated("&e;", 5)),
              withEntities("<!ENTITY e SYSTEM 'file:///dev/zero'>", repeated("&e;", 1000)),
          }) {
         SCOPED_TRACE(text.substr(0, 100));
@@ -128,14 +128,14 @@ TEST_F(ReadDocument, RefusesTextThatExpandsBeyondTheLimit) {
     const std::string text = std::string(100000, 'x');
     const std::string entity = "<!ENTITY e '" + text + "'>";
     const std::pair<std::string, std::string> table[] = {
-        {"in an element", withEntities(entity, repeated("&e;", 11))},
-        {"in several elements", withEntities(entity, repeated("<b>&e;</b>", 11))},
-        {"in an attribute", withEntities(entity, "<b c='" + repeated("&e;", 11) + "'/>")},
-        {"in another entity", withEntities(entity + "<!ENTITY f '&e;&e;&e;&e;&e;&e;'>", "&f;&f;")},
+        {"in an element", withEntities(entity, repeated("&e;", 6))},
+        {"in several elements", withEntities(entity, repeated("<b>&e;</b>", 6))},
+        {"in an attribute", withEntities(entity, "<b c='" + repeated("&e;", 6) + "'/>")},
+        {"in another entity", withEntities(entity + "<!ENTITY f '&e;&e;&e;'>", "&f;&f;")},
         {"as elements",
-         withEntities("<!ENTITY e '" + repeated("<b/>", 1000) + "'>", repeated("&e;", 1100))},
+         withEntities("<!ENTITY e '" + repeated("<b/>", 1000) + "'>", repeated("&e;", 140))},
         {"as default attributes",
-         withEntities("<!ATTLIST b c CDATA '" + text + "'>", repeated("<b/>", 11))},
+         withEntities("<!ATTLIST b c CDATA '" + text + "'>", repeated("<b/>", 6))},
     };
     for (const auto& [place, definition] : table) {
         SCOPED_TRACE(place);

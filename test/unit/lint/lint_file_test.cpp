@@ -62,10 +62,9 @@ TEST(LintFile, ReadsEntitiesLikeKeldoctl) {
                  "number=\"1\"/>'>]>" +
                  withChecks("<pid-file>&p;.pid</pid-file>&q;\n<port number='&n;'/>"
                             "<port number='&n;0&n;0'/>"));
-    EXPECT_THAT(linesOf(result.findings),
-                ElementsAre(StartsWith("1: warning: keldoctl reads this, but it is not good XML -- "
-                                       "Namespace"),
-                            "7: error: the highest port number is 65535 -- 800800"));
+    // Some versions of libxml2 complain about the namespace of the element in the entity before.
+    EXPECT_EQ(linesOf(result.findings).back(),
+              "7: error: the highest port number is 65535 -- 800800");
     EXPECT_EQ(result.controlFile,
               "check process web\n\twith pidfile \"/run/x.pid\"\n\tif failed port 80 then alert\n"
               "\tif failed port 800800 then alert\n");
