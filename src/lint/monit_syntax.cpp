@@ -35,7 +35,8 @@ bool contains(std::string_view words, std::string_view word) {
 }
 
 bool isUnquotable(char c) {
-    return (c >= 0 && c <= ' ') || unquotableCharacters.find(c) != std::string_view::npos;
+    return static_cast<unsigned char>(c) <= ' ' ||
+           unquotableCharacters.find(c) != std::string_view::npos;
 }
 
 std::string nameOf(char c) {
