@@ -5,7 +5,7 @@ the RPM."""
 import re
 import unittest
 
-from debian_system import RPMS, AnsibleSystem, RpmSystem, SystemTest
+from debian_system import AnsibleSystem, RpmAnsibleSystem, SystemTest
 
 PACKAGE = "ansible-collection-keldo-keldoctl"
 PLACE = "usr/share/ansible/collections/ansible_collections/keldo/keldoctl"
@@ -61,10 +61,10 @@ class CollectionTest(SystemTest):
 
 
 class RpmCollectionTest(SystemTest):
-    kind = RpmSystem
+    kind = RpmAnsibleSystem
 
     def test_the_rpm_has_the_module_and_leaves_nothing(self):
-        self.system.rpm("--install", *RPMS.glob(f"{PACKAGE}-*.noarch.rpm"))
+        self.system.rpm("--install", RpmAnsibleSystem.file(PACKAGE))
         self.assertTrue(self.system.path(f"{PLACE}/plugins/modules/keldoctl_info.py").exists())
         self.system.rpm("--erase", PACKAGE)
         self.assert_clean()

@@ -173,29 +173,45 @@ class AnsibleSystem(DebianSystem):
 
 
 class RpmSystem(System):
-    """Debian's libraries and this machine's rpm. The RPMs' dependencies are not looked at."""
+    """Debian's files, which rpm knows as the package base-system, and this machine's rpm."""
 
     def add_packages(self):
         # Every RPM system has this directory.
         self.path("/usr/share/licenses").mkdir(parents=True)
 
-    def rpm(self, *arguments):
+    def rpm(self, *arguments, status=0):
+        """Runs rpm for this system. Returns its output; fails unless it exits with `status`."""
         done = subprocess.run(["rpm", "--root", self.root, "--dbpath", "/var/lib/rpm",
-                               "--force-debian", "--nodeps", *arguments], check=False,
+                               "--force-debian", *arguments], check=False,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        if done.returncode != 0:
+        if done.returncode != status:
             raise AssertionError(f"rpm {arguments} exits {done.returncode}:\n{done.stdout}")
         return done.stdout
+
+    @staticmethod
+    def file(name):
+        """The one RPM of this name."""
+        [path] = RPMS.glob(f"{name}-[0-9]*.rpm")
+        return path
+
+    def install(self, *names):
+        """Also upgrades."""
+        return self.rpm("--upgrade", *map(self.file, names))
 
     def install_last_release(self):
         self.rpm("--install", *(LAST_RELEASE / "rpm-packages").glob("*.rpm"))
 
     def upgrade(self):
-        """Also installs."""
-        return self.rpm("--upgrade", *RPMS.glob("keldoctl*.rpm"))
+        return self.install(*NAMES)
 
     def remove_all(self):
         self.rpm("--erase", *NAMES)
+
+
+class RpmAnsibleSystem(RpmSystem):
+    """Has Ansible too."""
+
+    base = WITH_ANSIBLE
 
 
 def skipped(folder, name):
