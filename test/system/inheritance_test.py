@@ -436,12 +436,18 @@ class EnvironmentTest(InheritanceTest):
             with self.subTest(value[:20]):
                 self.check(env={"PATH": value})
 
-    def test_nonsense_for_the_allocator_and_the_libraries(self):
-        for value in ("165", "0", "1", *self.NONSENSE):
-            with self.subTest(value[:20]):
+    def test_odd_values_for_the_allocator(self):
+        # Numbers: from version 2.41 on, the C library reports other values on standard error.
+        for value in ("165", "0", "1"):
+            with self.subTest(value):
                 self.check(env={name: value for name in (
                     "MALLOC_CHECK_", "MALLOC_PERTURB_", "MALLOC_ARENA_MAX", "MALLOC_TOP_PAD_",
-                    "MALLOC_TRIM_THRESHOLD_", "MALLOC_MMAP_THRESHOLD_", "MALLOC_MMAP_MAX_",
+                    "MALLOC_TRIM_THRESHOLD_", "MALLOC_MMAP_THRESHOLD_", "MALLOC_MMAP_MAX_")})
+
+    def test_nonsense_for_the_libraries(self):
+        for value in ("0", "1", *self.NONSENSE):
+            with self.subTest(value[:20]):
+                self.check(env={name: value for name in (
                     "XML_CATALOG_FILES", "SGML_CATALOG_FILES", "XMLLINT_INDENT", "MYSQL_HOME",
                     "MYSQL_UNIX_PORT", "MYSQL_TCP_PORT", "MYSQL_HOST", "MYSQL_PWD", "MYSQL_DEBUG",
                     "LIBMYSQL_PLUGINS", "LIBMYSQL_PLUGIN_DIR")})
