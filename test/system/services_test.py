@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Which services are checked, according to their definitions. The database is always down."""
 
+import hashlib
 import pathlib
 import socket
 import struct
@@ -96,17 +97,18 @@ class FakeServer:
         self.received.append(self._connection.recv(4096))
         return self.received[-1]
 
-    def greet(self):
-        """Sends the server's greeting and returns the client's reply."""
+    def greet(self, plugin=b"mysql_native_password"):
+        """Sends the server's greeting, which names a plugin for authentication, and returns the
+        client's reply."""
         self.send(0, b"\x0a10.11.6-MariaDB\0" + struct.pack("<I", 1) + b"12345678\0"
                   + struct.pack("<HBHH", self.CAPABILITIES & 0xffff, 45, 2,
                                 self.CAPABILITIES >> 16)
-                  + b"\x15" + bytes(10) + b"123456789012\0mysql_native_password\0")
+                  + b"\x15" + bytes(10) + b"123456789012\0" + plugin + b"\0")
         return self.receive()
 
-    def accept(self):
-        """Lets the client in."""
-        self.send(2, b"\0\0\0\2\0\0\0")
+    def accept(self, number=2):
+        """Lets the client in, by a packet with that sequence number."""
+        self.send(number, b"\0\0\0\2\0\0\0")
 
 
 class FakeServerTest(unittest.TestCase):
@@ -139,6 +141,22 @@ class FakeServerTest(unittest.TestCase):
 
             with self.subTest(plugin):
                 self.assertEqual(self.received(serve)[1::2], [b"", b""])
+
+    def test_authentication_as_mysql_8_asks_for_it_sends_a_digest(self):
+        def serve(server):
+            server.greet(b"caching_sha2_password")
+            server.send(2, b"\1\3")  # the server remembers the password's digest
+            server.accept(3)
+            server.receive()
+
+        def sha256(text):
+            return hashlib.sha256(text).digest()
+
+        mask = sha256(sha256(sha256(PASSWORD)) + b"12345678123456789012")
+        digest = bytes(one ^ other for one, other in zip(sha256(PASSWORD), mask))
+        login, statement, *_ = self.received(serve)
+        self.assertIn(b"admin\0\x20" + digest + b"kvr\0caching_sha2_password\0", login)
+        self.assertIn(b"set foreign_key_checks=0", statement)
 
     def test_no_local_file_is_sent(self):
         def serve(server):
