@@ -120,8 +120,9 @@ class EntityTest(DefinitionTest):
             definition('<checks><port number="1" protocol="&e9;"/></checks>', declarations))
 
     def test_a_long_entity_may_be_used_often(self):
+        # libxml2 from 2.12 on refuses a document whose entities expand to more than a million bytes.
         declarations = entities(long="x" * 10000)
-        references, text = "&long;" * 500, "x" * 5000000
+        references, text = "&long;" * 30, "x" * 300000
         self.check_title(titled(references, declarations), text)
         control_file = self.check_title(definition(
             f"<action type='start'>: {references}</action><checks><pid-file>{references}</pid-file>"
@@ -132,7 +133,7 @@ class EntityTest(DefinitionTest):
     def test_a_command_longer_than_the_system_takes_fails(self):
         # An argument of a program has at most 128 KiB.
         self.panel.write_definition("web", definition(
-            f"<action type='start'>: {'&long;' * 500}</action>", entities(long="x" * 10000)))
+            f"<action type='start'>: {'&long;' * 30}</action>", entities(long="x" * 10000)))
         done = self.panel.run("--repair", "restart-service:web")
         self.assertEqual(done.stdout, report(actions=[restart("web", "", status="error")]))
 
@@ -172,9 +173,9 @@ class OtherFilesTest(DefinitionTest):
         for where in (f"file://{OTHER}", "http://127.0.0.1/other"):
             with self.subTest(where):
                 self.check(f'<!DOCTYPE service SYSTEM "{where}">', content=self.ENTITY)
-                parameter = f'<!DOCTYPE service [<!ENTITY % p SYSTEM "{where}"> %p;]>'
-                self.check(parameter, "", self.ENTITY)
-                self.check(parameter, content=self.ENTITY, expected=report())  # e is undeclared
+                # Versions of libxml2 differ on a reference to e here.
+                self.check(f'<!DOCTYPE service [<!ENTITY % p SYSTEM "{where}"> %p;]>', "",
+                           self.ENTITY)
 
     def test_a_catalogue_does_not_replace_a_document_type(self):
         write_catalogue("/usr/local/kvr/type")
