@@ -48,7 +48,8 @@ FILES = {
         "keldoctl/schemas/keldoctl-inspection.schema.json",
         "keldoctl/schemas/keldoctl-inspection.xsd", "keldoctl/schemas/keldoctl-report.rnc", "keldoctl/schemas/keldoctl-report.rng",
         "keldoctl/schemas/keldoctl-report.xsd", "keldoctl/schemas/xml.xsd",
-        "keldoctl/views/changes.awk", "keldoctl/views/parts/inspection.xsl",
+        "keldoctl/views/changes.awk", "keldoctl/views/parts/frame.xsl",
+        "keldoctl/views/parts/html.xsl", "keldoctl/views/parts/inspection.xsl",
         "keldoctl/views/parts/page.xsl",
         "keldoctl/views/parts/strings.xsl", "keldoctl/views/parts/style.xsl",
         "keldoctl/views/parts/text.xsl", "keldoctl/views/parts/time.xsl",
@@ -74,6 +75,13 @@ CATALOGUES = [f"share/locale/{name}/LC_MESSAGES/keldoctl.mo" for name, *_ in LAN
 LOCALES = [f"keldoctl/locale/{locale}/LC_CTYPE" for *_, locale in LANGUAGES]
 
 
+# The collection for Ansible is installed as it is staged in the build, without its tests.
+STAGED = BUILD / "fleet/ansible_collections"
+COLLECTION = [f"ansible/collections/ansible_collections/{file.relative_to(STAGED)}"
+              for file in STAGED.rglob("*") if file.is_file()
+              and not {"tests", "__pycache__"} & set(file.parts)]
+
+
 def install(build, *options, root=""):
     subprocess.run(["cmake", "--install", build, *options], check=True, stdout=subprocess.DEVNULL,
                    env=os.environ | {"DESTDIR": str(root)})
@@ -96,6 +104,7 @@ def expected(prefix, panel, folders=None):
     folders = DEFAULT_FOLDERS | (folders or {})
     return ({os.path.join(prefix, folders[folder], name)
              for folder, names in FILES.items() for name in names} |
+            {os.path.join(prefix, folders["DATADIR"], name) for name in COLLECTION} |
             {os.path.join(prefix, "lib", name) for name in LOCALES} |
             {os.path.join(panel, name) for name in CATALOGUES} |
             {f"{panel}/admin/sbin/{name}" for name in PROGRAMS})
