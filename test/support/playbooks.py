@@ -31,8 +31,9 @@ class Run:
         return {name: host.get("state") for name, host in self.hosts.items()}
 
     def reason(self, name):
-        """The code of the reason why the host gave no inspection."""
-        return self.hosts[name].find("reason").get("code")
+        """The code of the reason why the host gave no inspection; empty if it gave one."""
+        reason = self.hosts[name].find("reason")
+        return "" if reason is None else reason.get("code")
 
     def outcomes(self):
         """The state of each repair that was asked for, by host and id."""
