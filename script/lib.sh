@@ -42,6 +42,17 @@ install_command() {
         die "$1 is missing: install $2"
 }
 
+# Makes a minimal Debian system of a release in a directory, from the network.
+make_small_system() {
+    local suite=$1 directory=$2
+    install_command debootstrap debootstrap
+    mkdir -p "$directory"
+    debootstrap --variant=minbase "$suite" "$directory" || return
+    # Packages must not start daemons there.
+    printf '#!/bin/sh\nexit 101\n' >"$directory/usr/sbin/policy-rc.d"
+    chmod 0755 "$directory/usr/sbin/policy-rc.d"
+}
+
 # Unpacks a Debian package into a directory, unless the directory exists. The package is not
 # installed: that would start its daemons, and the private host's layer would be out of date.
 unpack_package() {

@@ -61,6 +61,7 @@ class CallbackModule(CallbackBase):
         super().__init__(*arguments, **options)
         self._fleet = None
         self._inventory = None
+        self._names = []
         self._last_play = None
 
     def v2_playbook_on_start(self, playbook):
@@ -146,7 +147,9 @@ class CallbackModule(CallbackBase):
 
     def _write(self):
         hosts = self._inventory.get_hosts("all", ignore_limits=True, ignore_restrictions=True)
-        self._fleet.write([host.get_name() for host in hosts])
+        # A group that a task makes changes the order of the inventory.
+        self._names = list(dict.fromkeys([*self._names, *(host.get_name() for host in hosts)]))
+        self._fleet.write(self._names)
 
     def _write_if_main(self, main):
         """Writes what is known if the run was aborted."""

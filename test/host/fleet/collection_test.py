@@ -1,0 +1,85 @@
+# SPDX-License-Identifier: MIT
+"""The collection by Ansible's own tools: ansible-lint, ansible-doc and ansible-test."""
+
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import playbooks
+from panel import BUILD
+
+COLLECTION = "ansible_collections/keldo/keldoctl"
+# Those that need nothing from the network. A version of ansible-test may lack some of them.
+SANITY_TESTS = (
+    "action-plugin-docs", "compile", "empty-init", "future-import-boilerplate", "ignores",
+    "line-endings", "metaclass-boilerplate", "no-assert", "no-basestring", "no-dict-iteritems",
+    "no-dict-iterkeys", "no-dict-itervalues", "no-get-exception", "no-illegal-filenames",
+    "no-main-display", "no-smart-quotes", "no-unicode-literals", "replace-urlopen", "shebang",
+    "shellcheck", "symlinks", "use-argspec-type-path", "use-compat-six")
+
+VALIDATOR = pathlib.Path("/usr/lib/python3/dist-packages/ansible_test/_util/controller/sanity",
+                         "validate-modules/validate.py")
+
+
+class CollectionTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        # The tools write into the collection.
+        cls.root = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.collection = cls.root / COLLECTION
+        shutil.copytree(BUILD / "fleet" / COLLECTION, cls.collection)
+        cls.environment = playbooks.environment(cls.root) | {
+            "ANSIBLE_COLLECTIONS_PATH": str(cls.root), "PYTHONDONTWRITEBYTECODE": "1"}
+
+    def run_tool(self, *command, cwd=None, **environment):
+        """Runs a program, which must succeed, in the collection. Returns its output."""
+        done = subprocess.run(command, check=False, cwd=cwd or self.collection,
+                              env=self.environment | environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        return done.stdout
+
+    def test_ansible_lint_finds_nothing(self):
+        output = self.run_tool("ansible-lint", "--offline", "--nocolor", "--profile", "production")
+        self.assertRegex(output, r"(?m)^Passed.* 0 failure\(s\), 0 warning\(s\) on [2-9][0-9] files")
+
+    def test_sanity(self):
+        known = self.run_tool("ansible-test", "sanity", "--list-tests").split()
+        tests = [word for name in SANITY_TESTS if name in known for word in ("--test", name)]
+        self.run_tool("ansible-test", "sanity", "--color", "no", *tests)
+
+    def test_the_documentation_of_the_modules_is_valid(self):
+        # "ansible-test sanity" would fetch what its script needs. Debian 12 has it; Debian 13 has not.
+        if "antsibull" in VALIDATOR.with_name("validate_modules").joinpath("main.py").read_text():
+            self.skipTest("Debian has no antsibull-docs-parser")
+        modules = sorted(str(path.relative_to(self.root))
+                         for path in (self.collection / "plugins/modules").iterdir())
+        version = next(line.split()[1] for line in
+                       (self.collection / "galaxy.yml").read_text("utf-8").splitlines()
+                       if line.startswith("version:"))
+        output = self.run_tool(
+            "/usr/bin/python3", VALIDATOR, "--format", "plain", "--collection", COLLECTION,
+            "--collection-version", version, *modules, cwd=self.root)
+        self.assertEqual(output, "")
+
+    def test_units(self):
+        output = self.run_tool("ansible-test", "units", "--color", "no")
+        self.assertRegex(output, r"(?m)^=+ [0-9]+ passed")
+
+    def test_integration(self):
+        self.run_tool("ansible-test", "integration", "--color", "no")
+
+    def test_ansible_doc_shows_each_plugin_and_role(self):
+        for kind, name in (("module", "keldoctl_info"), ("module", "keldoctl_repair"),
+                           ("callback", "fleet"), ("role", "host"), ("role", "report")):
+            with self.subTest(name):
+                output = self.run_tool("ansible-doc", "--type", kind, f"keldo.keldoctl.{name}")
+                self.assertIn(f"keldo.keldoctl.{name}", output.lower())
+                # Markup that this version of ansible-doc does not know.
+                self.assertNotRegex(output, r"\b[A-Z]\(")
+
+
+if __name__ == "__main__":
+    unittest.main()
