@@ -4,6 +4,7 @@
 
 readonly host_paths=(
     /etc/kvr /service /usr/local/kvr /var/lib/kvr /var/log/kvr /run/kvr /run/mysqld
+    /run/mariadbd
 )
 readonly german_locale=/usr/lib/locale/de_DE
 # Exists while there may be files to remove. It is not in the project's folder, because a copy of
@@ -15,6 +16,7 @@ lay_out_host_files() {
     layer=$(layer_of packages)
     : >"$in_use"
     cp -a "$layer/kvr" /var/lib/kvr
+    link_socket_directory ''
     # Missing if the container has its own locale of this name.
     [[ ! -d $layer/de_DE ]] || ln -s "$layer/de_DE" "$german_locale"
 }

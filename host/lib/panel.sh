@@ -2,6 +2,11 @@
 # shellcheck shell=bash disable=SC2154 # $project and $host are common.sh's
 # Copies the panel's files below a root directory: host/root and the built programs.
 
+# Newer client libraries of Debian look for the database's socket in another directory.
+link_socket_directory() {
+    ln -s mysqld "$1/run/mariadbd"
+}
+
 lay_out_panel() {
     local target=$1 built=${KELDO_BUILD:-$project/build/release}
     local kvr=$target/usr/local/kvr

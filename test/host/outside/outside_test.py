@@ -14,7 +14,7 @@ HOST_RUN = PROJECT / "host/run"
 HOST_FLEET = PROJECT / "host/fleet"
 HOST_PATHS = [pathlib.Path(path) for path in (
     "/etc/kvr", "/service", "/usr/local/kvr", "/var/lib/kvr", "/var/log/kvr", "/run/kvr",
-    "/run/mysqld", "/var/lib/keldo-host-in-use", "/usr/lib/locale/de_DE")]
+    "/run/mysqld", "/run/mariadbd", "/var/lib/keldo-host-in-use", "/usr/lib/locale/de_DE")]
 NO_HOST = 125
 HANG_SECONDS = 60  # only a process that never ends takes that long
 # Starts a daemon, makes files, prints "busy", and waits for the end of standard input.
