@@ -105,8 +105,8 @@ class WordsTest(unittest.TestCase):
                          {word for names in named for word in names if word}
                          | severities | outcomes | tests | reasons
                          | {f"change-{word}" for word in changes | STATES
-                            if word not in ("report", "run", "service", "since", "word", "passed",
-                                            "true", "false")})
+                            if word not in ("report", "inspection", "run", "service", "since", "word",
+                                            "passed", "true", "false")})
 
     def headline(self, spoken, **parameters):
         """The word for "nothing is known" in the text view of an inspection in this language."""
