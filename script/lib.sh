@@ -72,11 +72,21 @@ download_package() {
     (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
 }
 
+# Prints the time of this release in seconds, as debian/changelog tells it.
+release_time() {
+    date --date="$(sed -n '/^ -- /{s/.*>  //p;q}' debian/changelog)" +%s
+}
+
 # Copies the sources into a directory, without build results and git's data. Packages are built
-# there, since dpkg-buildpackage takes all files of its directory.
+# there, since dpkg-buildpackage takes all files of its directory. The copies of two checkouts are the
+# same: all have the same modes and times. The time is a day before the release, because ninja needs
+# files that are older than the build, and the release may be dated later today.
 copy_sources() {
-    tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' . |
-        tar --extract --directory="$1"
+    local time
+    time=$(release_time) || return
+    tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' \
+        --mode=u=rwX,go=rX --mtime="@$((time - 86400))" . |
+        tar --extract --preserve-permissions --directory="$1"
 }
 
 # Unpacks the sources of the last release into build/last-release, unless they are there. The last

@@ -5,10 +5,13 @@ import ast
 import pathlib
 import re
 import subprocess
-import tomllib
+import sys
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(PROJECT / "script"))
+
+from spdx import annotations, licence_of, line_in, reuse_pattern  # found by that path
 # Debian has names of its own for some licences.
 DEBIAN_NAMES = {"Expat": "MIT", "GPL-3+": "GPL-3.0-or-later"}
 COLLECTION = "fleet/ansible_collections/keldo/keldoctl/"
@@ -24,29 +27,6 @@ def tracked_files():
                             capture_output=True, text=True).stdout.split("\0")
     return [name for name in listed if name and not name.startswith("LICENSES/")
             and (PROJECT / name).is_file() and not (PROJECT / name).is_symlink()]
-
-
-def line_in(name):
-    """The licence that the first lines of a file name, or None."""
-    # The brackets keep tools from taking this line for one of its kind, here and below.
-    match = re.search(r"SPDX-License-Identifier[:] ([A-Za-z0-9.+-]+)",
-                      "\n".join(read(name).split("\n", 5)[:5]))
-    return match and match[1]
-
-
-def reuse_pattern(glob):
-    """`**` matches any characters, `*` those without a slash."""
-    return re.compile(re.escape(glob).replace(r"\*\*", ".*").replace(r"\*", "[^/]*"))
-
-
-def licence_in_reuse_toml(name):
-    """The last entry that matches decides. Its licence counts only for files without a line."""
-    found = None
-    for entry in tomllib.loads(read("REUSE.toml"))["annotations"]:
-        paths = entry["path"] if isinstance(entry["path"], list) else [entry["path"]]
-        if any(reuse_pattern(path).fullmatch(name) for path in paths):
-            found = entry.get("SPDX-License-Identifier")
-    return found
 
 
 def licence_in_debian_copyright(name):
@@ -75,8 +55,7 @@ def extends_ansible(name):
 class LicencesTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.licences = {name: line_in(name) or licence_in_reuse_toml(name)
-                        for name in tracked_files()}
+        cls.licences = {name: licence_of(name) for name in tracked_files()}
         assert len(cls.licences) > 900
 
     def test_each_file_has_a_licence(self):
@@ -102,7 +81,7 @@ class LicencesTest(unittest.TestCase):
 
     def test_each_entry_of_reuse_toml_is_needed(self):
         without_line = [name for name in self.licences if not line_in(name)]
-        for entry in tomllib.loads(read("REUSE.toml"))["annotations"][1:]:
+        for entry in annotations()[1:]:
             for path in entry["path"]:
                 with self.subTest(path):
                     self.assertTrue(any(reuse_pattern(path).fullmatch(name)

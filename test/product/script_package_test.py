@@ -18,7 +18,7 @@ class PackageTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.project = self.folder / "project"
-        for name in ("script/lib.sh", "script/package"):
+        for name in ("script/lib.sh", "script/package", "debian/changelog"):
             (self.project / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(PROJECT / name, self.project / name)
         self.temporary = self.folder / "administrator's"
@@ -65,8 +65,8 @@ class PackageTest(unittest.TestCase):
         lintian = self.folder / "bin/lintian"
         lintian.rename(self.folder / "lintian")
         self.program("apt-get", f'[[ "$*" != *"install lintian" ]] || cp {self.folder}/lintian {lintian}')
-        for name in ("bash", "cp", "dirname", "find", "grep", "ls", "mkdir", "mktemp", "mv", "rm", "tar",
-                     "touch"):
+        for name in ("bash", "cp", "date", "dirname", "find", "grep", "ls", "mkdir", "mktemp", "mv", "rm",
+                     "sed", "tar", "touch"):
             (self.folder / "bin" / name).symlink_to(shutil.which(name))
         is_root = os.geteuid() == 0
         self.package(status=0 if is_root else 1, PATH=f"{self.folder}/bin")
