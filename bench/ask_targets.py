@@ -104,7 +104,7 @@ class Fleet:
             wall, usage.ru_utime + usage.ru_stime, targets)))
 
     def _cpu_of_targets(self):
-        """The CPU seconds of the sshds and of all their descendants, which have ended."""
+        """The CPU seconds of the sshds and of all their descendants. Waits until the descendants end."""
         for sshd in self.targets.sshds:
             for child in _children(sshd.pid):
                 _wait_for(child)

@@ -72,7 +72,7 @@ download_package() {
     (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
 }
 
-# Prints the time of this release in seconds, as debian/changelog tells it.
+# Prints the time of this release in seconds, as in debian/changelog.
 release_time() {
     date --date="$(sed -n '/^ -- /{s/.*>  //p;q}' debian/changelog)" +%s
 }
@@ -108,7 +108,7 @@ unpack_last_release() {
 }
 
 # Whether a directory holds packages that are newer than all sources. A change during the build
-# makes them old: the Debian source package (.dsc) is made first, an RPM has the sources' time, and a
+# makes them outdated: the Debian source package (.dsc) is made first, an RPM has the sources' time, and a
 # collection the time at which its build began.
 packages_are_fresh() {
     local source

@@ -46,12 +46,12 @@ def annotations():
 
 
 def reuse_pattern(glob):
-    """`**` matches any characters, `*` those without a slash."""
+    """The regular expression for a glob: `**` matches any characters, `*` all but a slash."""
     return re.compile(re.escape(glob).replace(r"\*\*", ".*").replace(r"\*", "[^/]*"))
 
 
 def licence_in_reuse_toml(name):
-    """The last entry that matches decides. Its licence counts only for files without a line."""
+    """The licence that REUSE.toml gives to a file, or None. The last entry that matches decides."""
     found = None
     for entry in annotations():
         paths = entry["path"] if isinstance(entry["path"], list) else [entry["path"]]
@@ -89,7 +89,7 @@ def members(path):
 
 
 def version_and_licence(path):
-    """Of a package, which its file tells."""
+    """The version and the licence of a package, from its file."""
     if path.suffix == ".deb":
         name = run("dpkg-deb", "--field", path, "Package").decode().strip()
         version = run("dpkg-deb", "--field", path, "Version").decode().strip()

@@ -76,7 +76,7 @@ function end_run(  i) {
 function enter(id, new, why, new_code,  old, is_change) {
     if (!(id in state)) {
         ids[++id_count] = id
-        # If the earlier runs tell of an upgrade only, the service may have been listed before them.
+        # If all earlier runs were made during an upgrade, the service may have been listed before.
         state[id] = has_report || !has_inspection ? "unreported" : "unlisted"
         since[id] = first
         is_older[id] = 1 # the state may have begun before the first run

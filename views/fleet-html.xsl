@@ -396,7 +396,8 @@
             mode="row"/>
         <xsl:if test="reason">
           <p>
-            <!-- The host's own text is in English; the other states say it already. -->
+            <!-- The text of a reason is in English, so other languages show the reason in their words
+                 before it. Only for the state "failed": the other states already name the reason. -->
             <xsl:if test="not(string(reason)) or @state = 'failed' and $words-language != 'en'">
               <b><xsl:apply-templates select="." mode="reason"/></b>
               <xsl:text> </xsl:text>

@@ -151,7 +151,8 @@
     <xsl:variable name="reason-phrase">
       <xsl:call-template name="phrase">
         <xsl:with-param name="text">
-          <!-- A host's own text is in English. -->
+          <!-- The text of a host's reason is in English, so other languages show the reason in their words
+               before it. -->
           <xsl:if test="self::service or not(string(reason)) or $words-language != 'en'">
             <xsl:value-of select="concat($reason, ' ')"/>
           </xsl:if>

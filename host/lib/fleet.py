@@ -73,7 +73,7 @@ class Host:
                               stdout=subprocess.PIPE, text=True, **options).stdout
 
     def take_away(self):
-        """Nobody can reach this host any more."""
+        """Makes this host unreachable."""
         if self.pid:
             subprocess.run(["ip", "link", "set", bridge_port(self.address), "down"], check=True)
             return
@@ -92,7 +92,7 @@ class Host:
 
 
 def bridge_port(address):
-    """The controller's end of the line to the host with this address."""
+    """The name of the controller's network interface to the host with this address."""
     return "fleet" + address.rpartition(".")[2]
 
 
@@ -124,7 +124,7 @@ def answer(name, verdict):
 
 
 def accept_key(directory, key, command):
-    """Lets a key in at the sshd of a directory. Whatever the caller asks for, the command runs."""
+    """Makes the sshd of a directory accept a key, with `command` as its forced command."""
     line = f'restrict,command="{command}" {key}'
     (directory / "authorized_keys").write_text(line, encoding="utf-8")
 

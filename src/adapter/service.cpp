@@ -55,9 +55,9 @@ std::string inCdata(std::string name) {
     return std::string(cdataBegin) + name + std::string(cdataEnd);
 }
 
-/// The name that monit wrote as `text`. Monit 5 writes a name as it is, monit 6.0 in CDATA; neither
-/// escapes it. A text such as "a&amp;b" may thus be a name or the escaped form of another one. The
-/// names `known` decide.
+/// The name that monit wrote as `text`. Monit 5 writes a name as it is, monit 6.0 in CDATA. Another
+/// version may escape names, so "a&amp;b" may be a name or the escaped form of "a&b". The names
+/// `known` decide.
 std::string nameIn(std::string_view text, const std::vector<std::string>& known) {
     const std::string name(withoutCdata(text));
     for (const std::string& candidate : {std::string(text), name}) {

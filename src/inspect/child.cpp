@@ -22,8 +22,8 @@ namespace {
 
 constexpr int notExecuted = 127;
 
-/// What is read of a pipe in one call. It empties the largest pipe, and a child that writes all the
-/// time cannot keep us from other work.
+/// The most bytes to read from a pipe in one call. This empties the largest pipe, but a child that
+/// writes all the time cannot keep us from other work.
 constexpr std::size_t mostAtOnce = 1U << 20U;
 
 struct Pipe {

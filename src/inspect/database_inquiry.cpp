@@ -94,7 +94,7 @@ std::string codeOfError(int number) {
     }
 }
 
-/// A number that is no number is 0.
+/// Text that is not a number counts as 0.
 void readError(const std::string& text, DatabaseAnswer& answer) {
     int number = 0;
     std::from_chars(text.data(), text.data() + text.size(), number);

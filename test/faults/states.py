@@ -97,8 +97,8 @@ def check_inspection(scenario, fault, outcome):
 
 
 def waited_in_vain(fault, outcome):
-    """Whether the database's client library lost the server's answer: it waits on without end if
-    some of its allocations fail."""
+    """Whether the database's client library lost the server's answer: it then waits for ever.
+    Some of its failed allocations cause this."""
     return (fault is not None and fault.kind == "child" and fault.call == "malloc"
             and b"database_silent" in outcome.stdout)
 

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Asks a thousand targets behind real sshds and gates; some are absent, and some hang. Prints a table
-of what they are and what the fleet document says, and the processes that are left. Fails if any target
-is in a wrong state or a process is left.
+of the kinds of targets and their states in the fleet document, and the processes that are left. Fails if
+any target is in a wrong state or a process is left.
 
 Usage: many_targets.py [NUMBER]      on a private host in namespaces, with the packages for fleets
 """

@@ -44,8 +44,8 @@ class Host:
 
     def __init__(self, chance, keep):
         self.chance = chance
-        # Nobody knows the states before an upgrade that is in all kept inspections. So an upgrade
-        # takes at most so many steps, and the next one begins as many steps later or after that.
+        # If all kept inspections were made during upgrades, the states before them are lost. So an
+        # upgrade takes at most this number of steps, and at least as many lie between two upgrades.
         self.longest_upgrade = keep // 3
         self.faults = collections.Counter()
         self.crashed = set()
@@ -53,8 +53,8 @@ class Host:
         self.broken = {}  # the contents of definitions that are broken, by their services
         self.is_upgrading = False
         self.upgrade_steps = self.longest_upgrade  # since the last upgrade began or ended
-        self.cannot_ask = False  # the monitor: no control file can be written
-        self.cannot_keep = False  # an inspection
+        self.cannot_ask = False  # no control file for the monitor can be written
+        self.cannot_keep = False  # no inspection can be kept
         # Some containers forbid mounting.
         self.may_mount = os.environ["KELDO_HOST"] == "namespaces"
         service_control("start-all")
@@ -82,8 +82,8 @@ class Host:
         return sorted(set(CORE_SERVICES) - self.crashed - self.stopped)
 
     def step(self):
-        """What happens between two inspections: nothing, or up to two changes. Nobody can keep an
-        inspection for one step only, since nothing else would be seen meanwhile."""
+        """What happens between two inspections: nothing, or up to two changes. The
+        fault that keeps inspections from being written lasts one step, since it hides all others."""
         if self.cannot_keep:
             self.empty_kept()
         self.upgrade_steps += 1
@@ -93,7 +93,7 @@ class Host:
             self.change()
 
     def change(self):
-        """One change. Faults and their ends are about as frequent."""
+        """Makes one change, which begins or ends a fault. Both are about equally frequent."""
         ends = self.ends()
         name, act = self.chance.choice(ends if ends and self.chance.random() < 0.6
                                        else self.beginnings())
@@ -378,7 +378,7 @@ class LongLife:
     # --- Afterwards
 
     def parts(self):
-        """The measures of the time before the last `keep` inspections, and of these."""
+        """The measures in two parts: before the last `keep` inspections, and during these."""
         return self.measures[:-self.keep], self.measures[-self.keep:]
 
     def notifications(self):
@@ -406,7 +406,7 @@ class LongLife:
         return found
 
     def rows(self):
-        """What may not grow: names, and the largest number before the end and at the end."""
+        """What may not grow: its name, and its largest value in each of parts()."""
         measures = {"kept inspections": lambda each: each.kept,
                     "bytes of these": lambda each: each.kept_bytes,
                     "other files of keldoctl": lambda each: each.others,

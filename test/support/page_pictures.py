@@ -22,7 +22,7 @@ from views import FLEETS, fleet, inspected, show
 STATES = ("all_well", "stopped", "mixed", "two_down_in_german", "forty_down", "disk_full",
           "repair_failed", "upgrade")
 WIDTH = 1024  # CSS pixels
-MOST_HEIGHT = 2400  # CSS pixels of a page that is too long for a picture
+MOST_HEIGHT = 2400  # CSS pixels; the picture of a longer page is cut
 
 
 def pages():
@@ -32,7 +32,7 @@ def pages():
     for path in FLEETS.iterdir():
         yield f"fleet_{path.stem}", show("fleet-html", path.read_bytes())
     yield "fleet_thousand", show("fleet-html", thousand())
-    # There are no words in Hebrew, but the page turns.
+    # There is no translation into Hebrew, but the page is laid out from right to left.
     for language in ("de-DE", "he-IL"):
         yield f"fleet_{language}", show("fleet-html", fleet("all_states"), language=language)
 

@@ -70,7 +70,7 @@ class PageTestCase(unittest.TestCase):
         return self.each(selector, "each.textContent")
 
     def check_that_nothing_else_is_loaded(self):
-        """Neither has the browser logged anything."""
+        """Also checks that the browser has logged nothing."""
         self.assertEqual(self.browser.events(
             "Log.entryAdded", "Runtime.consoleAPICalled", "Runtime.exceptionThrown"), [])
         self.assertEqual([request["request"]["url"] for request

@@ -98,7 +98,7 @@ class WordsTest(GateTestCase):
                     self.assertEqual(run(), answer)
                     self.assertEqual(self.take_calls(), calls)
 
-    def test_arguments_count_more_than_the_command_of_the_caller(self):
+    def test_arguments_override_the_command_of_the_caller(self):
         self.assertEqual(self.run_program("inspect", env={"SSH_ORIGINAL_COMMAND": "x"})[0], PROBLEMS)
 
     def test_other_words_are_refused(self):
@@ -198,7 +198,7 @@ class RepairTest(GateTestCase):
             with self.subTest(words):
                 self.assertEqual(self.run_program("repair", *words)[0], PROBLEMS)
                 self.assertEqual(self.take_calls(), [[], ["--repair", *words]])
-        for name in ("c", "d"):  # no other line than that of an id is one
+        for name in ("c", "d"):  # lines of an id that is not plain
             with self.subTest(name):
                 self.refuse(name, name)
 
@@ -375,7 +375,8 @@ class LockTest(GateTestCase):
 
 
 class LimitTest(GateTestCase):
-    """Processes report through pipes: at the end of `life`, all that hold its other end are gone."""
+    """The processes of a test inherit the write end of the pipe `life`. Its end of file shows that all
+    of them have ended."""
 
     def setUp(self):
         super().setUp()
@@ -386,7 +387,7 @@ class LimitTest(GateTestCase):
         self.addCleanup(os.close, self.life)
 
     def reach_limit(self):
-        """The time limit is then reached when a line is written to the FIFO `event`."""
+        """Makes the gate reach its time limit when a line is written to the FIFO `event`."""
         self.edit_program("    waiter=$!\n",
                           f"    waiter=$!\n    read -r _ <{self.event}\n    limit=0.001\n")
 

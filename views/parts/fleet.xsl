@@ -39,7 +39,7 @@
       select="$hosts/service[generate-id() = generate-id(key('unknown', reason/@code)[1])]"/>
   <xsl:variable name="reason-groups" select="$hosts[generate-id()
       = generate-id(key('reason', concat(@state, ' ', reason/@code))[1])]"/>
-  <!-- The hosts that are not well, while nothing here says why. -->
+  <!-- The hosts that are not well and have neither a service nor a reason to show. -->
   <xsl:variable name="unexplained" select="($with-problems | $unclear)[not(service | reason)]"/>
 
   <xsl:variable name="outcomes" select="$hosts/outcome[generate-id()
@@ -49,7 +49,7 @@
   <!-- The hosts with a proposed repair that has not just failed. -->
   <xsl:variable name="repairable"
       select="$hosts[service/repair[not(. = ../../outcome[@state = 'failed']/@id)]]"/>
-  <!-- A name with other characters than these would be a pattern for Ansible's option limit. -->
+  <!-- In a name with other characters, Ansible's option limit could see a pattern. -->
   <xsl:variable name="plain-characters"
       select="'ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-'"/>
   <xsl:variable name="nameable" select="$repairable[@name != 'all' and @name != 'ungrouped'

@@ -11,7 +11,7 @@ import playbooks
 from panel import BUILD
 
 COLLECTION = "ansible_collections/keldo/keldoctl"
-# Those that need nothing from the network. A version of ansible-test may lack some of them. The
+# The tests that need nothing from the network. A version of ansible-test may lack some of them. The
 # stylesheets have the quotation marks of all languages, so no-smart-quotes is left out.
 SANITY_TESTS = (
     "action-plugin-docs", "compile", "empty-init", "future-import-boilerplate",
@@ -46,7 +46,7 @@ class CollectionTest(unittest.TestCase):
         configuration = self.root / "ansible-lint.yml"
         configuration.write_text("profile: production\n", encoding="utf-8")
         if "ansible-lint 6." not in self.run_tool("ansible-lint", "--version"):
-            # It takes Debian 12's Ansible for too old. Version 6 does not know this setting.
+            # Newer versions reject Debian 12's Ansible without this setting. Version 6 does not know it.
             configuration.write_text('profile: production\nsupported_ansible_also: ["2.14."]\n',
                                      encoding="utf-8")
         output = self.run_tool("ansible-lint", "--offline", "--nocolor", "--config-file", configuration)

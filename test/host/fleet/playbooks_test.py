@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The playbooks on a controller with a fake ssh, whose answers are made before."""
+"""The playbooks on a controller with a fake ssh, which prints prepared answers."""
 
 import pathlib
 import subprocess
@@ -44,7 +44,7 @@ WORSE = (1, recorded("mixed"))
 REPAIRED = (0, WELL[1].replace("<keldoctl/>", f"<keldoctl>{OUTCOME.format('ok')}</keldoctl>"))
 NOT_REPAIRED = (1, DOWN[1].replace("</message>\n    </action>",
                                    "</message><status>error</status><log/></action>"))
-# The requests are: the first question, that of the repair, the repair, and the last question.
+# The playbook sends four requests: inspect, inspect before the repair, repair, inspect again.
 REPAIRABLE = (DOWN, DOWN, REPAIRED, WELL)
 
 
@@ -172,7 +172,8 @@ class ReportTest(unittest.TestCase):
     """The last play alone. The inventory has a server that is called localhost."""
 
     def report(self, document=None, run="1" * 32):
-        """Its exit status and output, with a document in the directory and the number of a run."""
+        """Runs the play with a document in the directory, as the run `run`. Returns its exit status and
+        output."""
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         if document is not None:
             (directory / "fleet.xml").write_text(document, encoding="utf-8")

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Ansible asks and repairs hosts by a program in the place of ssh, which answers as the host's name says.
-The callback writes every host of the inventory once, whatever becomes of the run."""
+"""Ansible asks and repairs hosts by a fake ssh, which chooses its answer by the host's name. The
+callback writes every host of the inventory once, however the run ends."""
 
 import pathlib
 import re
@@ -91,7 +91,7 @@ class Result:
             self.hosts = ET.fromstring(document).findall("host")
 
     def states(self):
-        """Of the hosts that were asked, by name. Fails if a host stands there twice."""
+        """The states of the hosts that were asked, by name. Fails if a host is listed twice."""
         names = [host.get("name") for host in self.hosts]
         assert len(set(names)) == len(names), names
         return {host.get("name"): host.get("state") for host in self.hosts

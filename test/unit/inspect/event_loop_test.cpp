@@ -131,7 +131,7 @@ TEST(ExecutedChild, IsCutEvenIfItEndsFirst) {
     EXPECT_TRUE(result.isCut);
 }
 
-TEST(ExecutedChild, IsReadOnAfterTheContentsOfAFullPipe) {
+TEST(ExecutedChild, IsReadToTheEndAfterAFullPipe) {
     constexpr int pipeSize = 1 << 20;
     Child child = Child::execute({"/bin/sh", "-c", "head -c 1048576 /dev/zero"}, 2 * pipeSize);
     ASSERT_EQ(fcntl(child.outputDescriptor(), F_SETPIPE_SZ, pipeSize), pipeSize);

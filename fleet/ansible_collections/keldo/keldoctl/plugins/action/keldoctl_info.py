@@ -28,7 +28,7 @@ class ActionModule(ActionBase):
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
-        # A reader of the screen has no use for the whole document.
+        # The whole document is too long for the screen.
         result.update(changed=False, _ansible_verbose_override=True)
         arguments = self._validated_arguments()
         try:

@@ -74,13 +74,13 @@ def _outcome_in(data, repair_id):
     return _outcome(repair_id, state, action.get("log", "")[-LONGEST_LOG:])
 
 
-# The gate carries out nothing if it answers so.
+# With these answers the gate has carried out nothing.
 _NOTHING_CARRIED_OUT = ("refused", "busy", "no_gate")
 
 
 def _add_outcomes_without_answer(result, ids, error):
-    """Other repairs may have been carried out without our knowing: they count as failed. The
-    inspection before them says nothing about the state now."""
+    """Unless the gate has refused the request, the repairs may have been carried out, so they count as
+    failed. Removes the first inspection, which may no longer describe the host."""
     is_certain = getattr(error, "code", "") in _NOTHING_CARRIED_OUT
     state = "not_carried_out" if is_certain else "failed"
     result["repairs"] += [_outcome(each, state, str(error)) for each in ids]

@@ -9,9 +9,9 @@ name: fleet
 type: aggregate
 short_description: write what a run found out about each host of the inventory
 description:
-  - Writes the file C(fleet.xml), which has every host of the inventory exactly once, as well, problems,
-    unknown, upgrade, failed, unreachable or unasked, and the inspection of each host that answered as
-    C(hosts/NAME.xml).
+  - Writes the file C(fleet.xml), which has every host of the inventory exactly once, with its state. The
+    state is C(well), C(problems), C(unknown), C(upgrade), C(failed), C(unreachable) or C(unasked).
+  - Writes the inspection of each host that answered to C(hosts/NAME.xml).
   - The states are those that M(keldo.keldoctl.keldoctl_info) and M(keldo.keldoctl.keldoctl_repair)
     found last. A host that failed or was not reachable before it was asked counts as such. In a run
     without these modules, nothing is written.
@@ -71,7 +71,7 @@ class CallbackModule(CallbackBase):
     def _prepare(self, name):
         if self._fleet is None:
             self._fleet = Fleet(self.get_option("directory"), _version(), name)
-            # The processes that run tasks inherit these.
+            # The processes that run tasks inherit these variables.
             os.environ["KELDOCTL_FLEET_RUN"] = self._fleet.run
             os.environ["KELDOCTL_FLEET_DIRECTORY"] = self._fleet.directory
             atexit.register(self._write_if_main, os.getpid())
@@ -110,7 +110,7 @@ class CallbackModule(CallbackBase):
             self._fleet.add_outcomes(name, found)
         self._fleet.add_failure(name, "unreachable", "unreachable", found.get("msg", ""))
 
-    # In a loop, the result of the task has only what the items have told before.
+    # In a loop, each item has its own result; that of the whole task only repeats them.
     v2_runner_item_on_ok = v2_runner_on_ok
 
     def v2_runner_item_on_failed(self, result):
@@ -133,8 +133,8 @@ class CallbackModule(CallbackBase):
                                     found.get("msg", ""))
 
     def _add_other_failure(self, result):
-        """A task before the question failed, so that the host will not be asked. After an answer, the
-        answer stays."""
+        """Another task failed. If the host has not answered yet, it counts as failed, since it will not
+        be asked. An earlier answer stays."""
         name = result._host.get_name()
         if not self._fleet.has_answered(name):
             task = result._task.get_name()

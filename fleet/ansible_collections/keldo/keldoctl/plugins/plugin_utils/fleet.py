@@ -22,7 +22,7 @@ HOST_STATES = ("well", "problems", "unknown", "upgrade", "failed", "unreachable"
 # The role `report` makes these beside the document.
 VIEWS = ("fleet.html", "fleet.json", "fleet.txt")
 
-# A hostile host may name any number of services with titles of any length. More do not help a reader.
+# A hostile host may name any number of services. More than these do not help a reader.
 MOST_SERVICES = 100
 
 _OUR_FILE = re.compile(r"[A-Za-z0-9._=-]+\.xml")
@@ -85,7 +85,7 @@ class Fleet:
         self._replace(name, {"state": state, "reason": (code, one_line(text))})
 
     def has_answered(self, name):
-        """Whether the last that is known of a host is an inspection."""
+        """Whether the newest result of a host is an inspection."""
         return "file" in self._hosts.get(name, {})
 
     def write(self, names):
@@ -186,7 +186,7 @@ def _summary_of(result):
 
 
 def _verdict(counts):
-    """Of all hosts together, by how many are in each state."""
+    """The verdict on the whole fleet, from the number of hosts in each state."""
     if counts["problems"]:
         return "problems"
     if not counts["well"] and not counts["upgrade"] or any(
@@ -196,7 +196,7 @@ def _verdict(counts):
 
 
 def _language(hosts):
-    """That of most answers."""
+    """The language of most answers."""
     languages = collections.Counter(host["lang"] for _, host in hosts if "lang" in host)
     return max(languages, key=languages.get, default="en-US")
 

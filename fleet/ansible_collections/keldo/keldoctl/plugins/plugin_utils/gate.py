@@ -142,7 +142,7 @@ def _end_of(process):
 
 
 class _EndingSignals:
-    """Calls a function before a signal ends this process in the block. Ansible ends its workers by
+    """In this block, calls a function before a signal ends this process. Ansible ends its workers by
     signals, which do not reach a process in another session."""
 
     def __enter__(self):
@@ -176,8 +176,8 @@ class _EndingSignals:
 
 @contextlib.contextmanager
 def _alarm(seconds):
-    """Raises Refusal after these seconds in the block. If the task has a limit of its own, which needs
-    the same alarm, that limit holds instead."""
+    """Raises Refusal if the block takes more than these seconds. A time limit of the task itself uses
+    the same alarm; if there is one, it holds instead."""
 
     def expire(_number, _frame):
         raise _timed_out(seconds)

@@ -2,8 +2,8 @@
 """Reads the answer of a host: an inspection, as keldoctl-inspect prints it.
 
 A host may be broken or hostile, so an answer is refused unless all of it agrees: the document with its
-own counts, and its verdict with the states of the services and with the exit status. A refused answer
-never counts as well.
+own counts, and its verdict with the states of the services and with the exit status. A host
+with a refused answer never has the state "well".
 
 This module imports nothing of Ansible.
 """

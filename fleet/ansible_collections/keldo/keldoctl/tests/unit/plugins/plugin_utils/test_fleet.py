@@ -17,7 +17,7 @@ WEB = "restart-service:web"
 
 
 def answer(state="well", lang="en-US", down=0, document="<inspection />", repairs=()):
-    """A result of a module with as many services down."""
+    """A result of a module, with this number of services down."""
     services = [{"id": f"s{number}", "state": "down", "title": {"text": "T" * 2000},
                  "reason": {"code": "refused", "text": "a\nb"}} for number in range(down)]
     counts = {"services": down, "up": 0, "down": down, "unknown": 0, "stopped": 0, "unchecked": 0}
@@ -82,7 +82,7 @@ class FleetTest(unittest.TestCase):
             self.fleet.add_answer(name, answer(lang=lang))
         self.assertEqual(self.root("a", "b", "c").get(LANG), "de-DE")
 
-    def test_a_host_takes_a_limited_place(self):
+    def test_a_host_takes_limited_space(self):
         self.fleet.add_answer("a", answer("problems", down=1000))
         [host] = self.root("a").findall("host")
         self.assertEqual((host.get("down"), len(host.findall("service"))), ("1000", 100))
