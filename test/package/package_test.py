@@ -83,10 +83,12 @@ class InstallTest(PackageTest):
     def test_the_views_find_the_program_and_their_stylesheets(self):
         self.system.install("keldoctl")
         self.system.write("/service/mysql.xml", DEFINITION)
-        self.assertIn("restart-service:mysql", self.system.run("keldoctl-report", status=1))
-        self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html", status=1))
-        plugin = self.system.run("/usr/lib/nagios/plugins/check_keldoctl", status=2)
-        self.assertIn("KELDOCTL CRITICAL", plugin)
+        # The system has neither a database nor definitions of the other services.
+        self.assertIn("The state of 6 services is not known.",
+                      self.system.run("keldoctl-report", status=2))
+        self.assertIn("<!DOCTYPE html>", self.system.run("keldoctl-report", "--html", status=2))
+        plugin = self.system.run("/usr/lib/nagios/plugins/check_keldoctl", status=3)
+        self.assertIn("KELDOCTL UNKNOWN", plugin)
         self.system.run("/usr/libexec/keldoctl/keep-report", "1")
         self.assertEqual(len(list(self.system.path(RECORDS + "/reports").iterdir())), 1)
 
