@@ -12,7 +12,7 @@ PLACE = "usr/share/ansible/collections/ansible_collections/keldo/keldoctl"
 MODULE = "keldo.keldoctl.keldoctl_info"
 # Some versions of ansible-doc write it in capitals.
 TITLE = f"(?i)> .*{re.escape(MODULE)}"
-# What a package or an archive has of its own.
+# Files that only the package or only the archive has.
 OWN = ("galaxy.yml", "FILES.json", "MANIFEST.json", "LICENSES")
 
 

@@ -19,7 +19,7 @@ ENTITIES = "".join(f'<!ENTITY e{n + 1} "&e{n};&e{n};&e{n};&e{n};&e{n};&e{n};&e{n
 # The target would run for ever; the controller waits this long.
 WAIT = "keldoctl_timeout=3"
 
-# What each target prints (a text, or a shell command that begins with "$ "), its exit status, and the
+# The output of each target (a text, or a shell command that begins with "$ "), its exit status, and the
 # code of the reason why it failed.
 REFUSED = {
     "zeros of 100 MiB": ("$ head -c 104857600 /dev/zero", 0, "too_large"),

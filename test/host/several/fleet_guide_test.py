@@ -67,7 +67,7 @@ class FleetGuideTest(unittest.TestCase):
     def test_the_guide_explains_each_code_of_a_reason(self):
         sources = (PROJECT / "fleet/ansible_collections/keldo/keldoctl/plugins").rglob("*.py")
         text = "\n".join(path.read_text(encoding="utf-8") for path in sources)
-        # Where they are raised, and in the table of the gate's exit statuses.
+        # The codes are in raise statements and in the table of the gate's exit statuses.
         codes = set(re.findall(r'(?:Refusal|[0-9]:) ?\("([a-z_]+)"', text))
         self.assertGreater(len(codes), 12)
         self.assertEqual([code for code in sorted(codes) if f"`{code}`" not in GUIDE], [])

@@ -32,7 +32,7 @@ _WITHOUT_DOCUMENT = {
     127: ("no_gate", "there is no gate on the host"),
 }
 
-# What the gate accepts as the id of a repair.
+# The gate accepts only such ids of repairs.
 REPAIR_ID = re.compile(r"(?!-)[A-Za-z0-9._:/@+-]{1,200}")
 
 _XML_LANG = "http://www.w3.org/XML/1998/namespace lang"
