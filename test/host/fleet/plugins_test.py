@@ -106,7 +106,7 @@ class Result:
                 for host in self.hosts if host.find("outcome") is not None}
 
 
-# The state and reason of each host of ask_by_case().
+# The state of each host of ask_by_case().
 STATE_BY_CASE = {
     "fails-before": "failed", "fails-before-ignored": "well", "fails-before-rescued": "well",
     "fails-after": "well", "wrong-item-last": "failed", "wrong-item-first": "well",
