@@ -292,7 +292,7 @@ class OtherMonitTest(LintTestCase):
 
     def test_a_monit_that_cannot_test(self):
         for script, reason in (
-                ("#!/nonexistent\n", "sh: 1: /usr/bin/monit: not found"),
+                (f"#!{self.folder}/missing\n", "sh: 1: /usr/bin/monit: not found"),
                 ("#!/bin/sh\nkill -KILL $$\n", "Killed"),
                 ("#!/bin/sh\nexit 3\n", "exit status 3"),
                 ("#!/bin/sh\necho The control file must be owned by you.\nexit 1\n",

@@ -49,9 +49,11 @@ class ReleaseTest(unittest.TestCase):
         clone = cls.folder / name
         subprocess.run(["git", "clone", "--quiet", PROJECT, clone], check=True, umask=umask)
         path = f"{cls.folder}/programs:{os.environ['PATH']}"
+        home = cls.folder / "home"
+        home.mkdir(exist_ok=True)
         done = subprocess.run([*wrapper, "script/release", "--quick"], cwd=clone, umask=umask,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False,
-                              env={"PATH": path, "HOME": "/nonexistent"} | environment)
+                              env={"PATH": path, "HOME": str(home)} | environment)
         if done.returncode:
             raise AssertionError(done.stdout)
         [release] = clone.glob("build/release-*")

@@ -76,7 +76,7 @@ class MonitorTest(unittest.TestCase):
                 (document(("smtp", 0), ("web", 32)) + "echo noise >&2\nexit 7\n",
                  down_report("web")),
                 ("#!/bin/sh\necho all is well\n", report()),
-                ("#!/nonexistent\n", report())):
+                (f"#!{self.panel.root}/missing\n", report())):
             with self.subTest(monitor):
                 done = self.status_with(monitor)
                 self.assertEqual((done.returncode, done.stdout, done.stderr), (0, expected, b""))

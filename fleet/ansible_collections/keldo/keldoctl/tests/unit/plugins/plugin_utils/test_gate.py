@@ -8,6 +8,7 @@ import select
 import signal
 import subprocess
 import sys
+import tempfile
 import unittest
 from functools import partial
 from unittest import mock
@@ -68,8 +69,8 @@ class RunTest(unittest.TestCase):
         self.assertEqual(shell("sleep 1000 & echo out"), (0, b"out\n", b""))
 
     def test_a_missing_program_is_an_error(self):
-        with self.assertRaises(FileNotFoundError):
-            gate.run(["/nonexistent"], LONG)
+        with tempfile.TemporaryDirectory() as directory, self.assertRaises(FileNotFoundError):
+            gate.run([f"{directory}/missing"], LONG)
 
     def test_an_answer_that_waits_in_the_pipe_is_read_after_the_end(self):
         script = ("import fcntl, os; fcntl.fcntl(1, fcntl.F_SETPIPE_SZ, 1 << 20);"
