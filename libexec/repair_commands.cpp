@@ -45,7 +45,7 @@ int print(const std::string& text) {
 int printCommands(const std::vector<std::string>& ids) {
     std::string text;
     std::vector<std::string> unknownIds;
-    redirectStdout(); // the configuration prints messages, and libxml2 about malformed definitions
+    redirectStdout(); // the configuration and libxml2 may print messages
     redirectStderr();
     for (const std::string& id : ids) {
         const std::string commands = commandsOf(id);

@@ -11,9 +11,9 @@
  * password is the first line of kvrShadowFile, without its newline; at most 99 characters of it
  * are read. If the server is silent, connecting (handshake included) fails after 10 seconds and a
  * statement after 60. The client never sends a local file, even if the server asks for it. It does
- * not send the password in clear if the library can prevent that. It cannot if the server asks for
- * the full authentication of caching_sha2_password: for that the library counts a unix socket as
- * private.
+ * not send the password in clear if the library can prevent that. The library cannot if the server
+ * asks for the full authentication of caching_sha2_password: it then sends the password in clear
+ * over a unix socket, which it counts as private.
  *
  * A function that connects returns a handle, which the caller closes with db_client()->close(), or
  * null. A function that takes a buffer `error` of `size` bytes writes the reason of a failure into

@@ -15,7 +15,7 @@ struct ReportedTest {
     std::uint32_t number = 0; ///< of the port
     std::string path;         ///< of the socket
     bool hasFailed = false;
-    double seconds = 0; ///< until the answer; negative if the test failed
+    double seconds = 0; ///< until the answer; 0 if the test failed
 };
 
 /// The monitor's result for one service.

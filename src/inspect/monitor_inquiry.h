@@ -47,7 +47,7 @@ public:
     /// Asks for all added services. Returns their judgements in the order of add().
     std::vector<Judgement> ask();
 
-    /// A line such as "5 of 60 services are checked".
+    /// A line such as "Services checked: 5 of 60", in the report's language.
     std::string progress() const;
 
     /// The error number of the first control file that could not be written whole, or 0.

@@ -18,8 +18,8 @@ enum ExitStatus {
 
 /// Carries out a command line: prints the usage or the version, or makes an inspection and prints
 /// its document on standard output. Returns the exit status. Throws Interrupted if a signal asks
-/// the program to end, and what the inspection throws. If it throws, it has printed nothing on
-/// standard output.
+/// the program to end, what the inspection throws, and std::system_error if it cannot write. Unless
+/// writing fails, it has then printed nothing on standard output.
 int run(const CommandLine& commandLine);
 
 } // namespace keldo::inspect

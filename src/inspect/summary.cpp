@@ -9,13 +9,13 @@ namespace keldo::inspect {
 
 namespace {
 
-/// Marks the two forms of a text for the translators' template.
 struct Counted {
     const char* code;
     const char* singular;
     const char* plural;
 };
 
+/// Marks the two forms of a text for the translators' template.
 constexpr Counted marked(const char* code, const char* singular, const char* plural) {
     return {code, singular, plural};
 }

@@ -36,8 +36,8 @@ struct PortCheck {
     bool operator==(const PortCheck&) const = default;
 };
 
-/// The service id of the panel's database. A connection tests the database, not the monitor; the
-/// checks in its definition have no effect.
+/// The service id of the panel's database. keldoctl tests the database by a connection, without the
+/// monitor, so the checks in its definition have no effect.
 inline constexpr const char* databaseService = "mysql";
 
 /// The XML namespace of all elements of a definition: http://HOST/schemas/keldo/service/1 (HOST:
