@@ -98,7 +98,7 @@ problems:
     reason:
       description: Why, as a C(code), a C(text) and the text's language C(lang).
       type: dict
-      sample: {code: refused, text: "Nobody listens on port 80 (http): connection refused.", lang: en-US}
+      sample: {code: refused, text: "Nothing listens on port 80 (http): connection refused.", lang: en-US}
     repairs:
       description: The ids of the repairs that solve the problem.
       type: list
@@ -127,8 +127,8 @@ reason:
       disagrees with itself or with the exit status. C(timed_out), there was no answer in time.
       C(busy), the gate is serving another caller. C(refused), the gate does not accept the request.
       C(no_gate), there is no gate on the host. C(no_document), keldoctl-inspect could not make a
-      document. C(limit_on_target), the time limit on the host was reached. C(exit_status), the exit
-      status is another. C(password), a password is set for the connection.
+      document. C(limit_on_target), the time limit on the host was reached. C(exit_status), the gate
+      ended with any other status. C(password), a password is set for the connection.
   returned: if the task failed, or the host is unreachable
   type: str
   sample: timed_out

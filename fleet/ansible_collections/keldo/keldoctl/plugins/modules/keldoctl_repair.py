@@ -19,7 +19,7 @@ description:
     without a change.
   - The task fails if a repair fails, or if the host answers with something else than an inspection. It
     does not fail if services are still down afterwards; use the result's C(state).
-  - The connection is used as by M(keldo.keldoctl.keldoctl_info).
+  - The module uses the connection as M(keldo.keldoctl.keldoctl_info) does.
 options:
   ids:
     description:
@@ -46,7 +46,7 @@ options:
     default: 960
 attributes:
   check_mode:
-    description: In check mode, the inspection is made, and the result is that of a run before the repairs.
+    description: In check mode, the host is inspected, but not repaired. The result has this inspection.
     support: full
   diff_mode:
     description: Shows the request that is sent to the gate.
