@@ -396,8 +396,9 @@
             mode="row"/>
         <xsl:if test="reason">
           <p>
-            <!-- The text of a reason is in English, so other languages show the reason in their words
-                 before it. Only for the state "failed": the other states already name the reason. -->
+            <!-- The text of a reason is in English, so a page in another language first gives the reason
+                 in its own words. Only the state "failed" needs this: the other states already name the
+                 reason. -->
             <xsl:if test="not(string(reason)) or @state = 'failed' and $words-language != 'en'">
               <b><xsl:apply-templates select="." mode="reason"/></b>
               <xsl:text> </xsl:text>
@@ -436,7 +437,7 @@
     </p>
   </xsl:template>
 
-  <!-- The well hosts: folded, unless they are all there is to say. -->
+  <!-- The well hosts, folded unless all hosts are well and there are not many. -->
   <xsl:template name="well">
     <xsl:if test="$well">
       <section class="up" aria-labelledby="keldoctl-well">

@@ -85,7 +85,9 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- Writes the text of the current node as a string. XML admits no other control characters. -->
+  <!-- Writes the text of the current node as a JSON string. Escapes the backslash, the quotation mark,
+       the tab, the line feed and the carriage return: XML admits no other character that JSON
+       escapes. -->
   <xsl:template name="string">
     <xsl:text>"</xsl:text>
     <xsl:choose>

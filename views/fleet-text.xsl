@@ -13,7 +13,7 @@
 
   <xsl:output method="text" encoding="UTF-8"/>
 
-  <!-- More hosts that are well, or being upgraded, are not named. -->
+  <!-- If more hosts than this are well, or being upgraded, they are not named. -->
   <xsl:variable name="few" select="20"/>
 
   <xsl:template match="fleet">
@@ -140,7 +140,7 @@
     </xsl:apply-templates>
   </xsl:template>
 
-  <!-- The parts of parts/fleet.xsl's groups. -->
+  <!-- Writes a group of parts/fleet.xsl: the title, the reason and the hosts. -->
   <xsl:template name="group">
     <xsl:param name="title"/>
     <xsl:param name="reason"/>
@@ -151,8 +151,8 @@
     <xsl:variable name="reason-phrase">
       <xsl:call-template name="phrase">
         <xsl:with-param name="text">
-          <!-- The text of a host's reason is in English, so other languages show the reason in their words
-               before it. -->
+          <!-- The text of a host's reason is in English, so a report in another language first gives the
+               reason in its own words. -->
           <xsl:if test="self::service or not(string(reason)) or $words-language != 'en'">
             <xsl:value-of select="concat($reason, ' ')"/>
           </xsl:if>

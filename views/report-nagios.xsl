@@ -147,7 +147,8 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- A threshold is 0 if a service of severity major that is down gives its state. -->
+  <!-- The warning threshold is 0 if a service of severity major that is down makes the state WARNING or
+       CRITICAL. The critical threshold is 0 if it makes the state CRITICAL. -->
   <xsl:template name="performance">
     <xsl:value-of select="concat(' | services=', count($services), ' down=', count($down), ';')"/>
     <xsl:if test="$warning-rank &lt;= $major-rank">0</xsl:if>

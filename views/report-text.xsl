@@ -37,7 +37,8 @@
   <xsl:variable name="titles">
     <xsl:apply-templates select="$rows" mode="text"/>
   </xsl:variable>
-  <!-- The reasons stand beside the titles if all titles are short and of certain width. -->
+  <!-- The reasons stand beside the titles if all titles are short and have only
+       characters that take one column. -->
   <xsl:variable name="are-beside"
       select="$longest-title &lt;= 30 and not(translate($titles, $narrow, ''))"/>
   <!-- The indentation of the reasons. -->

@@ -18,7 +18,7 @@
     </xsl:choose>
   </xsl:variable>
 
-  <!-- A part of the page with its heading. -->
+  <!-- The heading of a part of the page. -->
   <xsl:template name="heading">
     <xsl:param name="id"/>
     <xsl:param name="word"/>
