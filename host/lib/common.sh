@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154,SC2034 # names of the script that sources this
-# Shared by host/run and host/make-layer: paths, and whether the layers are up to date.
+# Shared by the scripts of host: paths, the layers and their lock, and signals.
 # The caller first sets `program` and `project`.
 
 # The exit status if the host cannot be made; commands hardly ever use it.
