@@ -31,7 +31,8 @@ bool monitHasAnswered() {
 
 } // namespace
 
-// steady_clock::now(), by labels: clang++ warns if a function in extern "C" returns a C++ type.
+// steady_clock::now(), as the linker names it. In extern "C" the labels would not be needed, but
+// clang++ warns if such a function returns a C++ type.
 keldo::adapter::Clock::time_point realNow() asm("__real__ZNSt6chrono3_V212steady_clock3nowEv");
 keldo::adapter::Clock::time_point aheadNow() asm("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
 
@@ -77,7 +78,7 @@ TEST_F(CheckServices, ReturnsTheServicesOnceAllAreChecked) {
     expect(checkServices(control), "512", "1");
 }
 
-TEST_F(CheckServices, ReturnsNoServicesForAnEmptyFileWithoutMonit) {
+TEST_F(CheckServices, ReturnsNoServicesForAnEmptyFileAndDoesNotRunMonit) {
     EXPECT_TRUE(checkServices(parseControlFile("/control", "# nothing\n")).services.empty());
 }
 

@@ -47,7 +47,7 @@ TEST(Answer, HoldsTheResultsOfEachService) {
     EXPECT_FALSE(second.seconds);
 }
 
-TEST(Answer, TakesNothingFromElementsThatMayContradictEachOther) {
+TEST(Answer, IgnoresElementsThatOccurTwice) {
     const auto answer = readAnswer(
         "<monit><service><name>a</name><name>b</name><status>0</status><status>32</status>"
         "<monitor>1</monitor><monitor>0</monitor></service></monit>");

@@ -87,7 +87,7 @@ TEST(ExecutedChild, HasStatus127AndTheReasonIfThereIsNoSuchProgram) {
     EXPECT_EQ(result.errors, "/nowhere: No such file or directory\n");
 }
 
-TEST(ExecutedChild, ExecutesNothingWithoutItsParentOrItsStreams) {
+TEST(ExecutedChild, ExecutesNothingIfItsParentHasEndedOrItsStreamsCannotBeSet) {
     for (const char* const function : {"getppid", "dup2"}) {
         SCOPED_TRACE(function);
         const FailingCall failing(function, EBADF);
@@ -97,7 +97,7 @@ TEST(ExecutedChild, ExecutesNothingWithoutItsParentOrItsStreams) {
     }
 }
 
-TEST(ExecutedChild, IsReadOnAfterAnInterruption) {
+TEST(ExecutedChild, IsReadWholeDespiteAnInterruption) {
     Child child = shell("echo text");
     waitForOutput(child);
     {
@@ -122,7 +122,7 @@ TEST(ExecutedChild, IsEndedOnceItWritesMoreThanTheLimit) {
     EXPECT_TRUE(cut.isCut);
 }
 
-TEST(ExecutedChild, IsCutEvenIfItEndsFirst) {
+TEST(ExecutedChild, LosesOutputBeyondTheLimitEvenIfItEndsFirst) {
     Child child = shell("head -c 2000 /dev/zero");
     waitForEnd();
     EXPECT_TRUE(child.update());

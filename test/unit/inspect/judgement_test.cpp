@@ -146,7 +146,7 @@ TEST(Judgement, IsUnknownIfNoTestProvesAnything) {
               "up passed ok,untested");
 }
 
-TEST(Judgement, IsUnknownIfTheProtocolOfTheOnlyTestIsMonitsWordForNone) {
+TEST(Judgement, IsUnknownIfTheOnlyTestHasTheProtocolDefault) {
     for (const char* protocol : {"default", "Default", " default ", ";DEFAULT for 1 cycles"}) {
         SCOPED_TRACE(protocol);
         EXPECT_EQ(judged(serviceWith("", {{PortType::UDP, 53, protocol}}),

@@ -109,7 +109,7 @@ TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatWasNotCheckedInTheFirstSec
     EXPECT_EQ(calls(), (std::vector<std::string>{"a b 1.000", "b 10.000"}));
 }
 
-TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatABatchDoesNotNameOnce) {
+TEST_F(MonitorInquiryTest, AsksAgainForEachServiceThatABatchDoesNotNameExactlyOnce) {
     panel_.installMonitor(noteTheCall + R"(
 case $names in
     "a b c ") shown="a a b" ;;
@@ -145,7 +145,7 @@ TEST_F(MonitorInquiryTest, LeavesTheMonitorTimeToPrintBeforeTheDeadline) {
     }
 }
 
-TEST_F(MonitorInquiryTest, LeavesAServiceUnknownThatIsNotCheckedAloneEither) {
+TEST_F(MonitorInquiryTest, LeavesAServiceUnknownIfItIsNotCheckedEvenAlone) {
     panel_.installMonitor(batchMonitor);
     answer("answer.a", "<status>0</status><monitor>2</monitor><checked>0</checked>");
     add({"a", "b"});

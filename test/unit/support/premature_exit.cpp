@@ -28,7 +28,7 @@ class PrematureExitWatch : public testing::EmptyTestEventListener {
 };
 
 [[gnu::constructor]] void watchForPrematureExit() {
-    testing::UnitTest::GetInstance()->listeners().Append(new PrematureExitWatch); // takes it over
+    testing::UnitTest::GetInstance()->listeners().Append(new PrematureExitWatch); // takes ownership
 }
 
 } // namespace
