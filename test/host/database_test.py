@@ -63,7 +63,7 @@ class DatabaseTest(DatabaseTestCase):
 
 @uncounted
 class StatementsTest(DatabaseTest):
-    def test_action_log_on_one_connection_and_database_check_on_another(self):
+    def test_the_action_log_and_the_database_check_use_separate_connections(self):
         self.assertEqual(self.status(), report())
         self.assertEqual(self.database.sessions(),
                          [session(*PREPARATION, *ACTION_LOG), session(*PREPARATION)])
@@ -103,7 +103,7 @@ class ClientLibraryTest(DatabaseTest):
         return len([call for call in own(calls)
                     if f"/{self.NAME}" in call.arguments and not call.result.startswith("-")])
 
-    def test_it_is_loaded_once_and_not_for_help(self):
+    def test_the_library_is_loaded_once_and_not_for_help(self):
         self.assertEqual(self.opened("--help"), 0)
         self.assertEqual(self.opened("--status"), 1)
 
@@ -132,19 +132,19 @@ class CharacterSetTest(DatabaseTest):
         self.assertEqual(first.statements()[:len(statements)], statements)
         return statements
 
-    def test_utf8_unless_the_panel_says_false_or_nothing(self):
+    def test_utf8_is_chosen_unless_the_panel_says_false_or_nothing(self):
         for value in ("true", "1", "no", "FALSE", "False", " false", "falsehood"):
             with self.subTest(value):
                 self.database.reset(misc=value)
                 self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES utf8"])
 
-    def test_binary_if_the_panel_says_false_or_nothing(self):
+    def test_binary_is_chosen_if_the_panel_says_false_or_nothing(self):
         for value in ("false", "", None):
             with self.subTest(value):
                 self.database.reset(misc=value)
                 self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES binary"])
 
-    def test_binary_if_the_value_is_null(self):
+    def test_binary_is_chosen_if_the_value_is_null(self):
         self.database.sql("UPDATE kvr.misc SET val = NULL;")
         self.assertEqual(self.prepared(), [KEYS_OFF, VERSION, MISC, "SET NAMES binary"])
 
@@ -211,7 +211,7 @@ class PasswordTest(DatabaseTest):
         denied = "Access denied for user 'admin'@'localhost' (using password: YES)"
         self.assertEqual(self.database.sessions(), [(CONNECT, [("Connect", denied)])] * 2)
 
-    def test_no_connection_without_a_password(self):
+    def test_no_connection_is_made_without_a_password(self):
         for content in (None, b""):
             with self.subTest(content):
                 self.assertFalse(self.lets_in(content, ""))

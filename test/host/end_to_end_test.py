@@ -66,13 +66,13 @@ class EndToEndTest(unittest.TestCase):
                 self.assertEqual(repaired, report([], [action(service, status="ok", log=log)]))
                 self.assertEqual(keldoctl("--status"), report())
 
-    def test_several_services_are_down_at_once(self):
+    def test_all_services_that_are_down_are_reported(self):
         service_control("kill", "web")
         service_control("stop", "dns")
         service_control("kill", "redis")
         self.assertEqual(keldoctl("--status"), down("dns", "redis", "web"))
 
-    def test_a_german_report(self):
+    def test_a_german_report_has_german_texts(self):
         service_control("kill", "web")
         restart = "restart-service:web"
         self.assertEqual(keldoctl("--status", "--language=de-DE"), report(

@@ -438,7 +438,7 @@ class ControlFileTest(AdapterTest):
 class StandardDescriptorTest(AdapterTest):
     TEXT = ControlFileTest.TEXT
 
-    def test_closed_descriptors(self):
+    def test_only_a_closed_standard_output_is_a_failure(self):
         path = self.control_file(self.TEXT)
         for closed, status in (('<&-', 0), ('2>&-', 0), ('<&- 2>&-', 0), ('>&-', 1),
                                ('<&- >&- 2>&-', 1)):
@@ -693,7 +693,7 @@ class SweepTest(AdapterTest):
                 output, _ = strace.communicate(timeout=PATIENCE)
                 self.assertEqual(statuses(output), [('web', '512')])
 
-    def test_calls_side_by_side(self):
+    def test_calls_side_by_side_do_not_disturb_each_other(self):
         path = self.control_file(ControlFileTest.TEXT)
         for _ in range(5):
             calls = [start(path) for _ in range(8)]

@@ -154,7 +154,7 @@ class FindingTest(LintTestCase):
                 self.assertEqual(len(lines), 1)
                 self.assertIn(text, lines[0])
 
-    def test_monit_and_keldoctl_accept_these(self):
+    def test_unusual_but_right_definitions_have_no_findings(self):
         process = "<pid-file>/run/x</pid-file>"
         for name, checks in (
                 ("web", process + "<unix-socket>\n\t/run/a.sock \n</unix-socket>"),
@@ -206,7 +206,7 @@ class OutputTest(LintTestCase):
         self.clean = self.write("c", definition("c"))
         self.full = self.enterContext(open("/dev/full", "wb"))
 
-    def test_standard_output_that_cannot_be_written(self):
+    def test_standard_output_that_cannot_be_written_gives_status_2(self):
         reader, writer = os.pipe()
         os.close(reader)
         self.addCleanup(os.close, writer)
@@ -220,7 +220,7 @@ class OutputTest(LintTestCase):
                 self.assertEqual((done.returncode, done.stderr), (
                     2, f"keldo-service-lint: {about}cannot write to standard output -- {reason}\n"))
 
-    def test_standard_error_that_cannot_be_written(self):
+    def test_findings_that_cannot_be_written_give_status_2(self):
         found = self.write("a", definition("b"))
         self.assertEqual(lint(found, stderr=self.full).returncode, 2)
         self.assertEqual(lint(self.clean, stderr=self.full).returncode, 0)
@@ -242,15 +242,15 @@ class InheritanceTest(LintTestCase):
         said = "" if 2 in closed else self.said
         self.assertEqual((done.returncode, done.stdout, done.stderr), (1, "", said))
 
-    def test_ignored_signals(self):
+    def test_ignored_signals_do_not_change_the_findings(self):
         self.check(lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
 
-    def test_closed_descriptors(self):
+    def test_closed_descriptors_do_not_change_the_findings(self):
         for closed in ((0,), (1,), (2,), (0, 1), (0, 2), (1, 2), (0, 1, 2)):
             with self.subTest(closed):
                 self.check(lambda: [os.close(stream) for stream in closed], closed)
 
-    def test_a_file_that_may_not_grow(self):
+    def test_a_file_that_may_not_grow_gives_status_2_and_leaves_nothing(self):
         done = lint(self.clean, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE,
                                                                       (0, 0)))
         self.assertEqual(done.returncode, 2)
@@ -290,7 +290,7 @@ class OtherMonitTest(LintTestCase):
                          (2, "", f"keldo-service-lint: {self.clean}: {self.UNTESTED}{reason}\n"))
         self.assertEqual(directories(), [])
 
-    def test_a_monit_that_cannot_test(self):
+    def test_a_monit_that_cannot_test_is_reported(self):
         for script, reason in (
                 (f"#!{self.folder}/missing\n", "sh: 1: /usr/bin/monit: not found"),
                 ("#!/bin/sh\nkill -KILL $$\n", "Killed"),
@@ -301,7 +301,7 @@ class OtherMonitTest(LintTestCase):
                 self.replace_monit(script)
                 self.check_untested(reason)
 
-    def test_a_monit_that_is_killed_in_place_of_the_shell(self):
+    def test_a_monit_that_is_killed_in_place_of_the_shell_is_reported(self):
         self.replace_monit("#!/bin/sh\nkill -KILL $$\n")
         shell = pathlib.Path("/usr/bin/sh")
         usual = shell.rename("/usr/bin/sh.usual")

@@ -40,14 +40,14 @@ class ViewsTest(unittest.TestCase):
         self.assertEqual(done.returncode, status)
         return without_times(done.stdout)
 
-    def test_the_examples_of_the_manual(self):
+    def test_the_examples_of_the_manual_print_what_it_shows(self):
         service_control("kill", "web")
         for (command, output), status in zip(shown_commands("keldoctl-report.8", "EXAMPLES"),
                                              (1, 0, 0), strict=True):
             with self.subTest(command):
                 self.assertEqual(self.shell(command, status), without_times(output))
 
-    def test_the_commands_that_the_report_shows(self):
+    def test_the_commands_that_the_report_shows_repair_the_services(self):
         """They repair one service, and then all that are down."""
         for services in (["web"], ["web", "redis"]):
             with self.subTest(services):

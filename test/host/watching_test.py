@@ -65,7 +65,7 @@ class WatchingTest(unittest.TestCase):
         self.assertEqual((found, re.sub(r"time=[0-9.]+s", "time=", line)),
                          (status, f"KELDOCTL {text} | services=7 {numbers} time=\n"))
 
-    def test_a_crash_and_its_repair(self):
+    def test_the_monitors_show_a_crash_and_its_repair(self):
         self.check(0, "OK - 7 up", "down=0;0;0 unknown=0 stopped=0")
         self.run_job()
 
@@ -104,7 +104,7 @@ class WatchingTest(unittest.TestCase):
             check=True, stdout=subprocess.PIPE)
         self.assertIn(b' verdict="well">', done.stdout)
 
-    def test_a_file_system_that_is_read_only(self):
+    def test_a_read_only_file_system_leaves_services_unknown(self):
         tmp = "/usr/local/kvr/tmp"
         subprocess.run(["mount", "-t", "tmpfs", "-o", "ro", "none", tmp], check=True)
         self.addCleanup(subprocess.run, ["umount", tmp], check=True)

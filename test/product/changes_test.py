@@ -53,7 +53,7 @@ class ChangesTest(unittest.TestCase):
         self.assertEqual(empty, ["-", "-", ""])
         return [text if first == "-" else f"{shown(first)}  {text}" for first, _, text in rest]
 
-    def test_each_state_and_its_duration(self):
+    def test_each_state_is_shown_with_its_duration(self):
         self.assertEqual(self.changes(
             ("1 00:00", {"web": "up", "dns": "up"}),
             ("1 00:15", {"web": ("down", "Refused."), "dns": "up"}),
@@ -65,7 +65,7 @@ class ChangesTest(unittest.TestCase):
                 "2 02:25  web: Not known (1 d) -> Stopped", "    By the administrator.",
                 "4 05:30  web: Stopped (2 d 3 h) -> Up"])
 
-    def test_short_durations_and_those_of_whole_hours(self):
+    def test_short_durations_and_those_of_whole_hours_have_one_unit(self):
         lines = [inspection([service("web", state)], started=f"2026-11-01T{time}Z")
                  for time, state in (("00:00:00", "up"), ("00:00:01", "down"), ("00:01:00", "up"),
                                      ("00:02:00", "down"), ("03:02:00", "up"))]
@@ -83,14 +83,14 @@ class ChangesTest(unittest.TestCase):
             ("1 00:00", {"web": ("down", "Refused.")}), ("1 00:15", {"web": ("down", "Silent.")})),
             ["No change of state"])
 
-    def test_a_service_that_is_not_listed(self):
+    def test_a_service_that_is_not_listed_keeps_its_last_state(self):
         self.assertEqual(self.changes(
             ("1 00:00", {"web": "up"}), ("1 00:15", {"web": "up", "redis": "up"}),
             ("1 00:30", {}), ("1 00:45", {"web": "up", "redis": "down"})),
             ["1 00:15  redis: Not listed -> Up", "1 00:45  redis: Up (30 min) -> Down",
              "    All tests passed."])
 
-    def test_an_upgrade(self):
+    def test_an_upgrade_is_shown_and_keeps_the_states_before_it(self):
         self.assertEqual(self.changes(
             ("22 00:05", {"web": "up", "dns": "up"}), ("22 00:20", inspected("upgrade")),
             ("22 00:35", inspection([service("dns", "unchecked"), service("web", "stopped", "S.")],
@@ -101,7 +101,7 @@ class ChangesTest(unittest.TestCase):
                 "22 00:51  Upgrade in progress: Yes (30 min) -> No",
                 "22 00:51  dns: Up (> 46 min) -> Down", "    All tests passed."])
 
-    def test_an_upgrade_before_all_other_inspections(self):
+    def test_an_upgrade_before_all_other_inspections_leaves_earlier_states_open(self):
         self.assertEqual(self.changes(
             ("22 00:20", inspected("upgrade")), ("23 00:21", {"web": "up", "dns": "down"}),
             ("23 00:36", {"web": "down", "redis": "up", "dns": "down"})), [
@@ -110,7 +110,7 @@ class ChangesTest(unittest.TestCase):
                 "23 00:36  web: Up (> 15 min) -> Down", "    All tests passed.",
                 "23 00:36  redis: Not listed -> Up"])
 
-    def test_reports_of_version_1_0_0(self):
+    def test_reports_of_version_1_0_0_show_the_services_that_are_down(self):
         web_down = "    The web title service is switched off."
         self.assertEqual(self.changes(
             ("1 00:00", report()), ("1 00:15", down_report("web")),
@@ -135,7 +135,7 @@ class ChangesTest(unittest.TestCase):
                 "1 00:45  smtp: Up (> 15 min) -> Down", "    All tests passed.",
                 "1 00:45  dns: Not known (> 15 min) -> Up"])
 
-    def test_flapping(self):
+    def test_too_many_changes_in_24_hours_are_flapping(self):
         def runs(*times):
             return [(time, {"web": ("up", "down")[number % 2], "dns": "up"})
                     for number, time in enumerate(times)]
@@ -155,7 +155,7 @@ class ChangesTest(unittest.TestCase):
                 self.assertEqual([line for line in found if "  " not in line],
                                  expected if flapping else [])
 
-    def test_two_services_are_flapping(self):
+    def test_all_flapping_services_are_named(self):
         states = [{"web": state, "dns": state} for state in ("up", "down", "up")]
         self.assertEqual(self.changes(
             *zip(("1 00:00", "1 00:15", "1 00:30"), states), most_changes=1)[-1],
@@ -180,7 +180,7 @@ class ChangesTest(unittest.TestCase):
         self.assertEqual(self.changes(("1 00:00", {"web": "up"}), ("1 00:15", {"web": "slow"}))[0],
                          "1 00:15  web: Up (> 15 min) -> slow")
 
-    def test_the_words_of_each_language(self):
+    def test_the_states_have_the_words_of_each_language(self):
         states = ("up", "down", "unknown", "stopped", "slow")
         runs = [(f"1 {hour:02}:00", {"web": state}) for hour, state in enumerate(states)]
         for table in xml.etree.ElementTree.parse(VIEWS / "parts/words.xml").getroot():

@@ -113,7 +113,7 @@ class ContentTest(FleetPageTestCase):
         return self.each(".row", """['h3', '.reason', '.number'].map(
             part => each.querySelector(part).innerText)""")
 
-    def test_all_well(self):
+    def test_a_fleet_that_is_well_shows_its_hosts(self):
         self.load("all_well", time="2026-11-22 05:48 CET")
         self.assertEqual(self.shown(), [
             "All hosts are well.", "Hosts: 3. Services: 21.", "Well", "Hosts: 3", "web1.example",
@@ -121,7 +121,7 @@ class ContentTest(FleetPageTestCase):
             "Run: 00112233445566778899aabbccddeeff"])
         self.assertEqual(self.run_script("document.title"), "All hosts are well. – Fleet report")
 
-    def test_the_headline(self):
+    def test_the_headline_names_the_worst_states(self):
         for document, headline in (
                 ("all_states", "Hosts with problems: 2. Hosts whose state is not known: 7."),
                 ("not_known", "Hosts whose state is not known: 1."),
@@ -146,7 +146,7 @@ class ContentTest(FleetPageTestCase):
                 self.load_html(page_of(VIEW, document))
                 self.assertEqual(self.each(".top", "each.className"), [f"top {look}"])
 
-    def test_the_numbers_of_hosts_in_each_state(self):
+    def test_the_hosts_in_each_state_are_counted(self):
         self.load("all_states")
         self.assertEqual(self.each(".counts li", "each.innerText.replace(/\\s+/, ' ')"), [
             "2 Problems", "1 Not known", "4 No usable answer", "1 Unreachable", "1 Not asked",
@@ -198,7 +198,7 @@ class ContentTest(FleetPageTestCase):
             self.load(fleet(*(host(f"web{n}") for n in range(number)), verdict="well"))
             self.assertEqual(self.each("section.up details", "each.open"), [is_open])
 
-    def test_the_outcomes_of_repairs(self):
+    def test_the_outcomes_of_repairs_come_first(self):
         self.load("repaired")
         self.assertEqual(self.groups()[:3], [
             ["Failed", "restart-service:web", "Hosts: 2"],

@@ -24,7 +24,7 @@ class FleetTextTest(ViewTestCase):
         self.assertNotIn("\n", head)
         return body
 
-    def test_recorded_documents(self):
+    def test_each_recorded_document_has_its_text(self):
         for name, text in (("all_states", f"""\
 Hosts: 12  2026-11-22 04:48 UTC  12.345 s
 
@@ -164,13 +164,13 @@ Hosts: 0  2026-11-22 04:48 UTC  12.345 s
                       [host("a", "new")], []):
             self.assertNotIn("All hosts are well", self.show(fleet(*hosts, verdict="well")))
 
-    def test_signs_and_names_in_ascii(self):
+    def test_signs_and_names_are_ascii_if_asked_for(self):
         text = self.show(recorded("repaired"), ascii="yes")
         self.assertTrue(text.isascii())
         self.assertEqual([line[:3] for line in text.splitlines() if line.startswith("[")],
                          ["[x]", "[-]", "[+]", "[x]", "[?]", "[+]"])
 
-    def test_colours(self):
+    def test_headlines_and_outcomes_have_their_colours(self):
         text = self.show(recorded("repaired"), escape="\ue000")
         self.assertIn("\ue000[1;31m✖ Failed:\ue000[0m restart-service:web", text)
         self.assertIn("\ue000[1;32m✔ Succeeded:\ue000[0m", text)
@@ -199,7 +199,7 @@ Hosts: 0  2026-11-22 04:48 UTC  12.345 s
                 if "--limit" not in line and " " in line.strip():
                     self.assertLessEqual(len(line), 60, path.stem)
 
-    def test_a_thousand_hosts(self):
+    def test_a_thousand_hosts_make_a_short_text(self):
         text = self.show(thousand())
         self.assertIn("\n✖ Hosts with problems: 50\n  Web Server (Hosts: 50)\n", text)
         self.assertIn("\n✔ Well: 871\n", text)

@@ -204,13 +204,13 @@ class DiagnosticsTest(unittest.TestCase):
                 self.assertRegex(rest, r"^(keldoctl|keldo-service-lint)?(: )?"
                                        r"([A-Z_]|/usr/bin/monit|\S+/schemas/keldo/service/1)*$")
 
-    def test_keldoctl(self):
+    def test_keldoctl_8_explains_each_message_of_keldoctl(self):
         self.check("keldoctl.8", *(f"src/{folder}/*.cpp" for folder in FOLDERS_OF_KELDOCTL))
 
-    def test_keldo_service_lint(self):
+    def test_keldo_service_lint_1_explains_each_message(self):
         self.check("keldo-service-lint.1", "src/lint/*.cpp")
 
-    def test_monit_check_status(self):
+    def test_monit_check_status_8_explains_each_message(self):
         self.check("monit-check-status.8", "src/adapter/*.cpp")
 
     def check_scripts(self, name, *scripts):
@@ -232,18 +232,18 @@ class DiagnosticsTest(unittest.TestCase):
             with self.subTest("in the page", text=text):
                 self.assertTrue(any(re.fullmatch(message, text) for message in patterns))
 
-    def test_keldoctl_report(self):
+    def test_keldoctl_report_8_explains_each_message(self):
         self.check_scripts("keldoctl-report.8", ("keldoctl-report", "keldoctl-report: "),
                            ("show-changes", "keldoctl-report: "), ("keep-report", "keep-report: "),
                            ("write-metrics", "write-metrics: "))
 
-    def test_keldoctl_notify(self):
+    def test_keldoctl_notify_8_explains_each_message(self):
         self.check_scripts("keldoctl-notify.8", ("keldoctl-notify", "keldoctl-notify: "))
 
-    def test_keldoctl_gate(self):
+    def test_keldoctl_gate_8_explains_each_message(self):
         self.check_scripts("keldoctl-gate.8", ("keldoctl-gate", "keldoctl-gate: "))
 
-    def test_check_keldoctl(self):
+    def test_check_keldoctl_8_explains_each_message(self):
         self.check_scripts("check_keldoctl.8", ("check_keldoctl", "KELDOCTL UNKNOWN - "))
 
 
@@ -257,7 +257,7 @@ def arrays(name):
 
 
 class ContentTest(unittest.TestCase):
-    def test_the_sentences_of_the_report(self):
+    def test_keldoctl_8_lists_the_sentences_of_the_report(self):
         code = "".join(path.read_text(encoding="utf-8")
                        for path in (PROJECT / "src/diag").glob("*.cpp"))
         sentences = set(re.findall(r'\btranslate(?:With)?\("(.*?)"', code))
@@ -266,14 +266,14 @@ class ContentTest(unittest.TestCase):
         self.assertEqual({re.sub(r"  +", " ", line.strip()) for line in listed.splitlines()},
                          sentences)
 
-    def test_the_core_services(self):
+    def test_keldoctl_8_lists_the_core_services(self):
         code = (PROJECT / "src/diag/services_to_check.h").read_text(encoding="utf-8")
         services = re.search(r"coreServices = {(.*?)}", code)[1].replace('"', "")
         self.assertEqual(services, ", ".join(CORE_SERVICES))
         self.assertIn(f"in this order: {services}.",
                       re.sub(r"\s+", " ", formatted(page("keldoctl.8"))))
 
-    def test_the_codes_of_inspections(self):
+    def test_keldoctl_inspect_8_explains_each_code_of_a_reason(self):
         code = (PROJECT / "src/inspect/reasons.cpp").read_text(encoding="utf-8")
         codes = set(re.findall(r'{"([a-z_]+)", Subject::', code))
         text = page("keldoctl-inspect.8").read_text(encoding="utf-8")
@@ -282,20 +282,20 @@ class ContentTest(unittest.TestCase):
                      for word in line.split(" , ")}
         self.assertEqual(explained, codes)
 
-    def test_the_ending_signals(self):
+    def test_keldoctl_8_lists_the_ending_signals(self):
         code = (PROJECT / "src/exec/ending_signals.cpp").read_text(encoding="utf-8")
         table = re.search(r"namedEndingSignals\[\] = {(.*?)};", code, re.S)[1]
         self.assertIn(f"ended by {', '.join(re.findall(r'(SIG.*?),', table))} or a real-time signal",
                       re.sub(r"\s+", " ", formatted(page("keldoctl.8"))))
 
-    def test_the_variables_and_their_defaults(self):
+    def test_kvr_conf_5_lists_the_variables_and_their_defaults(self):
         variables = zip(arrays("theKvrConfArray")[1:-1], arrays("theKvrConfDefauls")[1:-1])
         rows = re.findall(r"^\.It Li ([A-Z_]+) Ta Li (\S+)$",
                           page("kvr.conf.5").read_text(encoding="utf-8"), re.M)
         self.assertEqual(rows, sorted(variables))
         self.assertIn(f"these {len(rows)} variables", formatted(page("kvr.conf.5")))
 
-    def test_the_usage(self):
+    def test_keldoctl_8_shows_the_usage(self):
         program = BUILD / "keldoctl"
         self.assertIn(f"# keldoctl --help\n{run(program, '--help')}",
                       displays("keldoctl.8", "EXAMPLES"))

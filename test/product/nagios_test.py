@@ -22,7 +22,7 @@ class NagiosTest(ViewTestCase):
     def state(self, *services, **parameters):
         return self.first_line(*services, **parameters).split(" ")[1]
 
-    def test_recorded_inspections(self):
+    def test_each_recorded_inspection_has_its_line(self):
         for name, text, numbers in (
                 ("all_well", "OK - 7 up", "7 down=0;0;0 unknown=0 stopped=0"),
                 ("stopped", "OK - 5 up, 2 stopped by the administrator",
@@ -48,11 +48,11 @@ class NagiosTest(ViewTestCase):
                 self.assertEqual(
                     self.show(inspected(name)), f"KELDOCTL {text} | services={numbers} time=0.412s\n")
 
-    def test_the_example_of_the_manual(self):
+    def test_the_example_of_the_manual_is_what_the_view_prints(self):
         [(_, lines)] = shown_commands("check_keldoctl.8", "EXAMPLES")
         self.assertEqual(" ".join(lines.split()) + "\n", self.show(inspected("mixed")))
 
-    def test_reasons_of_what_is_not_known(self):
+    def test_the_line_says_why_services_are_not_known(self):
         dns = service("dns", "unknown", "No space.", title="Name Server")
         for services, text in (
                 ([dns], "1 of 1 not known: Name Server (No space)"),
@@ -69,7 +69,7 @@ class NagiosTest(ViewTestCase):
                 self.assertIn(f"KELDOCTL UNKNOWN - {text} | ",
                               self.first_line(*services, verdict="unknown"))
 
-    def test_services_are_missing_without_the_action_log(self):
+    def test_the_line_says_that_the_action_log_cannot_be_read(self):
         log = [("action_log", "failed", LOG)]
         self.assertIn(f"UNKNOWN - 1 up; {LOG[:-1]} |", self.first_line(
             service("web", "up"), verdict="unknown", dependencies=log))
@@ -107,7 +107,7 @@ class NagiosTest(ViewTestCase):
                                    verdict=verdict)
             self.assertLess(len(text.encode()), 4096)
 
-    def test_thresholds(self):
+    def test_thresholds_decide_the_state(self):
         # The states if a service of this severity is down: minor, major, critical, none at all.
         for warning, critical, states in (
                 ("minor", "major", "WARNING CRITICAL CRITICAL WARNING"),
@@ -122,7 +122,7 @@ class NagiosTest(ViewTestCase):
                          for severity in ("minor", "major", "critical", None)]
                 self.assertEqual(" ".join(found), states)
 
-    def test_thresholds_in_the_performance_data(self):
+    def test_the_performance_data_has_the_thresholds(self):
         for warning, critical, shown in (("major", "critical", "0;"), ("critical", "none", ";"),
                                          ("none", "minor", ";0"), ("minor", "major", "0;0")):
             with self.subTest(warning=warning, critical=critical):
@@ -141,7 +141,7 @@ class NagiosTest(ViewTestCase):
             self.assertIn(f"KELDOCTL {state} - upgrade in progress, 7 not checked | ",
                           self.show(inspected("upgrade"), **parameters))
 
-    def test_further_lines(self):
+    def test_each_verbosity_adds_lines(self):
         first, *lines = self.show(inspected("mixed"), verbosity=3).splitlines(keepends=True)
         web, dns, mail = (
             f"down: {WEB[:10]} [web]: {NO_PROCESS.format('/run/kvr/web.pid')}.\n",

@@ -150,7 +150,7 @@ class ContentTest(InspectionPageTestCase):
         """The lines that a reader sees, without opening anything."""
         return self.run_script("document.body.innerText.split(/\\n+/).filter(line => line)")
 
-    def test_all_well(self):
+    def test_a_server_that_is_well_shows_its_services(self):
         self.load("all_well", host="panel.example", time="2026-11-21 12:00 CET")
         self.assertEqual(self.shown(), [
             "All 7 services that ought to run are up.", "7 services were checked in 0.4 s.", "Up",
@@ -160,7 +160,7 @@ class ContentTest(InspectionPageTestCase):
         self.assertEqual(self.run_script("document.title"), (
             "All 7 services that ought to run are up. – panel.example – Service report"))
 
-    def test_the_headline(self):
+    def test_the_headline_says_what_is_wrong(self):
         lost = ('<dependency id="action_log" state="failed"><reason code="no_action_log"'
                 ' xml:lang="en-US">The log is lost.</reason><detail>denied</detail></dependency>')
         for document, headline in (
@@ -221,7 +221,7 @@ class ContentTest(InspectionPageTestCase):
         self.load("forty_down")  # definitions that do not exist
         self.assertEqual(self.texts(".advice"), [])
 
-    def test_the_parts_and_their_order(self):
+    def test_the_parts_are_in_order(self):
         for name, parts in (("mixed", ["Down", "Not known", "Stopped by the administrator", "Up"]),
                             ("repair_failed", ["Repairs carried out", "Down", "Up"]),
                             ("upgrade", ["Not checked"])):
@@ -374,7 +374,7 @@ class FragmentTest(InspectionPageTestCase):
 
 
 class LanguageTest(InspectionPageTestCase):
-    def test_languages_and_directions(self):
+    def test_each_text_has_its_language_and_direction(self):
         for name, page, titles, directions in (
                 ("two_down_in_german", ["de", "ltr"], ["en-US", "de-DE"], ["ltr"] * 2),
                 ("repair_in_hebrew", ["en", "rtl"], ["he-IL", "en-US", ""], ["rtl", "ltr", "ltr"])):

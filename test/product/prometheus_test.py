@@ -46,7 +46,7 @@ def metrics(up, known, stopped, dependencies, *, upgrade=0):
 class PrometheusTest(ViewTestCase):
     VIEW = "prometheus"
 
-    def test_recorded_inspections(self):
+    def test_each_recorded_inspection_has_its_metrics(self):
         each = (*CORE, "redis")
         ones, zeros = dict.fromkeys(each, 1), dict.fromkeys(each, 0)
         usable = dict.fromkeys(DEPENDENCIES, 1)
@@ -72,7 +72,7 @@ class PrometheusTest(ViewTestCase):
     def test_without_services_no_metric_of_services_is_declared(self):
         self.assertNotIn("keldoctl_service", self.show(inspection()))
 
-    def test_times(self):
+    def test_the_time_of_the_run_is_in_seconds_since_1970(self):
         for started in ("1970-01-01T00:00:00Z", "2000-02-29T23:59:59Z", "2026-12-31T12:00:00Z",
                         "2027-01-01T00:00:00Z", "2028-03-01T00:00:01Z", "2040-02-29T23:59:59Z",
                         "2100-02-28T23:59:59Z", "2100-03-01T00:00:00Z"):

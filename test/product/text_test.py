@@ -53,7 +53,7 @@ class TextTest(ViewTestCase):
         self.assertIn("  2026-11-22 00:20 UTC", head)
         return body.removeprefix("\n")
 
-    def test_recorded_inspections(self):
+    def test_each_recorded_inspection_has_its_text(self):
         up = ("✔ 6 services are up: Database Server, Control Panel, Mail Transfer (SMTP),\n"
               "  Name Server, Mailbox Access (IMAP), Redis Cache\n")
         for name, text in (("all_well", f"""\
@@ -194,17 +194,17 @@ class TextTest(ViewTestCase):
         text = self.body(inspection(*(service(f"s{title}", "up", title=title) for title in titles)))
         self.assertEqual([title for title in titles if title not in text], [])
 
-    def test_many_services_that_are_up(self):
+    def test_many_services_that_are_up_are_all_named(self):
         text = self.body(inspection(*(service(f"s{number}", "up") for number in range(3000))))
         self.assertEqual(len(re.findall(r"s\d+", text)), 3000)
 
-    def test_the_head_of_a_narrow_terminal(self):
+    def test_the_head_is_broken_for_a_narrow_terminal(self):
         self.assertEqual(self.show(inspected("all_well"), width=60).split("\u2714")[0], f"""\
 {HEAD}
   7 services were checked in 0.4 s.
 """)
 
-    def test_nothing_is_known(self):
+    def test_if_nothing_is_known_the_headline_has_the_common_reason(self):
         same = [service(name, "unknown", "There is no space.") for name in "ab"]
         missing = [service(name, "unknown", f"There is no {name}.xml.", "definition_missing")
                    for name in "ab"]
@@ -230,7 +230,7 @@ class TextTest(ViewTestCase):
             with self.subTest(name):
                 self.assertEqual(self.body(document), text)
 
-    def test_a_dependency_whose_reason_no_service_has(self):
+    def test_a_dependency_whose_reason_no_service_has_is_shown(self):
         for state, told in (("failed", True), ("missing", True), ("ok", False), ("unasked", False)):
             for reason in ("It is silent.", "It fails."):
                 with self.subTest(state, reason=reason):
@@ -240,7 +240,7 @@ class TextTest(ViewTestCase):
                     self.assertEqual(text.endswith(f"\n\n? {reason}\n"),
                                      told and reason == "It is silent.")
 
-    def test_a_definition_that_the_checker_explains(self):
+    def test_a_wrong_definition_comes_with_the_command_that_explains_it(self):
         definitions = '<dependency id="definitions" state="ok" path="/service"/>'
         for code, is_named in (("definition_refused", True), ("definition_ill_formed", True),
                                ("definition_missing", False), ("not_named", False)):
@@ -312,7 +312,7 @@ class TextTest(ViewTestCase):
         self.assertEqual(text.count(DIRECTIONS_REPLACED), 9)
         self.assertFalse(set(DIRECTIONS[1:-1]) & set(text))
 
-    def test_colours(self):
+    def test_signs_and_headlines_have_their_colours(self):
         text = self.body(inspection(
             service("a"), service("b", "unknown", reason="E fails"), service("c", "up"),
             service("d", "stopped"), report=repair("E")), escape="E")
@@ -337,13 +337,13 @@ E[1;32m✔E[0m word word word word word word word
   word word word : a
 """)
 
-    def test_signs_in_ascii(self):
+    def test_signs_are_ascii_if_asked_for(self):
         text = self.body(inspection(
             service("a"), service("b", "unknown"), service("c", "up"), service("d", "stopped"),
             report=repair("", "error")), ascii="yes")
         self.assertEqual(re.findall(r"^\S+", text, re.M), ["[x]", "[x]", "[?]", "[+]", "[-]"])
 
-    def test_every_language(self):
+    def test_each_language_has_texts_of_its_own(self):
         document = inspection(service("a", "unknown"), report=repair("x\n" * 21, "error"))
         texts = {self.show(document, language=language.code) for language in listed_languages()}
         self.assertEqual(len(texts), len(list(listed_languages())))
@@ -375,7 +375,7 @@ class CommandTest(ViewTestCase):
                     self.show(inspection(service("a"), report=problem("a", action))))
                 self.assertEqual(self.arguments(command), ["--repair", action])
 
-    def test_quotes_and_replacements(self):
+    def test_only_unsafe_ids_are_quoted_and_their_controls_replaced(self):
         for action, shown in (("restart-service:web-1.2_x@y", "restart-service:web-1.2_x@y"),
                               # An interactive shell acts on these while it reads.
                               ("a&#9;b&#10;c\x9bd", "'a\ufffdb\ufffdc\ufffdd'")):

@@ -27,7 +27,7 @@ class PluginTestCase(InstalledViewsTestCase):
 
 
 class AnswerTest(PluginTestCase):
-    def test_each_state(self):
+    def test_each_verdict_has_its_exit_status_and_its_word(self):
         for name, status in (("all_well", OK), ("one_down", CRITICAL), ("upgrade", WARNING),
                              ("disk_full", UNKNOWN), ("stopped", OK)):
             with self.subTest(name):
@@ -36,7 +36,7 @@ class AnswerTest(PluginTestCase):
                 self.assertEqual((found, errors), (status, ""))
                 self.assertRegex(output, rf"\AKELDOCTL {STATES[status]} - .*\n\Z")
 
-    def test_without_a_database(self):
+    def test_without_a_database_the_result_is_unknown(self):
         status, line, errors = self.run_program()
         self.assertEqual((status, errors), (UNKNOWN, ""))
         self.assertRegex(line, r"\AKELDOCTL UNKNOWN - 6 of 6 not known: mysql \(There is no service"
@@ -44,7 +44,7 @@ class AnswerTest(PluginTestCase):
                          r" administrator started or stopped \| services=6 down=0;0;0 unknown=6"
                          r" stopped=0 time=[0-9.]+s\n\Z")
 
-    def test_severities(self):
+    def test_thresholds_decide_the_exit_status_by_severity(self):
         self.fake_inspection("one_down", 1)
         for arguments, status in (
                 (("-w", "major", "-c", "critical"), WARNING),
@@ -55,7 +55,7 @@ class AnswerTest(PluginTestCase):
             with self.subTest(arguments):
                 self.assertEqual(self.run_program(*arguments)[0], status)
 
-    def test_further_lines(self):
+    def test_each_verbosity_adds_lines(self):
         self.fake_inspection("mixed", 1)
         for arguments, lines in (([], 1), (["-v"], 4), (["--verbose"], 4), (["-vv"], 15),
                                  (["-v", "-w", "minor", "-v"], 15), (["-vvv"], 18),
@@ -73,7 +73,7 @@ class AnswerTest(PluginTestCase):
             self.assertEqual(self.run_program(*arguments)[0], OK)
             self.assertEqual(record.read_text(encoding="utf-8"), passed + "\n")
 
-    def test_an_upgrade_in_two_languages(self):
+    def test_an_upgrade_is_a_warning_in_the_chosen_language(self):
         self.upgrade_in_german()
         for language, text in (
                 ("en-US", "Services are not checked while the panel is being upgraded."),
@@ -83,7 +83,7 @@ class AnswerTest(PluginTestCase):
             self.assertRegex(output, r"\AKELDOCTL WARNING - upgrade in progress, 6 not checked \| ")
             self.assertIn(f"\nunchecked: dns title [dns]: {text}\n", output)
 
-    def test_version_and_help(self):
+    def test_version_and_help_are_printed(self):
         names = ("-w, --warning", "-c, --critical", "-t, --timeout", "-l, --language",
                  "-v, --verbose", "-V, --version", "-h, --help")
         for options, pattern in ((("-V", "--version"), r"\Acheck_keldoctl \d+\.\d+\.\d+\n\Z"),
@@ -94,7 +94,7 @@ class AnswerTest(PluginTestCase):
                     self.assertEqual((status, errors), (UNKNOWN, ""))
                     self.assertRegex(output, pattern)
 
-    def test_wrong_arguments(self):
+    def test_wrong_arguments_are_refused_with_the_reason(self):
         rows = [("wrong usage; see check_keldoctl -h", arguments)
                 for arguments in (["-x"], ["word"], ["-w"], ["--nothing"], ["-c"])]
         rows += [(f"unknown severity -- {shown}", [option, value]) for option in ("-w", "-c")
@@ -113,7 +113,7 @@ class AnswerTest(PluginTestCase):
 
 
 class FailureTest(PluginTestCase):
-    def test_missing_root_or_program(self):
+    def test_without_root_or_a_program_the_result_is_unknown(self):
         self.unknown("needs root", user=NOBODY, group=NOBODY)
         has_run = self.fake_inspect("")
         self.have_programs({"xsltproc": None})
@@ -122,7 +122,7 @@ class FailureTest(PluginTestCase):
         self.inspect.unlink()
         self.unknown("keldoctl-inspect is not installed")
 
-    def test_keldoctl_inspect_prints_no_inspection_or_dies(self):
+    def test_without_an_inspection_the_result_is_unknown(self):
         well = f"cat {INSPECTIONS}/all_well.xml; "
         for commands, reason in (
                 ("true", "printed no inspection"),

@@ -20,10 +20,10 @@ class CommandLineTest(unittest.TestCase):
         done = self.panel.run(*arguments)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (status, stdout, stderr))
 
-    def test_missing_command(self):
+    def test_a_missing_command_is_refused_with_a_hint(self):
         self.check([], 1, b"", b"keldoctl: missing command\n" + TRY)
 
-    def test_unknown_commands(self):
+    def test_unknown_commands_are_refused_with_a_hint(self):
         for command in ("--Status", "status", "", "-s", "--status=", "--language=de-DE", "-help"):
             with self.subTest(command):
                 self.check([command], 1, b"",

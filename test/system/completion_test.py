@@ -132,7 +132,7 @@ class ShellsTest(unittest.TestCase):
 
 
 class CompletionTest(ShellsTest):
-    def test_commands(self):
+    def test_commands_are_completed(self):
         self.check([("keldoctl --s" + TAB, "keldoctl --status "),
                     ("keldoctl --r" + TAB, "keldoctl --repair "),
                     ("keldoctl --h" + TAB, "keldoctl --help "),
@@ -214,7 +214,7 @@ class CompletionTest(ShellsTest):
         panel.configure("")
         self.check([(row[0], row[0][:-1])])
 
-    def test_the_default_root(self):
+    def test_without_a_configured_root_the_default_root_is_used(self):
         self.panel.configure("")
         self.panel.catalogue(EMPTY_CATALOGUE)
         self.check([("keldoctl --help --language=d" + TAB, "keldoctl --help --language=de-DE ")])

@@ -63,7 +63,7 @@ class CatalogueTest(unittest.TestCase):
 
 
 class TranslationTest(CatalogueTest):
-    def test_texts_of_translations_in_a_report(self):
+    def test_unusual_translations_are_shown_as_they_are(self):
         for fact, texts, shown in (
                 ("no placeholder", ("Steht.", "Starten."), ("Steht.", "Starten.")),
                 ("several placeholders", ("<service_title>: <service_title>!",
@@ -78,7 +78,7 @@ class TranslationTest(CatalogueTest):
             with self.subTest(fact):
                 self.check(mo_file({DOWN: texts[0], RESTART: texts[1]}), web_down(*shown))
 
-    def test_a_translation_of_a_megabyte(self):
+    def test_a_translation_of_a_megabyte_is_shown_whole(self):
         self.check(mo_file({DOWN: "ä" * 1000000, RESTART: "r"}), web_down("ä" * 1000000, "r"))
 
     def test_invalid_plural_forms_are_ignored(self):
@@ -160,7 +160,7 @@ class BrokenFileTest(CatalogueTest):
             with self.subTest(content[:20]):
                 self.check(content, ENGLISH)
 
-    def test_wrong_offsets(self):
+    def test_with_wrong_offsets_a_report_is_whole_or_absent(self):
         ends = set()
         for position in range(4, 28 + 16 * 3, 4):
             for value in (0, len(self.WHOLE), 0xFFFFFFFF):
@@ -171,7 +171,7 @@ class BrokenFileTest(CatalogueTest):
                     ends.add(done.returncode)
         self.assertIn(0, ends)
 
-    def test_a_directory_and_files_that_cannot_be_read(self):
+    def test_a_directory_or_unreadable_file_is_no_catalogue(self):
         self.catalogue.mkdir()
         self.check_unread()
         self.catalogue.rmdir()

@@ -50,23 +50,23 @@ class ProgramTest(unittest.TestCase):
 class OutputTest(ProgramTest):
     LINES = "yes \"<x>$(printf '%01016d' 0)</x>\" | head -n 102400"  # of 1024 bytes each
 
-    def test_a_monitor_that_prints_a_hundred_megabytes_of_xml(self):
+    def test_a_hundred_megabytes_of_xml_of_a_monitor_are_read(self):
         self.monitor(f"echo '<monit>'; {self.LINES}\n"
                      f"echo '{WEB_DOWN.removeprefix('<monit>')}'")
         self.assertEqual(self.run_whole("--status"), down_report("web"))
 
-    def test_a_monitor_that_prints_a_hundred_megabytes_without_xml(self):
+    def test_with_a_hundred_megabytes_without_xml_no_service_is_down(self):
         self.monitor("head -c 100000000 /dev/zero | tr '\\0' x")
         self.assertEqual(self.run_whole("--status"), report())
 
-    def test_an_upgrade_tool_that_prints_a_hundred_megabytes(self):
+    def test_a_hundred_megabytes_of_an_upgrade_tool_do_not_hide_the_upgrade(self):
         self.panel.upgrade_tool(1, commands="head -c 100000000 /dev/zero | tr '\\0' x")
         self.assertEqual(self.run_whole("--status"), UPGRADING)
 
-    def test_a_repair_that_prints_a_hundred_megabytes(self):
+    def test_a_hundred_megabytes_of_a_repair_are_in_the_log(self):
         self.check_log("head -c 100000000 /dev/zero | tr '\\0' x", "x" * 100000000)
 
-    def test_output_that_comes_byte_by_byte(self):
+    def test_output_that_comes_byte_by_byte_is_read_whole(self):
         self.panel.write_program("monit", f"""#!/usr/bin/python3 -IS
 import os
 for byte in {WEB_DOWN.encode()!r}:
@@ -78,13 +78,13 @@ for byte in {WEB_DOWN.encode()!r}:
         self.monitor(f"printf '{WEB_DOWN}\\0no XML'")
         self.assertEqual(self.run_whole("--status"), down_report("web"))
 
-    def test_output_on_all_descriptors(self):
+    def test_noise_on_other_descriptors_does_not_reach_the_report(self):
         noise = "\n".join(f"echo noise >&{number}" for number in (0, *range(2, 10)))
         self.monitor(f"({noise}) 2>/dev/null; echo '{WEB_DOWN}'")
         self.panel.upgrade_tool(0, commands=f"({noise}) 2>/dev/null; echo noise")
         self.assertEqual(self.run_whole("--status"), down_report("web"))
 
-    def test_a_program_that_moves_and_closes_its_descriptors(self):
+    def test_a_monitor_may_move_and_close_its_descriptors(self):
         self.monitor(f"exec 7>&1 1>&2 2>&- 0>&-; echo noise; echo '{WEB_DOWN}' >&7")
         self.assertEqual(self.run_whole("--status"), down_report("web"))
 
@@ -124,7 +124,7 @@ class EndTest(ProgramTest):
         self.assertEqual(self.finished(self.panel.start("--repair", "restart-service:web")),
                          report(actions=[restart("web", status="error")]))
 
-    def test_programs_that_a_signal_kills(self):
+    def test_a_killed_programs_output_counts_and_its_death_is_no_failure(self):
         # The output of a killed monitor counts, a killed upgrade tool reports no upgrade, and a
         # killed repair is a success.
         for number in ENDING:
@@ -153,7 +153,7 @@ class EndTest(ProgramTest):
                 self.monitor(f"sh -c 'kill -STOP $0; kill -CONT $0' {stopped}; echo '{WEB_DOWN}'")
                 self.assertEqual(self.run_whole("--status"), down_report("web"))
 
-    def test_programs_that_ignore_every_signal(self):
+    def test_programs_that_ignore_every_signal_are_read_as_usual(self):
         self.monitor(f"trap '' $(seq 1 31); echo '{WEB_DOWN}'")
         self.panel.upgrade_tool(0, commands="trap '' $(seq 1 31)")
         self.assertEqual(self.run_whole("--status"), down_report("web"))
@@ -177,27 +177,27 @@ class StartTest(ProgramTest):
             install(path)
         self.assertEqual(self.run_whole("--status"), report())
 
-    def test_a_directory_in_place_of_a_program(self):
+    def test_a_directory_in_place_of_a_program_counts_as_missing(self):
         self.check_as_missing(os.mkdir)
 
-    def test_a_program_without_its_interpreter(self):
+    def test_a_program_without_its_interpreter_counts_as_missing(self):
         def install(path):
             path.write_text("#!/no/such/interpreter\n", encoding="utf-8")
             path.chmod(0o755)
         self.check_as_missing(install)
 
-    def test_a_file_that_cannot_be_executed(self):
+    def test_a_file_that_cannot_be_executed_counts_as_missing(self):
         def install(path):
             path.write_bytes(b"\x7fELF" + bytes(range(256)))
             path.chmod(0o755)
         self.check_as_missing(install)
 
-    def test_a_link_that_leads_to_itself(self):
+    def test_a_link_that_leads_to_itself_counts_as_missing(self):
         self.check_as_missing(lambda path: path.symlink_to(path.name))
 
 
 class TerminalTest(ProgramTest):
-    def test_a_program_that_changes_the_terminal(self):
+    def test_a_program_that_changes_the_terminal_does_not_change_the_report(self):
         # The run has a terminal of its own, which the monitor may spoil. The report goes to a pipe.
         self.monitor(f"exec 3<>/dev/tty; stty raw -echo <&3; echo noise >&3; echo '{WEB_DOWN}'")
         master, slave = pty.openpty()
@@ -225,15 +225,15 @@ class InvalidTextTest(ProgramTest):
         output.write_bytes(data)
         self.check_log(f"cat {output}", valid_text(data))
 
-    def test_control_characters(self):
+    def test_control_characters_outside_xml_are_replaced(self):
         self.check_log(r"printf '\033[31mred\033[0m \001 \177 \r\n\t'",
                        "\ufffd[31mred\ufffd[0m \ufffd \x7f \r\n\t")
 
-    def test_every_pair_of_bytes(self):
+    def test_every_pair_of_bytes_becomes_valid_text(self):
         rest = range(1, 256)  # a NUL would hide the rest of its chunk
         self.check(b"".join(bytes((first, second)) + b"\n" for first in rest for second in rest))
 
-    def test_every_kind_of_long_sequence(self):
+    def test_every_kind_of_long_sequence_becomes_valid_text(self):
         edges = b"\x20\x7f\x80\x8f\x90\x9f\xa0\xbf\xc0\xc2\xe0\xf0\xff"
         self.check(b"".join(bytes((first, second, third)) + b"\n" for first in range(0xE0, 0xF0)
                             for second in edges for third in edges))
@@ -241,11 +241,11 @@ class InvalidTextTest(ProgramTest):
                             for first in range(0xEF, 0xF8) for second in edges for third in edges
                             for fourth in b"\x20\x80\xbf\xff"))
 
-    def test_every_character_of_the_first_plane(self):
+    def test_every_character_of_the_first_plane_becomes_valid_text(self):
         text = "".join(chr(c) for c in range(1, 0x10000) if not 0xD800 <= c < 0xE000)
         self.check(text.encode())
 
-    def test_an_id_that_is_not_utf8(self):
+    def test_an_id_that_is_not_utf8_is_carried_out_and_shown_as_valid_text(self):
         content = (SERVICES / "web.xml").read_bytes()
         for name, shown in ((b"caf\xe9", "caf\ufffd"), (b"a\x1b\xff", "a\ufffd\ufffd")):
             with self.subTest(name):

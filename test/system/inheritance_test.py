@@ -94,14 +94,14 @@ class DescriptorTest(InheritanceTest):
             self.check(log="0\n", pass_fds=(low.fileno(), high))
             os.close(high)
 
-    def test_a_write_only_or_directory_standard_input(self):
+    def test_a_run_is_complete_if_standard_input_cannot_be_read(self):
         with open("/dev/null", "wb") as written:
             self.check(stdin=written)
         directory = os.open("/", os.O_RDONLY)
         self.check(stdin=directory)
         os.close(directory)
 
-    def test_one_socket_for_all_streams(self):
+    def test_a_run_is_complete_with_one_socket_for_all_streams(self):
         ours, theirs = socket.socketpair()
         with ours, theirs:
             done = self.run_repair(stdin=theirs, stdout=theirs, stderr=theirs)
@@ -109,7 +109,7 @@ class DescriptorTest(InheritanceTest):
             with ours.makefile("rb") as output:
                 self.assertEqual((done.returncode, output.read()), (0, self.repaired()))
 
-    def test_a_full_pipe_that_does_not_block(self):
+    def test_a_run_is_complete_on_a_full_pipe_that_does_not_block(self):
         self.repair("head -c 1000000 /dev/zero | tr '\\0' x")
         os.mkfifo("/usr/local/kvr/trace")
         reader, writer = os.pipe()
@@ -127,13 +127,13 @@ class DescriptorTest(InheritanceTest):
         self.assertEqual(run.wait(), 0)
         self.assertTrue(received == b"-" * filling + self.repaired("x" * 1000000))
 
-    def test_a_pipe_that_nobody_reads(self):
+    def test_a_pipe_that_nobody_reads_is_no_failure(self):
         reader, writer = os.pipe()
         os.close(reader)
         self.assertEqual(self.run_repair(stdout=writer).returncode, 0)
         os.close(writer)
 
-    def test_a_full_device(self):
+    def test_a_full_device_is_no_failure(self):
         with open("/dev/full", "wb") as full:
             self.assertEqual(self.run_repair(stdout=full).returncode, 0)
 
@@ -163,19 +163,19 @@ class SignalTest(InheritanceTest):
             with self.subTest(number):
                 self.check(lambda: signal.signal(number, signal.SIG_IGN))
 
-    def test_commands_do_not_inherit_these_ignored_signals(self):
+    def test_commands_do_not_inherit_ignored_signals_that_a_run_needs(self):
         def ignore():
             for number in (signal.SIGCHLD, signal.SIGPIPE, signal.SIGXFSZ):
                 signal.signal(number, signal.SIG_IGN)
         self.assertEqual(self.child_masks("Ign", ignore), [set()] * 3)
 
-    def test_all_signals_blocked(self):
+    def test_a_run_is_complete_if_all_signals_are_blocked(self):
         self.check(block_all)
 
     def test_commands_block_no_signal(self):
         self.assertEqual(self.child_masks("Blk", block_all), [set()] * 3)
 
-    def test_all_signals_ignored(self):
+    def test_a_run_is_complete_if_all_signals_are_ignored(self):
         def ignore():
             for number in set(range(1, 32)) - {signal.SIGKILL, signal.SIGSTOP}:
                 signal.signal(number, signal.SIG_IGN)
@@ -267,13 +267,13 @@ class EndedRunTest(InheritanceTest):
 
 
 class LimitTest(InheritanceTest):
-    def test_few_descriptors(self):
+    def test_with_few_descriptors_a_report_is_whole_or_absent(self):
         ends = [self.check_whole_or_nothing(limit(resource.RLIMIT_NOFILE, count))
                 for count in range(3, 17)]
         self.assertEqual(ends[-1], 0)
 
     @uncounted
-    def test_files_that_may_not_grow(self):
+    def test_a_run_is_complete_if_files_may_not_grow(self):
         self.check(limit(resource.RLIMIT_FSIZE, 0))
 
     @uncounted
@@ -281,7 +281,7 @@ class LimitTest(InheritanceTest):
         self.repair("head -c 1 /dev/zero > /usr/local/kvr/file; kill -l $?")
         self.check(limit(resource.RLIMIT_FSIZE, 0), log="File size limit exceeded\nXFSZ\n")
 
-    def test_no_further_processes(self):
+    def test_a_repair_for_which_no_process_can_be_made_has_failed(self):
         # Root is exempt from the limit, so another user runs keldoctl and may write to the folders.
         user = 54321
         for directory, _, _ in os.walk(self.panel.root):
@@ -314,22 +314,22 @@ class LimitTest(InheritanceTest):
         return ends
 
     @uncounted
-    def test_little_memory(self):
+    def test_with_little_memory_a_report_is_whole_or_absent(self):
         ends = self.ends_with_memory(1 << 15)
         self.assertEqual(ends[0], 127)
         self.assertLessEqual(set(ends), {127, 1, -signal.SIGABRT, 0})
 
-    def test_little_memory_for_a_large_log(self):
+    def test_with_little_memory_a_report_with_a_large_log_is_whole_or_absent(self):
         self.repair("head -c 10000000 /dev/zero | tr '\\0' x")
         ends = self.ends_with_memory(5 << 20)
         self.assertEqual(set(ends), {127, -signal.SIGABRT, 0})
 
-    def test_a_small_stack(self):
+    def test_with_a_small_stack_a_report_is_whole_or_absent(self):
         ends = [self.check_whole_or_nothing(limit(resource.RLIMIT_STACK, 4096 << step))
                 for step in range(10)]
         self.assertEqual(ends[-1], 0)
 
-    def test_a_monitor_that_exceeds_its_cpu_time(self):
+    def test_the_answer_of_a_monitor_that_exceeds_its_cpu_time_counts(self):
         # The limit is the kernel's shortest, a second of computing time.
         self.panel.write_program("monit", "#!/bin/sh\nulimit -c 0\n" + SAY_WEB_DOWN
                                  + "while :; do :; done\n")
@@ -385,20 +385,20 @@ class ArgumentTest(InheritanceTest):
         self.check_nothing_left()
         return done
 
-    def test_no_program_name(self):
+    def test_without_a_program_name_messages_begin_with_a_dot(self):
         message = b".: missing command\nTry `. --help` for more information.\n"
         for arguments in ([], [""]):
             with self.subTest(arguments):
                 done = self.executed(arguments)
                 self.assertEqual((done.returncode, done.stdout, done.stderr), (1, b"", message))
 
-    def test_an_odd_program_name(self):
+    def test_a_run_is_complete_with_an_odd_program_name(self):
         for name in ("", "/", "//", "a/", "x" * 100000, "%s%n"):
             with self.subTest(name[:10]):
                 done = self.executed([name, "--status"])
                 self.assertEqual((done.returncode, done.stdout), (0, down_report("web")))
 
-    def test_malformed_entries_of_the_environment(self):
+    def test_a_run_is_complete_with_malformed_entries_of_the_environment(self):
         done = self.executed(["keldoctl", "--repair", "restart-service:web"],
                              ["", "=", "=x", "LANGUAGE", "A=1", "A=2", "LANGUAGE=de", "LANGUAGE=fr",
                               "LC_ALL", "\udcff=\udcff"])
@@ -409,14 +409,14 @@ class EnvironmentTest(InheritanceTest):
     NONSENSE = ("", "/", "xx_XX.UTF-8", "de_DE", "C.UTF-8", "../../../../etc", "%n%s", "\udcff\x01",
                 "x" * 10000)
 
-    def test_no_environment(self):
+    def test_a_run_is_complete_without_an_environment(self):
         self.check(program=["env", "--ignore-environment", KELDOCTL])
 
-    def test_a_megabyte_of_environment(self):
+    def test_a_run_is_complete_with_a_megabyte_of_environment(self):
         self.check(env={f"LARGE{number}": "x" * 125000 for number in range(8)})
         self.check(env={f"MANY{number}": "x" for number in range(20000)})
 
-    def test_nonsense_in_variables_of_the_locale(self):
+    def test_a_run_is_complete_with_nonsense_in_variables_of_the_locale(self):
         names = ["LC_ALL", "LC_CTYPE", "LC_MESSAGES", "LC_NUMERIC", "LC_COLLATE", "LC_TIME", "LANG",
                  "LANGUAGE", "NLSPATH", "OUTPUT_CHARSET", "CHARSET", "LOCPATH", "TZ", "TZDIR",
                  "GCONV_PATH", "TEXTDOMAIN", "TEXTDOMAINDIR", "I18NPATH"]
@@ -424,19 +424,19 @@ class EnvironmentTest(InheritanceTest):
             with self.subTest(value[:20]):
                 self.check(env={name: value for name in names})
 
-    def test_nonsense_for_the_shell(self):
+    def test_a_run_is_complete_with_nonsense_in_variables_of_the_shell(self):
         for value in self.NONSENSE:
             with self.subTest(value[:20]):
                 self.check(env={name: value for name in (
                     "IFS", "ENV", "BASH_ENV", "CDPATH", "PS1", "PS4", "HOME", "PWD", "OLDPWD",
                     "SHELL", "SHELLOPTS", "POSIXLY_CORRECT", "TMPDIR", "TEMP")})
 
-    def test_a_path_that_leads_nowhere(self):
+    def test_a_run_is_complete_with_a_path_that_leads_nowhere(self):
         for value in ("", "/", "/nowhere", "x" * 10000):
             with self.subTest(value[:20]):
                 self.check(env={"PATH": value})
 
-    def test_odd_values_for_the_allocator(self):
+    def test_a_run_is_complete_with_odd_values_for_the_allocator(self):
         # Numbers: from version 2.41 on, the C library reports other values on standard error.
         for value in ("165", "0", "1"):
             with self.subTest(value):
@@ -444,7 +444,7 @@ class EnvironmentTest(InheritanceTest):
                     "MALLOC_CHECK_", "MALLOC_PERTURB_", "MALLOC_ARENA_MAX", "MALLOC_TOP_PAD_",
                     "MALLOC_TRIM_THRESHOLD_", "MALLOC_MMAP_THRESHOLD_", "MALLOC_MMAP_MAX_")})
 
-    def test_nonsense_for_the_libraries(self):
+    def test_a_run_is_complete_with_nonsense_in_variables_of_the_libraries(self):
         for value in ("0", "1", *self.NONSENSE):
             with self.subTest(value[:20]):
                 self.check(env={name: value for name in (
@@ -452,7 +452,7 @@ class EnvironmentTest(InheritanceTest):
                     "MYSQL_UNIX_PORT", "MYSQL_TCP_PORT", "MYSQL_HOST", "MYSQL_PWD", "MYSQL_DEBUG",
                     "LIBMYSQL_PLUGINS", "LIBMYSQL_PLUGIN_DIR")})
 
-    def test_an_allocator_that_hands_out_garbage(self):
+    def test_a_run_is_complete_if_the_allocator_hands_out_garbage(self):
         self.check(env={"MALLOC_PERTURB_": "165"})
 
 

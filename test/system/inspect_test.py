@@ -125,7 +125,7 @@ def without_types(data):
 
 
 class DocumentTest(InspectTest):
-    def test_services_and_verdict(self):
+    def test_the_document_has_the_services_the_verdict_and_the_dependencies(self):
         seen = self.inspect()
         self.assertEqual((states(seen), seen.verdict, seen.status), (WELL, "problems", 1))
         self.assertEqual({name: each.state for name, each in seen.dependencies.items()}, {
@@ -153,11 +153,11 @@ class DocumentTest(InspectTest):
                     "summary", "dependencies", "services", "problems", "actions"])
                 schemas.require_json_inspection(output)
 
-    def test_the_report_is_the_one_of_keldoctl(self):
+    def test_the_embedded_report_is_that_of_keldoctl(self):
         self.panel.fake_monitor(script=monitor(web=32, mail=512))
         self.assertEqual(self.inspect().report, self.panel.run("--status").stdout)
 
-    def test_an_upgrade(self):
+    def test_during_an_upgrade_no_service_is_checked(self):
         self.panel.upgrade_tool(1)
         seen = self.inspect()
         self.assertEqual((set(states(seen).values()), seen.verdict, seen.status),
@@ -165,7 +165,7 @@ class DocumentTest(InspectTest):
         self.assertEqual(seen.report, self.panel.run("--status").stdout)
         self.assertEqual(self.panel.calls(), [])
 
-    def test_an_upgrade_tool_that_gives_no_answer(self):
+    def test_an_upgrade_tool_without_an_answer_counts_as_missing_or_failed(self):
         for change, state in ((lambda: self.panel.upgrade_tool(None), "missing"),
                               (lambda: self.panel.upgrade_tool(7, "printf 'no\\377' >&2"), "failed")):
             change()
@@ -180,7 +180,7 @@ class DocumentTest(InspectTest):
                          ["mysql", "keldo", "smtp", "web", "mail"])
         self.assertEqual(self.panel.checked_services(), ["keldo", "smtp", "web", "mail"])
 
-    def test_the_language(self):
+    def test_texts_are_translated_or_marked_as_english(self):
         self.panel.catalogue(
             'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n'
             '"Plural-Forms: nplurals=2; plural=(n != 1);\\n"\n'
@@ -199,7 +199,7 @@ class DocumentTest(InspectTest):
 
 
 class DefinitionTest(InspectTest):
-    def test_a_definition_that_cannot_be_used(self):
+    def test_a_definition_that_cannot_be_used_leaves_its_service_unknown(self):
         path = pathlib.Path("/service/web.xml")
         xml = '<service xmlns="http://keldo.example/schemas/keldo/service/1" id="web"><checks>'
         for code, make in (
@@ -223,7 +223,7 @@ class DefinitionTest(InspectTest):
                 if not os.path.lexists(path):
                     path.touch()
 
-    def test_a_definition_that_is_replaced_while_the_monitor_refuses_it(self):
+    def test_a_refused_definition_is_refused_even_if_a_fifo_replaces_it(self):
         self.panel.fake_monitor(script="#!/bin/sh\nrm /service/*\nmkfifo /service/web.xml\n"
                                 "echo \"<monit batch='1' refused='1'><words>$2:1: no</words></monit>\"\n")
         self.panel.remove_definitions()
@@ -235,13 +235,13 @@ class DefinitionTest(InspectTest):
         self.assertEqual(self.service("web").detail,
                          "line 2: Opening and ending tag mismatch: service line 1 and web")
 
-    def test_a_definition_that_may_not_be_read(self):
+    def test_a_definition_that_may_not_be_read_leaves_its_service_unknown(self):
         pathlib.Path("/service/web.xml").chmod(0)
         seen = self.inspect(program=("setpriv", "--bounding-set=-dac_override,-dac_read_search",
                                      INSPECT))
         self.assertEqual(states(seen), WELL | {"web": "unknown definition_unreadable"})
 
-    def test_no_definitions_at_all(self):
+    def test_without_definitions_all_services_are_unknown(self):
         for path, state in (("/service", "failed"), ("/gone", "missing")):
             with self.subTest(state):
                 self.panel.remove_definitions()
@@ -255,7 +255,7 @@ class DefinitionTest(InspectTest):
                 self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
                 self.assertEqual(seen.dependencies["monitor"].state, "unasked")
 
-    def test_no_configuration_file(self):
+    def test_a_missing_configuration_file_is_reported(self):
         os.unlink("/etc/kvr/kvr.conf")
         configuration = self.inspect().dependencies["configuration"]
         self.assertEqual((configuration.state, configuration.code),
@@ -273,11 +273,11 @@ class MonitorTest(InspectTest):
         self.all_asked("up passed", "--jobs=1")
         self.assertEqual([len(call.arguments) for call in self.panel.calls()], [6] + [4] * 5)
 
-    def test_a_monitor_that_does_not_tell_whether_it_tests(self):
+    def test_services_are_unknown_if_the_monitor_does_not_tell_whether_it_tests(self):
         self.panel.fake_monitor()
         self.all_asked("unknown not_told")
 
-    def test_an_answer_that_cannot_be_read(self):
+    def test_an_answer_that_cannot_be_read_leaves_services_unknown(self):
         for script, code, detail in (
                 ("printf 'a\\377\\001' >&2", "failed", "a" + "\N{REPLACEMENT CHARACTER}" * 2),
                 ("printf '<monit><\\377'", "rubbish", ""),
@@ -290,7 +290,7 @@ class MonitorTest(InspectTest):
                 self.assertEqual((found.state, found.code, found.detail),
                                  ("failed", f"monitor_{code}", detail))
 
-    def test_a_monitor_whose_interpreter_is_missing(self):
+    def test_a_monitor_whose_interpreter_is_missing_leaves_services_unknown(self):
         path = self.panel.write_program("monit", "#!/none\n")
         found = self.all_asked("unknown monitor_failed").dependencies["monitor"]
         self.assertEqual((found.state, found.detail),
@@ -301,7 +301,7 @@ class MonitorTest(InspectTest):
             "echo '</monit>'", "yes '<x/>' | head -c 1040000; echo '</monit>'"))
         self.all_asked("up passed", "--jobs=1")
 
-    def test_words_with_markup_and_controls(self):
+    def test_words_with_markup_and_controls_are_kept(self):
         self.panel.fake_monitor(script=monitor(
             web=512, service="<words>&lt;ä&amp;\x7F]]&gt;</words>"))
         self.assertEqual(self.service("web").detail, "<ä&\x7F]]>")
@@ -316,7 +316,7 @@ class MonitorTest(InspectTest):
         self.assertEqual((found.state, found.code), ("failed", "monitor_silent"))
         reap_all()
 
-    def test_as_many_batches_as_jobs(self):
+    def test_there_are_as_many_batches_as_jobs(self):
         for arguments, count in ((("--jobs=1",), 1), (("--jobs=2",), 2), (("--jobs=9",), 5), ((), 1)):
             with self.subTest(arguments):
                 self.panel.forget_calls()
@@ -324,7 +324,7 @@ class MonitorTest(InspectTest):
                     0, {min(os.sched_getaffinity(0))}))
                 self.assertEqual(len(self.panel.calls()), count)
 
-    def test_as_many_monitors_at_once_as_jobs(self):
+    def test_as_many_monitors_run_at_once_as_jobs(self):
         for service in ASKED:
             self.panel.write_service(service, own_id=service + "+")  # so each is asked alone
         started, go = self.make_fifos()
@@ -346,7 +346,7 @@ class MonitorTest(InspectTest):
         self.assertEqual({service.code for service in seen.services[1:]}, {"passed"})
         self.assertEqual(seen.dependencies["control_files"].state, "ok")
 
-    def test_a_monitor_that_is_no_program(self):
+    def test_a_missing_or_unusable_monitor_leaves_services_unknown(self):
         path = self.panel.root / "admin/sbin/monit"
         for make, code, state in (
                 (lambda: None, "missing", "missing"),
@@ -359,7 +359,7 @@ class MonitorTest(InspectTest):
                 seen = self.all_asked(f"unknown monitor_{code}")
                 self.assertEqual(seen.dependencies["monitor"].state, state)
 
-    def test_no_directory_for_control_files(self):
+    def test_without_a_directory_for_control_files_services_are_unknown(self):
         os.rmdir(self.panel.root / "tmp")
         done = self.run_program()
         seen = inspection.read(done.stdout, done.returncode)
@@ -424,7 +424,7 @@ class EndTest(InspectTest):
 
 
 class CommandLineTest(InspectTest):
-    def test_version_and_help(self):
+    def test_version_and_help_are_printed(self):
         version = self.run_program("--version")
         self.assertRegex(version.stdout, rb"\Akeldoctl-inspect \d+\.\d+\.\d+\n\Z")
         usage = self.run_program("--help")
@@ -432,7 +432,7 @@ class CommandLineTest(InspectTest):
         self.assertEqual([version.returncode, usage.returncode], [0, 0])
         self.assertEqual(self.panel.calls(), [])
 
-    def test_a_wrong_command_line(self):
+    def test_a_wrong_command_line_is_refused(self):
         for arguments in (("--status",), ("--timeout=0",), ("--jobs=x",), ("--language=x",),
                           ("--repair",)):
             with self.subTest(arguments):
@@ -440,14 +440,14 @@ class CommandLineTest(InspectTest):
                 self.assertEqual((done.returncode, done.stdout), (64, b""))
                 self.assertTrue(done.stderr.startswith(b"keldoctl-inspect: "))
 
-    def test_a_document_that_cannot_be_written(self):
+    def test_a_document_that_cannot_be_written_gives_status_3(self):
         for arguments in ((), ("--json",), ("--version",), ("--help",)):
             with self.subTest(arguments), open("/dev/full", "wb") as full:
                 done = self.run_program(*arguments, stdout=full)
                 self.assertEqual((done.returncode, done.stderr), (
                     3, b"keldoctl-inspect: cannot write: No space left on device\n"))
 
-    def test_the_reason_why_there_is_no_document(self):
+    def test_a_failure_to_make_a_document_is_printed_with_its_reason(self):
         done = self.run_program(program=(
             "strace", "-o/dev/null", "-einject=signalfd4:error=EMFILE", INSPECT))
         self.assertEqual((done.returncode, done.stdout, done.stderr), (
@@ -459,7 +459,7 @@ class CommandLineTest(InspectTest):
 
 
 class RepairTest(InspectTest):
-    def test_the_report_is_the_one_of_keldoctl(self):
+    def test_the_embedded_report_is_that_of_keldoctl(self):
         self.panel.fake_monitor(script=monitor(dns=1))
         for start, status in (("echo 'a<b>'; echo started >&2", 1), ("exit 3", 1)):
             with self.subTest(start):

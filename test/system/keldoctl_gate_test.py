@@ -81,7 +81,7 @@ class GateTestCase(InstalledViewsTestCase):
 
 
 class WordsTest(GateTestCase):
-    def test_accepted_words(self):
+    def test_accepted_words_reach_keldoctl_inspect(self):
         self.fake_repair()
         for words, calls in (
                 ("inspect", [[]]),
@@ -136,7 +136,7 @@ class WordsTest(GateTestCase):
                 self.assertEqual(self.run_program("repair", argument), (USAGE, "", REFUSED))
         self.assertFalse(has_run.exists())
 
-    def test_version_and_help(self):
+    def test_version_and_help_are_printed(self):
         self.assertRegex(self.run_program("--version")[1], r"\Akeldoctl-gate \d+\.\d+\.\d+\n\Z")
         self.assertIn("\n   or: keldoctl-gate repair [--language=LANG_CODE] ID...\n",
                       self.run_program("--help")[1])
@@ -228,7 +228,7 @@ class AnswerTest(GateTestCase):
                 self.fake_inspection(name, status)
                 self.assertEqual(self.run_program("inspect"), (status, inspected(name).decode(), ""))
 
-    def test_anything_else_is_no_document(self):
+    def test_only_a_whole_inspection_is_passed_on(self):
         well = INSPECTIONS / "all_well.xml"
         for commands, reason in (
                 ("true", "printed no inspection"),
@@ -255,7 +255,7 @@ class AnswerTest(GateTestCase):
         self.fake_inspect(f"echo x >&2; cat {INSPECTIONS}/all_well.xml")
         self.assertEqual(self.run_program("inspect"), (WELL, ALL_WELL, ""))
 
-    def test_a_document_of_any_length_up_to_1_mib(self):
+    def test_a_document_of_up_to_1_mib_is_passed_on(self):
         head, tail = ALL_WELL.encode().split(b"<keldoctl", 1)
         for length, is_accepted in ((32768, True), (32769, True), (1048576, True), (1048577, False)):
             with self.subTest(length):
@@ -266,7 +266,7 @@ class AnswerTest(GateTestCase):
                     (NO_DOCUMENT, "",
                      "keldoctl-gate: the inspection is longer than 1048576 bytes\n")))
 
-    def test_output_that_cannot_be_written(self):
+    def test_output_that_cannot_be_written_gives_status_3_and_is_logged(self):
         reader, broken = os.pipe()
         os.close(reader)
         self.addCleanup(os.close, broken)
@@ -282,7 +282,7 @@ class AnswerTest(GateTestCase):
                         self.assertEqual(self.take_log(), [
                             '"inspect" status 3 (the inspection cannot be written); from this host'])
 
-    def test_the_controller_has_gone(self):
+    def test_a_call_is_logged_even_if_the_controller_has_gone(self):
         reader, broken = os.pipe()
         os.close(reader)
         self.addCleanup(os.close, broken)
@@ -293,7 +293,7 @@ class AnswerTest(GateTestCase):
                 self.assertEqual(gate.returncode, NO_DOCUMENT if words == ["inspect"] else USAGE)
                 self.assertEqual(len(self.take_log()), 1)
 
-    def test_a_caller_that_reads_nothing_is_left_and_holds_up_no_other(self):
+    def test_a_caller_that_reads_nothing_is_given_up_and_delays_no_other(self):
         self.fake_inspection(inspected("one_down").replace(b"<summary", b" " * 999999 + b"<summary"),
                              PROBLEMS)
         reader, full = os.pipe()
@@ -311,7 +311,7 @@ class AnswerTest(GateTestCase):
             os.close(full)
         self.assertEqual(gate.returncode, NO_DOCUMENT)
 
-    def test_closed_descriptors(self):
+    def test_only_a_closed_standard_output_prevents_a_repair(self):
         for closed in ([0], [2], [0, 2]):
             with self.subTest(closed):
                 self.assertEqual(self.run_program(
@@ -329,7 +329,7 @@ class AnswerTest(GateTestCase):
 
 
 class LockTest(GateTestCase):
-    def test_one_caller_at_a_time(self):
+    def test_one_caller_is_served_at_a_time(self):
         inside = self.prefix / "inside"
         self.fake_inspect(f"mkdir {inside} || exit 99; cat {INSPECTIONS}/one_down.xml;"
                           f" rmdir {inside}; exit {PROBLEMS}")
@@ -338,7 +338,7 @@ class LockTest(GateTestCase):
             output, errors = gate.communicate()
             self.assertEqual((gate.returncode, output.decode(), errors), (PROBLEMS, ONE_DOWN, b""))
 
-    def test_a_caller_waits_only_for_some_time(self):
+    def test_a_caller_is_refused_if_another_is_served_for_too_long(self):
         started, go = self.fifo("started"), self.fifo("go")
         self.fake_inspect(f"echo >{started}; read -r <{go}; cat {INSPECTIONS}/one_down.xml;"
                           f" exit {PROBLEMS}")
@@ -362,7 +362,7 @@ class LockTest(GateTestCase):
         self.run_program("inspect", umask=0)
         self.assertEqual(stat.S_IMODE(LOCK.stat().st_mode), 0o600)
 
-    def test_a_lock_that_cannot_be_taken(self):
+    def test_nothing_runs_if_the_lock_cannot_be_taken(self):
         has_run = self.fake_inspect("")
         LOCK.mkdir()
         self.assertEqual(self.run_program("inspect"), (
@@ -453,7 +453,7 @@ class LimitTest(GateTestCase):
                 ask.write_text("alive\n", encoding="utf-8")
                 self.assertEqual(answer.read_text(encoding="utf-8"), "alive\n")
 
-    def test_a_signal_ends_all(self):
+    def test_a_signal_ends_the_gate_and_keldoctl_inspect(self):
         self.fake_inspect(f"echo >{self.event}; exec sleep infinity")
         for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
             with self.subTest(number):
@@ -483,7 +483,7 @@ class LogTest(GateTestCase):
                 self.forced(command)
                 self.assertEqual(self.take_log(), [f'"{command}" {line}; {ssh}' for line in lines])
 
-    def test_who_asks(self):
+    def test_the_log_names_who_asks(self):
         self.fake_inspection("all_well")
         for env, who in (({}, "from this host"),
                          ({"SUDO_USER": "fleet"}, 'from "fleet" by sudo'),
@@ -503,11 +503,11 @@ class LogTest(GateTestCase):
                 self.assertRegex(line, r"\A[ -~]{1,1400}\Z")
                 self.assertEqual(line.count('"'), 4 if kind == "sudo" else 2)
 
-    def test_without_a_system_log(self):
+    def test_the_answer_is_the_same_without_a_system_log(self):
         LOG.unlink()
         self.assertEqual(self.run_program("inspect"), (PROBLEMS, ONE_DOWN, ""))
 
-    def test_a_system_log_that_hangs(self):
+    def test_the_answer_is_the_same_if_the_system_log_hangs(self):
         self.edit_program("log_seconds=5", "log_seconds=0.01")
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as writer:
             writer.setblocking(False)

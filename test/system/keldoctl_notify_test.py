@@ -70,7 +70,7 @@ class NotifyTest(InstalledViewsTestCase):
         self.keep(web="up", mail="up")
         self.assertIsNone(self.notify())
 
-    def test_the_changes_as_text_and_as_json(self):
+    def test_programs_get_the_changes_as_text_and_as_json(self):
         self.add_program("copy", f'cat >{self.told}; cp "$1" {self.prefix}/json; echo "$#" "$PWD"'
                          f' >{self.prefix}/call; tr "\\0" "\\n" </proc/$$/environ'
                          f' >{self.prefix}/environment')
@@ -220,7 +220,7 @@ class NotifyTest(InstalledViewsTestCase):
             status=1, errors="keldoctl-report: not an inspection of keldoctl --"
             f" {KEPT_REPORTS}/2026-11-22T000130.0Z.xml\n"))
 
-    def test_if_it_is_killed_the_programs_run_again(self):
+    def test_after_keldoctl_notify_is_killed_the_programs_run_again(self):
         self.add_program("1-kills", f"[[ ! -e {self.prefix}/killed ]] || exit 0\n"
                          f"touch {self.prefix}/killed\n"
                          "read -r _ _ _ parent _ </proc/$PPID/stat\nkill -KILL $parent")
@@ -241,7 +241,7 @@ class NotifyTest(InstalledViewsTestCase):
         self.assertEqual([run.wait() for run in runs], [0] * 4)
         self.assertEqual(self.told.read_text(encoding="utf-8").count("recorder\n"), 1)
 
-    def test_another_directory_and_wrong_usage(self):
+    def test_another_directory_of_programs_is_used_and_wrong_usage_is_refused(self):
         other = self.prefix / "other"
         self.keep(web="up")
         self.notify()

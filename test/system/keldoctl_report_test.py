@@ -42,7 +42,7 @@ class ReportTest(InstalledViewsTestCase):
         super().setUp()
         self.fake_inspection("one_down", 1)
 
-    def test_options(self):
+    def test_only_options_for_keldoctl_inspect_are_passed_to_it(self):
         for arguments, passed in (
                 ([], []), (["--status"], []), (["--text", "--status"], []),
                 (["--language=de-DE"], ["--language=de-DE"]),
@@ -52,7 +52,7 @@ class ReportTest(InstalledViewsTestCase):
                 self.assertEqual(self.run_program(*arguments), (1, WEB_IS_DOWN, ""))
                 self.assertEqual(self.take_calls(), [passed])
 
-    def test_a_page(self):
+    def test_html_prints_a_page(self):
         status, page, errors = self.run_program("--html")
         self.assertEqual((status, errors), (1, ""))
         self.assertTrue(page.startswith("<!DOCTYPE html"))
@@ -96,7 +96,7 @@ class ReportTest(InstalledViewsTestCase):
                             " digits and +/=._~:-\n"))
         self.assertEqual(self.take_calls(), [])
 
-    def test_json(self):
+    def test_json_prints_the_document_of_keldoctl_inspect(self):
         self.fake_inspect("echo '{'; echo '}'; exit 2")
         self.assertEqual(self.run_program("--json", "--timeout=5"), (2, "{\n}\n", ""))
         self.assertEqual(self.take_calls(), [["--timeout=5", "--json"]])
@@ -145,12 +145,12 @@ class ReportTest(InstalledViewsTestCase):
                         errors)
                     self.assertEqual(len(self.take_calls()), 1)
 
-    def test_a_report_that_cannot_be_written(self):
+    def test_a_report_that_cannot_be_written_gives_status_3(self):
         with open("/dev/full", "wb") as full:
             self.assertEqual(self.run_program(stdout=full),
                              (3, "", "keldoctl-report: the report cannot be written\n"))
 
-    def test_repairs(self):
+    def test_every_id_is_passed_to_keldoctl_inspect(self):
         for service in ("web", "a b*"):
             self.panel.write_service(service, start="start")
         ids = [WEB, "restart-service:a b*", WEB]
@@ -175,7 +175,7 @@ class ReportTest(InstalledViewsTestCase):
                          "keldoctl-report: nothing is repaired\n"))
         self.assertEqual(self.take_calls(), [])
 
-    def test_all_proposed_repairs(self):
+    def test_all_carries_out_every_proposed_repair(self):
         self.panel.write_service("web", start="start")
         self.panel.write_service("smtp", start="start")
         self.fake_inspection("two_down_in_german", 1)
@@ -192,7 +192,7 @@ class ReportTest(InstalledViewsTestCase):
                          "repair-commands: unknown repair -- restart-service:smtp\n")
         self.assertEqual(self.take_calls(), [[], ["--repair", WEB]])
 
-    def test_nothing_to_repair(self):
+    def test_all_repairs_nothing_if_no_repair_is_proposed(self):
         self.fake_inspection("all_well", 0)
         for options in ([], ["--dry-run"]):
             with self.subTest(options):
@@ -267,7 +267,7 @@ start \ufffd31m
         self.assertIn("  2026-11-22 05:50 +05:30  ",
                       self.run_program(env={"TZ": "XXX-05:30"})[1])
 
-    def test_signs_by_the_callers_locale(self):
+    def test_the_callers_locale_chooses_the_signs(self):
         for environment, sign in (
                 ({"LANG": "de_DE.UTF-8"}, "✖"), ({"LANG": "C.utf8"}, "✖"), ({"LANG": "de_DE"}, "[x]"),
                 ({"LANG": "C.UTF-8", "LC_CTYPE": "POSIX"}, "[x]"),
@@ -293,7 +293,7 @@ start \ufffd31m
             os.close(main)
         return text.decode().replace("\r\n", "\n")
 
-    def test_colours_on_a_terminal(self):
+    def test_the_terminal_and_no_color_decide_about_colours(self):
         for environment, has_colours in (
                 ({"TERM": "xterm"}, True), ({"TERM": "xterm", "NO_COLOR": ""}, True),
                 ({"TERM": "xterm", "NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False),
@@ -312,7 +312,7 @@ start \ufffd31m
         self.assertIn("\x1b[1m\ufffd[31m\x1b[0m", text)
         self.assertNotIn("\x1b[31m", text)
 
-    def test_the_width_of_a_terminal(self):
+    def test_the_text_fits_the_width_of_the_terminal(self):
         for columns, width in ((0, 75), (39, 75), (40, 40), (110, 110), (300, 120)):
             with self.subTest(columns):
                 self.assertEqual(
@@ -320,7 +320,7 @@ start \ufffd31m
                     show("text", inspected("one_down"), width=width, ascii="yes",
                          time="2026-11-22 00:20 +00:00"))
 
-    def test_the_metrics_of_the_manuals_example(self):
+    def test_the_manuals_example_keeps_the_last_metrics_if_a_run_fails(self):
         [example] = [text for text in displays("keldoctl-report.8", "EXAMPLES")
                      if "--prometheus" in text]
         example = example.replace("/var/lib/prometheus/node-exporter", str(self.prefix))
@@ -339,7 +339,7 @@ start \ufffd31m
                 self.fake_inspect(commands)
                 self.assertEqual(run_example(), good)
 
-    def test_wrong_usage(self):
+    def test_wrong_usage_runs_nothing(self):
         for arguments in (["--nothing"], ["status"], ["--html", "--text"], ["--status", WEB],
                           ["--status", "--repair", WEB], ["--repair"],
                           ["--repair", "--", WEB], ["--repair", "-x"], ["--repair", "--dry-run"],
@@ -351,7 +351,7 @@ start \ufffd31m
                 self.assertTrue(errors.startswith(USAGE))
         self.assertEqual(self.take_calls(), [])
 
-    def test_options_that_keldoctl_inspect_refuses(self):
+    def test_options_that_keldoctl_inspect_refuses_are_wrong_usage(self):
         self.inspect.unlink()
         self.inspect.symlink_to(INSPECT)
         for option in ("--language=german", "--timeout=0"):
@@ -360,7 +360,7 @@ start \ufffd31m
                 self.assertEqual((status, output), (64, ""))
                 self.assertIn("keldoctl-inspect: invalid ", errors)
 
-    def test_help_and_version(self):
+    def test_help_and_version_are_printed(self):
         for options, pattern in ((("--help", "-h"), rf"\A{USAGE}"),
                                  (("--version", "-V"), r"\Akeldoctl-report \d+\.\d+\.\d+\n\Z")):
             for option in options:
@@ -377,7 +377,7 @@ start \ufffd31m
         self.assertEqual(self.take_calls(), [])
         self.assertEqual(self.run_program("--version")[0], 0)
 
-    def test_without_root(self):
+    def test_without_root_it_is_refused(self):
         self.assertEqual(self.run_program(user=NOBODY, group=NOBODY),
                          (3, "", "keldoctl-report: needs root\n"))
 

@@ -43,7 +43,7 @@ class ChangesTest(InstalledViewsTestCase):
         self.assertEqual((status, errors), (0, ""))
         return output
 
-    def test_all_kept_files(self):
+    def test_all_kept_files_are_compared(self):
         self.keep({"2026-11-21T234500.0Z": down_report("dns", "web"),
                    "2026-11-22T000000.000000001Z": web("up", "2026-11-22T00:00:00Z"),
                    "2026-11-22T001500.0Z": web("unknown", "2026-11-22T00:15:00Z"),
@@ -81,7 +81,7 @@ class ChangesTest(InstalledViewsTestCase):
                     self.assertEqual(re.findall('<bdi class="since">Since (.*?)</bdi>', page),
                                      [since.format(last)] if since else [])
 
-    def test_the_example_of_the_manual(self):
+    def test_the_example_of_the_manual_prints_what_it_shows(self):
         begin = datetime.datetime(2026, 11, 21, 0, 20)
         for number in range(97):
             time = begin + number * datetime.timedelta(minutes=15)
@@ -100,7 +100,7 @@ class ChangesTest(InstalledViewsTestCase):
                    "2026-11-22T000000.0Z%20Z": web("down", "2026-11-22T00:15:00Z")})
         self.assertIn("\n2026-11-22 00:15 +00:00  web: Up (> 15 min) -> Down\n", self.changes())
 
-    def test_two_files_of_any_name(self):
+    def test_two_files_of_any_name_are_compared(self):
         temporary = self.prefix / "administrator's 20% #1"
         temporary.mkdir()
         older = self.write_xml("a b%20#?&é", web("down", "2026-11-22T00:00:00Z"))
@@ -121,7 +121,7 @@ class ChangesTest(InstalledViewsTestCase):
         self.assertEqual(self.changes(older, newer).splitlines()[0],
                          "2026-11-22 00:15 +00:00 -> 1970-01-01 01:00 +00:00  Inspections: 2")
 
-    def test_files_that_are_no_inspections(self):
+    def test_files_that_are_no_inspections_are_refused(self):
         good = self.write_xml("good", web("up", "2026-11-22T00:00:00Z"))
         secret = self.write_xml("secret", b"secret")
         entity = f'<!DOCTYPE keldoctl [<!ENTITY e SYSTEM "{secret}">]>\n'.encode()
@@ -162,7 +162,7 @@ class ChangesTest(InstalledViewsTestCase):
         self.assertEqual((status, output), (3, ""))
         self.assertTrue(errors.endswith(FEW), errors)
 
-    def test_wrong_arguments(self):
+    def test_wrong_arguments_are_refused_with_the_reason(self):
         good = self.write_xml("good", report())
         for status, message, arguments in (
                 (64, "invalid locale code -- german", ["--language=german"]),
@@ -177,7 +177,7 @@ class ChangesTest(InstalledViewsTestCase):
                 self.assertEqual(self.run_program("--changes", *arguments),
                                  (status, "", f"keldoctl-report: {message}\n"))
 
-    def test_output_that_cannot_be_written(self):
+    def test_output_that_cannot_be_written_gives_status_3(self):
         good = self.write_xml("good", report())
         with open("/dev/full", "wb") as full:
             for name, options in (("full", {"stdout": full}),
@@ -199,7 +199,7 @@ class ChangesTest(InstalledViewsTestCase):
         self.assertEqual(names, {"LC_ALL", "PATH"})
         self.assertFalse((self.prefix / "evil-has-run").exists())
 
-    def test_without_xsltproc(self):
+    def test_without_xsltproc_the_reason_is_printed(self):
         self.have_programs({"xsltproc": None}, SHOW_CHANGES)
         self.assertEqual(self.run_program("--changes"),
                          (3, "", "keldoctl-report: xsltproc is not installed\n"))
@@ -250,7 +250,7 @@ class KeepReportTest(InstalledViewsTestCase):
         self.keep(1, documents[0])
         self.assertEqual(self.kept(), [documents[0], b"notes"])
 
-    def test_another_language(self):
+    def test_an_inspection_is_kept_in_the_chosen_language(self):
         self.upgrade_in_german()
         self.assertEqual(self.run_program("5", "--language=de-DE"), (0, "", ""))
         self.assertIn(b'xml:lang="de-DE"', self.kept()[0])
@@ -295,7 +295,7 @@ class KeepReportTest(InstalledViewsTestCase):
         self.assertEqual([run.wait() for run in runs], [0] * 6)
         self.assertEqual(self.kept(), [(INSPECTIONS / "all_well.xml").read_bytes()] * 6)
 
-    def test_wrong_usage(self):
+    def test_wrong_usage_keeps_nothing(self):
         for message, arguments in (
                 *(("how many inspections are to be kept?", arguments)
                   for arguments in ([], ["0"], ["x"], ["-1"], ["--language=de-DE"])),

@@ -59,7 +59,7 @@ class EachLanguageTest(unittest.TestCase):
                                default="restart-service:web", language=code)],
                       [Action("restart-service:web", restart, language=code)])
 
-    def test_a_service_that_is_down(self):
+    def test_a_service_that_is_down_is_reported_in_each_language(self):
         self.add_locales()
         self.web_is_down()
         for code, catalogue in LANGUAGES.items():
@@ -67,7 +67,7 @@ class EachLanguageTest(unittest.TestCase):
                 self.assertEqual(self.run_in(code),
                                  (self.expected(code, translator(catalogue)), {code}))
 
-    def test_a_repair(self):
+    def test_a_repair_is_reported_in_each_language(self):
         self.add_locales()
         self.web_is_down()
         self.panel.write_service("dns", titles=dict.fromkeys(LANGUAGES, "DNS"),
@@ -81,7 +81,7 @@ class EachLanguageTest(unittest.TestCase):
                               "    <status>ok</status>\n"
                               "    <log>Başladı, 起動, запущен\n</log>\n".encode(), text)
 
-    def test_an_upgrade(self):
+    def test_an_upgrade_is_reported_in_each_language(self):
         self.add_locales()
         self.panel.upgrade_tool(1)
         for code, catalogue in LANGUAGES.items():

@@ -42,7 +42,7 @@ class LanguageTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return done.stdout
 
-    def test_a_german_run(self):
+    def test_a_german_report_has_german_texts(self):
         self.panel.catalogue(HEADER + DOWN + RESTART)
         self.assertEqual(self.status("de-DE"), GERMAN)
 

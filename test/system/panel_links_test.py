@@ -309,7 +309,7 @@ exec /bin/rm "$@"
         self.assertEqual(self.remove(), "")
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 
-    def test_usage(self):
+    def test_wrong_usage_is_refused(self):
         for arguments in ([], ["update"], ["update", ""], ["update", "a/b"],
                           ["update", "directories"], ["other", "keldoctl"]):
             with self.subTest(arguments):
@@ -359,7 +359,7 @@ class LinkIntoPanelTest(PanelLinksTestCase):
         (PRODUCT_ROOT / "admin/sbin/keldoctl").unlink()
         self.assertEqual(self.link_into_panel("--missing"), ["admin/sbin/keldoctl"])
 
-    def test_usage(self):
+    def test_wrong_usage_is_refused(self):
         self.assertEqual(self.link_into_panel("keldoctl", status=64), [])
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
 

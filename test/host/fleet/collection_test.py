@@ -52,7 +52,7 @@ class CollectionTest(unittest.TestCase):
         output = self.run_tool("ansible-lint", "--offline", "--nocolor", "--config-file", configuration)
         self.assertRegex(output, r"(?ms)^Passed.* 0 failure\(s\), 0 warning\(s\) on [2-9][0-9] files")
 
-    def test_sanity(self):
+    def test_the_sanity_tests_pass(self):
         known = self.run_tool("ansible-test", "sanity", "--list-tests").split()
         tests = [word for name in SANITY_TESTS if name in known for word in ("--test", name)]
         self.run_tool("ansible-test", "sanity", "--color", "no", *tests)
@@ -71,11 +71,11 @@ class CollectionTest(unittest.TestCase):
             "--collection-version", version, *modules, cwd=self.root)
         self.assertEqual(output, "")
 
-    def test_units(self):
+    def test_the_unit_tests_pass(self):
         output = self.run_tool("ansible-test", "units", "--color", "no")
         self.assertRegex(output, r"(?m)^=+ [0-9]+ passed")
 
-    def test_integration(self):
+    def test_the_integration_test_passes(self):
         self.run_tool("ansible-test", "integration", "--color", "no")
 
     def test_ansible_doc_shows_each_plugin_and_role(self):

@@ -170,7 +170,7 @@ class PluginsTest(unittest.TestCase):
                               stderr=subprocess.STDOUT)
         return Result(done, self.directory / "fleet", calls)
 
-    def test_every_host_of_the_inventory_stands_there_once(self):
+    def test_every_host_of_the_inventory_is_in_the_document_once(self):
         result = self.run_playbook(play("all:!not-asked", *ask_by_case()))
         self.assertEqual(len(result.hosts), 20)
         self.assertEqual(result.states(), {
@@ -180,7 +180,7 @@ class PluginsTest(unittest.TestCase):
         self.assertEqual(result.host("fails-before").find("reason").get("code"), "task_failed")
         self.assertEqual([call for call in result.calls if "wrong" in call], [])
 
-    def test_a_limit_and_check_mode(self):
+    def test_a_limit_leaves_hosts_unasked_and_check_mode_repairs_nothing(self):
         """Hosts beyond the limit are unasked. An included task asks. Repairs are shown only."""
         (self.directory / "included.yml").write_text(f"- {ASK}\n", encoding="utf-8")
         result = self.run_playbook(play("well-1", "ansible.builtin.include_tasks: included.yml"),

@@ -109,7 +109,7 @@ class FleetTest(unittest.TestCase):
         self.assertEqual(list(self.hosts.iterdir()), [])
         self.assertIsNone(self.root("a").find("host").get("file"))
 
-    def test_nothing_is_written_before_the_run_concerns_us(self):
+    def test_nothing_is_written_before_begin(self):
         self.fleet.add_failure("a", "failed", "task_failed", "")
         self.fleet.write(["a"])
         self.assertFalse(self.directory.exists())
@@ -117,7 +117,7 @@ class FleetTest(unittest.TestCase):
         self.fleet.write(["a"])
         self.assertIn('state="failed"', (self.directory / "fleet.xml").read_text())
 
-    def test_the_document_is_replaced_and_never_changed(self):
+    def test_a_reader_keeps_the_old_document_when_a_new_one_is_written(self):
         self.fleet.begin()
         self.fleet.write(["a"])
         with open(self.directory / "fleet.xml", encoding="utf-8") as reader:
