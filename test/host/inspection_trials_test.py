@@ -404,7 +404,7 @@ class MonitorTrials(Trial):
             lines.append(line.decode().strip())
         return lines
 
-    def test_no_more_monitors_at_once_than_jobs_and_later_than_32(self):
+    def test_at_most_as_many_monitors_as_jobs_run_at_first_and_32_later(self):
         """The first pass leaves all services unchecked. Each monitor says when it begins and when
         it ends, and waits in between until this test lets it go on. Some services cannot share a
         control file, so the first pass has more questions than jobs."""

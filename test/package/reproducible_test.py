@@ -52,10 +52,10 @@ class ReproducibleTest(unittest.TestCase):
             with self.subTest(name):
                 self.assertTrue(content == other[name], "the bytes differ")
 
-    def test_packages(self):
+    def test_two_builds_of_the_packages_are_equal(self):
         self.assert_same(PACKAGES, "../*.deb", "keldoctl")
 
-    def test_collection(self):
+    def test_two_builds_of_the_collection_are_equal(self):
         # A tmpfs lists the files of a directory in another order than a disk.
         other = self.folder / "another"
         other.mkdir()

@@ -277,7 +277,7 @@ class OtherProgramsTest(ShellsTest):
     def check_words(self, program, rows):
         self.check([(f"{program} {typed}{TAB}", f"{program} {line}") for typed, line in rows])
 
-    def test_keldoctl_inspect(self):
+    def test_words_of_keldoctl_inspect_are_completed(self):
         self.check_words("keldoctl-inspect", [
             ("--t", "--timeout="), ("--json --l", "--json --language="),
             ("--timeout=9 --t", "--timeout=9 --t"), ("--language=d", "--language=de-DE "),
@@ -289,7 +289,7 @@ class OtherProgramsTest(ShellsTest):
         self.check_candidates("keldoctl-inspect --", [
             "--language", "--timeout", "--jobs", "--json", "--repair", "--version", "--help"])
 
-    def test_keldoctl_report(self):
+    def test_words_of_keldoctl_report_are_completed(self):
         self.check_words("keldoctl-report", [
             ("--p", "--prometheus "), ("--json --h", "--json --h"), ("--q", "--quiet "),
             ("--language=d", "--language=de-DE "), ("--status --r", "--status --r"),
@@ -301,7 +301,7 @@ class OtherProgramsTest(ShellsTest):
             ("--repair restart-service:web r",
              "--repair restart-service:web restart-service:dns ")])
 
-    def test_check_keldoctl(self):
+    def test_words_of_check_keldoctl_are_completed(self):
         self.check_words("check_keldoctl", [
             ("-w ma", "-w major "), ("--warning=n", "--warning=none "),
             ("-c cr", "-c critical "), ("-w minor -c mi", "-w minor -c minor "),
@@ -309,7 +309,7 @@ class OtherProgramsTest(ShellsTest):
             ("--language=d", "--language=de-DE "), ("--t", "--timeout="), ("-t x", "-t x"),
             ("-w none --verb", "-w none --verbose ")])
 
-    def test_keldoctl_gate(self):
+    def test_words_of_keldoctl_gate_are_completed(self):
         self.check_words("keldoctl-gate", [
             ("i", "inspect "), ("inspect --l", "inspect --language="),
             ("inspect --language=d", "inspect --language=de-DE "), ("inspect r", "inspect r"),
@@ -318,12 +318,12 @@ class OtherProgramsTest(ShellsTest):
              "repair --language=de-DE restart-service:web "),
             ("--v", "--version ")])
 
-    def test_keldoctl_notify(self):
+    def test_words_of_keldoctl_notify_are_completed(self):
         self.check_words("keldoctl-notify", [
             ("--p", "--programs="), ("--most=9 --p", "--most=9 --programs="),
             ("--most=9 --m", "--most=9 --m"), ("--v", "--version "), ("--most=9 --v", "--most=9 --v")])
 
-    def test_monit_check_status(self):
+    def test_words_of_monit_check_status_are_completed(self):
         self.check_words("monit-check-status", [
             ("--v", "--version "), ("--h", "--help "), ("-x c", "-x check-status "),
             ("-x check-status --v", "-x check-status --v")])
@@ -343,7 +343,7 @@ class FilesTest(unittest.TestCase):
                         self.assertEqual(shell.line_after(f"{program} {keys}{TAB}"),
                                          f"{program} {lines[-1 if name == 'zsh' else 0]}")
 
-    def test_definitions_and_options_of_keldo_service_lint(self):
+    def test_definitions_and_options_of_keldo_service_lint_are_completed(self):
         self.check("keldo-service-lint", [
             ("--s", "--show "), ("--h", "--help "), ("--v", "--version "), ("we", "web.xml "),
             ("dir", "directory/"), ("m", "my\\ web.xml "), ("my\\ w", "my\\ web.xml "),
@@ -351,12 +351,12 @@ class FilesTest(unittest.TestCase):
             # Without a definition, zsh offers other files.
             ("no", "no", "notes.txt ")])
 
-    def test_the_control_file_of_monit_check_status(self):
+    def test_the_control_file_of_monit_check_status_is_completed(self):
         self.check("monit-check-status", [("-c no", "-c notes.txt "), ("-b no", "-b no"),
                                           ("-x check-status -c m",
                                            "-x check-status -c my\\ web.xml ")])
 
-    def test_the_reports_that_keldoctl_report_compares(self):
+    def test_the_reports_that_keldoctl_report_compares_are_completed(self):
         self.check("keldoctl-report", [
             ("--ch", "--changes "), ("--changes we", "--changes web.xml "),
             ("--changes web.xml no", "--changes web.xml notes.txt "),

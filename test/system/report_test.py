@@ -49,7 +49,7 @@ class TextTest(unittest.TestCase):
             self.assertEqual(self.log_of(b"x" * before + text),
                              b"x" * before + b"&lt;A&amp;&amp;&amp;x;", before)
 
-    def test_a_title_with_ampersands(self):
+    def test_ampersands_of_a_title_are_escaped(self):
         self.panel.write_service("web", title="R&D &amp;amp; <&lt;>")
         self.assertIn("Restart the R&amp;D &amp;amp; &lt;&lt;&gt; service.".encode(),
                       self.panel.run("--repair", "restart-service:web").stdout)

@@ -23,34 +23,34 @@ class SignalStormTest(unittest.TestCase):
         self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
         self.assertGreater(signals(), 0)
 
-    def test_all_well(self):
+    def test_an_interrupted_run_finds_all_well(self):
         self.panel.write_definition("mysql", None)
         self.check("--status")
 
-    def test_a_service_down(self):
+    def test_an_interrupted_run_finds_a_service_down(self):
         self.panel.fake_monitor({"web": 1})
         self.check("--status")
 
-    def test_a_large_answer_of_the_monitor(self):
+    def test_an_interrupted_run_reads_a_large_answer_of_the_monitor(self):
         self.panel.fake_monitor(script="#!/bin/sh\necho '<monit>'; yes '<x/>' | head -n 200000\n"
                                        "echo '<service><name>web</name><status>1</status></service>"
                                        "</monit>'\n")
         self.check("--status")
 
-    def test_an_upgrade(self):
+    def test_an_interrupted_run_reports_an_upgrade(self):
         self.panel.upgrade_tool(1, commands="head -c 10000000 /dev/zero | tr '\\0' x")
         self.check("--status")
 
-    def test_a_repair(self):
+    def test_an_interrupted_run_carries_out_a_repair(self):
         self.panel.fake_monitor({"web": 1})
         self.panel.write_service("web", stop="echo stopped", start="echo started >&2; exit 1")
         self.check("--repair", "restart-service:web")
 
-    def test_a_repair_with_a_large_log(self):
+    def test_an_interrupted_run_reports_a_large_log(self):
         self.panel.write_service("web", start="head -c 10000000 /dev/zero | tr '\\0' x")
         self.check("--repair", "restart-service:web")
 
-    def test_a_large_definition(self):
+    def test_an_interrupted_run_reads_a_large_definition(self):
         self.panel.fake_monitor({"web": 1})
         self.panel.write_service("web", ports=[(number, {}) for number in range(1, 50001)])
         self.check("--status")

@@ -128,7 +128,7 @@ class ForcedCommandTest(GateTestCase):
         [shown] = displays("keldoctl-gate.8", "EXAMPLES")[0].splitlines()
         self.assertEqual(shown.partition(" ssh-")[0], line.partition(" ssh-")[0])
 
-    def test_inspect_and_repair_a_daemon_that_was_killed(self):
+    def test_a_daemon_that_was_killed_is_reported_and_repaired(self):
         status, document, errors = self.ssh("keldoctl-gate inspect")
         self.assertEqual((status, errors), (WELL, ""))
         self.check_document(document, "well")
