@@ -6,6 +6,7 @@
 #include "diag/database_probe.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <exception>
 #include <iterator>
@@ -79,6 +80,22 @@ bool isAboutServer(int number) {
     return isSentByServer || std::ranges::find(errorsOfServer, number) != std::end(errorsOfServer);
 }
 
+/// Text that does not start with a number counts as 0.
+int leadingNumber(std::string_view text) {
+    int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+/// Whether this host lacks memory or descriptors. The client library then fails as if nobody
+/// accepted the connection, but its message ends with the system's error: "... (12)".
+bool isShortOfResources(std::string_view message) {
+    const std::size_t start = message.rfind('(');
+    const int error =
+        start == std::string_view::npos ? 0 : leadingNumber(message.substr(start + 1));
+    return error == ENOMEM || error == ENOBUFS || error == EMFILE || error == ENFILE;
+}
+
 /// The code of the reason for an error of the client library.
 std::string codeOfError(int number) {
     switch (number) {
@@ -94,12 +111,17 @@ std::string codeOfError(int number) {
     }
 }
 
-/// Text that is not a number counts as 0.
-void readError(const std::string& text, DatabaseAnswer& answer) {
-    int number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
+void readErrorNumber(int number, DatabaseAnswer& answer) {
     answer.code = codeOfError(number);
     answer.isKnown = isAboutServer(number);
+}
+
+void readErrorText(const std::string& text, DatabaseAnswer& answer) {
+    answer.detail = text;
+    if (isShortOfResources(text)) {
+        answer.code = "database_failed";
+        answer.isKnown = false;
+    }
 }
 
 void readMessage(std::string_view message, DatabaseAnswer& answer) {
@@ -109,10 +131,10 @@ void readMessage(std::string_view message, DatabaseAnswer& answer) {
         answer.isConnected = true;
         break;
     case notConnected:
-        readError(text, answer);
+        readErrorNumber(leadingNumber(text), answer);
         break;
     case errorText:
-        answer.detail = text;
+        readErrorText(text, answer);
         break;
     case startedService:
         answer.started.push_back(text);

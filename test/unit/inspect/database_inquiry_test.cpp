@@ -88,6 +88,23 @@ TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
     }
 }
 
+TEST_F(DatabaseInquiry, DoesNotTakeAShortageOnThisHostForADatabaseThatIsDown) {
+    const std::tuple<int, const char*, bool> rows[] = {
+        {ENOMEM, "database_failed", false}, {ENOBUFS, "database_failed", false},
+        {EMFILE, "database_failed", false}, {ENFILE, "database_failed", false},
+        {ENOENT, "database_refused", true}, {ECONNREFUSED, "database_refused", true},
+        {EAGAIN, "database_refused", true},
+    };
+    database_.reachable = false;
+    for (const auto& [error, code, isKnown] : rows) {
+        SCOPED_TRACE(error);
+        database_.connectError = {2002, "Can't connect to server (" + std::to_string(error) + ")."};
+        const DatabaseAnswer answer = ask();
+        EXPECT_EQ(answer.code, code);
+        EXPECT_EQ(answer.isKnown, isKnown);
+    }
+}
+
 TEST_F(DatabaseInquiry, TellsWhichLimitASilentDatabaseReached) {
     const std::string fifo = directory_.path() / "fifo"; // nobody writes to it
     ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
