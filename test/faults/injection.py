@@ -32,7 +32,6 @@ FOLDERS = (CONTROL_FILES, pathlib.Path("/run"), pathlib.Path("/tmp"))  # of temp
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
 GRACE = 10  # seconds
 STANDARD_STREAMS = {0, 1, 2}
-PF_SIGNALED = 0x400  # the kernel's flag of a process that a signal ends
 
 
 class Fault(NamedTuple):
@@ -98,8 +97,9 @@ def run(scenario, fault):
                                stderr=subprocess.DEVNULL, start_new_session=True)
     status = wait_for(process)
     # The children of a process that a signal ends get a signal too, and need a moment to end.
-    grace = GRACE if status is not None and status < 0 and scenario.program != "keldoctl" else 0
-    orphans = tuple(sorted(filter(None, (end(child, grace) for child in children() - others))))
+    may_end_late = status is not None and status < 0 and scenario.program != "keldoctl"
+    orphans = tuple(sorted(filter(None, (
+        end(child, may_end_late) for child in children() - others))))
     # A report fits into a pipe, and no process holds the other end any more.
     stdout, _ = process.communicate()
     left = remove_all(temporary_files() - files - {LOG})
@@ -147,29 +147,18 @@ def children():
     return set(file.read_text(encoding="utf-8").split())
 
 
-def is_being_killed(process):
-    """Whether the process has got SIGKILL. It may need a moment to end."""
-    status = pathlib.Path("/proc", process, "status").read_text(encoding="utf-8")
-    pending = [int(mask, 16) for mask in re.findall(r"^S(?:ig|hd)Pnd:\s*(\w+)", status, re.M)]
-    flags = pathlib.Path("/proc", process, "stat").read_text(encoding="utf-8").rpartition(")")[2]
-    return (any(mask & 1 << signal.SIGKILL - 1 for mask in pending)
-            or bool(int(flags.split()[6]) & PF_SIGNALED))
-
-
-def end(process, grace):
-    """Kills a process that the run left behind. Returns its name, or "" if the run has killed it or
-    it ends by itself within `grace` seconds."""
-    is_killed = is_being_killed(process)
-    descriptor = os.pidfd_open(int(process))
-    ended, _, _ = select.select([descriptor], [], [], None if is_killed else grace)
-    os.close(descriptor)
-    if is_killed or ended and grace:
-        os.waitpid(int(process), 0)
-        return ""
+def end(process, may_end_late):
+    """Waits for the end of a process that outlived the run, and kills it at last. Returns its name, or
+    "" if the run killed it, or if it ended by itself and may do so after the run."""
     name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
-    os.kill(int(process), signal.SIGKILL)
-    os.waitpid(int(process), 0)
-    return name
+    descriptor = os.pidfd_open(int(process))
+    ended, _, _ = select.select([descriptor], [], [], GRACE)
+    os.close(descriptor)
+    if not ended:
+        os.kill(int(process), signal.SIGKILL)
+    _, status = os.waitpid(int(process), 0)
+    is_killed_by_run = ended and os.WIFSIGNALED(status) and os.WTERMSIG(status) == signal.SIGKILL
+    return "" if is_killed_by_run or ended and may_end_late else name
 
 
 def temporary_files():
