@@ -72,20 +72,23 @@ download_package() {
     (cd "$2" && apt-get --option APT::Sandbox::User=root download "$1")
 }
 
-# Prints the time of this release in seconds, as in debian/changelog.
+# Prints the time of this release in seconds, as in debian/changelog. dpkg-deb sets the times of newer
+# files in a package to this time. It must be past, or the files would keep the times of the build.
 release_time() {
-    date --date="$(sed -n '/^ -- /{s/.*>  //p;q}' debian/changelog)" +%s
+    local time
+    time=$(date --date="$(sed -n '/^ -- /{s/.*>  //p;q}' debian/changelog)" +%s) || return
+    ((time <= $(date +%s))) || die "the time of the release in debian/changelog is in the future"
+    echo "$time"
 }
 
 # Copies the sources into a directory, without build results and git's data. Packages are built
 # there, since dpkg-buildpackage takes all files of its directory. The copies of two checkouts are the
-# same: all have the same modes and times. The time is a day before the release, because ninja needs
-# files that are older than the build, and the release may be dated later today.
+# same: all have the same modes and times.
 copy_sources() {
     local time
     time=$(release_time) || return
     tar --create --exclude-vcs --exclude=./build --exclude=__pycache__ --exclude='*.mo' \
-        --mode=u=rwX,go=rX --mtime="@$((time - 86400))" . |
+        --mode=u=rwX,go=rX --mtime="@$time" . |
         tar --extract --preserve-permissions --directory="$1"
 }
 
