@@ -256,6 +256,20 @@ class PluginsTest(unittest.TestCase):
         self.assertIn("lookup('pipe', 'touch", result.output)
         self.assertFalse(self.executed.exists())
 
+    def test_variables_set_what_the_task_does_not_but_limit_no_repair(self):
+        result = self.run_playbook(
+            play("well-1,repairable", ASK, f"{ASK} {{gate: [own], language: en-US, timeout: 9}}",
+                 keywords="vars:\n  words: [sudo, keldoctl-gate]\n  keldoctl_gate: '{{ words }}'\n"
+                 "  keldoctl_language: de-DE\n  keldoctl_timeout: '{{ 5 + 5 }}'"),
+            play("repairable", REPAIR,
+                 keywords="vars:\n  keldoctl_timeout: none\n  keldoctl_gate: [other]"),
+            play("repairable", ASK, keywords="vars:\n  keldoctl_timeout: none"))
+        self.assertEqual([call for call in result.calls if call.startswith("repairable")], [
+            "repairable: sudo keldoctl-gate inspect --language=de-DE",
+            "repairable: own inspect --language=en-US",
+            "repairable: other inspect", f"repairable: other repair {WEB}"], result.output)
+        self.assertEqual(result.states(), {"well-1": "well", "repairable": "failed"})
+
     def test_ssh_gets_the_arguments_of_the_inventory_and_leaves_no_master(self):
         self.run_playbook(play("well-1", ASK, keywords="vars:\n  ansible_host: arguments\n"
                                "  ansible_port: 2222\n  ansible_user: someone\n"

@@ -25,12 +25,14 @@ class ActionModule(ActionBase):
         "language": {"type": "str"},
         "timeout": {"type": "int", "default": 120},
     }
+    # The options that a variable sets if the task does not: "gate" is set by keldoctl_gate.
+    SET_BY_VARIABLES = ("gate", "language", "timeout")
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
         # The whole document is too long for the screen.
         result.update(changed=False, _ansible_verbose_override=True)
-        arguments = self._validated_arguments()
+        arguments = self._validated_arguments(task_vars or {})
         try:
             self._carry_out(arguments, result)
         except Refusal as refusal:
@@ -41,7 +43,10 @@ class ActionModule(ActionBase):
             result.update(unreachable=True, reason="unreachable", msg=str(error))
         return result
 
-    def _validated_arguments(self):
+    def _validated_arguments(self, variables):
+        for name in self.SET_BY_VARIABLES:
+            if f"keldoctl_{name}" in variables and self._task.args.get(name) is None:
+                self._task.args[name] = self._templar.template(variables[f"keldoctl_{name}"])
         _, arguments = self.validate_argument_spec(self.ARGUMENTS)
         if not arguments["gate"]:
             raise AnsibleActionFail("the argument 'gate' is empty")

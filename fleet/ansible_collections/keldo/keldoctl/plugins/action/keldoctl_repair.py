@@ -21,6 +21,7 @@ class ActionModule(InfoActionModule):
         "ids": {"type": "list", "elements": "str"},
         "timeout": {"type": "int", "default": 960},
     }
+    SET_BY_VARIABLES = ("gate", "language")  # keldoctl_timeout is meant for questions
 
     def _carry_out(self, arguments, result):
         result.update(self._inspection(arguments), repairs=[])

@@ -25,19 +25,22 @@ description:
     into I(gate).
 options:
   gate:
-    description: The words that call the gate on the host.
+    description:
+      - The words that call the gate on the host.
+      - The default is the variable C(keldoctl_gate), or C([keldoctl-gate]) if it is not set.
     type: list
     elements: str
-    default: [keldoctl-gate]
   language:
     description:
       - The language of titles and sentences, such as C(de-DE).
-      - The default is that of keldoctl-inspect, C(en-US).
+      - The default is the variable C(keldoctl_language). If it is not set, keldoctl-inspect's default
+        is used, C(en-US).
     type: str
   timeout:
-    description: The number of seconds within which the host must answer. SSH is ended after them.
+    description:
+      - The number of seconds within which the host must answer. SSH is ended after them.
+      - The default is the variable C(keldoctl_timeout), or 120 if it is not set.
     type: int
-    default: 120
 attributes:
   check_mode:
     description: Whether the task does the same in check mode.

@@ -29,14 +29,16 @@ options:
     type: list
     elements: str
   gate:
-    description: The words that call the gate on the host.
+    description:
+      - The words that call the gate on the host.
+      - The default is the variable C(keldoctl_gate), or C([keldoctl-gate]) if it is not set.
     type: list
     elements: str
-    default: [keldoctl-gate]
   language:
     description:
       - The language of titles and sentences, such as C(de-DE).
-      - The default is that of keldoctl-inspect, C(en-US).
+      - The default is the variable C(keldoctl_language). If it is not set, keldoctl-inspect's default
+        is used, C(en-US).
     type: str
   timeout:
     description:
