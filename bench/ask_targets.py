@@ -40,11 +40,13 @@ SAMPLE_SECONDS = 0.1
 
 
 class Cost(NamedTuple):
-    """What a run has cost, per target and in milliseconds."""
+    """What a run has cost: milliseconds for each target, and the peak memory of the largest process of
+    the controller in KiB."""
 
     wall: float
     controller: float
     targets: float
+    memory: int
 
 
 class Fleet:
@@ -101,7 +103,7 @@ class Fleet:
             raise RuntimeError(f"status {process.returncode}: {(directory / 'output').read_text()}")
         targets = self._cpu_of_targets() - before
         return Cost(*(1000 * seconds / self.number for seconds in (
-            wall, usage.ru_utime + usage.ru_stime, targets)))
+            wall, usage.ru_utime + usage.ru_stime, targets)), usage.ru_maxrss)
 
     def _cpu_of_targets(self):
         """The CPU seconds of the sshds and of all their descendants. Waits until the descendants end."""
@@ -167,19 +169,21 @@ def rows(runs, numbers):
             targets = Fleet(pathlib.Path(directory), number)
             with targets.targets:
                 costs = [(targets.ask_by_loop(), targets.ask_by_ansible()) for _ in range(runs)]
-                memory = peak_memory(targets)
+                together = peak_memory(targets)
         loop, ansible = (Cost(*zip(*each)) for each in zip(*costs))
         controller[number] = ansible.controller
         for what, name, at_most in (("CPU of the controller", "controller", 4.5),
                                     ("CPU of the targets", "targets", 1.3), ("Wall time", "wall", 3.5)):
-            yield table.timed(f"{what} a target, {number}", getattr(ansible, name),
+            yield table.timed(f"{what} for each target, {number}", getattr(ansible, name),
                               getattr(loop, name), "loop of ssh", at_most)
-        yield table.alone(f"CPU of the controller a target, {number}",
+        yield table.alone(f"CPU of the controller for each target, {number}",
                           table.Milliseconds(statistics.median(ansible.controller)), runs, 100)
-        yield table.alone(f"Peak memory of the controller, {number}", table.Kibibytes(memory), 1,
-                          160 * 1024)
+        yield table.alone(f"Peak memory of the controller's largest process, {number}",
+                          table.Kibibytes(statistics.median(ansible.memory)), runs, 160 * 1024)
+        yield table.alone(f"Peak memory of the controller's processes together, {number}",
+                          table.Kibibytes(together), 1)
     first, *_, last = numbers
-    yield table.timed(f"CPU of the controller a target, {last}", controller[last], controller[first],
+    yield table.timed(f"CPU of the controller for each target, {last}", controller[last], controller[first],
                       f"{first}", 1.15)
 
 
