@@ -149,7 +149,7 @@ def children():
 
 def end(process, may_end_late):
     """Waits for the end of a process that outlived the run, and kills it at last. Returns its name, or
-    "" if the run killed it, or if it ended by itself and may do so after the run."""
+    "" if a signal of the run ended it, or if it ended by itself and may do so after the run."""
     name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
     descriptor = os.pidfd_open(int(process))
     ended, _, _ = select.select([descriptor], [], [], GRACE)
@@ -157,8 +157,7 @@ def end(process, may_end_late):
     if not ended:
         os.kill(int(process), signal.SIGKILL)
     _, status = os.waitpid(int(process), 0)
-    is_killed_by_run = ended and os.WIFSIGNALED(status) and os.WTERMSIG(status) == signal.SIGKILL
-    return "" if is_killed_by_run or ended and may_end_late else name
+    return "" if ended and (may_end_late or os.WIFSIGNALED(status)) else name
 
 
 def temporary_files():
