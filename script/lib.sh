@@ -111,8 +111,8 @@ unpack_last_release() {
 }
 
 # Whether a directory holds packages that are newer than all sources. A change during the build
-# makes them outdated: the Debian source package (.dsc) is made first, an RPM has the sources' time, and a
-# collection the time at which its build began.
+# makes them outdated: the Debian source package (.dsc) is made first, an RPM has the time of its source
+# archive, and a collection the time at which its build began.
 packages_are_fresh() {
     local source
     source=$(find "$1" -maxdepth 1 \( -name '*.dsc' -o -name '*.rpm' -o \

@@ -29,7 +29,7 @@ COLLECTION = "GPL-3.0-or-later AND MIT"
 def licence_in(content):
     """The licence that the first lines of a file's content name, or None."""
     text = content.decode("utf-8", "replace")
-    # The brackets keep tools from taking this line for one of its kind.
+    # The brackets around the colon keep tools from reading this line as a licence of this file.
     match = re.search(r"SPDX-License-Identifier[:] ([A-Za-z0-9.+-]+)",
                       "\n".join(text.split("\n", 5)[:5]))
     return match and match[1]
