@@ -62,8 +62,8 @@ def _ssh_command(connection, command):
 
 def run(command, seconds):
     """Runs a command in a session of its own, so that it has no terminal. Returns its exit status,
-    standard output and standard error. Raises Refusal if it prints too much or takes longer. All its
-    processes have ended then, except those that began another session."""
+    standard output and standard error. Raises Refusal if it prints too much or takes longer. In each
+    case, all its processes have ended, except those that left its process group."""
     with _EndingSignals() as signals:
         process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, bufsize=0, start_new_session=True)

@@ -264,7 +264,7 @@ def _inspection(root):
 def _unique(objects):
     objects = list(objects)
     if len({each["id"] for each in objects}) != len(objects):
-        raise _not_an_inspection("an id stands there twice")
+        raise _not_an_inspection("an id occurs twice")
     return objects
 
 
