@@ -579,7 +579,7 @@
 ]]></xsl:template>
 
   <!-- The filter keeps the rows that contain every word and have the chosen state. A column's button
-       sorts the rows; pressed again, it turns their order. -->
+       sorts the rows; pressed again, it reverses their order. -->
   <xsl:template name="fleet-script"><![CDATA[
 "use strict";
 {
