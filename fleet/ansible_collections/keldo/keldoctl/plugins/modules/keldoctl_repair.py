@@ -110,7 +110,7 @@ problems:
 inspection:
   description:
     - The inspection after the repairs, with the names of C(keldoctl-inspect --json).
-    - If a repair failed, it is in C(invocation), so that it is not shown on the screen.
+    - If a repair failed, the inspection is in C(invocation), so that it is not shown on the screen.
   returned: if the host answered with an inspection
   type: dict
   sample: {version: 1, verdict: well, summary: {services: 7, up: 7, down: 0}}
