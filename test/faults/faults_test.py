@@ -149,7 +149,7 @@ class CheckTest(FaultTest):
         outcome = injection.run(self.scenario, None)
         self.assertEqual(promise.complaints(scenario, None, outcome), ["says that redis is up"])
 
-    def test_an_inspection_that_reports_an_unchecked_server_as_well_is_noticed(self):
+    def test_a_verdict_well_without_the_action_log_is_noticed(self):
         self.lay_out("inspect-well")
         outcome = injection.run(self.scenario, None)
         outcome = outcome._replace(stdout=outcome.stdout.replace(

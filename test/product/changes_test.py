@@ -78,7 +78,7 @@ class ChangesTest(unittest.TestCase):
         self.assertEqual(self.changes(("1 00:15", {"web": "down"}), ("1 00:00", {"web": "up"})),
                          ["1 00:00  web: Down -> Up"])
 
-    def test_another_reason_or_title_is_no_change(self):
+    def test_another_reason_is_no_change(self):
         self.assertEqual(self.changes(
             ("1 00:00", {"web": ("down", "Refused.")}), ("1 00:15", {"web": ("down", "Silent.")})),
             ["No change of state"])

@@ -24,7 +24,7 @@ class FleetTextTest(ViewTestCase):
         self.assertNotIn("\n", head)
         return body
 
-    def test_each_recorded_document_has_its_text(self):
+    def test_recorded_documents_have_their_texts(self):
         for name, text in (("all_states", f"""\
 Hosts: 12  2026-11-22 04:48 UTC  12.345 s
 
@@ -159,12 +159,12 @@ Hosts: 0  2026-11-22 04:48 UTC  12.345 s
             text = self.body(fleet(silent("a"), *(host(f"web{n}") for n in range(number))))
             self.assertEqual((text.count("web"), f"✔ Well: {number}\n" in text), (named, True))
 
-    def test_a_document_that_contradicts_itself_does_not_read_well(self):
+    def test_a_document_that_contradicts_itself_does_not_say_that_all_is_well(self):
         for hosts in ([host("a"), silent("b")], [host("a", "well", outcome("x", "failed"))],
                       [host("a", "new")], []):
             self.assertNotIn("All hosts are well", self.show(fleet(*hosts, verdict="well")))
 
-    def test_signs_and_names_are_ascii_if_asked_for(self):
+    def test_signs_are_ascii_if_asked_for(self):
         text = self.show(recorded("repaired"), ascii="yes")
         self.assertTrue(text.isascii())
         self.assertEqual([line[:3] for line in text.splitlines() if line.startswith("[")],

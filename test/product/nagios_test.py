@@ -22,7 +22,7 @@ class NagiosTest(ViewTestCase):
     def state(self, *services, **parameters):
         return self.first_line(*services, **parameters).split(" ")[1]
 
-    def test_each_recorded_inspection_has_its_line(self):
+    def test_recorded_inspections_have_their_lines(self):
         for name, text, numbers in (
                 ("all_well", "OK - 7 up", "7 down=0;0;0 unknown=0 stopped=0"),
                 ("stopped", "OK - 5 up, 2 stopped by the administrator",

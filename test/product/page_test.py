@@ -104,7 +104,7 @@ class EveryPageTest(InspectionPageTestCase):
         self.check_each(check)
         self.assertEqual(len(set(shapes.values())), 6)
 
-    def test_a_page_of_ten_services_is_small(self):
+    def test_a_page_of_few_services_is_small(self):
         for name, document in RECORDED.items():
             if name != "forty_down":
                 self.assertLess(len(page_of("html", document).encode()), 30_000, name)

@@ -46,7 +46,7 @@ def metrics(up, known, stopped, dependencies, *, upgrade=0):
 class PrometheusTest(ViewTestCase):
     VIEW = "prometheus"
 
-    def test_each_recorded_inspection_has_its_metrics(self):
+    def test_recorded_inspections_have_their_metrics(self):
         each = (*CORE, "redis")
         ones, zeros = dict.fromkeys(each, 1), dict.fromkeys(each, 0)
         usable = dict.fromkeys(DEPENDENCIES, 1)

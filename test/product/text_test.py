@@ -53,7 +53,7 @@ class TextTest(ViewTestCase):
         self.assertIn("  2026-11-22 00:20 UTC", head)
         return body.removeprefix("\n")
 
-    def test_each_recorded_inspection_has_its_text(self):
+    def test_recorded_inspections_have_their_texts(self):
         up = ("✔ 6 services are up: Database Server, Control Panel, Mail Transfer (SMTP),\n"
               "  Name Server, Mailbox Access (IMAP), Redis Cache\n")
         for name, text in (("all_well", f"""\
@@ -147,7 +147,7 @@ class TextTest(ViewTestCase):
         self.assertLess(failed, succeeded)
         self.assertLess(succeeded, proposed)
 
-    def test_titles_that_need_an_uncertain_width_stand_on_a_line_of_their_own(self):
+    def test_long_titles_and_those_of_uncertain_width_stand_on_a_line_of_their_own(self):
         for title in ("x" * 31, "ウェブサーバー", "שרת", "e\u0301", "a\x9bb"):
             with self.subTest(title):
                 self.assertEqual(self.body(inspection(service("a"), service("web", title=title),

@@ -316,7 +316,7 @@ class MonitorTest(InspectTest):
         self.assertEqual((found.state, found.code), ("failed", "monitor_silent"))
         reap_all()
 
-    def test_there_are_as_many_batches_as_jobs(self):
+    def test_each_job_has_a_batch_unless_there_are_fewer_services(self):
         for arguments, count in ((("--jobs=1",), 1), (("--jobs=2",), 2), (("--jobs=9",), 5), ((), 1)):
             with self.subTest(arguments):
                 self.panel.forget_calls()

@@ -272,7 +272,7 @@ class KeepReportTest(InstalledViewsTestCase):
                                  (1, "", f"keep-report: {message}"))
                 self.assertEqual(self.kept(), [well.read_bytes()])
 
-    def test_a_read_only_file_system_is_kept_and_told(self):
+    def test_an_inspection_with_a_read_only_file_system_is_kept_and_told(self):
         directory = self.panel.root / "tmp"
         subprocess.run(["mount", "-t", "tmpfs", "-o", "ro", "none", directory], check=True)
         self.addCleanup(subprocess.run, ["umount", directory], check=True)
