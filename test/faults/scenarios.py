@@ -166,7 +166,7 @@ def lay_out(scenario, database):
 
 
 def start_commands(service):
-    """Prints everything at once, so that each run makes the same number of reads."""
+    """The commands print everything at once, so that each run makes the same number of reads."""
     if service == "web":
         return f"rm -f {DOWN}/web; printf 'web: stopped\\nR&D: started\\n'"
     return f"printf '{service}: stopped\\n{service}: failed\\n'; exit 3"

@@ -2,8 +2,8 @@
 """Checks the answers of keldoctl-inspect and monit-check-status in a run in which a call failed.
 
 Standard output carries one complete document, or nothing if the run ends abnormally. No document
-reports a service as up that is down, or the server as well if something is not known. Faults that
-must have no effect, such as an interrupted call, change nothing.
+reports a service as up that is down, or has the verdict "well" if something is not known. Faults
+that must have no effect, such as an interrupted call, change nothing.
 """
 
 import functools

@@ -340,7 +340,7 @@ class LongLife:
         keep = self.run_program("libexec/keldoctl/keep-report", str(self.keep))
         new = sorted(set(KEPT.glob("*.xml")) - before)
         self.documents += [path.read_bytes() for path in new]
-        # The last free bytes may do for a short inspection.
+        # The last free bytes may suffice for a short inspection.
         if (keep.status, len(new)) != (0, 1) and not (
                 self.host.cannot_keep and (keep.status, len(new)) == (1, 0)):
             self.complain(f"keep-report ended with status {keep.status} and kept {len(new)}")

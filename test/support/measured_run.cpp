@@ -2,8 +2,9 @@
 
 // Runs a program and prints the peak resident memory, in KiB, of the largest process among it and
 // its descendants. Ends with the program's exit status. A script that starts the program itself
-// cannot measure this: wait4(2) counts the memory of the starting process, too. Usage: measured_run
-// PROGRAM [ARG...]    PROGRAM gets /dev/null as its standard streams
+// cannot measure this: wait4(2) counts the memory of the starting process, too.
+//
+// Usage: measured_run PROGRAM [ARG...]    PROGRAM gets /dev/null as its standard streams
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Makes pictures of the pages, each in light and dark: of an inspection in eight states, from
-recorded inspections, and of a fleet in several states, from made documents; also of a phone.
+"""Makes pictures of the pages, each in light, in dark and as on a phone: of an inspection in eight
+states, from recorded inspections, and of a fleet in several states, from made documents.
 
     python3 test/support/page_pictures.py [DIRECTORY]
 

@@ -14,7 +14,7 @@ class ConfigurationTest(unittest.TestCase):
         self.panel = Panel(root="/usr/local/kvr/root")
 
     def configuration_opens(self):
-        # Without a locale no catalogue is bound, which would look up a variable.
+        # Without a locale no catalogue is bound. Binding one would look up a variable.
         _, calls = traced(self.panel, "openat", "--status", env={"LOCPATH": "/tmp"})
         return [call.result for call in own(calls) if "/etc/kvr/kvr.conf" in call.arguments]
 

@@ -16,8 +16,8 @@ from views import INSPECTIONS
 
 WEB = "restart-service:web"
 
-# Answers as the first word of the host's address says. Its arguments end with the address and the
-# command.
+# The fake ssh. Its arguments end with the host's address and the command. The first word of the address
+# chooses the answer.
 SSH = """#!/bin/bash
 host=${*: -2:1} command=${*: -1}
 echo "$host: $command" >>"$CALLS"

@@ -10,7 +10,7 @@ import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 BUILD = pathlib.Path(os.environ["KELDOCTL"]).parent
-# Files of the configuration and of the tests. All others in the build are installed.
+# Left out of a copy of the build: configure() makes these files anew, or no installation needs them.
 NOT_COPIED = shutil.ignore_patterns("CMakeCache.txt", "CMakeFiles", "*.cmake", "*.a", "test")
 PROGRAMS = ("keldoctl", "keldoctl-inspect")  # with links in admin/sbin, below the panel's root
 LINK = "/admin/sbin/keldoctl"

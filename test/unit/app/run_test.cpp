@@ -244,7 +244,7 @@ TEST_F(Run, ReportsInTheLanguageOfTheCommandLine) {
 TEST_F(Run, SilencesItsOwnOutputAndThatOfItsChildren) {
     panel.installUpgradeCheck("echo noise; echo noise >&2; exit 0");
     panel.installMonitor("echo noise >&2; echo noise");
-    // Its failure is printed. Reading definitions prints a message about PRODUCT_ETC_D.
+    // Connecting fails and prints a message. Reading definitions prints one about PRODUCT_ETC_D.
     database.reachable = false;
     const Outcome outcome = outcomeOf({Mode::diagnose, "en-US", {}});
     EXPECT_EQ(emptyReport, outcome.output);

@@ -62,7 +62,7 @@ TEST(LintFile, ReadsEntitiesLikeKeldoctl) {
                  "number=\"1\"/>'>]>" +
                  withChecks("<pid-file>&p;.pid</pid-file>&q;\n<port number='&n;'/>"
                             "<port number='&n;0&n;0'/>"));
-    // Some versions of libxml2 complain about the namespace of the element in the entity before.
+    // Before this finding, some versions of libxml2 complain about the namespace of &q;'s element.
     EXPECT_EQ(linesOf(result.findings).back(),
               "7: error: the highest port number is 65535 -- 800800");
     EXPECT_EQ(result.controlFile,

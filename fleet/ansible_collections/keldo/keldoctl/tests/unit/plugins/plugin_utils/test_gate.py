@@ -24,7 +24,7 @@ def shell(script, seconds=LONG):
 
 
 def comes_to_its_end(descriptor):
-    """Whether nobody has the other end of a pipe any more, which contains nothing."""
+    """Whether a pipe is empty and nobody holds its other end any more."""
     poll = select.poll()
     poll.register(descriptor, select.POLLIN)
     return bool(poll.poll(LONG * 1000)) and os.read(descriptor, 1) == b""

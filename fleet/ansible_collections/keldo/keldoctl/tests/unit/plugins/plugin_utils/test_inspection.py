@@ -38,7 +38,7 @@ def document(states, verdict, dependencies=LOG_IS_READ, report=None):
 
 WELL = document(["up"], "well")
 DOWN = document(["up", "down"], "problems")
-# The second service has a repair that was carried out.
+# A repair that was carried out, with a place for its status.
 ACTION = ('<action id="repair:x"><message xml:lang="en-US">Repair.</message>'
           "<status>{}</status><log>Line.\n</log></action>")
 REPAIRED = document(["up"], "well", report=ACTION.format("ok"))
@@ -251,7 +251,7 @@ class InspectionTest(unittest.TestCase):
             with self.subTest(status=status, stdout=stdout, ids=ids):
                 inspection.read_answer(status, stdout, b"", ids)
 
-    def test_a_refusal_ends_with_the_last_line_of_the_error_messages(self):
+    def test_a_refusal_ends_with_the_last_error_message_that_may_be_a_reason(self):
         messages = b"banner\nreason \x1b[31m\xff\nWarning: Permanently added 'h'.\ndebug1: x\n\n"
         with self.assertRaisesRegex(inspection.Refusal, "nothing: reason \ufffd\\[31m\ufffd$"):
             inspection.read_answer(0, b"", messages)
