@@ -31,6 +31,7 @@ CONTROL_FILES = PRODUCT_ROOT / "tmp"
 FOLDERS = (CONTROL_FILES, pathlib.Path("/run"), pathlib.Path("/tmp"))  # of temporary files
 HANGS_AFTER = 200  # seconds; a run gives up a silent database within this time
 GRACE = 10  # seconds
+PF_EXITING = 0x4  # the kernel's flag of a process that is ending: a signal has no effect any more
 STANDARD_STREAMS = {0, 1, 2}
 
 
@@ -149,15 +150,19 @@ def children():
 
 def end(process, may_end_late):
     """Waits for the end of a process that outlived the run, and kills it at last. Returns its name, or
-    "" if a signal of the run ended it, or if it ended by itself and may do so after the run."""
-    name = pathlib.Path("/proc", process, "comm").read_text(encoding="utf-8").strip()
+    "" if it was ending already, if a signal of the run ended it, or if it ended by itself and may do so
+    after the run."""
+    name, _, fields = pathlib.Path("/proc", process, "stat").read_text(
+        encoding="utf-8").partition(" (")[2].rpartition(") ")
+    is_ending = bool(int(fields.split()[6]) & PF_EXITING)
     descriptor = os.pidfd_open(int(process))
     ended, _, _ = select.select([descriptor], [], [], GRACE)
     os.close(descriptor)
     if not ended:
         os.kill(int(process), signal.SIGKILL)
     _, status = os.waitpid(int(process), 0)
-    return "" if ended and (may_end_late or os.WIFSIGNALED(status)) else name
+    is_fine = is_ending or ended and (may_end_late or os.WIFSIGNALED(status))
+    return "" if is_fine else name
 
 
 def temporary_files():
