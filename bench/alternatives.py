@@ -34,7 +34,8 @@ def adapter_rows(server, rounds):
 def inspection_rows(server, rounds, hanging):
     """keldoctl-inspect with the real monit, beside keldoctl and the alternatives. `rounds` maps
     numbers of services to numbers of rounds. `hanging` has the numbers of services that are also
-    measured with hanging ones, once: all but keldoctl-inspect wait for one after another."""
+    measured while some of them hang. That is measured once, since it takes minutes: all programs but
+    keldoctl-inspect wait for one service after another."""
     server.set_monitor(ADAPTER)
     rows = []
     for count, number in rounds.items():
