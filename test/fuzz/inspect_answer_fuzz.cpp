@@ -58,7 +58,7 @@ const xmlNode* elementOf(const std::string& id, const xmlNode* root) {
     return found;
 }
 
-/// A result of a test may say that it failed.
+/// unlessATestFailed: the answer has results of ports or sockets, which may say that a test failed.
 enum class Up { no, unlessATestFailed, yes };
 
 Up upIn(const std::string& id, const std::string& output) {

@@ -519,7 +519,7 @@ class SurroundingsTest(AdapterTest):
             self.assertEqual((directory / 'pid').read_text().strip(), str(hanging.monit))
 
     def test_it_inherits_no_descriptor_of_the_caller(self):
-        # Monit itself would not close the one with the high number.
+        # Monit itself would not close a descriptor with a high number.
         reader, writer = os.pipe()
         high = os.dup2(writer, 100)
         with HangingCall(self, stdin=reader, pass_fds=[writer, high]) as hanging:

@@ -256,8 +256,8 @@ class OtherVersionTest(PackageTest):
 
 
 class RunningTimerTest(PackageTest):
-    """The scripts ask systemd, which they believe to run. The base system's policy refuses to act, and
-    the refusal is printed."""
+    """systemd seems to run, so the scripts send it commands. The base system's policy refuses them,
+    and the refusal is printed."""
 
     def setUp(self):
         super().setUp()

@@ -58,7 +58,7 @@ class GateTestCase(InstalledViewsTestCase):
 
     def run_program(self, *arguments, **options):
         answer = super().run_program(*arguments, **options)
-        self.read_log()  # which holds only a few lines
+        self.read_log()  # the log's socket holds only a few lines
         return answer
 
     def read_log(self):

@@ -115,7 +115,7 @@ FAIL = "ansible.builtin.fail: {msg: no luck}"
 
 
 def ask_by_case():
-    """Tasks that ask a host after and before other things, which its name describes."""
+    """Tasks that ask a host. The host's name describes what else they do."""
     def only(*names):
         return f"when: inventory_hostname in {list(names)}"
 
