@@ -19,7 +19,9 @@ class ActionModule(InfoActionModule):
     ARGUMENTS = {
         **InfoActionModule.ARGUMENTS,
         "ids": {"type": "list", "elements": "str"},
-        "timeout": {"type": "int", "default": 960},
+        # The gate waits at most 10 seconds for another caller, 90 for the inspection and 900 for the
+        # repairs. It then answers.
+        "timeout": {"type": "int", "default": 1020},
     }
     SET_BY_VARIABLES = ("gate", "language")  # keldoctl_timeout is meant for questions
 

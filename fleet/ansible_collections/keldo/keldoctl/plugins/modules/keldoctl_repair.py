@@ -45,7 +45,7 @@ options:
       - The number of seconds within which the host must answer, once for the inspection and once for
         all repairs together. SSH is ended after them.
     type: int
-    default: 960
+    default: 1020
 attributes:
   check_mode:
     description: In check mode, the host is inspected, but not repaired. The result has this inspection.
