@@ -36,7 +36,7 @@ public:
     ///
     /// A shell that is killed by a signal counts as exit code 0. If the output cannot be captured
     /// or system(3) itself fails, the exit code is 255 and the reason goes to the command's
-    /// standard error. All failures, those of the start included, are in the result; none is
+    /// standard error. All other failures, those of the start included, are in the result; none is
     /// thrown, printed or logged. Throws std::bad_alloc if there is no memory for the output.
     CommandResult result() &&;
 

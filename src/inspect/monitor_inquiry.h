@@ -30,10 +30,10 @@ struct InquiryLimits {
 /// Asks the monitor (monitorPath()) about services, several at once, in two passes. First it asks
 /// about batches of services, one batch for each job, with a limit of one second. Then it asks
 /// again about the services that were not checked in that second, or not named exactly once: one
-/// service a call, up to 32 calls at once. If the monitor refuses the control file of a batch, the
-/// batch is halved until the refused service is alone. A monitor that knows no batches is asked
-/// about one service a call, as keldoctl does. If the system lacks processes or descriptors, fewer
-/// monitors run at once.
+/// service a call, up to 32 calls at once, or one for each job if there are more jobs. If the
+/// monitor refuses the control file of a batch, the batch is halved until the refused service is
+/// alone. A monitor that knows no batches is asked about one service a call, as keldoctl does. If
+/// the system lacks processes or descriptors, fewer monitors run at once.
 class MonitorInquiry {
 public:
     /// `loop` must outlive the object. Control files are made in `directory`. The monitor is ended

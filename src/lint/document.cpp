@@ -186,7 +186,7 @@ void explain(Findings& complaints, bool isWellFormed) {
 
 XmlDocument readDocument(const std::string& path, Findings& findings) {
     const std::string text = contentOf(path);
-    // Both bytes of gzip's mark. libxml2 reads such a file only before version 2.15.
+    // The magic number of gzip. libxml2 reads such a file only before version 2.15.
     const bool isCompressed = text.starts_with("\x1F\x8B");
     if (isCompressed || text.size() > maximumFileSize) {
         findings.push_back({1, Level::error, isCompressed ? fileCompressed : fileTooLarge});

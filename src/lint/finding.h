@@ -15,7 +15,9 @@ enum class Level { warning, error };
 struct Finding {
     long line = 0; ///< in the file, from 1
     Level level = Level::error;
-    std::string text; ///< lower-case phrase, " -- ", datum; holds bytes of the file, unescaped
+    /// A lower-case phrase, then " -- " and a value if there is one. Holds bytes of the file,
+    /// unescaped.
+    std::string text;
 
     bool operator==(const Finding&) const = default;
 };
