@@ -8,9 +8,9 @@
 #   most_changes  a service with more changes within 24 hours is flapping
 #   json          a file that gets the printed changes as JSON, if there are any
 #   host          the name of this host
-#   now           if this is the present time instead of 0, prints only when the last state of each
-#                 service began, as "STATE ID", or "<STATE ID" if it may have begun before. Prints
-#                 nothing if the last run is more than an hour old
+#   now           if this is the present time instead of 0, prints only the time at which the last
+#                 state of each service began, with the text "STATE ID", or "<STATE ID" if the state
+#                 may have begun before. Prints nothing if the last run is more than an hour old
 BEGIN {
     FS = OFS = "\t"
     upgrade = "\t" # stands for the upgrade among the services; no id contains a tab

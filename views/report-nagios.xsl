@@ -147,8 +147,8 @@
     </xsl:call-template>
   </xsl:template>
 
-  <!-- The warning threshold is 0 if a service of severity major that is down makes the state WARNING or
-       CRITICAL. The critical threshold is 0 if it makes the state CRITICAL. -->
+  <!-- A threshold is 0 if the severity major is at least as bad as its parameter, $warning or
+       $critical; otherwise it is empty. -->
   <xsl:template name="performance">
     <xsl:value-of select="concat(' | services=', count($services), ' down=', count($down), ';')"/>
     <xsl:if test="$warning-rank &lt;= $major-rank">0</xsl:if>

@@ -12,8 +12,9 @@
   <xsl:param name="time" select="concat(substring(/fleet/@started, 1, 10), ' ',
       substring(/fleet/@started, 12, 5), ' UTC')"/>
 
-  <!-- The services that are down for the same reason, those that are not known for the same reason,
-       the hosts without an inspection for the same reason, and the equal outcomes of a repair. -->
+  <!-- The services with the same id that are down for the same reason, the services that are not
+       known for the same reason, the hosts without an inspection for the same reason, and the equal
+       outcomes of a repair. -->
   <xsl:key name="down" match="/fleet/host/service[@state = 'down']"
       use="concat(reason/@code, ' ', @id)"/>
   <xsl:key name="unknown" match="/fleet/host/service[@state != 'down']" use="reason/@code"/>
@@ -147,8 +148,8 @@
     </xsl:choose>
   </xsl:template>
 
-  <!-- Why a host gave no inspection, in the language of the words; without words its own text or
-       the code. -->
+  <!-- Why a host gave no inspection: the words for the code, else the text of the reason, else the
+       code. -->
   <xsl:template match="host" mode="reason">
     <xsl:variable name="word" select="$words[@id = concat('reason-', current()/reason/@code)]"/>
     <xsl:value-of

@@ -46,9 +46,9 @@
     <xsl:apply-templates select="." mode="text"/>
   </xsl:template>
 
-  <!-- A command to copy: $start, such as "sudo keldoctl-report", $word, whose elements are parts
-       between which it may break, and the ids of $actions. It breaks between words only. A long command
-       needs a label, because it scrolls. -->
+  <!-- A command to copy. It consists of $start, such as "sudo keldoctl-report", then $word, then the
+       ids of $actions. A line breaks only between words, or between the elements of $word. A long
+       command needs a label, because it scrolls. -->
   <xsl:template name="command">
     <xsl:param name="start" select="concat($command, ' --repair')"/>
     <xsl:param name="word"/>
