@@ -153,7 +153,8 @@ class _EndingSignals:
         return self
 
     def call(self, act):
-        """Calls `act` from now on, and for a signal that came before. Until then, signals wait."""
+        """Calls `act` when a signal comes, or at once if one has come already. A signal that comes
+        before this call waits for it."""
         self._act = act
         self._pass_on()
 
