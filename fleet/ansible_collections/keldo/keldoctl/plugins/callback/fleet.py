@@ -15,8 +15,9 @@ description:
   - The states are those that M(keldo.keldoctl.keldoctl_info) and M(keldo.keldoctl.keldoctl_repair)
     found last. A host that failed or was not reachable before it was asked counts as such. In a run
     without these modules, nothing is written.
-  - The files are readable by their owner only. The file C(fleet.xml) is written before the first host is
-    asked, when the last play begins, and at the end. The first time, it replaces that of an earlier run.
+  - The files are readable by their owner only. The file C(fleet.xml) is written each time before hosts
+    are asked, when the last play begins, and at the end. The first time, it replaces that of an earlier
+    run.
   - At the end, the report that the role C(keldo.keldoctl.report) made is shown on the screen.
   - The environment variable C(KELDOCTL_FLEET_RUN) has the value of the document's attribute C(run) in
     plays and lookups of this run.

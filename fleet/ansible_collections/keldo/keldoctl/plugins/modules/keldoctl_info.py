@@ -125,13 +125,13 @@ reason:
   description:
     - A code for why there is no inspection.
     - C(unreachable), there is no connection. C(no_answer), the host printed nothing. C(too_large),
-      the answer is longer than 1 MiB, or has too many elements. C(doctype), the answer has a document
-      type declaration. C(not_an_inspection), the answer cannot be read. C(contradiction), the answer
-      disagrees with itself or with the exit status. C(timed_out), there was no answer in time.
-      C(busy), the gate is serving another caller. C(refused), the gate does not accept the request.
-      C(no_gate), there is no gate on the host. C(no_document), keldoctl-inspect could not make a
-      document. C(limit_on_target), the time limit on the host was reached. C(exit_status), the gate
-      ended with any other status. C(password), a password is set for the connection.
+      the answer is longer than 1 MiB or has too many or too deeply nested elements, or its error messages
+      are longer than 64 KiB. C(doctype), the answer has a document type declaration.
+      C(not_an_inspection), the answer cannot be read. C(contradiction), the answer disagrees with itself
+      or with the exit status. C(timed_out), there was no answer in time. C(busy), the gate is serving
+      another caller. C(refused), the gate does not accept the request. C(no_gate), there is no gate on
+      the host. C(no_document), keldoctl-inspect could not make a document. C(limit_on_target), the time
+      limit on the host was reached. C(exit_status), the gate ended with any other status. C(password), a password is set for the connection.
   returned: if the task failed, or the host is unreachable
   type: str
   sample: timed_out
