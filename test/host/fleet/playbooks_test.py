@@ -143,7 +143,7 @@ class RepairTest(PlaybookTestCase):
             with self.subTest(title):
                 run = self.play("repair", {"a": answers, "b": REPAIRABLE})
                 self.assertNotIn("b", self.repaired())
-                self.assertIn("or do not answer: a\"", run.output)
+                self.assertIn("or did not answer: a\"", run.output)
                 self.assertEqual(run.states()["b"], "problems")
                 self.assertNotEqual(run.status, 0)
 

@@ -82,8 +82,8 @@ _NOTHING_CARRIED_OUT = ("refused", "busy", "no_gate")
 
 
 def _add_outcomes_without_answer(result, ids, error):
-    """Unless the gate has refused the request, the repairs may have been carried out, so they count as
-    failed. Removes the first inspection, which may no longer describe the host."""
+    """The repairs count as failed unless the error shows that none was carried out. Removes the first
+    inspection, which may no longer describe the host."""
     is_certain = getattr(error, "code", "") in _NOTHING_CARRIED_OUT
     state = "not_carried_out" if is_certain else "failed"
     result["repairs"] += [_outcome(each, state, str(error)) for each in ids]

@@ -153,8 +153,7 @@ class _EndingSignals:
         return self
 
     def call(self, act):
-        """Calls `act` when a signal comes, or at once if one has come already. A signal that comes
-        before this call waits for it."""
+        """Calls `act` when a signal comes, or at once if one has come already."""
         self._act = act
         self._pass_on()
 
