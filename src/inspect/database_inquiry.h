@@ -13,7 +13,7 @@ namespace keldo::inspect {
 /// The answer of the database.
 struct DatabaseAnswer {
     bool isConnected = false;
-    bool isKnown = false; ///< the server was asked, so it is down if it is not connected
+    bool isKnown = false; ///< if not connected: the database is certainly down
     std::string code;     ///< why it is not connected, such as "database_refused"
     std::string detail;   ///< the client library's message
 

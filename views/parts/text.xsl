@@ -158,8 +158,9 @@
     <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <!-- Writes $text and replaces tabs and line feeds, since an interactive shell acts on them before
-       it has read the whole command. The command then names no action, so it does nothing. -->
+  <!-- Writes $text with all control characters replaced. An interactive shell acts on a tab or a line
+       feed before it has read the whole command. An id with a replaced character names no action, so
+       the command does nothing. -->
   <xsl:template name="one-line">
     <xsl:param name="text"/>
     <xsl:value-of select="translate($text, concat('&#9;&#10;', $controls, $escape),
