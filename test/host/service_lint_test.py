@@ -327,7 +327,7 @@ class OtherMonitTest(LintTestCase):
                 run.send_signal(number)
                 _, said = run.communicate()
                 self.assertEqual((run.returncode, said, directories()), (-number, b"", []))
-                self.gate.write_text("", encoding="utf-8")  # the false monit ends
+                self.gate.write_text("", encoding="utf-8")  # the fake monit ends
 
 
 @uncounted

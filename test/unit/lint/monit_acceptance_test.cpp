@@ -28,7 +28,7 @@ bool directoriesCanBeMade = true;
 bool pipesCanBeMade = true;
 std::string lastDirectory; ///< the last directory that was made for monit
 
-/// The output of the false monit, with FILE for the path of its control file, and its wait status.
+/// The output of the fake monit, with FILE for the path of its control file, and its wait status.
 std::string monitOutput;
 int monitStatus = 0;
 
