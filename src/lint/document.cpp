@@ -76,7 +76,8 @@ struct Progress {
     long line = 1; ///< where the limit was exceeded
 };
 
-/// Takes the place of xmlSAX2StartElementNs, which would copy all attributes into the document.
+/// Checks the limits of an element before xmlSAX2StartElementNs copies its attributes into the
+/// document. Stops the parser if one is exceeded.
 void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                   int namespaceCount, const xmlChar** namespaces, int attributeCount,
                   int defaultCount, const xmlChar** attributes) {
