@@ -48,7 +48,7 @@ _NO_REASON = re.compile("debug[0-9]: |Warning: Permanently added ")
 
 # Control characters and characters that change the direction of text. XML allows some of them. A
 # terminal obeys them.
-_CONTROLS = "\x7f-\x9f\u200e\u200f\u2028-\u202e\u2066-\u2069\ud800-\udfff\ufffe\uffff"
+_CONTROLS = "\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069\ud800-\udfff\ufffe\uffff"
 _CONTROL = re.compile(f"[{_CONTROLS}]")
 _CONTROL_IN_LINE = re.compile(f"[\x00-\x1f{_CONTROLS}]")
 

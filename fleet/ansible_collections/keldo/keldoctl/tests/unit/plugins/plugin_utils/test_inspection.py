@@ -257,8 +257,8 @@ class InspectionTest(unittest.TestCase):
             inspection.read_answer(0, b"", messages)
 
     def test_control_characters_are_replaced(self):
-        text = inspection.parse(WELL.replace(b"Title", "a\x9b\u202e\u2028\n\tb".encode()))
-        self.assertEqual(text["services"][0]["title"]["text"], "a\ufffd\ufffd\ufffd\n\tb")
+        text = inspection.parse(WELL.replace(b"Title", "a\x9b\u061c\u202e\u2028\n\tb".encode()))
+        self.assertEqual(text["services"][0]["title"]["text"], "a\ufffd\ufffd\ufffd\ufffd\n\tb")
 
     def test_a_line_has_no_control_characters_and_at_most_1_kib(self):
         for text, line in (("a\r\n\tb", "a b"), ("\x1b[0m", "\ufffd[0m"), ("\udcff", "\ufffd"),
