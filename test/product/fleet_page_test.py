@@ -2,11 +2,10 @@
 """The page of a fleet document (fleet-html.xsl) in a real browser."""
 
 import unittest
-import xml.etree.ElementTree
 
 import schemas
 from made_fleets import fleet, host, outcome, reason, service, silent
-from pages import OPEN_ALL, PHONE, TOO_WIDE, PageTestCase, page_of
+from pages import PHONE, PageTestCase, page_of
 from recorded_fleets import thousand
 from views import DIRECTIONS, FLEETS, show
 from views import fleet as recorded
@@ -38,25 +37,13 @@ class FleetPageTestCase(PageTestCase):
 class EveryPageTest(FleetPageTestCase):
     """Rules for the page of any fleet document."""
 
-    def check_each(self, check):
-        """Shows the page of each document, then calls `check` with the document's XML tree."""
-        for name, document in RECORDED.items():
-            with self.subTest(name):
-                self.load(document)
-                self.run_script(OPEN_ALL)
-                check(xml.etree.ElementTree.fromstring(document))
+    DOCUMENTS = RECORDED
 
     def test_the_browser_logs_nothing_and_loads_nothing_else(self):
         self.check_each(lambda _: self.check_that_nothing_else_is_loaded())
 
     def test_a_phone_scrolls_downwards_only(self):
-        def check(_):
-            self.assertEqual(self.run_script("document.documentElement.scrollWidth"), width)
-            self.assertEqual(self.run_script(TOO_WIDE), [])
-
-        for width in (PHONE, 320):
-            self.browser.view(width=width, height=640)
-            self.check_each(check)
+        self.check_phones()
 
     def test_each_host_is_either_in_the_table_or_among_the_well(self):
         def check(root):

@@ -3,7 +3,6 @@
 
 import re
 import unittest
-import xml.etree.ElementTree
 
 from pages import OPEN_ALL, PHONE, TOO_WIDE, PageTestCase, page_of
 from views import INSPECTIONS, inspected, show
@@ -46,25 +45,13 @@ class InspectionPageTestCase(PageTestCase):
 class EveryPageTest(InspectionPageTestCase):
     """Rules for the page of any inspection."""
 
-    def check_each(self, check, **parameters):
-        """Shows the page of each inspection, then calls `check` with the inspection's XML tree."""
-        for name, document in RECORDED.items():
-            with self.subTest(name):
-                self.load(document, **parameters)
-                self.run_script(OPEN_ALL)
-                check(xml.etree.ElementTree.fromstring(document))
+    DOCUMENTS = RECORDED
 
     def test_the_browser_logs_nothing_and_loads_nothing_else(self):
         self.check_each(lambda _: self.check_that_nothing_else_is_loaded())
 
     def test_a_phone_scrolls_downwards_only(self):
-        def check(_):
-            self.assertEqual(self.run_script("document.documentElement.scrollWidth"), width)
-            self.assertEqual(self.run_script(TOO_WIDE), [])
-
-        for width in (PHONE, 320):
-            self.browser.view(width=width, height=640)
-            self.check_each(check, host="a-very-long-name-of-a-host." * 5)
+        self.check_phones(host="a-very-long-name-of-a-host." * 5)
 
     def test_each_service_is_shown_once_with_its_title_and_reason(self):
         def check(root):

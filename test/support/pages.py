@@ -5,6 +5,7 @@ import functools
 import pathlib
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 from browser import Browser
 from panel import PROJECT
@@ -36,10 +37,11 @@ def page_of(view, document, **parameters):
 
 
 class PageTestCase(unittest.TestCase):
-    """Shows pages of the view named VIEW."""
+    """Shows pages of the view named VIEW. The documents of some checks are DOCUMENTS, by name."""
 
     maxDiff = None
     VIEW = None
+    DOCUMENTS = None
 
     @classmethod
     def setUpClass(cls):
@@ -68,6 +70,24 @@ class PageTestCase(unittest.TestCase):
 
     def texts(self, selector):
         return self.each(selector, "each.textContent")
+
+    def check_each(self, check, **parameters):
+        """Shows the opened page of each document, then calls `check` with the document's XML tree."""
+        for name, document in self.DOCUMENTS.items():
+            with self.subTest(name):
+                self.load(document, **parameters)
+                self.run_script(OPEN_ALL)
+                check(xml.etree.ElementTree.fromstring(document))
+
+    def check_phones(self, **parameters):
+        """Checks that the page of each document fits into the width of phones."""
+        def check(_):
+            self.assertEqual(self.run_script("document.documentElement.scrollWidth"), width)
+            self.assertEqual(self.run_script(TOO_WIDE), [])
+
+        for width in (PHONE, 320):
+            self.browser.view(width=width, height=640)
+            self.check_each(check, **parameters)
 
     def check_that_nothing_else_is_loaded(self):
         """Also checks that the browser has logged nothing."""
