@@ -143,12 +143,13 @@ def start_sshd(directory, addresses, port, within=()):
     text += "".join(f"ListenAddress {address}\n" for address in addresses)
     (directory / "sshd_config").write_text(text, encoding="ascii")
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notifications:
-        notifications.bind("")  # the kernel chooses an abstract address
+        address = directory / "notify"
+        address.unlink(missing_ok=True)
+        notifications.bind(str(address))
         process = subprocess.Popen(
             [*within, "/usr/sbin/sshd", "-D", "-E", directory / "log",
              "-f", directory / "sshd_config"],
-            env={"PATH": os.defpath,
-                 "NOTIFY_SOCKET": "@" + notifications.getsockname()[1:].decode()},
+            env={"PATH": os.defpath, "NOTIFY_SOCKET": str(address)},
             start_new_session=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL)
         end = os.pidfd_open(process.pid)
