@@ -1,5 +1,5 @@
 -- The part of the panel's database that records what the administrator did.
-CREATE DATABASE kvr CHARACTER SET utf8mb3;
+CREATE DATABASE kvr CHARACTER SET utf8mb3 COLLATE utf8mb3_general_ci;
 USE kvr;
 
 -- Settings of the panel, one row each.
