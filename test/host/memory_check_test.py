@@ -35,8 +35,9 @@ class MemoryTest(DatabaseTestCase):
         self.assertIn("ERROR SUMMARY: 0 errors", found)
         for kind in ("definitely", "indirectly", "possibly"):
             self.assertRegex(found, rf"{kind} lost: 0 bytes in 0 blocks")
-        # Three standard streams and valgrind's own log.
-        self.assertRegex(found, r"FILE DESCRIPTORS: 4 open \(3 std\) at exit")
+        # Some versions of valgrind list their own log.
+        self.assertIn("(3 std) at exit", found)
+        self.assertLessEqual(set(re.findall("Open [^:]*: (.*)", found)), {str(log)})
         return done.stdout, re.search(r"still reachable: (.*)", found)[1]
 
     def define(self, count):
