@@ -35,6 +35,11 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
+// The standard library's version of this would not match our operator delete.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return allocate(size);
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory); // NOLINT(cppcoreguidelines-no-malloc)
 }

@@ -274,9 +274,9 @@ TEST_F(KvrConfLoad, FailsSilentlyWithoutMemoryWhileReadingAndTriesAgain) {
         {Call::calloc, 2}, {Call::strdup, 1}, {Call::strdup, 4}};
     for (const auto& [call, number] : failures) {
         SCOPED_TRACE(number);
-        inFreshProcess([call = call, number = number] {
+        inFreshProcess([failing = call, at = number] {
             EXPECT_THAT(printedBy([&] {
-                            failCall(call, number);
+                            failCall(failing, at);
                             EXPECT_STREQ(kvrConfGetDefault("DUMP_D"), "/var/lib/kvr/dumps");
                         }),
                         IsEmpty());

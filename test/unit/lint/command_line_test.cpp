@@ -41,7 +41,7 @@ TEST(ParseCommandLine, RefusesUnknownOptionsAndMissingFiles) {
     };
     for (const auto& [arguments, text] : table) {
         SCOPED_TRACE(testing::PrintToString(arguments));
-        EXPECT_THAT([&arguments = arguments] { parseCommandLine(arguments); },
+        EXPECT_THAT([&words = arguments] { parseCommandLine(words); },
                     testing::ThrowsMessage<CommandLineError>(
                         "lint: " + text + "\nTry `lint --help` for more information.\n"));
     }

@@ -156,9 +156,9 @@ TEST_F(ReadDocument, ThrowsIfTheFileCannotBeRead) {
     for (const auto& [path, message] : table) {
         SCOPED_TRACE(path);
         EXPECT_THAT(
-            [&path = path] {
+            [&file = path] {
                 Findings findings;
-                readDocument(path, findings);
+                readDocument(file, findings);
             },
             testing::ThrowsMessage<std::runtime_error>(message));
     }
