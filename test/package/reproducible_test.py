@@ -44,7 +44,8 @@ class ReproducibleTest(unittest.TestCase):
         one = self.build("one", command, made, 0o022, {"LC_ALL": "C", "TZ": "UTC"})
         other = self.build("another/place-with-a-longer-name", command, made, 0o077, {
             "LC_ALL": "C.UTF-8", "LANGUAGE": "de", "TZ": "Pacific/Kiritimati",
-            "DEB_BUILD_OPTIONS": "terse parallel=3"},
+            # The times of files stay. faketime would move those of copies twice.
+            "DEB_BUILD_OPTIONS": "terse parallel=3", "NO_FAKE_STAT": "1"},
             "faketime", "2030-02-03 04:05:06")
         self.assertEqual(sorted(one), sorted(other))
         self.assertIn(expected, {re.split("_|-[0-9]", name)[0] for name in one})
