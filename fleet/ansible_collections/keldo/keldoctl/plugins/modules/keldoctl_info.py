@@ -131,7 +131,8 @@ reason:
       or with the exit status. C(timed_out), there was no answer in time. C(busy), the gate is serving
       another caller. C(refused), the gate does not accept the request. C(no_gate), there is no gate on
       the host. C(no_document), keldoctl-inspect could not make a document. C(limit_on_target), the time
-      limit on the host was reached. C(exit_status), the gate ended with any other status. C(password), a password is set for the connection.
+      limit on the host was reached. C(exit_status), the gate ended with any other status. C(password), a
+      password is set for the connection.
   returned: if the task failed, or the host is unreachable
   type: str
   sample: timed_out
