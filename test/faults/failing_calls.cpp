@@ -15,7 +15,8 @@
 //                  by exit(3), "calls N", the number of calls, and "open D" for each open
 //                  descriptor above 2
 // These variables are removed, so that child programs do not see them. Calls inside the C library
-// are not replaced, except for the allocator's.
+// are not replaced, except for the allocator's. While OpenSSL 3.5 or later starts, no allocation
+// fails or counts: it would wait for itself forever.
 
 #include <cerrno>
 #include <climits>
@@ -64,6 +65,7 @@ Plan plan;
 long calls = 0; // of the planned function by this process
 long forks = 0; // by the planned process; in a fork, its own number
 bool inFork = false;
+bool needsMemory = false; // a library is running that hangs without memory
 
 void copyVariable(const char* name, char* copy, size_t size) {
     const char* const value = getenv(name);
@@ -142,7 +144,7 @@ bool isDue(const char* function) {
 }
 
 bool hasNoMemory() {
-    if (!isDue("malloc")) {
+    if (needsMemory || !isDue("malloc")) {
         return false;
     }
     errno = ENOMEM;
@@ -241,6 +243,22 @@ int close(int file) {
 int system(const char* command) {
     static auto* const next = original<decltype(system)>("system");
     return fails("system") ? -1 : next(command);
+}
+
+/// Called by the database's client library, with which the loader has loaded OpenSSL.
+int OPENSSL_init_ssl(uint64_t options, const void* settings) {
+    needsMemory = true; // dlopen allocates
+    void* const library = dlopen("libssl.so.3", RTLD_LAZY | RTLD_NOLOAD);
+    auto* const next =
+        reinterpret_cast<decltype(OPENSSL_init_ssl)*>(dlsym(library, "OPENSSL_init_ssl"));
+    auto* const version =
+        reinterpret_cast<unsigned long (*)()>(dlsym(library, "OpenSSL_version_num"));
+    constexpr unsigned long firstThatHangs = 0x30500000; // 3.5.0
+    needsMemory = version() >= firstThatHangs;
+    const int result = next(options, settings);
+    needsMemory = false;
+    dlclose(library);
+    return result;
 }
 
 } // extern "C"
