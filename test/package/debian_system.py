@@ -181,9 +181,8 @@ class RpmSystem(System):
 
     def rpm(self, *arguments, status=0):
         """Runs rpm for this system. Returns its output; fails unless it exits with `status`."""
-        done = subprocess.run(["rpm", "--root", self.root, "--dbpath", "/var/lib/rpm",
-                               "--force-debian", *arguments], check=False,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        done = subprocess.run(["rpm", "--root", self.root, "--dbpath", "/var/lib/rpm", *arguments],
+                              check=False, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         if done.returncode != status:
             raise AssertionError(f"rpm {arguments} exits {done.returncode}:\n{done.stdout}")
         return done.stdout
