@@ -223,7 +223,8 @@ LINE = re.compile(r"(?:(\d+) +)?(\w+)\((.*?)(?:\) += (.*)| <unfinished \.\.\.>)"
 BEGINNINGS = [(name, re.compile(arguments), context) for name, arguments, context in (
     ("fcntl", r"0, F_GETFD", "start"),
     ("openat", r'[^"]*"[^"]*/locale', "language"),
-    ("dup2?", "", "streams"),
+    ("dup", "[0-2]$", "streams"),  # libxml2 2.15 duplicates the descriptors of files
+    ("dup2", "", "streams"),
     ("openat", r'[^"]*"/dev/null', "streams"),
     ("openat", r'[^"]*"/etc/kvr/kvr.conf', "configuration"),
     ("openat|newfstatat", r'[^"]*"/service/(\w+)\.xml', "definition"),
