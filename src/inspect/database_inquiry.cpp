@@ -69,11 +69,12 @@ constexpr int errorsOfServer[] = {
     2002, 2003,             // nobody accepts the connection
     2006, 2013, 2055,       // the server closed it
     2007, 2012, 2026, 2027, // its answer breaks the protocol
-    2049, 2059, 2061,       // it asks for an authentication that the library refuses
+    2049, 2059,             // it asks for an authentication that the library refuses
 };
 
 /// Whether the error comes from the server or shows what it did. The library's other errors arise
-/// on this host: there is no password, no client library or no memory.
+/// on this host: there is no password, no client library or no memory. The library of MariaDB
+/// 11.8.9 reports 2061 if it has no memory to hash the password.
 bool isAboutServer(int number) {
     const bool isSentByServer =
         (number >= 1000 && number < 2000) || (number >= 3000 && number < 5000);
