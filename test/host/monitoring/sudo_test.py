@@ -35,6 +35,11 @@ class SudoTest(KitTestCase):
                 status, output = sudo(CHECK, *options)
                 self.assertEqual((status, output[:28]), (2, "KELDOCTL CRITICAL - 1 down: "))
 
+    def assert_refused(self, result):
+        status, output = result
+        self.assertEqual(status, 1)
+        self.assertRegex(output, r"\A(sudo: .*\n)*\Z")  # nothing of another program
+
     def test_nothing_else_is_allowed(self):
         copy = PLUGINS / "check_keldoctl.copy"
         copy.write_bytes(CHECK.read_bytes())
@@ -44,11 +49,8 @@ class SudoTest(KitTestCase):
                       ["-u", "nobody", CHECK], ["-g", "adm", CHECK], ["-E", CHECK],
                       ["LD_PRELOAD=/x", CHECK], ["--preserve-env=PATH", CHECK]):
             with self.subTest(words):
-                status, output = sudo(*words)
-                self.assertEqual(status, 1)
-                self.assertRegex(output, r"\A(sudo: a password is required"
-                                         r"|sudo: sorry, you are not allowed to .*|)\n?\Z")
-        self.assertEqual(sudo(CHECK, user="redis"), (1, "sudo: a password is required\n"))
+                self.assert_refused(sudo(*words))
+        self.assert_refused(sudo(CHECK, user="redis"))
 
 
 if __name__ == "__main__":
