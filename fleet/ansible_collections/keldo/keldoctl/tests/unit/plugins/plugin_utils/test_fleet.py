@@ -152,7 +152,7 @@ class FleetTest(unittest.TestCase):
                            ("..", "=2E."), ("../../etc/passwd", "=2E.=2F..=2Fetc=2Fpasswd"),
                            ("a=2Fb", "a=3D2Fb"), ("a\nb\0", "a=0Ab=00"), ("ä", "=C3=A4"),
                            ("\udcff", "=FF")):
-            with self.subTest(name):
+            with self.subTest(file):
                 self.assertEqual(fleet.file_name(name), file)
                 self.fleet.add_answer(name, answer())
         long = fleet.file_name("x" * 300)

@@ -263,7 +263,7 @@ class InspectionTest(unittest.TestCase):
     def test_a_line_has_no_control_characters_and_at_most_1_kib(self):
         for text, line in (("a\r\n\tb", "a b"), ("\x1b[0m", "\ufffd[0m"), ("\udcff", "\ufffd"),
                            ("ä" * 1000, "ä" * 512), ("x" + "ä" * 1000, "x" + "ä" * 511)):
-            with self.subTest(text[:9]):
+            with self.subTest(line[:9]):
                 self.assertEqual(inspection.one_line(text), line)
 
     def test_an_id_of_a_repair_is_a_plain_word(self):
