@@ -27,6 +27,12 @@ std::vector<int> allEndingSignals() {
     return numbers;
 }
 
+sighandler_t actionOf(int signal) {
+    struct sigaction action;
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler;
+}
+
 /// The caller of the tests may ignore signals. This restores their default actions before the first
 /// test, since the first remover of a process leaves ignored signals alone.
 const bool signalsAreReset = [] {
@@ -111,17 +117,21 @@ TEST_F(FileRemoverTest, KeepsIgnoringEachSignalThatTheCallerIgnores) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const int parity : {0, 1}) {
         const auto run = [&] {
-            for (const int signal : allEndingSignals()) {
+            std::vector<int> signals = allEndingSignals();
+            // AddressSanitizer of GCC 16 always says that SIGRTMAX has its default action.
+            std::signal(SIGRTMAX, SIG_IGN);
+            if (actionOf(SIGRTMAX) != SIG_IGN) {
+                signals.pop_back();
+            }
+            for (const int signal : signals) {
                 std::signal(signal, signal % 2 == parity ? SIG_IGN : SIG_DFL);
             }
             const FileRemover remover(path);
-            for (const int signal : allEndingSignals()) {
-                struct sigaction action;
-                sigaction(signal, nullptr, &action);
-                if ((action.sa_handler == SIG_IGN) != (signal % 2 == parity)) {
+            for (const int signal : signals) {
+                if ((actionOf(signal) == SIG_IGN) != (signal % 2 == parity)) {
                     _exit(1);
                 }
-                if (action.sa_handler == SIG_IGN) {
+                if (signal % 2 == parity) {
                     raise(signal);
                 }
             }
