@@ -32,12 +32,16 @@ class MemoryTest(DatabaseTestCase):
             f"--log-file={log}", KELDOCTL), **options)
         found = log.read_text(encoding="utf-8")
         self.assertEqual((done.returncode, done.stderr), (0, b""), found)
-        self.assertIn("ERROR SUMMARY: 0 errors", found)
+        listed = re.findall(r"Open [^:]* (\d+):(?: (.*))?", found)
+        # valgrind 3.27 calls each standard descriptor that keldoctl has restored an error.
+        restored = sum(int(number) <= 2 for number, _ in listed)
+        self.assertIn(f"ERROR SUMMARY: {restored} errors", found)
         for kind in ("definitely", "indirectly", "possibly"):
             self.assertRegex(found, rf"{kind} lost: 0 bytes in 0 blocks")
-        # Some versions of valgrind list their own log.
-        self.assertIn("(3 std) at exit", found)
-        self.assertLessEqual(set(re.findall("Open [^:]*: (.*)", found)), {str(log)})
+        # Some versions list their own log.
+        others = [path for number, path in listed if int(number) > 2]
+        self.assertLessEqual(set(others), {str(log)}, found)
+        self.assertIn(f"FILE DESCRIPTORS: {3 + len(others)} open", found)
         return done.stdout, re.search(r"still reachable: (.*)", found)[1]
 
     def define(self, count):
