@@ -7,6 +7,7 @@
 #include "inspect/names.h"
 #include "inspect/reasons.h"
 #include "monitor/definition_lines.h"
+#include "monitor/monit_remarks.h"
 #include "monitor/monitor_run.h"
 #include "report/translation.h"
 
@@ -239,9 +240,9 @@ void MonitorInquiry::takeRefusal(const Question& question, const std::string& co
         return;
     }
     const std::size_t service = question.services.front();
+    const std::string words = withoutRemarks(answer.words);
     settle(service, untested(definitionOf(service), State::unknown,
-                             reasonOfRefusal(found_[service]->path, controlFile, answer.words),
-                             answer.words));
+                             reasonOfRefusal(found_[service]->path, controlFile, words), words));
 }
 
 /// Adds a question for each service alone. More calls may then run at once, since most of them

@@ -7,6 +7,7 @@
 #include "exec/file_remover.h"
 #include "exec/private_directory.h"
 #include "exec/stock_monit.h"
+#include "monitor/monit_remarks.h"
 
 #include <array>
 #include <charconv>
@@ -68,20 +69,11 @@ MonitComplaint complaintOf(const std::string& words) {
     return complaint;
 }
 
-/// Whether a line of monit's output tells no reason for a refusal. Monit 6 prints such lines.
-bool isRemark(const std::string& line) {
-    return line.starts_with("Monit exiting due to parsing errors") ||
-           line.find("' is deprecated, use '") != std::string::npos;
-}
-
 /// A complaint begins with the path of the file and ends before the next complaint.
 std::vector<MonitComplaint> complaintsIn(const std::string& output, const std::string& path) {
     std::vector<MonitComplaint> complaints;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
-        if (isRemark(line)) {
-            continue;
-        }
         if (line.starts_with(path + ":")) {
             complaints.push_back(complaintOf(line.substr(path.size() + 1)));
         } else if (!complaints.empty()) {
@@ -112,7 +104,7 @@ std::vector<MonitComplaint> monitComplaints(const std::string& controlFile) {
     if (result.status == accepted) {
         return {};
     }
-    std::vector<MonitComplaint> complaints = complaintsIn(result.output, path);
+    std::vector<MonitComplaint> complaints = complaintsIn(withoutRemarks(result.output), path);
     if (result.status != refused || complaints.empty()) {
         throw std::runtime_error("monit could not test the control file -- " + reasonOf(result));
     }

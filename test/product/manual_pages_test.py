@@ -108,8 +108,7 @@ NOT_SHOWN = {
     "src/diag/upgrade_check.cpp": ALL,
     # Statements.
     "src/diag/action_log.cpp": ALL,
-    # The usage; names of characters and words of monit's language; settings for monit's test, and
-    # its remarks.
+    # The usage; names of characters and words of monit's language; settings for monit's test.
     "src/lint/command_line.cpp": {
         "Usage: ",
         " [--show] FILE...\nChecks service definitions, and asks monit to check their control files."
@@ -121,10 +120,10 @@ NOT_SHOWN = {
     "src/lint/run.cpp": {"# ", "# no control file\n"},
     "src/lint/monit_syntax.cpp": ALL,
     "src/lint/monit_acceptance.cpp": {"\nset idfile ", "\nset statefile ", "\nset pidfile ",
-                                "\ncheck system ", " -t -c ", "; exit $?",
-                                "Monit exiting due to parsing errors", "' is deprecated, use '"},
-    # The control file, and the monitor's command line.
+                                "\ncheck system ", " -t -c ", "; exit $?"},
+    # The control file, the beginnings of monit's remarks, and the monitor's command line.
     "src/monitor/control_file.cpp": ALL,
+    "src/monitor/monit_remarks.cpp": ALL,
     "src/monitor/monitor_run.cpp": ALL,
     # The programs that make such directories replace this message by their own.
     "src/exec/private_directory.cpp": ALL,

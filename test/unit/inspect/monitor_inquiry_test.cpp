@@ -185,6 +185,28 @@ esac
                                                  "bad c 1.000", "c 1.000"}));
 }
 
+TEST_F(MonitorInquiryTest, TakesTheReasonOfARefusalFromTheComplaintNotFromRemarks) {
+    panel_.installMonitor(R"(
+cat <<END
+<monit batch="1" refused="1"><words>$2:3: 'type tcpssl' is deprecated, use 'type tcp' instead
+$2:4: syntax error 'x'
+Monit exiting due to parsing errors in the configuration file.</words></monit>
+END
+)");
+    panel_.define("web", test::definitionXml("web", "\n<checks>\n<port number='1' type='TCPSSL'/>\n"
+                                                    "<port number='2' protocol='x'/>\n</checks>"));
+    add("web");
+    FoundDefinition& found = found_.front();
+    found.path = panel_.root() / "service/web.xml";
+    EventLoop loop({});
+    MonitorInquiry inquiry(loop, directory_.path(), 1, Clock::now() + 1min);
+    inquiry.add(found);
+    const Judgement judgement = inquiry.ask().front();
+    EXPECT_EQ(judgement.reason.text.text,
+              "The monitor refuses line 4 of the service definition " + found.path + ".");
+    EXPECT_EQ(judgement.detail, directory_.path().string() + "/1:4: syntax error 'x'");
+}
+
 TEST_F(MonitorInquiryTest, AsksForOneServicePerCallIfTheMonitorKnowsNoBatches) {
     panel_.installMonitor(noteTheCall + R"(
 [ -z "$limit" ] || exit 1
