@@ -136,17 +136,6 @@ class EndTest(ProgramTest):
                 self.monitor("")
                 self.check_log(f"echo dying; {die}", "dying\n")
 
-    def test_a_repair_that_kills_its_parent_is_an_error(self):
-        # The parent ignores SIGINT and SIGQUIT while it waits for the shell.
-        for number in sorted(set(ENDING) - {signal.SIGINT, signal.SIGQUIT}):
-            with self.subTest(signal.Signals(number).name):
-                self.check_log(f"ulimit -c 0; echo dying; kill -{number} $PPID", "dying\n",
-                               status="error")
-
-    def test_the_output_of_a_monitor_that_kills_its_parent_counts(self):
-        self.monitor(f"echo '{WEB_DOWN}'; kill -9 $PPID")
-        self.assertEqual(self.run_whole("--status"), down_report("web"))
-
     def test_a_stopped_program_has_not_ended(self):
         for stopped in ("$$", "$PPID"):
             with self.subTest(stopped):
@@ -165,6 +154,21 @@ class EndTest(ProgramTest):
         stdout = self.run_whole("--repair", *[f"restart-service:{name}" for name in names])
         self.assertEqual(stdout, report(actions=[
             restart(name, status="ok" if name == "s000" else "error") for name in names]))
+
+
+class KilledParentTest(ProgramTest):
+    """Programs that kill keldoctl's child, which waits for them."""
+
+    def test_a_repair_that_kills_its_parent_is_an_error(self):
+        # The parent ignores SIGINT and SIGQUIT while it waits for the shell.
+        for number in sorted(set(ENDING) - {signal.SIGINT, signal.SIGQUIT}):
+            with self.subTest(signal.Signals(number).name):
+                self.check_log(f"ulimit -c 0; echo dying; kill -{number} $PPID", "dying\n",
+                               status="error")
+
+    def test_the_output_of_a_monitor_that_kills_its_parent_counts(self):
+        self.monitor(f"echo '{WEB_DOWN}'; kill -9 $PPID")
+        self.assertEqual(self.run_whole("--status"), down_report("web"))
 
 
 class StartTest(ProgramTest):

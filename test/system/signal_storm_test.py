@@ -17,8 +17,8 @@ class SignalStormTest(unittest.TestCase):
         expected = self.panel.run(*arguments)
         calls = len(self.panel.calls())
         done = self.panel.run(*arguments, env=STORM)
-        self.assertEqual((done.returncode, done.stdout, done.stderr),
-                         (0, expected.stdout, b""))
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertTrue(done.stdout == expected.stdout)  # too long for a message
         self.assertEqual(len(self.panel.calls()), 2 * calls)
         self.assertEqual(os.listdir(self.panel.root / "tmp"), [])
         self.assertGreater(signals(), 0)

@@ -11,6 +11,13 @@ from panel import Panel, down_report, report, restart, service_down
 from trace import own, traced
 
 
+def as_dup2(call):
+    """Names dup3 without flags dup2: some processors have dup3 only."""
+    if call.name != "dup3":
+        return call
+    return call._replace(name="dup2", arguments=call.arguments.removesuffix(", 0"))
+
+
 class SilenceTest(unittest.TestCase):
     def setUp(self):
         self.panel = Panel()
@@ -23,8 +30,8 @@ class SilenceTest(unittest.TestCase):
 
     @uncounted
     def test_the_streams_are_silenced_and_restored_in_order(self):
-        _, calls = traced(self.panel, "dup,dup2,openat,close,write", "--status")
-        calls = own(calls)
+        _, calls = traced(self.panel, "dup,?dup2,dup3,openat,close,write", "--status")
+        calls = [as_dup2(call) for call in own(calls)]
         first = next(i for i, call in enumerate(calls) if call.name == "dup")
         begin = [f"{call.name}({call.arguments}) = {call.result}" for call in calls[first:first + 8]]
         null = 'openat(AT_FDCWD, "/dev/null", O_WRONLY) = '
@@ -55,7 +62,7 @@ class SilenceTest(unittest.TestCase):
     @uncounted
     def test_each_command_has_one_child_that_writes_nothing(self):
         self.panel.write_service("web", start="true")
-        _, calls = traced(self.panel, "fork,clone,write", "--repair", "restart-service:web")
+        _, calls = traced(self.panel, "?fork,clone,write", "--repair", "restart-service:web")
         children = {int(call.result) for call in own(calls) if call.name in ("fork", "clone")}
         self.assertEqual(len(children), 1 + 1 + 5)  # the repair, the upgrade tool, five services
         self.assertEqual([call for call in calls
