@@ -69,7 +69,7 @@ constexpr int errorsOfServer[] = {
     2002, 2003,             // nobody accepts the connection
     2006, 2013, 2055,       // the server closed it
     2007, 2012, 2026, 2027, // its answer breaks the protocol
-    2049, 2059,             // it asks for an authentication that the library refuses
+    2049, 2059, 5010,       // it asks for an authentication that the library refuses
 };
 
 /// Whether the error comes from the server or shows what it did. The library's other errors arise

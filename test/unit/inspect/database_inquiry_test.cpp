@@ -72,8 +72,9 @@ TEST_F(DatabaseInquiry, TellsWhyTheDatabaseCannotBeUsed) {
         {1044, "database_denied", true},  {1045, "database_denied", true},
         {1698, "database_denied", true},  {1040, "database_failed", true},
         {4151, "database_failed", true},  {2013, "database_failed", true},
-        {2001, "database_failed", false}, {2008, "database_failed", false},
-        {2061, "database_failed", false}, {5005, "database_failed", false},
+        {5010, "database_failed", true},  {2001, "database_failed", false},
+        {2008, "database_failed", false}, {2061, "database_failed", false},
+        {5005, "database_failed", false},
     };
     database_.reachable = false;
     for (const auto& [number, code, isKnown] : rows) {
