@@ -468,6 +468,18 @@ class LimitTest(GateTestCase):
                 self.assertEqual(self.take_log(), [
                     '"inspect" ended by a signal or a failure; from this host'])
 
+    def test_a_second_signal_leaves_no_process_either(self):
+        # The second signal comes while the processes are stopped.
+        self.edit_program("    freeze\n    # SIGTERM lets",
+                          "    freeze\n    kill -TERM $$\n    # SIGTERM lets")
+        self.fake_inspect(f"echo >{self.event}; exec sleep infinity")
+        self.open_life()
+        with self.start("inspect", pass_fds=[self.end]) as gate:
+            os.close(self.end)
+            self.event.read_text(encoding="utf-8")
+            gate.terminate()
+            self.assertEqual(os.read(self.life, 1), b"")
+
 
 class LogTest(GateTestCase):
     def test_each_call_is_in_the_system_log(self):
