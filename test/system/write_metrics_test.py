@@ -2,6 +2,7 @@
 """write-metrics, which writes the file for the text-file collector."""
 
 import os
+import shlex
 import stat
 import subprocess
 import unittest
@@ -68,6 +69,18 @@ class WriteMetricsTest(InstalledViewsTestCase):
         self.assertFalse(self.metrics.is_symlink())
         self.check_only_file(show("prometheus", inspected("all_well")))
         self.assertEqual(secret.read_text(encoding="utf-8"), "secret\n")
+
+    def test_nothing_is_written_to_a_link_that_the_directorys_owner_makes_in_between(self):
+        pipe = self.prefix / "pipe"
+        os.mkfifo(pipe)
+        unfinished = self.collected / ".keldoctl.unfinished"
+        programs = self.path_with({"rm": f'/bin/rm "$@"; ln -sf {pipe} {shlex.quote(str(unfinished))}'})
+        self.fake_inspection("all_well")
+        reader = os.open(pipe, os.O_RDWR | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        self.assertEqual(self.run_program(self.collected, env={"PATH": programs})[0], 1)
+        self.assertRaises(BlockingIOError, os.read, reader, 1)
+        self.assertFalse(self.metrics.exists())
 
     def test_runs_at_the_same_time_do_not_disturb_each_other(self):
         self.fake_inspection("all_well")
