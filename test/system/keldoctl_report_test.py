@@ -146,9 +146,23 @@ class ReportTest(InstalledViewsTestCase):
                     self.assertEqual(len(self.take_calls()), 1)
 
     def test_a_report_that_cannot_be_written_gives_status_3(self):
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(self.run_program(stdout=full),
-                             (3, "", "keldoctl-report: the report cannot be written\n"))
+        self.panel.write_service("web", start="start")
+        for words in ([], ["--repair", "--dry-run", WEB]):
+            with self.subTest(words), open("/dev/full", "wb") as full:
+                status, _, errors = self.run_program(*words, stdout=full)
+                self.assertEqual((status, errors.splitlines()[-1]),
+                                 (3, "keldoctl-report: the report cannot be written"))
+
+    def test_a_message_that_cannot_be_written_leaves_the_status_as_it_is(self):
+        for commands, words, status in (
+                ("echo '<html/>'", [], 3), ("exit 5", [], 3), ("", ["x"], 64),
+                ("", ["--changes", "x"], 64),
+                (f"cat {INSPECTIONS}/all_well.xml", ["--repair", "all"], 0)):
+            with self.subTest(words, commands=commands), open("/dev/full", "wb") as full:
+                self.fake_inspect(commands)
+                self.assertEqual(subprocess.run(
+                    [self.prefix / self.PROGRAM, *words], stderr=full, stdout=subprocess.DEVNULL,
+                    check=False).returncode, status)
 
     def test_every_id_is_passed_to_keldoctl_inspect(self):
         for service in ("web", "a b*"):
