@@ -307,9 +307,8 @@
   <!-- A command on a line of its own. It is never broken, so that it can be copied. -->
   <xsl:template name="command">
     <xsl:param name="command"/>
-    <xsl:value-of select="substring($spaces, 1, $indent)"/>
-    <xsl:call-template name="one-line"><xsl:with-param name="text" select="$command"/></xsl:call-template>
-    <xsl:text>&#10;</xsl:text>
+    <xsl:value-of select="concat(substring($spaces, 1, $indent),
+        translate($command, $escape, '&#xfffd;'), '&#10;')"/>
   </xsl:template>
 
   <!-- A sign, a sentence and the titles of services as one paragraph. -->

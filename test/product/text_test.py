@@ -1,13 +1,14 @@
 # SPDX-License-Identifier: MIT
 """The view for a terminal."""
 
+import html
 import re
 import subprocess
 import unittest
 from xml.sax.saxutils import escape, quoteattr
 
 from languages import listed_languages
-from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, ViewTestCase, inspected
+from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, ViewTestCase, inspected, show
 
 HEAD = "panel.example  2026-11-22 00:20 UTC"
 RESTART = "keldoctl-report --repair restart-service"
@@ -378,10 +379,13 @@ class CommandTest(ViewTestCase):
     def test_only_unsafe_ids_are_quoted_and_their_controls_replaced(self):
         for action, shown in (("restart-service:web-1.2_x@y", "restart-service:web-1.2_x@y"),
                               # An interactive shell acts on these while it reads.
-                              ("a&#9;b&#10;c\x9bd", "'a\ufffdb\ufffdc\ufffdd'")):
-            document = inspection(service("a"), report=problem("a", action))
-            self.assertEqual(self.commands(self.show(document.replace(b"&amp;#", b"&#"))),
-                             [f"keldoctl-report --repair {shown}"])
+                              ("a&#9;b&#10;c\x9bd\x7f", "'a\ufffdb\ufffdc\ufffdd\ufffd'"),
+                              (DIRECTIONS, f"'{DIRECTIONS_REPLACED}'")):
+            document = inspection(service("a"), report=problem("a", action)).replace(b"&amp;#", b"&#")
+            command = f"keldoctl-report --repair {shown}"
+            self.assertEqual(self.commands(self.show(document)), [command])
+            [on_page] = re.findall("<code[^>]*>(<span>.*?)</code>", show("html", document), re.S)
+            self.assertEqual(html.unescape(re.sub("<.*?>", "", on_page)), command)
 
 
 if __name__ == "__main__":

@@ -81,7 +81,9 @@
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;',
       '&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;&#xfffd;')"/>
 
-  <!-- Writes $text as one word for the shell. -->
+  <!-- Writes $text as one word for the shell, with all control characters replaced. An interactive
+       shell acts on a tab, a line feed or a delete before it has read the whole command. An id with a
+       replaced character names no action, so the command does nothing. -->
   <xsl:template name="shell-word">
     <xsl:param name="text"/>
     <xsl:variable name="harmless" select="concat('ABCDEFGHIJKLMNOPQRSTUVWXYZ',
@@ -93,7 +95,8 @@
       <xsl:otherwise>
         <xsl:text>'</xsl:text>
         <xsl:call-template name="replace">
-          <xsl:with-param name="text" select="$text"/>
+          <xsl:with-param name="text" select="translate($text, concat('&#9;&#10;', $controls),
+              concat('&#xfffd;&#xfffd;', $replacements))"/>
           <xsl:with-param name="character" select='"&apos;"'/>
           <xsl:with-param name="by" select='"&apos;\&apos;&apos;"'/>
         </xsl:call-template>

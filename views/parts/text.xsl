@@ -158,13 +158,4 @@
     <xsl:text>&#10;</xsl:text>
   </xsl:template>
 
-  <!-- Writes $text with all control characters replaced. An interactive shell acts on a tab or a line
-       feed before it has read the whole command. An id with a replaced character names no action, so
-       the command does nothing. -->
-  <xsl:template name="one-line">
-    <xsl:param name="text"/>
-    <xsl:value-of select="translate($text, concat('&#9;&#10;', $controls, $escape),
-        concat('&#xfffd;&#xfffd;', $replacements, '&#xfffd;'))"/>
-  </xsl:template>
-
 </xsl:stylesheet>
