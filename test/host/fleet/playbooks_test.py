@@ -2,6 +2,7 @@
 """The playbooks on a controller with a fake ssh, which prints prepared answers."""
 
 import pathlib
+import stat
 import subprocess
 import tempfile
 import unittest
@@ -175,6 +176,7 @@ class ReportTest(unittest.TestCase):
         """Runs the play with a document in the directory, as the run `run`. Returns its exit status and
         output."""
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        directory.chmod(0o755)
         if document is not None:
             (directory / "fleet.xml").write_text(document, encoding="utf-8")
         (directory / "inventory").write_text(
@@ -184,6 +186,8 @@ class ReportTest(unittest.TestCase):
         done = subprocess.run(playbooks.command("report", directory / "inventory"), env=environment,
                               check=False, cwd=directory, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.modes = {path.name: stat.S_IMODE(path.stat().st_mode)
+                      for path in directory.glob("fleet.*") if path.suffix != ".xml"}
         return done.returncode, done.stdout
 
     @staticmethod
@@ -196,6 +200,7 @@ class ReportTest(unittest.TestCase):
     def test_it_succeeds_for_the_well_document_of_this_run(self):
         status, output = self.report(self.document())
         self.assertEqual(status, 0, output)
+        self.assertEqual(self.modes, dict.fromkeys(("fleet.html", "fleet.json", "fleet.txt"), 0o600))
 
     def test_it_fails_if_the_document_is_not_of_this_run(self):
         for title, document, message in (
