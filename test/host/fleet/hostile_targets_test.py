@@ -37,6 +37,12 @@ REFUSED = {
     "later format": (WELL.replace('version="1"', 'version="2"', 1), 0, "not_an_inspection"),
     "invalid UTF-8": ("$ sed 's/Web Server/\\xff/' well.xml", 0, "not_an_inspection"),
     "other encoding": (WELL.replace("UTF-8", "UTF-7"), 0, "not_an_inspection"),
+    "other XML": (WELL.replace('"1.0"', '"2.0"', 1), 0, "not_an_inspection"),
+    "long name of an element": (WELL.replace("<summary ", f"<{'a' * 60000}/><summary "), 0, "too_large"),
+    "long name of an attribute": (WELL.replace("<summary ", f"<summary {'a' * 60000}='' "), 0,
+                                  "too_large"),
+    "long name of a namespace": (WELL.replace("<summary ", f"<summary xmlns:{'a' * 60000}='u' "), 0,
+                                 "too_large"),
     "service twice": (WELL.replace('id="dns"', 'id="web"'), 0, "not_an_inspection"),
     "document type": (f"{DECLARATION}<!DOCTYPE inspection>{ROOT}", 0, "doctype"),
     "entities that grow": (f'{DECLARATION}<!DOCTYPE inspection [<!ENTITY e0 "x">{ENTITIES}]>'

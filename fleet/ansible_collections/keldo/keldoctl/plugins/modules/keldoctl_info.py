@@ -125,8 +125,8 @@ reason:
   description:
     - A code for why there is no inspection.
     - C(unreachable), there is no connection. C(no_answer), the host printed nothing. C(too_large),
-      the answer is longer than 1 MiB or has too many or too deeply nested elements, or its error messages
-      are longer than 64 KiB. C(doctype), the answer has a document type declaration.
+      the answer is longer than 1 MiB, has too many or too deeply nested elements or too long names, or its
+      error messages are longer than 64 KiB. C(doctype), the answer has a document type declaration.
       C(not_an_inspection), the answer cannot be read. C(contradiction), the answer disagrees with itself
       or with the exit status. C(timed_out), there was no answer in time. C(busy), the gate is serving
       another caller. C(refused), the gate does not accept the request. C(no_gate), there is no gate on

@@ -16,6 +16,7 @@ from xml.parsers import expat
 MOST_BYTES = 1 << 20  # of a document
 MOST_ELEMENTS = 20000  # the longest document has fewer
 MOST_DEPTH = 16
+MOST_NAME_LENGTH = 1000  # xsltproc reads no document with a name of more than 50,000 bytes
 MOST_LINE_BYTES = 1024
 
 STATES = ("up", "down", "unknown", "stopped", "unchecked")
@@ -138,6 +139,7 @@ class _Tree:
         parser.XmlDeclHandler = self._declaration
         parser.StartDoctypeDeclHandler = self._doctype
         parser.ProcessingInstructionHandler = self._instruction
+        parser.StartNamespaceDeclHandler = lambda prefix, _uri: self._check_names([prefix or ""])
         parser.StartElementHandler = self._start
         parser.EndElementHandler = self._end
         parser.CharacterDataHandler = lambda text: self._texts[-1].append(text)
@@ -148,8 +150,10 @@ class _Tree:
         return self._open[0].children[0]
 
     @staticmethod
-    def _declaration(_version, encoding, _standalone):
-        # Another reader would decode the text differently, and see other elements than we do.
+    def _declaration(version, encoding, _standalone):
+        # Another reader reads nothing, or decodes the text differently and sees other elements.
+        if version != "1.0":
+            raise _not_an_inspection("the document is not XML 1.0")
         if encoding is not None and encoding.upper() != "UTF-8":
             raise _not_an_inspection("the document is not in UTF-8")
 
@@ -161,7 +165,13 @@ class _Tree:
     def _instruction(*_instruction):
         raise _not_an_inspection("the document has a processing instruction")
 
+    @staticmethod
+    def _check_names(names):
+        if any(len(name) > MOST_NAME_LENGTH for name in names):
+            raise Refusal("too_large", f"a name is longer than {MOST_NAME_LENGTH} characters")
+
     def _start(self, name, attributes):
+        self._check_names([name, *attributes])
         self._count += 1
         if self._count > MOST_ELEMENTS:
             raise Refusal("too_large", f"the document has more than {MOST_ELEMENTS} elements")
