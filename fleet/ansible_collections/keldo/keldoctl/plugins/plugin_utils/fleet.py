@@ -64,6 +64,8 @@ class Fleet:
         """The host answered: takes a result of keldoctl_info or keldoctl_repair that has an
         inspection. Keeps its document in a file, not in memory."""
         self.begin()
+        # If the file cannot be written, the host must not keep an earlier answer.
+        self._replace(name, {"state": "unasked"})
         file = file_name(name)
         self._write_file(self._path_of_hosts(f"{file}.xml"), result["document"])
         host = _summary_of(result)
@@ -80,9 +82,10 @@ class Fleet:
     def add_failure(self, name, state, code, text):
         """The host did not answer. `state` is failed or unreachable."""
         file = self._hosts.get(name, {}).get("file")
-        if file:
-            os.unlink(self._path_of_hosts(f"{file}.xml"))
         self._replace(name, {"state": state, "reason": (code, one_line(text))})
+        if file:
+            with contextlib.suppress(FileNotFoundError):  # another run may have removed it
+                os.unlink(self._path_of_hosts(f"{file}.xml"))
 
     def has_answered(self, name):
         """Whether the newest result of a host is an inspection."""

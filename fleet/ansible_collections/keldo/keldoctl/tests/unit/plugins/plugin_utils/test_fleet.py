@@ -109,6 +109,15 @@ class FleetTest(unittest.TestCase):
         self.assertEqual(list(self.hosts.iterdir()), [])
         self.assertIsNone(self.root("a").find("host").get("file"))
 
+    def test_no_host_stays_well_if_its_files_cannot_be_changed(self):
+        for name in ("a", "b"):
+            self.fleet.add_answer(name, answer("well"))
+        fleet.Fleet(self.directory, "1.1.0", "ask").begin()  # another run removes the files
+        self.fleet.add_failure("a", "unreachable", "unreachable", "")
+        with mock.patch("os.open", side_effect=OSError("full")), self.assertRaisesRegex(OSError, "full"):
+            self.fleet.add_answer("b", answer("problems"))
+        self.assertEqual(self.states("a", "b"), ["unreachable", "unasked"])
+
     def test_nothing_is_written_before_begin(self):
         self.fleet.add_failure("a", "failed", "task_failed", "")
         self.fleet.write(["a"])
