@@ -49,7 +49,8 @@ class Panel(http.server.HTTPServer):
         self.program = program
         self.key = secrets.token_urlsafe()
         self.tokens = {}  # by session
-        self.outcome = None  # the fragment of a repair that has not been shown yet
+        # By token, the fragment of a repair that has not been shown yet. It contains the token.
+        self.outcomes = {}
 
     def fragment(self, token, *arguments):
         """The part of the page that keldoctl-report prints."""
@@ -72,8 +73,7 @@ class Request(http.server.BaseHTTPRequestHandler):
         elif address.path != "/":
             self.send_error(404)
         elif token := self.token():
-            content = self.server.outcome or self.server.fragment(token)
-            self.server.outcome = None
+            content = self.server.outcomes.pop(token, None) or self.server.fragment(token)
             self.show(PAGE.format(content=content))
         else:
             self.send_error(403)
@@ -85,7 +85,7 @@ class Request(http.server.BaseHTTPRequestHandler):
         if self.path != "/repair" or not token or not is_same(sent, token):
             self.send_error(403)
             return
-        self.server.outcome = self.server.fragment(token, "--repair", *form.get("id", []))
+        self.server.outcomes[token] = self.server.fragment(token, "--repair", *form.get("id", []))
         # After a redirection, loading the page again does not send the form again.
         self.redirect()
 

@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: MIT
 """examples/panel.py in a browser, with real services."""
 
+import http.client
 import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.parse
 
 from browser import Browser
 from panel import BUILD, PROJECT
@@ -77,6 +79,26 @@ class PanelPageTest(unittest.TestCase):
                 self.assertIn("403", self.browser.run("document.body.textContent"))
         self.browser.open(self.login)
         self.assertEqual(self.texts(".row .title"), ["Web Server"])
+
+    def request(self, method, path, session, **form):
+        """The answer to a request with the cookie of a session."""
+        connection = http.client.HTTPConnection(self.page.split("/")[2])
+        self.addCleanup(connection.close)
+        connection.request(method, path, urllib.parse.urlencode(form), {"Cookie": session})
+        return connection.getresponse()
+
+    def test_only_the_session_that_repaired_sees_the_outcome_and_its_token(self):
+        self.addCleanup(service_control, "start-all")
+        for service in ("web", "redis"):
+            service_control("kill", service)
+        login = self.login[len(self.page) - 1:]
+        mine, other = (self.request("GET", login, "").headers["Set-Cookie"].split(";")[0]
+                       for _ in range(2))
+        page = self.request("GET", "/", mine).read().decode()
+        token = re.search('name="token" value="(.*?)"', page)[1]
+        self.request("POST", "/repair", mine, token=token, id="restart-service:web")
+        self.assertNotIn(token, self.request("GET", "/", other).read().decode())
+        self.assertIn("Succeeded", self.request("GET", "/", mine).read().decode())
 
 
 if __name__ == "__main__":
