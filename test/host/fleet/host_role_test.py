@@ -102,7 +102,8 @@ class HostRoleTest(unittest.TestCase):
     def test_only_keys_and_users_of_the_gate_are_taken_and_only_they_are_removed(self):
         self.install(host_packages=[str(self.package)])
         self.keys.parent.mkdir()
-        self.keys.write_text(f"{OTHER_KEY}\n{LINE}", encoding="utf-8")
+        others = f'# {KEY}\ncommand="true # x" {OTHER_KEY}\n'
+        self.keys.write_text(others + LINE, encoding="utf-8")
         for title, variables, message in (
                 ("key of the administrator", {"host_gate_keys": [OTHER_KEY]}, "without the gate"),
                 ("two lines", {"host_gate_keys": [f"{KEY}\n{OTHER_KEY}"]}, "not the line of one"),
@@ -110,9 +111,9 @@ class HostRoleTest(unittest.TestCase):
             with self.subTest(title):
                 _, output = self.install(status=2, **variables)
                 self.assertIn(message, output)
-                self.assertEqual(self.keys.read_text(encoding="utf-8"), f"{OTHER_KEY}\n{LINE}")
+                self.assertEqual(self.keys.read_text(encoding="utf-8"), others + LINE)
         self.install(host_gate_revoked_keys=[KEY, OTHER_KEY])
-        self.assertEqual(self.keys.read_text(encoding="utf-8"), f"{OTHER_KEY}\n")
+        self.assertEqual(self.keys.read_text(encoding="utf-8"), others)
 
 
 if __name__ == "__main__":
