@@ -24,7 +24,7 @@ import table
 from sshds import OWN_RUN, Targets
 
 FORKS = playbooks.FORKS
-# Of 20 targets, one has a problem.
+# One of 20 targets has a problem.
 KINDS = (("well", fleet.answer("all_well", "well"), 19), ("down", fleet.answer("one_down", "problems"), 1))
 LOOP = f"""
 running=0
