@@ -73,8 +73,8 @@ constexpr int errorsOfServer[] = {
 };
 
 /// Whether the error comes from the server or shows what it did. The library's other errors arise
-/// on this host: there is no password, no client library or no memory. The library of MariaDB
-/// 11.8.9 reports 2061 if it has no memory to hash the password.
+/// on this host: there is no password, no client library or no memory. 2061 is one of these: the
+/// library of MariaDB 11.8.9 reports it if there is no memory to hash the password.
 bool isAboutServer(int number) {
     const bool isSentByServer =
         (number >= 1000 && number < 2000) || (number >= 3000 && number < 5000);

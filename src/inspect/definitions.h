@@ -21,7 +21,7 @@ struct FoundDefinition {
 /// since opening another file might block.
 FoundDefinition findDefinition(const std::string& id);
 
-/// Whether the file is a regular file that may be read. Opening another file might block.
+/// Whether the file is a regular file that may be read.
 bool isReadableFile(const std::string& path);
 
 } // namespace keldo::inspect

@@ -84,6 +84,21 @@ Test testOfPort(const PortCheck& check) {
     return test;
 }
 
+/// The tests that the control file of the service asks for, all in the state "untested".
+std::vector<Test> testsOf(const ServiceDefinition& definition) {
+    std::vector<Test> tests;
+    if (!definition.pidFile.empty()) {
+        tests.push_back(testOfPath(TestKind::pidFile, definition.pidFile));
+        for (const UnixSocketCheck& check : definition.unixSockets) {
+            tests.push_back(testOfPath(TestKind::unixSocket, check.path));
+        }
+    }
+    for (const PortCheck& check : definition.ports) {
+        tests.push_back(testOfPort(check));
+    }
+    return tests;
+}
+
 /// Judges one service that the answer names once.
 class Judge {
 public:
@@ -220,20 +235,6 @@ private:
 };
 
 } // namespace
-
-std::vector<Test> testsOf(const ServiceDefinition& definition) {
-    std::vector<Test> tests;
-    if (!definition.pidFile.empty()) {
-        tests.push_back(testOfPath(TestKind::pidFile, definition.pidFile));
-        for (const UnixSocketCheck& check : definition.unixSockets) {
-            tests.push_back(testOfPath(TestKind::unixSocket, check.path));
-        }
-    }
-    for (const PortCheck& check : definition.ports) {
-        tests.push_back(testOfPort(check));
-    }
-    return tests;
-}
 
 Judgement untested(const ServiceDefinition& definition, State state, Reason why,
                    std::string detail) {

@@ -10,10 +10,8 @@
 
 namespace keldo::inspect {
 
-/// The tests that the control file of the service asks for, all in the state "untested".
-std::vector<Test> testsOf(const ServiceDefinition& definition);
-
-/// A judgement with this state and reason; all tests of the service are "untested".
+/// A judgement with this state and reason. Its tests are those that the control file of the service
+/// asks for, all in the state "untested".
 Judgement untested(const ServiceDefinition& definition, State state, Reason why,
                    std::string detail = "");
 

@@ -78,16 +78,15 @@ private:
     void judgeUnknown(const Question& question, const Reason& why, const std::string& detail);
     Reason reasonOfFailure(const ChildResult& result) const;
     std::vector<Question> firstPass() const;
+    const ServiceDefinition& definitionOf(std::size_t service) const {
+        return found_[service]->definition;
+    }
 
     EventLoop& loop_;
     std::string directory_;
     std::size_t jobs_;
     Clock::time_point deadline_;
     InquiryLimits limits_;
-    const ServiceDefinition& definitionOf(std::size_t service) const {
-        return found_[service]->definition;
-    }
-
     std::vector<const FoundDefinition*> found_;
     std::vector<Judgement> judgements_;
     std::deque<Question> questions_;
