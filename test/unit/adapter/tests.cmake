@@ -13,7 +13,6 @@ keldo_unit_test(adapter
         service_test.cpp
         status_request_test.cpp
         watch_test.cpp
-    LIBRARIES keldo_exec
     WRAP
         access dup2 execve fork mkdtemp poll read signalfd write
         _ZNSt6chrono3_V212steady_clock3nowEv)

@@ -13,7 +13,7 @@ keldo_unit_test(inspect
         monitor_inquiry_test.cpp
         names_test.cpp
         reasons_test.cpp
-    LIBRARIES keldo_catalogue keldo_fake_database keldo_fake_panel keldo_exec
+    LIBRARIES keldo_catalogue keldo_fake_database keldo_fake_panel
     WRAP
         dup2 fcntl fork getppid kvrDbConnectOrReport open read socket write
         xmlDocDumpFormatMemoryEnc xmlReadMemory)

@@ -12,7 +12,7 @@ keldo_unit_test(lint
         monit_syntax_test.cpp
         run_test.cpp
         schema_check_test.cpp
-    LIBRARIES keldo_exec keldo_xml
+    LIBRARIES keldo_exec
     WRAP access mkdtemp pipe system xmlSchemaNewValidCtxt)
 target_compile_definitions(lint_test PRIVATE
     KELDO_SCHEMA_HOST="${KELDO_SCHEMA_HOST}"
