@@ -5,7 +5,7 @@ the RPM."""
 import re
 import unittest
 
-from debian_system import AnsibleSystem, RpmAnsibleSystem, SystemTest
+from small_systems import AnsibleSystem, RpmAnsibleSystem, SystemTest
 
 PACKAGE = "ansible-collection-keldo-keldoctl"
 PLACE = "usr/share/ansible/collections/ansible_collections/keldo/keldoctl"

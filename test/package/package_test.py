@@ -4,7 +4,7 @@
 import re
 import unittest
 
-from debian_system import DebianSystem, SystemTest
+from small_systems import DebianSystem, SystemTest
 
 ROOT = "/usr/local/kvr"
 PROGRAM = ROOT + "/admin/sbin/keldoctl"

@@ -6,6 +6,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -74,14 +75,12 @@ class ReleaseTest(unittest.TestCase):
         sums = (self.one / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
         self.assertEqual([line.split("  ")[1] for line in sums],
                          [path.name for path in self.files()])
-        names = [path.name for path in self.files()]
-        for start, end in (("keldoctl-", ".tar.gz"), ("keldo-keldoctl-", ".tar.gz"),
-                           ("keldoctl-", ".spdx.json"), ("keldoctl_", ".deb"),
-                           ("keldoctl-monit_", ".deb"), ("keldoctl-", ".rpm"),
-                           ("keldoctl-monit-", ".rpm")):
-            with self.subTest(start + end):
-                self.assertTrue([name for name in names
-                                 if name.startswith(start) and name.endswith(end)])
+        kinds = {re.sub(r"[-_][0-9].*?(?=(\.tar\.gz|\.spdx\.json|\.deb|\.rpm)$)", "", path.name)
+                 for path in self.files()}
+        packages = {f"{name}.{kind}" for kind in ("deb", "rpm") for name in (
+            "keldoctl", "keldoctl-monit", "ansible-collection-keldo-keldoctl")}
+        self.assertEqual({"keldoctl.tar.gz", "keldo-keldoctl.tar.gz", "keldoctl.spdx.json"} | packages,
+                         {kind for kind in kinds if "-dbgsym" not in kind})
 
     def test_the_source_archive_has_the_files_of_the_commit(self):
         [archive] = self.one.glob("keldoctl-*.tar.gz")

@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
-from debian_system import AnsibleSystem
+from small_systems import AnsibleSystem
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGES = ("dpkg-buildpackage", "--build=binary", "--no-sign", "--build-profiles=nocheck",

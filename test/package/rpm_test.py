@@ -3,7 +3,7 @@
 
 import unittest
 
-from debian_system import NAMES, RpmSystem, SystemTest
+from small_systems import NAMES, RpmSystem, SystemTest
 from package_test import (ADAPTER, ADMINISTRATORS, CATALOGUE, CONTROL_FILES, DEFINITION, GERMAN,
                           MONITOR, PROGRAM, REPORT, ROOT, TIMERS)
 

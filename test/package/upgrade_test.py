@@ -3,7 +3,7 @@
 
 import unittest
 
-from debian_system import DebianSystem, RpmSystem, SystemTest
+from small_systems import DebianSystem, RpmSystem, SystemTest
 
 ROOT = "/usr/local/kvr"
 CONTROL_FILES = ROOT + "/tmp"
