@@ -69,6 +69,7 @@ class InstallTest(PackageTest):
     def test_the_panel_finds_the_program_the_monitor_and_the_catalogues(self):
         self.system.install(*BOTH)
         self.assertEqual(self.system.link(PROGRAM), "/usr/sbin/keldoctl")
+        self.assertEqual(self.system.link(PROGRAM + "-inspect"), "/usr/sbin/keldoctl-inspect")
         self.assertEqual(self.system.link(MONITOR), ADAPTER)
         self.assertEqual(self.system.link(CATALOGUE),
                          "/usr/share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo")

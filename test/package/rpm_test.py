@@ -41,8 +41,9 @@ class ScriptTest(RpmTest):
 
     def test_the_panel_finds_the_program_the_monitor_and_the_catalogues(self):
         self.system.install(*NAMES)
-        self.assertEqual([self.system.link(name) for name in (PROGRAM, MONITOR, CATALOGUE)],
-                         ["/usr/sbin/keldoctl", ADAPTER,
+        self.assertEqual([self.system.link(name)
+                          for name in (PROGRAM, PROGRAM + "-inspect", MONITOR, CATALOGUE)],
+                         ["/usr/sbin/keldoctl", "/usr/sbin/keldoctl-inspect", ADAPTER,
                           CATALOGUE.replace(ROOT + "/share", "/usr/share/keldoctl")])
         self.assertEqual(self.system.path(CONTROL_FILES).stat().st_mode & 0o7777, 0o700)
 
