@@ -68,7 +68,7 @@ def check_report(scenario, fault, outcome):
         return
     if outcome.status != 0:
         raise Broken(f"ends with status {outcome.status} and printed {outcome.stdout!r}")
-    check_document(scenario, outcome, licences(scenario, fault, outcome))
+    check_document(scenario, outcome, contexts_of(scenario, fault, outcome))
 
 
 def writing_failed(fault, outcome):
@@ -268,7 +268,7 @@ def structure_deviations(root):
 # --- Which deviations a fault allows
 
 
-def licences(scenario, fault, outcome):
+def contexts_of(scenario, fault, outcome):
     """The contexts of the run's faults, by the names that deviations() uses."""
     if fault is None:
         return set()

@@ -274,7 +274,7 @@ class HangingTest(AdapterTest):
     """Calls that take seconds. They run at the same time."""
 
     def test_a_hanging_test_ends_at_its_timeout_or_at_the_deadline(self):
-        silent, silent_port = self.listener()
+        _, silent_port = self.listener()
         dripping, dripping_port = self.listener()
         fifo = self.folder / 'fifo'
         os.mkfifo(fifo)

@@ -10,7 +10,6 @@ from made_inspections import inspection, service
 from panel import Problem, down_report, report
 from views import DIRECTIONS, DIRECTIONS_REPLACED, VIEWS, inspected, show
 
-DAY = datetime.datetime(2026, 11, 22, tzinfo=datetime.timezone.utc)
 
 
 def at(time):

@@ -4,7 +4,7 @@
 import unittest
 
 import schemas
-from made_fleets import fleet, host, outcome, reason, service, silent
+from made_fleets import fleet, host, outcome, service, silent
 from pages import PHONE, PageTestCase, page_of
 from recorded_fleets import thousand
 from views import DIRECTIONS, FLEETS, show

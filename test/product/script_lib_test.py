@@ -93,7 +93,7 @@ class LastReleaseTest(unittest.TestCase):
         path = self.project / "build/last-release/content"
         return done.stderr, path.read_text(encoding="utf-8") if path.exists() else None
 
-    def test_it_is_the_last_commit_of_the_version_before(self):
+    def test_the_last_release_is_the_last_commit_of_the_version_before(self):
         self.assertEqual(self.unpack(), ("", "c"))
         (self.project / "build/last-release/content").write_text("kept", encoding="utf-8")
         self.assertEqual(self.unpack(), ("", "kept"))

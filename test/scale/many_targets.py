@@ -7,6 +7,7 @@ Usage: many_targets.py [NUMBER]      on a private host in namespaces, with the p
 """
 
 import collections
+import contextlib
 import dataclasses
 import os
 import pathlib
@@ -39,6 +40,9 @@ class Kind:
     inspect: str = None  # the program behind their gates
     variables: str = ""
 
+    def name(self):
+        return self.title.replace(" ", "-").replace(",", "")
+
 
 KINDS = (
     Kind("answers well", 860, "well", inspect=fleet.answer("all_well", "well")),
@@ -53,20 +57,18 @@ KINDS = (
 )
 
 
-def add(targets, kind, names):
-    """Starts the targets of a kind."""
+def add(targets, kind, names, stack):
+    """Starts the targets of a kind. Their listeners close with the stack."""
     if kind.title == "nobody listens":
         targets.add_absent(names)
     elif kind.title == "accepts and never speaks":
         targets.add_absent(names)
         for host in targets.hosts[-len(names):]:
-            listener = socket.create_server((host.address, PORT))
-            targets.listeners.append(listener)
+            stack.enter_context(socket.create_server((host.address, PORT)))
     else:
-        prefix = targets.directory / "gates" / kind.title.replace(" ", "-").replace(",", "")
         command = "false"
         if kind.inspect:
-            command = fleet.install_gate(prefix, kind.inspect)
+            command = fleet.install_gate(targets.directory / "gates" / kind.name(), kind.inspect)
         for first in range(0, len(names), fleet.MOST_ADDRESSES):
             targets.add(names[first:first + fleet.MOST_ADDRESSES], command, kind.variables, OWN_RUN)
             if not kind.inspect:
@@ -77,14 +79,15 @@ def main():
     number = int(sys.argv[1]) if len(sys.argv) > 1 else 1000
     if os.environ.get("KELDO_HOST") != "namespaces":
         sys.exit("needs a private host in namespaces: a gate's lock is in /run")
-    with tempfile.TemporaryDirectory() as directory, Targets(pathlib.Path(directory, "t")) as targets:
-        targets.listeners = []
+    with contextlib.ExitStack() as stack:
+        directory = stack.enter_context(tempfile.TemporaryDirectory())
+        targets = stack.enter_context(Targets(pathlib.Path(directory, "t")))
         expected = {}
         for kind in KINDS:
             count = max(1, kind.share * number // 1000)
-            names = [f"{kind.title.replace(' ', '-').replace(',', '')}-{n:03}" for n in range(1, count + 1)]
+            names = [f"{kind.name()}-{n:03}" for n in range(1, count + 1)]
             expected |= dict.fromkeys(names, kind)
-            add(targets, kind, names)
+            add(targets, kind, names, stack)
         random.Random(1).shuffle(targets.hosts)
         inventory = targets.inventory()
         before = running()

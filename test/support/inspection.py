@@ -87,9 +87,3 @@ def inspect(*arguments, trial=None, program=(INSPECT,), **options):
             file.write(f"{trial}: {seen.verdict}, exit status {done.returncode}, {seen.seconds} s:"
                        f" {line or 'all up'}\n")
     return seen
-
-
-def state_of(service):
-    """"STATE CODE" of one service."""
-    [found] = [each for each in inspect().services if each.id == service]
-    return f"{found.state} {found.code}"

@@ -82,8 +82,8 @@ class Host:
         return sorted(set(CORE_SERVICES) - self.crashed - self.stopped)
 
     def step(self):
-        """What happens between two inspections: nothing, or up to two changes. The
-        fault that keeps inspections from being written lasts one step, since it hides all others."""
+        """Makes up to two changes between two inspections. The fault that keeps inspections from being
+        written lasts one step, since it hides all others."""
         if self.cannot_keep:
             self.empty_kept()
         self.upgrade_steps += 1
@@ -445,7 +445,7 @@ class LongLife:
 @dataclasses.dataclass
 class Run:
     status: int
-    memory: int  # peak of the program and its children, KiB
+    memory: int  # peak of the largest process of the program, KiB
     seconds: float
 
 

@@ -18,7 +18,7 @@ import xml.etree.ElementTree as ElementTree
 import inspection
 import schemas
 from inspection import INSPECT, LANG
-from panel import CORE_SERVICES, PATH, Panel, report
+from panel import CORE_SERVICES, Panel, report
 from subreaper import become_subreaper
 from terminal import PATIENCE
 

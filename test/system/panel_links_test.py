@@ -351,7 +351,7 @@ class LinkIntoPanelTest(PanelLinksTestCase):
             "share/locale/de/LC_MESSAGES/keldoctl.mo":
                 self.PREFIX / "share/keldoctl/locale/de/LC_MESSAGES/keldoctl.mo"})
 
-    def test_missing_tells_the_places_where_nothing_is_and_changes_nothing(self):
+    def test_missing_links_are_printed_and_not_made(self):
         self.assertEqual(self.link_into_panel("--missing"), list(self.PLACES))
         self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
         self.link_into_panel()

@@ -294,7 +294,7 @@ with socket.create_server(("127.0.0.1", 25)):
         self.assertEqual((result.stdout, result.stderr), (
             f"{NO_HOST}\n", "host/run: this container cannot be the host: port 25 is in use\n"))
 
-    def test_a_host_on_the_host_is_refused(self):
+    def test_no_host_is_made_on_a_host(self):
         result = self.in_container("container_run host/run true; echo $?")
         self.assertEqual(result.stdout, f"{NO_HOST}\n")
         self.assertIn("host/run: this is a host already\n", result.stderr)
