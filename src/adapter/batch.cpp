@@ -6,9 +6,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <initializer_list>
-#include <optional>
-#include <vector>
 
 namespace keldo::adapter {
 

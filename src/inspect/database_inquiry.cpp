@@ -12,7 +12,6 @@
 #include <iterator>
 #include <string_view>
 #include <unistd.h>
-#include <utility>
 
 namespace keldo::inspect {
 

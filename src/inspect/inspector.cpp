@@ -20,7 +20,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <system_error>

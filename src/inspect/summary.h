@@ -5,7 +5,6 @@
 #include "inspect/inspection.h"
 
 #include <cstddef>
-#include <string>
 #include <vector>
 
 namespace keldo::inspect {

@@ -7,7 +7,6 @@
 #include "support/laws.h"
 #include "support/memory_file.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>

@@ -7,7 +7,6 @@
 // Usage: measured_run PROGRAM [ARG...]    PROGRAM gets /dev/null as its standard streams
 
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -9,7 +9,6 @@
   <!-- The start of each proposed command, such as "sudo keldoctl-report". -->
   <xsl:param name="command" select="'keldoctl-report'"/>
 
-  <xsl:key name="action" match="/inspection/keldoctl/action" use="@id"/>
   <xsl:key name="default" use="@id"
       match="/inspection/keldoctl/problem/solutions/action[@default = 'true']"/>
   <!-- The problem of a service that is down, by the id of the service. -->

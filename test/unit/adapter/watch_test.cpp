@@ -12,7 +12,6 @@
 #include <poll.h>
 #include <set>
 #include <stdexcept>
-#include <string>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>

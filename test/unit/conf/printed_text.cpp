@@ -2,7 +2,6 @@
 
 #include "printed_text.h"
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>

@@ -19,7 +19,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <memory>
 #include <new>
 #include <optional>
 #include <ostream>

@@ -7,13 +7,11 @@
 #include "support/fake_panel.h"
 #include "support/flush_recorder.h"
 
-#include <algorithm>
 #include <clocale>
 #include <filesystem>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>

@@ -4,7 +4,6 @@
 
 #include "report/report_writer.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
