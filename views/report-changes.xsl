@@ -69,6 +69,10 @@
     <xsl:param name="time"/>
     <xsl:param name="is-upgrade"/>
     <xsl:param name="kind"/>
+    <!-- changes.awk would never end with a time that is not a number. -->
+    <xsl:if test="translate($time, '123456789', '000000000') != '0000-00-00T00:00:00Z'">
+      <xsl:message terminate="yes">the time is missing or wrong</xsl:message>
+    </xsl:if>
     <xsl:text>run&#9;</xsl:text>
     <xsl:call-template name="unix-time">
       <xsl:with-param name="time" select="$time"/>

@@ -139,7 +139,8 @@ class ChangesTest(InstalledViewsTestCase):
                     self.assertEqual(self.run_program("--changes", *arguments), (
                         3, "", f"keldoctl-report: not an inspection of keldoctl -- {other}\n"))
         for content in (b"<keldoctl><problem>\n", b"<inspection version='2'/>\n",
-                        b"<inspections version='1'/>\n"):
+                        b"<inspections version='1'/>\n", b"<inspection version='1'/>\n",
+                        b"<inspection version='1' started='1e99-11-22T00:00:00Z'/>\n"):
             other = self.write_xml("other", DECLARATION + content)
             for arguments in ((good, other), (other, good)):
                 with self.subTest(content, arguments=arguments):
