@@ -202,9 +202,11 @@ class ReportTest(InstalledViewsTestCase):
         self.panel.write_service("web", start="start")
         self.panel.write_service("smtp")
         self.fake_inspection("two_down_in_german", 1)
-        self.assertEqual(self.run_program("--repair", "all")[2],
-                         "repair-commands: unknown repair -- restart-service:smtp\n")
-        self.assertEqual(self.take_calls(), [[], ["--repair", WEB]])
+        for env in ({}, {"POSIXLY_CORRECT": "1"}):
+            with self.subTest(env):
+                self.assertEqual(self.run_program("--repair", "all", env=env)[2],
+                                 "repair-commands: unknown repair -- restart-service:smtp\n")
+                self.assertEqual(self.take_calls(), [[], ["--repair", WEB]])
 
     def test_all_repairs_nothing_if_no_repair_is_proposed(self):
         self.fake_inspection("all_well", 0)
