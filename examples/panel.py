@@ -63,6 +63,8 @@ class Panel(http.server.HTTPServer):
 
 
 class Request(http.server.BaseHTTPRequestHandler):
+    timeout = 2  # seconds; browsers also open connections that they may not use
+
     def do_GET(self):
         address = urllib.parse.urlsplit(self.path)
         key = urllib.parse.parse_qs(address.query).get("key", [""])[0]

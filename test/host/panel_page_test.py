@@ -4,6 +4,7 @@
 import http.client
 import re
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
@@ -86,6 +87,10 @@ class PanelPageTest(unittest.TestCase):
         self.addCleanup(connection.close)
         connection.request(method, path, urllib.parse.urlencode(form), {"Cookie": session})
         return connection.getresponse()
+
+    def test_a_connection_without_a_request_holds_up_no_other(self):
+        with socket.create_connection(tuple(self.page.split("/")[2].split(":"))):
+            self.assertEqual(self.request("GET", "/", "").status, 403)
 
     def test_only_the_session_that_repaired_sees_the_outcome_and_its_token(self):
         self.addCleanup(service_control, "start-all")
