@@ -347,7 +347,7 @@
 
   <!-- The severity, if the problems differ in it. -->
   <xsl:template name="severity">
-    <xsl:if test="$problems/severity != $problems/severity">
+    <xsl:if test="$problems/severity != ($problems/severity)[1]">
       <xsl:variable name="severity"><xsl:apply-templates select="." mode="severity"/></xsl:variable>
       <xsl:text> </xsl:text>
       <span class="state"><xsl:value-of select="$words[@id = string($severity)]"/></span>

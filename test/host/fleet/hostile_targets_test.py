@@ -88,6 +88,7 @@ class HostileTargetsTest(unittest.TestCase):
         for title, (answer, status) in LOST.items():
             cls.add(targets, title, answer, status)
         cls.add(targets, "hostile texts", hostile(cls.executed), 1)
+        cls.add(targets, "thousands of services", many_down(3300), 1)
         cls.add(targets, "well", WELL, 0)
         cls.add(targets, "also well", WELL, 0)
         inventory = targets.inventory()
@@ -135,6 +136,12 @@ class HostileTargetsTest(unittest.TestCase):
             self.assertEqual(self.state(title), "well")
         self.assertEqual(list(self.asked.states().values()).count("well"), 2)
 
+    def test_the_page_of_thousands_of_services_is_made(self):
+        # It took minutes if each row compared all severities with each other.
+        name = self.names["thousands of services"]
+        self.assertEqual(self.state("thousands of services"), "problems")
+        self.assertTrue((self.asked.directory / f"hosts/{name}.html").exists())
+
     def test_nothing_in_a_text_is_executed(self):
         self.assertEqual(self.state("hostile texts"), "problems")
         self.assertFalse(self.executed.exists())
@@ -160,6 +167,18 @@ class HostileTargetsTest(unittest.TestCase):
 
 
 SCRIPT = "<script>window.executed = 1</script><img src=x onerror=window.executed=1>"
+
+
+def many_down(count):
+    """An inspection with this number of services, all of them down."""
+    start = DOWN[:DOWN.index("<services>")].replace(
+        'services="7" up="6" down="1"', f'services="{count}" up="0" down="{count}"')
+    services = "".join(f'<service id="{number}" origin="core" state="down" seconds="0">'
+                       '<title xml:lang="en-US"/><reason code="r" xml:lang="en-US"/><tests/></service>'
+                       for number in range(count))
+    problems = "".join(f'<problem id="service-down:{number}"><severity>major</severity></problem>'
+                       for number in range(count))
+    return f"{start}<services>{services}</services><keldoctl>{problems}</keldoctl></inspection>"
 
 
 def hostile(executed):
