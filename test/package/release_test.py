@@ -40,8 +40,12 @@ class ReleaseTest(unittest.TestCase):
                           encoding="utf-8")
         galaxy.chmod(0o755)
         cls.one = cls.make("one", 0o022, {"LC_ALL": "C", "TZ": "UTC"})
+        # script/package and script/package-rpm build here.
+        temporary = cls.folder / "another/temporary-directory-with-a-longer-name"
+        temporary.mkdir(parents=True)
         cls.other = cls.make("another/place-with-a-longer-name", 0o077, {
             "LC_ALL": "C.UTF-8", "LANGUAGE": "de", "TZ": "Pacific/Kiritimati",
+            "TMPDIR": str(temporary),
             # The times of files stay. faketime would move those of copies twice.
             "DEB_BUILD_OPTIONS": "parallel=3", "NO_FAKE_STAT": "1"},
             "faketime", "2030-02-03 04:05:06")
