@@ -273,16 +273,14 @@ class StatusTest(AdapterTest):
 class HangingTest(AdapterTest):
     """Calls that take seconds. They run at the same time."""
 
-    def test_a_hanging_test_ends_at_its_timeout_or_at_the_deadline(self):
-        _, silent_port = self.listener()
-        dripping, dripping_port = self.listener()
-        fifo = self.folder / 'fifo'
-        os.mkfifo(fifo)
+    def dripping_port(self):
+        """The port of a server that sends a line without an end. Monit waits up to five seconds for
+        each piece of the line."""
+        server, port = self.listener()
         over = threading.Event()
 
         def drip():
-            # Monit waits for up to five seconds for each piece of a line that never ends.
-            connection, _ = dripping.accept()
+            connection, _ = server.accept()
             with connection:
                 while not over.wait(1):
                     try:
@@ -294,13 +292,20 @@ class HangingTest(AdapterTest):
         thread.start()
         self.addCleanup(thread.join, PATIENCE)
         self.addCleanup(over.set)
+        return port
+
+    def test_a_hanging_test_ends_at_its_timeout_or_at_the_deadline(self):
+        _, silent_port = self.listener()
+        fifo = self.folder / 'fifo'
+        os.mkfifo(fifo)
         texts = {
             'time-out': host_check('a', port_test(silent_port, ' protocol http')) +
             host_check('b', port_test(free_port())) + self.process_check('c'),
             'limit': self.process_check('a') + host_check('b', port_test(free_port())) +
             host_check('c', port_test(silent_port, ' protocol http')) + self.process_check('d'),
             'deadline': self.process_check('a') +
-            host_check('b', port_test(dripping_port, ' protocol smtp')) + self.process_check('c'),
+            host_check('b', port_test(self.dripping_port(), ' protocol smtp')) +
+            self.process_check('c'),
             'no answer': f'include {fifo}\nCHECK PROCESS a WITH PIDFILE "/run/missing"\n'
                          "check host 'b c' with address 127.0.0.1 # check host d\n"
         }
