@@ -34,6 +34,15 @@ class FaultTest(unittest.TestCase):
                 self.assertGreater(faults, 0, "the fault did not occur")
         return faults > 0
 
+    def check_places(self, name):
+        """Tries each system call of a scenario with one of its errors, in turn. Returns whether the run
+        made all calls that were to fail."""
+        found = []
+        for number, place in enumerate(places.system_places(self.lay_out(name), self.scenario)):
+            faults = [fault for fault in place if not places.is_slow(fault)]
+            found.append(self.check(faults[number % len(faults)]))
+        return all(found)
+
     def check_series(self, series, step=1):
         """Tries every step-th call with the faults in turn. The first call must exist."""
         for number, which in zip(itertools.count(1, step), itertools.cycle(series.faults)):
@@ -44,10 +53,7 @@ class FaultTest(unittest.TestCase):
 
 class SystemCallTest(FaultTest):
     def test_each_system_call_of_a_german_run_fails_with_one_of_its_errors(self):
-        for number, place in enumerate(places.system_places(self.lay_out("german"),
-                                                             self.scenario)):
-            faults = [fault for fault in place if not places.is_slow(fault)]
-            self.assertTrue(self.check(faults[number % len(faults)]))
+        self.assertTrue(self.check_places("german"))
 
 
 class StreamTest(FaultTest):
@@ -89,10 +95,7 @@ class InspectionTest(FaultTest):
     """The same for keldoctl-inspect."""
 
     def test_each_system_call_of_an_inspection_fails_with_one_of_its_errors(self):
-        calls = self.lay_out("inspect-well")
-        for number, place in enumerate(places.system_places(calls, self.scenario)):
-            faults = [fault for fault in place if not places.is_slow(fault)]
-            self.check(faults[number % len(faults)])
+        self.check_places("inspect-well")
 
     def test_each_call_on_a_child_of_an_inspection_fails(self):
         calls = self.lay_out("inspect-down")
@@ -119,9 +122,7 @@ class AdapterTest(FaultTest):
     """The same for monit-check-status with the real monit."""
 
     def test_each_system_call_of_a_batch_fails_with_one_of_its_errors(self):
-        calls = self.lay_out("adapter-batch")
-        for number, place in enumerate(places.system_places(calls, self.scenario)):
-            self.check(place[number % len(place)])
+        self.check_places("adapter-batch")
 
     def test_transfers_of_a_batch_move_one_byte(self):
         self.lay_out("adapter-batch")
