@@ -59,6 +59,16 @@ class WriteMetricsTest(InstalledViewsTestCase):
                                  (1, "", f"write-metrics: {message}"))
                 self.check_only_file(OLDER)
 
+    def test_a_full_disk_leaves_the_file_as_it_is(self):
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "none", self.collected], check=True)
+        self.addCleanup(subprocess.run, ["umount", self.collected], check=True)
+        self.metrics.write_text(OLDER, encoding="utf-8")
+        self.fake_inspection("all_well")
+        status, output, errors = self.write()
+        self.assertEqual((status, output, errors.splitlines()[-1]),
+                         (1, "", "write-metrics: the metrics cannot be written"))
+        self.check_only_file(OLDER)
+
     def test_no_link_of_the_directorys_owner_is_followed(self):
         secret = self.prefix / "secret"
         secret.write_text("secret\n", encoding="utf-8")
@@ -78,7 +88,9 @@ class WriteMetricsTest(InstalledViewsTestCase):
         self.fake_inspection("all_well")
         reader = os.open(pipe, os.O_RDWR | os.O_NONBLOCK)
         self.addCleanup(os.close, reader)
-        self.assertEqual(self.run_program(self.collected, env={"PATH": programs})[0], 1)
+        status, _, errors = self.run_program(self.collected, env={"PATH": programs})
+        self.assertEqual((status, errors.splitlines()[-1]),
+                         (1, "write-metrics: the metrics cannot be written"))
         self.assertRaises(BlockingIOError, os.read, reader, 1)
         self.assertFalse(self.metrics.exists())
 
