@@ -128,9 +128,12 @@ public:
         if (*status != 0) {
             return std::move(*this).as(State::down, reasonOfStatus(*status));
         }
-        if (isProcessStopped(definition_.pidFile)) {
+        const NamedProcess process = lookAtProcess(definition_.pidFile);
+        if (process != NamedProcess::running) {
             pidFileTest()->state = TestState::failed;
-            return std::move(*this).as(State::down, pidFileReason("stopped_process"));
+            const bool isStopped = process == NamedProcess::stopped;
+            return std::move(*this).as(State::down,
+                                       pidFileReason(isStopped ? "stopped_process" : "no_process"));
         }
         const bool isProven =
             std::ranges::any_of(judgement_.tests,

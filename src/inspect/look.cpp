@@ -10,6 +10,7 @@
 #include <charconv>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <optional>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -114,24 +115,35 @@ std::string beginningOf(const std::string& path) {
     return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
+/// The number at the beginning of a pid file, after the white space and the sign that the monitor
+/// skips.
+std::optional<long> pidIn(const std::string& text) {
+    auto begin = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
+    begin += text.compare(begin, 1, "+") == 0 ? 1 : 0;
+    long pid = 0;
+    const auto [end, error] = std::from_chars(text.data() + begin, text.data() + text.size(), pid);
+    return error == std::errc() && pid > 0 ? std::optional(pid) : std::nullopt;
+}
+
 } // namespace
 
 Listener lookAt(const Test& test) {
     return test.kind == TestKind::unixSocket ? lookAtSocket(test.path) : lookAtPort(test);
 }
 
-bool isProcessStopped(const std::string& pidFile) {
-    const std::string line = beginningOf(pidFile);
-    const auto begin = std::min(line.find_first_not_of(" \t"), line.size());
-    long pid = 0;
-    const auto [end, error] = std::from_chars(line.data() + begin, line.data() + line.size(), pid);
-    if (error != std::errc() || pid <= 0) {
-        return false;
+NamedProcess lookAtProcess(const std::string& pidFile) {
+    const auto pid = pidIn(beginningOf(pidFile));
+    if (!pid) {
+        return NamedProcess::running;
     }
-    const std::string stat = beginningOf("/proc/" + std::to_string(pid) + "/stat");
-    // The state follows the process name, which is in parentheses and may contain any characters.
-    const auto nameEnd = stat.rfind(')');
-    return nameEnd != std::string::npos && stat.substr(nameEnd).starts_with(") T");
+    const std::string number = std::to_string(*pid);
+    const std::string status = beginningOf("/proc/" + number + "/status");
+    if (status.find("\nTgid:\t") != std::string::npos &&
+        status.find("\nTgid:\t" + number + "\n") == std::string::npos) {
+        return NamedProcess::none;
+    }
+    return status.find("\nState:\tT") != std::string::npos ? NamedProcess::stopped
+                                                           : NamedProcess::running;
 }
 
 } // namespace keldo::inspect

@@ -15,8 +15,14 @@ enum class Listener { listens, none, noSocket };
 /// refused within 0.1 s, it counts as accepted.
 Listener lookAt(const Test& test);
 
-/// Whether the process that a pid file names is stopped (state T in /proc). False if there is no
-/// pid file or no such process.
-bool isProcessStopped(const std::string& pidFile);
+/// The process that a pid file names.
+enum class NamedProcess {
+    running,
+    stopped, ///< state T in /proc
+    none,    ///< the number is that of a thread, which the monitor takes for a process
+};
+
+/// Looks into /proc. Returns `running` if it cannot find out more.
+NamedProcess lookAtProcess(const std::string& pidFile);
 
 } // namespace keldo::inspect

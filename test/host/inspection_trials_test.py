@@ -137,6 +137,14 @@ class ServiceTrials(Trial):
         self.define("trial", self.pid_file(process.pid))
         self.expect(trial="down no_process")
 
+    def test_the_number_in_a_stale_pid_file_is_that_of_a_thread(self):
+        ended = threading.Event()
+        thread = threading.Thread(target=ended.wait)
+        thread.start()
+        self.addCleanup(ended.set)
+        self.define("trial", self.pid_file(thread.native_id))
+        self.expect(trial="down no_process")
+
     def test_nobody_listens_on_a_port(self):
         server = socket.socket()
         server.bind(("127.0.0.1", 0))  # keeps the port, and does not listen

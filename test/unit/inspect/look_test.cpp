@@ -7,9 +7,13 @@
 #include "support/temporary_directory.h"
 
 #include <cerrno>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 namespace keldo::inspect {
 
@@ -69,14 +73,41 @@ TEST(LookAt, AssumesAListenerIfNoSocketCanBeMade) {
     EXPECT_EQ(lookAtSocketFile("/none"), Listener::listens);
 }
 
-TEST(IsProcessStopped, IsFalseWithoutAProcess) {
+TEST(LookAtProcess, SeesAStoppedProcessInEachFormThatTheMonitorReads) {
+    const test::TemporaryDirectory directory;
+    const pid_t child = fork();
+    if (child == 0) {
+        raise(SIGSTOP);
+        _exit(0);
+    }
+    siginfo_t info{};
+    waitid(P_PID, static_cast<id_t>(child), &info, WSTOPPED);
+    for (const char* const before : {"", "0", "+", " \t", "\n", "\r\n\v\f+"}) {
+        SCOPED_TRACE(before);
+        EXPECT_EQ(lookAtProcess(directory.write("pid", before + std::to_string(child) + "\n")),
+                  NamedProcess::stopped);
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+TEST(LookAtProcess, SeesThatTheNumberIsOfAThread) {
+    const test::TemporaryDirectory directory;
+    const auto look = [&directory](pid_t number) {
+        return lookAtProcess(directory.write("pid", std::to_string(number)));
+    };
+    EXPECT_EQ(look(getpid()), NamedProcess::running);
+    std::thread([&look] { EXPECT_EQ(look(gettid()), NamedProcess::none); }).join();
+}
+
+TEST(LookAtProcess, AssumesARunningProcessIfItSeesNone) {
     const test::TemporaryDirectory directory;
     for (const char* const content : {"", " \t", "x", "0", "-1", "2147483647"}) {
         SCOPED_TRACE(content);
-        EXPECT_FALSE(isProcessStopped(directory.write("pid", content)));
+        EXPECT_EQ(lookAtProcess(directory.write("pid", content)), NamedProcess::running);
     }
-    EXPECT_FALSE(isProcessStopped("/nowhere"));
-    EXPECT_FALSE(isProcessStopped("/dev/zero")); // would never end
+    EXPECT_EQ(lookAtProcess("/nowhere"), NamedProcess::running);
+    EXPECT_EQ(lookAtProcess("/dev/zero"), NamedProcess::running); // would never end
 }
 
 } // namespace keldo::inspect
