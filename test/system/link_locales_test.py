@@ -6,6 +6,7 @@ import os
 import pathlib
 import shutil
 import subprocess
+import tempfile
 import unittest
 
 from languages import listed_languages
@@ -210,6 +211,20 @@ class LinkTest(unittest.TestCase):
         localedef("-i", "ja_JP", "-f", "EUC-JP", "ja_JP")
         before = archived()
         self.link(told=self.own_kept("ja_JP", "EUC-JP"))
+        self.link("remove")
+        self.assertEqual(archived(), before)
+
+    def test_remove_keeps_the_archive_if_localedef_fails(self):
+        self.have_debians_aliases()
+        localedef("-i", "de_DE", "-f", "UTF-8", "de_DE")
+        before = archived()
+        self.link()
+        with tempfile.TemporaryDirectory() as directory:
+            os.symlink("/bin/false", pathlib.Path(directory, "localedef"))
+            done = subprocess.run([self.locales.program, "remove"], check=False,
+                                  env={"PATH": f"{directory}:{PATH}"})
+        self.assertEqual(done.returncode, 1)
+        self.assertLess(before, archived())
         self.link("remove")
         self.assertEqual(archived(), before)
 
