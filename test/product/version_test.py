@@ -79,6 +79,14 @@ class ProgramsTest(unittest.TestCase):
                     closed = self.run_program(program, option, preexec_fn=lambda: os.close(1))
                     self.assertEqual(closed.returncode == 0, program in self.WITHOUT_OUTPUT)
 
+    def test_the_programs_of_scripts_refuse_a_wrong_command_line(self):
+        for program, *arguments in (("panel-root", "--root"), ("repair-commands",)):
+            with self.subTest(program):
+                done = subprocess.run([BUILD / "libexec" / program, *arguments], check=False,
+                                      capture_output=True, text=True)
+                self.assertEqual((done.returncode, done.stdout), (64, ""))
+                self.assertRegex(done.stderr, rf"\AUsage: {program} ")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -7,11 +7,32 @@
 #include "support/temporary_directory.h"
 
 #include <array>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+
+namespace {
+
+/// Called before each request is sent, if set.
+std::function<void()> beforeSend;
+
+} // namespace
+
+extern "C" {
+
+ssize_t __real_send(int connection, const void* bytes, size_t length, int flags);
+ssize_t __wrap_send(int connection, const void* bytes, size_t length, int flags);
+
+ssize_t __wrap_send(int connection, const void* bytes, size_t length, int flags) {
+    if (beforeSend) {
+        beforeSend();
+    }
+    return __real_send(connection, bytes, length, flags);
+}
+}
 
 namespace keldo::adapter {
 namespace {
@@ -82,6 +103,13 @@ TEST_F(RequestStatus, AsksAndReturnsTheWholeDocument) {
 TEST_F(RequestStatus, ReturnsNothingWithoutAListener) {
     EXPECT_EQ(requestStatus(path, watch, later), std::nullopt);
     EXPECT_EQ(requestStatus(path + "s", watch, later), std::nullopt);
+}
+
+TEST_F(RequestStatus, ReturnsNothingIfTheServerHangsUpBeforeTheRequest) {
+    listen(server.get(), 1);
+    beforeSend = [&] { UniqueFd(accept(server.get(), nullptr, nullptr)); };
+    EXPECT_EQ(requestStatus(path, watch, later), std::nullopt);
+    beforeSend = nullptr;
 }
 
 TEST_F(RequestStatus, ReturnsNothingAtTheDeadline) {

@@ -14,7 +14,7 @@ keldo_unit_test(adapter
         status_request_test.cpp
         watch_test.cpp
     WRAP
-        access dup2 execve fork mkdtemp poll read signalfd write
+        access dup2 execve fork mkdtemp poll read send signalfd write
         _ZNSt6chrono3_V212steady_clock3nowEv)
 target_include_directories(adapter_test PRIVATE unit/adapter)
 target_compile_definitions(adapter_test PRIVATE
