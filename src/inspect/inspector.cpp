@@ -303,8 +303,8 @@ private:
 
     static Dependency configuration() {
         Dependency dependency = dependencyNamed("configuration", kvrConfFile);
-        if (access(kvrConfFile, R_OK) != 0) {
-            const bool isMissing = errno == ENOENT;
+        if (!isReadableFile(kvrConfFile)) {
+            const bool isMissing = access(kvrConfFile, F_OK) != 0 && errno == ENOENT;
             dependency.state = isMissing ? DependencyState::missing : DependencyState::failed;
             dependency.reason =
                 reason(isMissing ? "default_configuration" : "unreadable_configuration",
@@ -377,7 +377,6 @@ private:
     std::size_t jobs_;
     Clock::time_point deadline_;
     const std::function<void(const std::string&)>& tell_;
-    EventLoop loop_;
     const MonitorInquiry* inquiry_ = nullptr; ///< set while it asks
     std::string noProcess_;                   ///< the reason if no child could be made
     UpgradeAnswer upgrade_;
@@ -386,6 +385,7 @@ private:
     Dependency controlFiles_ =
         dependencyNamed("control_files", controlFileDirectory(), DependencyState::unasked);
     Dependency monitor_ = dependencyNamed("monitor", monitorPath(), DependencyState::unasked);
+    EventLoop loop_; ///< after monitor_: it blocks signals, and reading the configuration may hang
 };
 
 } // namespace

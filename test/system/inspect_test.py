@@ -25,6 +25,7 @@ from terminal import PATIENCE
 ASKED = CORE_SERVICES[1:]  # of the monitor
 MYSQL = {"mysql": "down database_refused"}
 WELL = {service: "up passed" for service in ASKED} | MYSQL
+CONFIGURATION = "/etc/kvr/kvr.conf"
 STARTED, GO = "/usr/local/kvr/started", "/usr/local/kvr/go"
 # Tells that it has started, and waits for a line.
 WAIT = f"echo x > {STARTED}\nread line < {GO}\n"
@@ -255,11 +256,27 @@ class DefinitionTest(InspectTest):
                 self.assertEqual((seen.verdict, seen.status), ("unknown", 2))
                 self.assertEqual(seen.dependencies["monitor"].state, "unasked")
 
-    def test_a_missing_configuration_file_is_reported(self):
-        os.unlink("/etc/kvr/kvr.conf")
-        configuration = self.inspect().dependencies["configuration"]
-        self.assertEqual((configuration.state, configuration.code),
-                         ("missing", "default_configuration"))
+    def test_a_configuration_file_that_cannot_be_read_is_reported(self):
+        os.unlink(CONFIGURATION)
+        for make, expected in ((lambda: None, ("missing", "default_configuration")),
+                               (lambda: os.mkdir(CONFIGURATION),
+                                ("failed", "unreadable_configuration"))):
+            with self.subTest(expected):
+                make()
+                configuration = self.inspect().dependencies["configuration"]
+                self.assertEqual((configuration.state, configuration.code), expected)
+        os.rmdir(CONFIGURATION)
+
+    def test_a_signal_ends_it_while_it_waits_for_the_configuration_file(self):
+        os.unlink(CONFIGURATION)
+        os.mkfifo(CONFIGURATION)
+        self.addCleanup(os.unlink, CONFIGURATION)
+        process = self.panel.start(program=(INSPECT,))
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        with open(CONFIGURATION, "wb"):  # waits until the program opens it
+            process.terminate()
+            self.assertEqual(process.wait(PATIENCE), -signal.SIGTERM)
 
 
 class MonitorTest(InspectTest):
