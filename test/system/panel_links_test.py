@@ -93,6 +93,26 @@ class PanelLinksTest(PanelLinksTestCase):
         self.remove()
         self.assertEqual(tree(pathlib.Path("/srv/panel")), {})
 
+    def test_links_that_moved_with_the_panels_files_are_removed(self):
+        self.update(PROGRAM, CATALOGUE)
+        shutil.move(PRODUCT_ROOT, "/srv/panel")
+        self.configure("PRODUCT_ROOT_D /srv/panel\n")
+        for _ in range(2):
+            self.assertEqual(self.update(PROGRAM, CATALOGUE), "")
+        self.remove()
+        self.assertEqual(list(filter(os.path.islink, tree(pathlib.Path("/srv/panel")))), [])
+        self.assertEqual(tree(RECORDS), {})
+
+    def test_runs_at_the_same_time_wait_for_each_other(self):
+        for command in ("update", "remove"):
+            runs = [subprocess.Popen([LIBEXEC / "panel-links", command, f"package{i}",
+                                      "/usr/bin/true", f"admin/sbin/program{i}"],
+                                     stderr=subprocess.PIPE) for i in range(20)]
+            self.assertEqual([run.communicate()[1] for run in runs], [b""] * len(runs))
+            if command == "update":
+                self.assertEqual(len(os.listdir(PRODUCT_ROOT / "admin/sbin")), len(runs))
+        self.assertEqual(tree(PRODUCT_ROOT, RECORDS), {})
+
     def test_a_relative_root_is_refused(self):
         self.configure("PRODUCT_ROOT_D panel\n")
         self.assertEqual(self.update(PROGRAM, status=1), "panel-links: the panel's root directory "
