@@ -27,6 +27,11 @@ constexpr long zombie = 0x800;
 constexpr double secondsForAnswer = 5;
 constexpr double secondsForDatagram = 0.2;
 
+/// In seconds.
+double limitOf(const Test& test) {
+    return test.type == "UDP" ? secondsForDatagram : secondsForAnswer;
+}
+
 const char* typeName(PortType type) {
     switch (type) {
     case PortType::UDP:
@@ -208,17 +213,23 @@ private:
         }
         if ((status & connectionFailed) != 0) {
             for (const Test& test : judgement_.tests) {
-                if (test.state == TestState::failed && test.kind != TestKind::pidFile) {
-                    return reasonOfTest(codeOfFailedConnection(test), test);
+                const std::string code = hasFailedConnection(test) ? codeOfConnection(test) : "";
+                if (!code.empty()) {
+                    return reasonOfTest(code, test);
                 }
             }
         }
         return reason("failed", Subject::general, Substitution{"<status>", reported_.status});
     }
 
+    static bool hasFailedConnection(const Test& test) {
+        return test.kind != TestKind::pidFile && test.state == TestState::failed;
+    }
+
     /// If something listens, the duration decides: a missing answer takes monit's whole time limit,
-    /// a wrong answer does not.
-    std::string codeOfFailedConnection(const Test& test) const {
+    /// a wrong answer does not. Empty if some of several tests may have timed out: it is not known
+    /// which.
+    std::string codeOfConnection(const Test& test) const {
         switch (lookAt(test)) {
         case Listener::noSocket:
             return "no_socket";
@@ -228,8 +239,16 @@ private:
             break;
         }
         const std::chrono::duration<double> seconds = judgement_.duration;
-        const double limit = test.type == "UDP" ? secondsForDatagram : secondsForAnswer;
-        return seconds.count() >= limit ? "timed_out" : "wrong_answer";
+        if (seconds.count() < limitOf(test)) {
+            return "wrong_answer";
+        }
+        double limits = 0;
+        for (const Test& other : judgement_.tests) {
+            if (hasFailedConnection(other) && lookAt(other) == Listener::listens) {
+                limits += limitOf(other);
+            }
+        }
+        return seconds.count() >= limits ? "timed_out" : "";
     }
 
     const ServiceDefinition& definition_;

@@ -124,6 +124,20 @@ TEST(Judgement, TellsWhyAConnectionFailed) {
               "down timed_out failed");
 }
 
+TEST(Judgement, TellsOfNoTimeOutIfOneOfTwoTestsMayHaveGotAWrongAnswer) {
+    const ListeningPort listening;
+    const PortCheck taken{PortType::TCP, listening.port(), "http"};
+    const PortCheck refused{PortType::TCP, ListeningPort::freePort(), "http"};
+    const auto judgedAfter = [](Clock::duration took, const PortCheck& a, const PortCheck& b) {
+        return judged(serviceWith("", {a, b}),
+                      reported("32", {port(b.number, -1), port(a.number, -1)}), took);
+    };
+    EXPECT_EQ(judgedAfter(10ms, taken, taken), "down wrong_answer failed,failed");
+    EXPECT_EQ(judgedAfter(5s, taken, taken), "down failed failed,failed");
+    EXPECT_EQ(judgedAfter(10s, taken, taken), "down timed_out failed,failed");
+    EXPECT_EQ(judgedAfter(5s, taken, refused), "down timed_out failed,failed");
+}
+
 TEST(Judgement, AttributesAFailureToTheOnlyTestIfTheMonitorGivesNoResults) {
     EXPECT_EQ(
         judged(serviceWith("", {{PortType::TCP, ListeningPort::freePort(), ""}}), reported("32")),
